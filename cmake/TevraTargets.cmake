@@ -1,0 +1,46 @@
+# SPDX-License-Identifier: BSD-3-Clause
+# What every target of the project has in common: language level, warnings, floating-point rules, sanitizers.
+include_guard()
+include(GNUInstallDirs)
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+set(CMAKE_POSITION_INDEPENDENT_CODE ON) # static libraries end up in the Python module too
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+find_program(TEVRA_CCACHE ccache)
+if(TEVRA_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    # Throw sites carry __DATE__ and __TIME__; a stale build stamp from the cache is harmless.
+    set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=time_macros,pch_defines
+        "${TEVRA_CCACHE}")
+endif()
+
+function(tevra_compile_rules target)
+    target_compile_features(${target} PUBLIC cxx_std_20)
+    set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+    # Contraction off: results must not depend on the instruction set (same bits with and without FMA).
+    target_compile_options(${target} PRIVATE -ffp-contract=off
+        -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion -Wnon-virtual-dtor
+        -Wold-style-cast -Woverloaded-virtual -Wcast-align
+        $<$<BOOL:${TEVRA_WARNINGS_AS_ERRORS}>:-Werror>)
+    if(TEVRA_SANITIZE)
+        target_compile_options(${target} PRIVATE -fsanitize=${TEVRA_SANITIZE} -fno-sanitize-recover=all
+            -fno-omit-frame-pointer)
+        target_link_options(${target} PUBLIC -fsanitize=${TEVRA_SANITIZE})
+    endif()
+endfunction()
+
+# tevra_add_library(NAME ROOT dir HEADERS ... SOURCES ... PUBLIC targets ... PRIVATE targets ...)
+# ROOT is the folder that include lines are relative to.
+function(tevra_add_library name)
+    cmake_parse_arguments(ARG "" "ROOT" "HEADERS;SOURCES;PUBLIC;PRIVATE" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    add_library(tevra::${name} ALIAS ${name})
+    target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS "${ARG_ROOT}" FILES ${ARG_HEADERS})
+    # Every public header must compile alone (built by the target all_verify_interface_header_sets).
+    set_target_properties(${name} PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON LINKER_LANGUAGE CXX)
+    target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
+    tevra_compile_rules(${name})
+    install(TARGETS ${name} EXPORT tevraTargets FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tevra)
+endfunction()

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "VexoBase/ProgressMonitor.h"
+
+namespace TEVRA {
+namespace {
+
+thread_local IProgressMonitor* t_installed = nullptr;
+
+/// Passes everything on to the calling thread's monitor, if there is one.
+class CForwardingMonitor : public IProgressMonitor {
+  public:
+    void BeginProgress(long long steps, const char* text) override {
+        if (t_installed != nullptr) {
+            t_installed->BeginProgress(steps, text);
+        }
+    }
+    void StepProgress() override {
+        if (t_installed != nullptr) {
+            t_installed->StepProgress();
+        }
+    }
+    bool CancelRequested() override { return t_installed != nullptr && t_installed->CancelRequested(); }
+    void EndProgress() override {
+        if (t_installed != nullptr) {
+            t_installed->EndProgress();
+        }
+    }
+};
+
+} // namespace
+
+IProgressMonitor::~IProgressMonitor() = default;
+
+IProgressMonitor& CProgressMonitor::Obj() {
+    static CForwardingMonitor monitor;
+    return monitor;
+}
+
+CProgressMonitorScope::CProgressMonitorScope(IProgressMonitor& monitor) : m_previous(t_installed) {
+    t_installed = &monitor;
+}
+
+CProgressMonitorScope::~CProgressMonitorScope() {
+    t_installed = m_previous;
+}
+
+CProgressReport::CProgressReport(IProgressMonitor& monitor, long long steps, const char* text)
+    : m_monitor(monitor) {
+    m_monitor.BeginProgress(steps, text);
+}
+
+CProgressReport::~CProgressReport() {
+    try {
+        m_monitor.EndProgress();
+    } catch (...) { // NOLINT(bugprone-empty-catch): a destructor must not throw; the report is over anyway
+    }
+}
+
+} // namespace TEVRA
