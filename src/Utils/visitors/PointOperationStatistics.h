@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "Utils/HistogramBin.h"
+#include "Utils/TypeName.h"
+#include "zeklib2core/Exception.h"
+#include "zeklib2core/String.h"
+
+#include <cstddef>
+#include <limits>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace TEVRA::visitors {
+
+/// Counts pixel values into bins, bin = value: 256 bins for 8-bit, 65536 for 16-bit pixels.
+template <typename PixelT, typename CountT>
+class CAnalyzerHistogram {
+    static_assert(std::is_unsigned_v<PixelT>, "float pixels have a form of their own");
+
+  public:
+    using PixelType = const PixelT;
+
+    /// @param histogram receives the counts; must outlive the visitor.
+    explicit CAnalyzerHistogram(std::vector<CountT>& histogram) : m_histogram(histogram) {}
+
+    void Reset() { m_histogram.assign(std::size_t{std::numeric_limits<PixelT>::max()} + 1, 0); }
+    void operator()(PixelT value) { ++m_histogram[value]; }
+
+    static std::string TypeName() {
+        return "class TEVRA::visitors::CAnalyzerHistogram<" + Impl::TypeName<PixelT>() + "," +
+               Impl::TypeName<CountT>() + ">";
+    }
+
+  private:
+    std::vector<CountT>& m_histogram;
+};
+
+/// Counts float values into equal bins over [min, max] (Impl::HistogramBin); NaN is not counted.
+template <typename CountT>
+class CAnalyzerHistogram<float, CountT> {
+  public:
+    using PixelType = const float;
+
+    /// @param histogram receives the counts; must outlive the visitor.
+    /// @throws CException if no vector can hold that many bins, or unless min < max.
+    CAnalyzerHistogram(std::vector<CountT>& histogram, float min, float max, unsigned long long bins)
+        : m_histogram(histogram), m_min(min), m_max(max), m_bins(static_cast<std::size_t>(bins)) {
+        constexpr unsigned long long most = 2305843009213693951ULL; // 64-bit counts that a vector can hold
+        if (bins > most) {
+            CString message("vector size is insufficient (std::vector<T>::max_size() = %1 is lower than %2",
+                            CString::eEncodingUtf8);
+            message.Arg(static_cast<long long>(most), 0).Arg(std::to_string(bins));
+            throw_from_constructor(message, __LINE__);
+        }
+        if (!(min < max)) {
+            CString message("Value range is invalid (min value = %1 larger or equal to max value %2",
+                            CString::eEncodingUtf8);
+            message.Arg(static_cast<double>(min), 0).Arg(static_cast<double>(max), 0);
+            throw_from_constructor(message, __LINE__);
+        }
+    }
+
+    void Reset() { m_histogram.assign(m_bins, 0); }
+    void operator()(float value) {
+        if (value == value) {
+            ++m_histogram[Impl::HistogramBin(value, m_min, m_max, m_bins)];
+        }
+    }
+
+    static std::string TypeName() { return "class " + qualified_name(); }
+
+  private:
+    static std::string qualified_name() {
+        return "TEVRA::visitors::CAnalyzerHistogram<float," + Impl::TypeName<CountT>() + ">";
+    }
+    [[noreturn]] static void throw_from_constructor(const CString& message, int line) {
+        const std::string function = qualified_name() + "::CAnalyzerHistogram";
+        throw CException(
+            TEVRA_LOCATION("src/Utils/visitors/PointOperationStatistics", function.c_str(), line),
+            message.c_str());
+    }
+
+    std::vector<CountT>& m_histogram;
+    float m_min;
+    float m_max;
+    std::size_t m_bins;
+};
+
+/// Smallest and largest value, NaN left out. Without any number the minimum is above the maximum.
+template <typename PixelT>
+class CAnalyzerMinMax {
+  public:
+    using PixelType = const PixelT;
+
+    void Reset() { *this = CAnalyzerMinMax(); }
+    void operator()(PixelT value) {
+        // Every comparison with NaN is false, so NaN changes nothing.
+        m_min = value < m_min ? value : m_min;
+        m_max = value > m_max ? value : m_max;
+    }
+
+    PixelT Min() const noexcept { return m_min; }
+    PixelT Max() const noexcept { return m_max; }
+
+    static std::string TypeName() {
+        return "class TEVRA::visitors::CAnalyzerMinMax<" + Impl::TypeName<PixelT>() + ">";
+    }
+
+  private:
+    PixelT m_min = std::numeric_limits<PixelT>::infinity();
+    PixelT m_max = -std::numeric_limits<PixelT>::infinity();
+};
+
+} // namespace TEVRA::visitors
