@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace TEVRA::apps {
+
+/// The text of one option or argument and its name, as in {"--spacing", "0.5,0.5,1"}; the functions below
+/// read it. All throw CUsageError with the name, the text and what would be right.
+struct SArgument {
+    std::string name;
+    std::string text;
+};
+
+/// Finite numbers separated by commas.
+std::vector<double> ReadNumbers(const SArgument& argument);
+/// Whole numbers separated by commas.
+std::vector<long long> ReadWholeNumbers(const SArgument& argument);
+/// One finite number.
+double ReadNumber(const SArgument& argument);
+/// One finite number greater than 0.
+double ReadPositiveNumber(const SArgument& argument);
+/// One whole number of at least `smallest`.
+long long ReadWholeNumber(const SArgument& argument, long long smallest);
+
+} // namespace TEVRA::apps

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "apps/Failure.h"
+
+#include "apps/Interruption.h"
+
+#include <exception>
+#include <new>
+#include <ostream>
+
+namespace TEVRA::apps {
+
+void PrintError(std::ostream& errors, const std::string& message) {
+    std::string line;
+    for (const char c : message) {
+        const bool blank = c == '\n' || c == '\r' || c == ' ';
+        if (!blank) {
+            line += c;
+        } else if (!line.empty() && line.back() != ' ') {
+            line += ' ';
+        }
+    }
+    errors << "tevra: error: " << line << std::endl;
+}
+
+int RunGuarded(const std::function<void()>& work, std::ostream& errors) {
+    try {
+        work();
+        return STATUS_DONE;
+    } catch (const CInterrupted& interruption) {
+        PrintError(errors, "stopped by the user; no output was written");
+        return 128 + interruption.Signal();
+    } catch (const CUsageError& failure) {
+        PrintError(errors, failure.what());
+        return STATUS_WRONG_USAGE;
+    } catch (const std::bad_alloc&) {
+        PrintError(errors,
+                   "not enough memory; analyse a smaller part of the image or use a machine with more "
+                   "memory");
+        return STATUS_FAILED;
+    } catch (const std::exception& failure) {
+        PrintError(errors, failure.what());
+        return STATUS_FAILED;
+    }
+}
+
+} // namespace TEVRA::apps
