@@ -7,8 +7,7 @@
 
 namespace TEVRA {
 
-/// Otsu's threshold (N. Otsu, A threshold selection method from gray-level histograms, IEEE Transactions on
-/// Systems, Man, and Cybernetics 9(1), 1979).
+/// Otsu's threshold as an algorithm object of the host; the threshold itself is `OtsuBin`.
 class COtsu : public CAlgorithm {
   public:
     COtsu(const char* name, const IObject* parent);
