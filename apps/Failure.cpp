@@ -9,7 +9,9 @@
 
 namespace TEVRA::apps {
 
-void PrintError(std::ostream& errors, const std::string& message) {
+namespace {
+
+std::string on_one_line(const std::string& message) {
     std::string line;
     for (const char c : message) {
         const bool blank = c == '\n' || c == '\r' || c == ' ';
@@ -19,7 +21,17 @@ void PrintError(std::ostream& errors, const std::string& message) {
             line += ' ';
         }
     }
-    errors << "tevra: error: " << line << std::endl;
+    return line;
+}
+
+} // namespace
+
+void PrintError(std::ostream& errors, const std::string& message) {
+    errors << "tevra: error: " << on_one_line(message) << std::endl;
+}
+
+void PrintWarning(std::ostream& errors, const std::string& message) {
+    errors << "tevra: warning: " << on_one_line(message) << std::endl;
 }
 
 int RunGuarded(const std::function<void()>& work, std::ostream& errors) {

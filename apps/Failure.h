@@ -32,4 +32,7 @@ int RunGuarded(const std::function<void()>& work, std::ostream& errors);
 /// Writes the line `tevra: error: MESSAGE`, with line breaks in the message replaced by blanks.
 void PrintError(std::ostream& errors, const std::string& message);
 
+/// Writes the line `tevra: warning: MESSAGE`, likewise.
+void PrintWarning(std::ostream& errors, const std::string& message);
+
 } // namespace TEVRA::apps

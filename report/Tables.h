@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "zeklib2core/ValueMap.h"
+
+#include <string>
+
+namespace TEVRA::report {
+
+/// The listed subfields of a result document as a table, one row each in document order; empty if the
+/// document lists none.
+///
+/// Columns (those of z in 3D only):
+/// - `id`: the subfield's identifier;
+/// - `x0_px`, `y0_px`, `z0_px`, `x1_px`, `y1_px`, `z1_px`: its corners in pixels, the upper ones exclusive;
+/// - `status`: "ok", or what is wrong with the values;
+/// - `a_xx`, `a_xy`, `a_xz`, `a_yy`, `a_yz`, `a_zz`: orientation tensor;
+/// - `lambda_1`, `lambda_2`, `lambda_3`: its eigenvalues, largest first;
+/// - `mean_x`, `mean_y`, `mean_z`: mean direction, a unit vector whose sign means nothing;
+/// - `anisotropy`: 1 - smallest / largest eigenvalue;
+/// - `difference_rad`: angle between this and the whole field's mean direction, [0, pi/2];
+/// - `a_xxxx`, `a_xxxy`, ...: fourth-order tensor in the document's order, if the document has it.
+///
+/// Comma-separated with a header line; cells with commas, quotes or line breaks are quoted as in RFC 4180,
+/// line ends are LF, which command line tools handle better than that text's CR LF. Numbers read back as the
+/// same doubles; NaN and Inf stand for themselves; a value that the document does not have is an empty cell.
+std::string SubfieldsCsv(const CValueMap& document);
+
+/// The averaged profiles of a result document as a table, one row per axis and slice; empty if the document
+/// has none.
+///
+/// Columns: `axis` ("x", "y" or "z"); `slice_px`, the slice's lower corner along the axis; `position_UNIT`,
+/// the same as a length (`position` where the unit has no name); `number_of_subfields` that the averages are
+/// made of; then `status` and the rest as in SubfieldsCsv.
+/// @param lengthUnit unit of the document's lengths, as in "mm" or "px"; may be empty.
+std::string ProfilesCsv(const CValueMap& document, const std::string& lengthUnit);
+
+} // namespace TEVRA::report
