@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "Numeric/Matrix.h"
+
+#include <array>
+#include <cstddef>
+
+namespace TEVRA::Impl {
+
+/// Markers of angle maps for pixels without a direction.
+inline constexpr float NO_COLATITUDE = -1.0F;
+inline constexpr float NO_ANGLE = -4.1415925F; // -(pi + 1), of longitudes and of in-plane angles
+
+/// Angles of an axis in space, in radians: colatitude in [0, pi/2], longitude in (-pi, pi].
+struct StAxisAngles {
+    float colatitudeRad;
+    float longitudeRad;
+};
+
+/// The angles of a unit axis, folded into the upper half-space. A negative zero counts as zero.
+StAxisAngles AnglesOfAxis(const std::array<double, 3>& axis);
+
+/// The angle from the x axis of a unit axis in the plane, folded into [0, pi]. A negative zero counts as
+/// zero.
+float AngleOfAxis(const std::array<double, 2>& axis);
+
+/// Fiber axis from a Hessian matrix: the unit eigenvector of its smallest (along a fiber) or largest absolute
+/// eigenvalue. Where eigenvalues are equal, or all zero, it is the one that the decomposition gives.
+///
+/// Holds the matrices of the decomposition, so that one object serves many pixels without allocating.
+template <std::size_t Dim>
+class CHessianAxis {
+  public:
+    enum class EEigenvalue { smallest, largest };
+
+    explicit CHessianAxis(EEigenvalue which);
+
+    /// Entry (row, col) of the Hessian's upper triangle; the lower follows by symmetry.
+    void Set(std::size_t row, std::size_t col, double value) {
+        m_hessian(row, col) = value;
+        m_hessian(col, row) = value;
+    }
+
+    /// Writes the axis of the Hessian that was set. @return false if the decomposition failed.
+    [[nodiscard]] bool Compute(std::array<double, Dim>& axis);
+
+  private:
+    CMatrix<double> m_hessian;
+    CMatrix<double> m_u;
+    CMatrix<double> m_s;
+    CMatrix<double> m_v;
+    std::size_t m_column;
+};
+
+extern template class CHessianAxis<2>;
+extern template class CHessianAxis<3>;
+
+} // namespace TEVRA::Impl
