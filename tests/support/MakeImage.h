@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "support/MemoryLimit.h"
 #include "zeklib2image/Image.h"
 
-#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -31,19 +31,5 @@ std::vector<PixelT> PixelsOf(const CImage& image) {
     const PixelT* first = image.Pixels<PixelT>();
     return std::vector<PixelT>(first, first + image.Size().Elements());
 }
-
-/// Pixel memory may grow by this many bytes at most while the scope lives; the limit before comes back then.
-class CPixelMemoryLimitScope {
-  public:
-    explicit CPixelMemoryLimitScope(std::size_t moreBytes) : m_before(CPixelMemory::Limit()) {
-        CPixelMemory::SetLimit(CPixelMemory::BytesInUse() + moreBytes);
-    }
-    ~CPixelMemoryLimitScope() { CPixelMemory::SetLimit(m_before); }
-    CPixelMemoryLimitScope(const CPixelMemoryLimitScope&) = delete;
-    CPixelMemoryLimitScope& operator=(const CPixelMemoryLimitScope&) = delete;
-
-  private:
-    std::size_t m_before;
-};
 
 } // namespace TEVRA::test
