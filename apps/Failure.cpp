@@ -21,6 +21,9 @@ std::string on_one_line(const std::string& message) {
             line += ' ';
         }
     }
+    if (line.ends_with(' ')) {
+        line.pop_back();
+    }
     return line;
 }
 

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "apps/Arguments.h"
+
+#include "apps/Failure.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+namespace TEVRA::apps {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+/// The message of the usage error that the call throws, or an empty text.
+std::string refusal_of(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const CUsageError& error) {
+        return error.what();
+    }
+    return {};
+}
+
+TEST(Arguments, NumbersAreReadFromAList) {
+    EXPECT_THAT(ReadNumbers({"--spacing", "0.5,-1e-3,+2"}), ElementsAre(0.5, -1e-3, 2.0));
+    EXPECT_THAT(ReadNumbers({"--spacing", " 0.5, 1 "}), ElementsAre(0.5, 1.0));
+}
+
+TEST(Arguments, WholeNumbersAreReadFromAList) {
+    EXPECT_THAT(ReadWholeNumbers({"--subfield", "64,-1"}), ElementsAre(64, -1));
+}
+
+TEST(Arguments, WhatIsNoFiniteNumberIsRefusedWithNameAndText) {
+    for (const std::string text : {"", ",", "1,", "1,,2", "abc", "1 2", "0x10", "nan", "inf", "-inf", "1e999",
+                                   "1;2", "1.5mm", "+-1"}) {
+        const std::string message = refusal_of([&] { ReadNumbers({"--spacing", text}); });
+        EXPECT_THAT(message, HasSubstr("--spacing: '" + text + "' is not")) << text;
+    }
+}
+
+TEST(Arguments, FractionsAndHugeNumbersAreNoWholeNumbers) {
+    for (const std::string text : {"1.5", "1e2", "99999999999999999999", "", "nan"}) {
+        EXPECT_NE(refusal_of([&] { ReadWholeNumbers({"--subfield", text}); }), "") << text;
+        EXPECT_NE(refusal_of([&] { ReadWholeNumber({"--threads", text}, 0); }), "") << text;
+    }
+}
+
+TEST(Arguments, PositiveNumbersExcludeZero) {
+    EXPECT_EQ(ReadPositiveNumber({"--fiber-radius", "1e-9"}), 1e-9);
+    for (const std::string text : {"0", "-0.0", "-1", "nan", "inf", "", "1,2"}) {
+        EXPECT_THAT(refusal_of([&] {
+                        ReadPositiveNumber({"--fiber-radius", text});
+                    }),
+                    HasSubstr("greater than 0"))
+            << text;
+    }
+}
+
+TEST(Arguments, AWholeNumberMustReachTheSmallestAllowed) {
+    EXPECT_EQ(ReadWholeNumber({"--threads", "1"}, 1), 1);
+    EXPECT_THAT(refusal_of([] { ReadWholeNumber({"--threads", "0"}, 1); }), HasSubstr("at least 1"));
+}
+
+} // namespace
+} // namespace TEVRA::apps
