@@ -22,6 +22,12 @@ namespace {
                      message);
 }
 
+/// Half of a size, rounded towards zero.
+double whole_half(long long size) {
+    const long long half = size / 2;
+    return static_cast<double>(half);
+}
+
 /// The image's spacing per axis. @throws CException unless it is equal along all axes.
 std::array<double, 3> checked_spacing(const IImage& image, int dim) {
     double x = 1.0;
@@ -64,9 +70,8 @@ void CSubfieldFiberDirections::check_radius(const CSize& imageSize, double fiber
         fails_along_z(0.5 * static_cast<double>(imageSize[2]))) {
         throw_from_compute(96, "Fiber diameter must not exceed image size (please check for correct units).");
     }
-    if (listsSubfields &&
-        (r > static_cast<double>(m_nSubfieldSizeX / 2) || r > static_cast<double>(m_nSubfieldSizeY / 2) ||
-         fails_along_z(static_cast<double>(m_nSubfieldSizeZ / 2)))) {
+    if (listsSubfields && (r > whole_half(m_nSubfieldSizeX) || r > whole_half(m_nSubfieldSizeY) ||
+                           fails_along_z(whole_half(m_nSubfieldSizeZ)))) {
         throw_from_compute(101,
                            "Fiber diameter must not exceed subfield size (please check for correct units).");
     }

@@ -26,6 +26,7 @@ class IMatrix {
     virtual std::size_t Cols() const = 0;
 
     /// Takes over shape and elements of the other matrix.
+    // NOLINTNEXTLINE(misc-unconventional-assign-operator): the host assigns through the interface
     virtual IMatrix& operator=(const IMatrix& other);
     /// Same object, or same shape and equal elements; a NaN equals nothing.
     virtual bool operator==(const IMatrix& other) const;
@@ -81,6 +82,7 @@ CString IMatrix<T>::with_shapes(const char* text, const IMatrix& left, const IMa
     return message;
 }
 
+// NOLINTBEGIN(misc-unconventional-assign-operator): as declared
 template <typename T>
 IMatrix<T>& IMatrix<T>::operator=(const IMatrix& other) {
     if (this == &other) {
@@ -96,6 +98,7 @@ IMatrix<T>& IMatrix<T>::operator=(const IMatrix& other) {
     }
     return *this;
 }
+// NOLINTEND(misc-unconventional-assign-operator)
 
 template <typename T>
 bool IMatrix<T>::operator==(const IMatrix& other) const {
