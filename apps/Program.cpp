@@ -3,6 +3,7 @@
 
 #include "apps/Commands.h"
 #include "apps/Failure.h"
+#include "apps/HelpFormatter.h"
 #include "apps/Interruption.h"
 
 #include <CLI/App.hpp>
@@ -50,12 +51,16 @@ std::vector<std::string> arguments_last_first(int argc, const char* const* argv)
     return arguments;
 }
 
-std::string usage_message(const CLI::App& program, const CLI::ParseError& error) {
-    std::string help = "tevra";
-    for (const CLI::App* command : program.get_subcommands()) {
-        help += " " + command->get_name();
+std::string usage_message(const CLI::App& program, const std::string& firstArgument,
+                          const CLI::ParseError& error) {
+    const std::vector<CLI::App*> commands = program.get_subcommands();
+    if (!commands.empty()) {
+        return std::string(error.what()) + "; see 'tevra " + commands.front()->get_name() + " --help'";
     }
-    return std::string(error.what()) + "; see '" + help + " --help'";
+    if (!firstArgument.starts_with('-')) {
+        return "there is no command '" + firstArgument + "'; see 'tevra --help'";
+    }
+    return std::string(error.what()) + "; see 'tevra --help'";
 }
 
 void flush_standard_output() {
@@ -93,9 +98,14 @@ int RunProgram(int argc, const char* const* argv) {
     program.set_version_flag("--version", std::string("tevra ") + ProgramVersion(),
                              "Print the version and end");
     program.set_help_flag("-h,--help", "Print this help and end");
+    program.formatter(NewHelpFormatter()); // commands added later inherit it
+    program.footer("'tevra COMMAND --help' explains a command.");
     program.require_subcommand(0, 1);
     // Commands in the order of the help text.
-    const std::vector<SCommand> commands = {};
+    const std::vector<SCommand> commands = {AddTensorCommand(program)};
+    for (const SCommand& command : commands) {
+        command.parser->group("Commands");
+    }
     try {
         program.parse(arguments_last_first(argc, argv));
     } catch (const CLI::ParseError& request) {
@@ -107,7 +117,7 @@ int RunProgram(int argc, const char* const* argv) {
                 },
                 std::cerr);
         }
-        PrintError(std::cerr, usage_message(program, request));
+        PrintError(std::cerr, usage_message(program, argc > 1 ? argv[1] : "", request));
         return STATUS_WRONG_USAGE;
     }
     if (program.get_subcommands().empty()) {

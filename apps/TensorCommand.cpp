@@ -10,6 +10,7 @@
 #include <CLI/App.hpp>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <iomanip>
 #include <iostream>
@@ -25,6 +26,7 @@ namespace {
 
 // Components are often typed with three digits; a trace off by no more than their rounding is no mistake.
 constexpr double TRACE_TOLERANCE = 0.005;
+constexpr double LARGEST_COMPONENT = 1e100;             // beyond it, squares overflow
 constexpr double NEGATIVE_EIGENVALUE_TOLERANCE = 0.001; // of the trace, for the same reason
 
 struct STensorOptions {
@@ -40,10 +42,17 @@ struct SEvaluation {
 };
 
 CMatrix<double> read_tensor(const std::string& components) {
-    const std::vector<double> given = ReadNumbers({"tensor", components});
+    const std::vector<double> given = ReadNumbers({"COMPONENTS", components});
     if (given.size() != 3 && given.size() != 6) {
-        throw CUsageError("tensor: '" + components + "' has " + std::to_string(given.size()) +
+        throw CUsageError("COMPONENTS: '" + components + "' has " + std::to_string(given.size()) +
                           " components; give XX,XY,XZ,YY,YZ,ZZ or, in 2D, XX,XY,YY");
+    }
+    for (const double component : given) {
+        if (std::abs(component) > LARGEST_COMPONENT) {
+            throw CUsageError("COMPONENTS: '" + components +
+                              "' has components too large to evaluate; those of an orientation tensor lie "
+                              "between -1 and 1");
+        }
     }
     const std::size_t dim = given.size() == 3 ? 2 : 3;
     CMatrix<double> tensor(dim, dim);
@@ -105,16 +114,13 @@ void warn_of_what_is_no_orientation_tensor(const CMatrix<double>& tensor) {
     }
 }
 
-/// A direction and its opposite are one orientation: the last component that is not 0 is made positive.
+/// A direction and its opposite are one orientation: the largest component is made positive.
 void fix_sign(std::vector<double>& direction) {
-    for (auto component = direction.rbegin(); component != direction.rend(); ++component) {
-        if (*component != 0.0) {
-            const double sign = *component < 0.0 ? -1.0 : 1.0;
-            for (double& c : direction) {
-                c = c == 0.0 ? 0.0 : sign * c;
-            }
-            return;
-        }
+    const auto largest = std::max_element(direction.begin(), direction.end(),
+                                          [](double a, double b) { return std::abs(a) < std::abs(b); });
+    const double sign = *largest < 0.0 ? -1.0 : 1.0;
+    for (double& component : direction) {
+        component = component == 0.0 ? 0.0 : sign * component; // and no -0
     }
 }
 
@@ -141,9 +147,11 @@ SEvaluation evaluate(const CMatrix<double>& tensor) {
 }
 
 void print_row(const char* name, const std::vector<double>& numbers) {
-    std::cout << std::left << std::setw(18) << name << std::right << std::fixed << std::setprecision(6);
+    constexpr double LARGEST_FIXED = 1e6; // larger numbers would not fit into their columns
+    std::cout << std::left << std::setw(18) << name << std::right << std::setprecision(6);
     for (const double number : numbers) {
-        std::cout << std::setw(11) << number;
+        std::cout << (std::abs(number) < LARGEST_FIXED ? std::fixed : std::scientific) << std::setw(15)
+                  << number;
     }
     std::cout << '\n';
 }
@@ -191,10 +199,9 @@ SCommand AddTensorCommand(CLI::App& program) {
         program.add_subcommand("tensor", "Evaluate an orientation tensor: eigenvalues, mean orientation, "
                                          "shape and strength");
     parser
-        ->add_option("tensor", options->components,
+        ->add_option("COMPONENTS", options->components,
                      "Upper triangle of the tensor row by row, as XX,XY,XZ,YY,YZ,ZZ or, in 2D, XX,XY,YY")
-        ->required()
-        ->type_name("COMPONENTS");
+        ->required();
     parser->add_flag("--json", options->json,
                      "Print JSON with all digits instead of text (a value that is infinite or not defined is "
                      "null)");

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "apps/HelpFormatter.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+
+#include <cstddef>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace TEVRA::apps {
+
+namespace {
+
+constexpr std::size_t COLUMNS = 80;
+constexpr std::size_t NAME_COLUMNS = 30;
+
+/// Breaks lines at blanks so that none is longer than `width`, if its words allow; breaks in the text stay.
+std::string wrapped(const std::string& text, std::size_t width) {
+    std::istringstream lines(text);
+    std::string result;
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::size_t used = 0;
+        result += result.empty() ? "" : "\n";
+        for (std::string word; words >> word;) {
+            const bool fits = used == 0 || used + 1 + word.size() <= width;
+            result += used == 0 ? "" : fits ? " " : "\n";
+            used = fits && used != 0 ? used + 1 + word.size() : word.size();
+            result += word;
+        }
+    }
+    return result;
+}
+
+class CHelpFormatter : public CLI::Formatter {
+  public:
+    CHelpFormatter() {
+        column_width(NAME_COLUMNS);
+        label("Positionals", "Arguments");
+        label("Subcommands", "Commands");
+    }
+
+    std::string make_description(const CLI::App* app) const override {
+        return wrapped(app->get_description(), COLUMNS) + "\n\n";
+    }
+
+    std::string make_usage(const CLI::App* app, std::string name) const override {
+        std::string usage = "Usage: " + name;
+        for (const CLI::Option* option : app->get_options()) {
+            if (option->get_positional()) {
+                usage += " " + option->get_name(true);
+            } else if (option->get_required()) {
+                usage += " " + option->get_name() + " " + option->get_type_name();
+            }
+        }
+        const bool hasCommands = !app->get_subcommands({}).empty();
+        return usage + (hasCommands ? " COMMAND ...\n" : " [OPTIONS]\n");
+    }
+
+    std::string make_subcommand(const CLI::App* command) const override {
+        std::ostringstream out;
+        CLI::detail::format_help(out, command->get_name(), described(command->get_description()),
+                                 NAME_COLUMNS);
+        return out.str();
+    }
+
+    std::string make_option_opts(const CLI::Option* option) const override {
+        const bool takesValue = option->get_type_size() != 0 && option->nonpositional();
+        return takesValue ? " " + option->get_type_name() : "";
+    }
+
+    std::string make_option_desc(const CLI::Option* option) const override {
+        return described(option->get_description());
+    }
+
+    std::string make_footer(const CLI::App* app) const override {
+        const std::string footer = app->get_footer();
+        return footer.empty() ? "" : wrapped(footer, COLUMNS) + "\n";
+    }
+
+  private:
+    static std::string described(const std::string& text) { return wrapped(text, COLUMNS - NAME_COLUMNS); }
+};
+
+} // namespace
+
+std::shared_ptr<CLI::FormatterBase> NewHelpFormatter() {
+    return std::make_shared<CHelpFormatter>();
+}
+
+} // namespace TEVRA::apps

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace TEVRA::report {
+
+/// Where the spacing of a run came from.
+enum class ESpacingOrigin {
+    none,   ///< nowhere: lengths are in pixels
+    header, ///< the image file
+    option  ///< the caller
+};
+
+/// The grey values that became 0 and 255 when an image was brought to 8 bit.
+struct SGreyRange {
+    double lo;
+    double hi;
+};
+
+/// What a run of the field-by-field analysis worked on and with: all that a reader of its results may ask for
+/// besides the results themselves.
+struct SRunRecord {
+    struct SInput {
+        std::string path;
+        std::string format;
+        std::vector<long long> sizePx; ///< per axis, x first
+        std::string pixelType;
+        std::optional<std::array<double, 3>> spacing;
+        std::string lengthUnit; ///< as in "mm"; "px" without spacing; empty if it has no name
+        ESpacingOrigin spacingOrigin = ESpacingOrigin::none;
+        std::optional<SGreyRange> greyWindow; ///< none if the image was taken as it is
+    };
+    struct SParameters {
+        double fiberRadius = 0.0; ///< in the length unit
+        double fiberRadiusPx = 0.0;
+        double otsuFactor = 0.0;
+        std::vector<long long> subfieldPx; ///< per axis; empty for the whole field only
+        std::optional<std::string> maskPath;
+        bool fourthOrder = false;
+        int threads = 0;
+        std::string summary; ///< as the analysis gives it
+    };
+    struct SForeground {
+        std::optional<double> threshold; ///< grey value of the smoothed image; none with a mask
+        long long pixels = 0;            ///< that have a direction
+        long long ofPixels = 0;          ///< of the image
+    };
+
+    std::string version;
+    std::string startTime; ///< UTC, ISO 8601
+    SInput input;
+    SParameters parameters;
+    SForeground foreground;
+    double readSeconds = 0.0;
+    double analyzeSeconds = 0.0;
+    double totalSeconds = 0.0;      ///< until the results were written
+    std::vector<std::string> files; ///< written beside the record
+};
+
+/// The record as it stands in run.json. What is not there is null.
+std::string RunJson(const SRunRecord& record);
+
+} // namespace TEVRA::report
