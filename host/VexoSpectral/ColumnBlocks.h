@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "VexoSpectral/FftwPlan.h"
+#include "zeklib2image/PixelMemory.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <optional>
+
+namespace TEVRA::Impl {
+
+/// Scratch for complex transforms along the columns of an array that is filled and read row by row.
+///
+/// Eight columns, one cache line of each row, form a block of its own in memory. FFTW transforms a block of
+/// few and adjacent columns near its best speed whatever plan it chooses; on whole rows its estimated plans
+/// are up to ten times slower (256 rows of 128: 10.9 ns a value against 1.6).
+class CColumnBlocks {
+  public:
+    CColumnBlocks(EnDirection direction, std::size_t rows, std::size_t columns)
+        : m_rows(rows), m_blocks((columns + WIDTH - 1) / WIDTH),
+          m_memory(m_blocks * m_rows * WIDTH * sizeof(Complex)) {
+        if (m_rows > 1) {
+            m_plan.emplace(CFftwPlan::ComplexColumns(direction, m_rows, WIDTH, values()));
+        }
+    }
+
+    Complex& At(std::size_t row, std::size_t column) {
+        return values()[((column / WIDTH) * m_rows + row) * WIDTH + column % WIDTH];
+    }
+
+    /// Sets the first `count` columns of a row.
+    void PutRow(std::size_t row, const Complex* source, std::size_t count) {
+        Complex* target = values() + row * WIDTH;
+        for (; count >= WIDTH; count -= WIDTH, source += WIDTH, target += m_rows * WIDTH) {
+            std::memcpy(target, source, WIDTH * sizeof(Complex));
+        }
+        std::copy_n(source, count, target);
+    }
+
+    /// Reads the first `count` columns of a row.
+    void GetRow(std::size_t row, Complex* target, std::size_t count) {
+        const Complex* source = values() + row * WIDTH;
+        for (; count >= WIDTH; count -= WIDTH, target += WIDTH, source += m_rows * WIDTH) {
+            std::memcpy(target, source, WIDTH * sizeof(Complex));
+        }
+        std::copy_n(source, count, target);
+    }
+
+    /// Transforms the blocks that hold the first `count` columns.
+    void Transform(std::size_t count) {
+        if (!m_plan) {
+            return;
+        }
+        for (std::size_t block = 0; block * WIDTH < count; ++block) {
+            m_plan->ExecuteOn(values() + block * m_rows * WIDTH);
+        }
+    }
+
+    /// Columns to take at a time so that their scratch stays in the cache next to the processor.
+    static std::size_t ColumnsInCache(std::size_t rows, std::size_t columns) {
+        constexpr std::size_t cacheBytes = 512 * 1024;
+        const std::size_t blocks = std::max<std::size_t>(1, cacheBytes / (rows * WIDTH * sizeof(Complex)));
+        return std::min(columns, blocks * WIDTH);
+    }
+
+  private:
+    static constexpr std::size_t WIDTH = 8;
+
+    Complex* values() { return reinterpret_cast<Complex*>(m_memory.Data()); }
+
+    std::size_t m_rows;
+    std::size_t m_blocks;
+    CPixelMemory m_memory;
+    std::optional<CFftwPlan> m_plan;
+};
+
+} // namespace TEVRA::Impl

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <complex>
+#include <cstddef>
+
+namespace TEVRA::Impl {
+
+using Complex = std::complex<float>;
+
+enum class EnDirection { forward, inverse };
+
+/// A one-dimensional transform of FFTW: owns the plan, knows where to apply it.
+///
+/// Plans are chosen by FFTW's cost estimate, never by measuring: measured plans differ from run to run, and
+/// with them the last bits of every result. All memory must be aligned to 64 bytes.
+class CFftwPlan {
+  public:
+    /// Complex transforms of `columns` columns side by side, in place: element (row, column) lies at
+    /// data[row * columns + column].
+    static CFftwPlan ComplexColumns(EnDirection direction, std::size_t rows, std::size_t columns,
+                                    Complex* data);
+    /// Transform of `length` real values to length / 2 + 1 complex ones.
+    static CFftwPlan RealToHalf(std::size_t length, float* real, Complex* half);
+    /// The way back, without scaling; overwrites `half`.
+    static CFftwPlan HalfToReal(std::size_t length, Complex* half, float* real);
+
+    CFftwPlan(CFftwPlan&& other) noexcept;
+    CFftwPlan& operator=(CFftwPlan&&) = delete;
+    CFftwPlan(const CFftwPlan&) = delete;
+    CFftwPlan& operator=(const CFftwPlan&) = delete;
+    ~CFftwPlan();
+
+    /// Transforms the memory that the plan was made for.
+    void Execute() const;
+    /// Transforms other columns than those that the plan was made for.
+    void ExecuteOn(Complex* data) const;
+
+  private:
+    /// @throws std::bad_alloc if FFTW gave no plan.
+    explicit CFftwPlan(void* plan);
+
+    void* m_plan;
+};
+
+/// Users of FFTW, plans and registered clients, are counted. When the last one goes, FFTW's process-wide
+/// tables are released; plans must not outlive the tables.
+void AddFftwUser() noexcept;
+void RemoveFftwUser() noexcept;
+
+} // namespace TEVRA::Impl
