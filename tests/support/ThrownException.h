@@ -62,4 +62,11 @@ void ExpectThrown(OperationT operation, const SThrown& expected) {
     }
 }
 
+/// The text of the CException that the operation throws; empty, and a test failure, without one.
+template <typename OperationT>
+std::string MessageOf(OperationT operation) {
+    const std::optional<SThrown> thrown = CaptureException(operation);
+    return thrown ? thrown->text : std::string();
+}
+
 } // namespace TEVRA::test

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "Numeric/Matrix.h"
 
+#include "support/ThrownException.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstddef>
-#include <functional>
 #include <initializer_list>
 #include <limits>
 #include <memory>
 #include <ostream>
 #include <random>
-#include <string>
 #include <type_traits>
 #include <vector>
 
@@ -92,15 +92,6 @@ IMatrix<double>& assign(IMatrix<double>& target, const IMatrix<double>& source) 
     return target = source;
 }
 
-std::string message_of(const std::function<void()>& operation) {
-    try {
-        operation();
-    } catch (const CException& exception) {
-        return exception.what();
-    }
-    return "nothing was thrown";
-}
-
 const double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
 
 struct SShape {
@@ -154,13 +145,13 @@ TEST(Matrix, AddingAnEmptyMatrixToAnEmptyMatrixChangesNothing) {
 
 TEST(Matrix, ReadAccessBehindTheLastRowReportsWithABlankAfterBounds) {
     const CMatrix<double> matrix(2, 3);
-    EXPECT_EQ(message_of([&] { matrix(2, 0); }),
+    EXPECT_EQ(test::MessageOf([&] { matrix(2, 0); }),
               "Index exceeds matrix bounds. Tried to access index (2,0) but Matrix size is 2-by-3");
 }
 
 TEST(Matrix, WriteAccessBehindTheLastRowReportsWithoutABlankAfterBounds) {
     CMatrix<double> matrix(2, 3);
-    EXPECT_EQ(message_of([&] { matrix(2, 0) = 1.0; }),
+    EXPECT_EQ(test::MessageOf([&] { matrix(2, 0) = 1.0; }),
               "Index exceeds matrix bounds.Tried to access index (2,0) but Matrix size is 2-by-3");
 }
 
@@ -247,7 +238,7 @@ TEST(Matrix, ProductOfTwoByThreeAndThreeByOneIsTwoByOne) {
 
 TEST(Matrix, ProductOfTwoByThreeAndTwoByThreeIsRefused) {
     CMatrix<double> matrix(2, 3);
-    EXPECT_EQ(message_of([&] { matrix *= CMatrix<double>(2, 3); }),
+    EXPECT_EQ(test::MessageOf([&] { matrix *= CMatrix<double>(2, 3); }),
               "Tried to multiply 2-by-3 *= 2-by-3 matrices");
 }
 
@@ -341,7 +332,7 @@ TEST(Matrix, AppendingAOneByThreeToATwoByThreeMakesItTheLastRow) {
 
 TEST(Matrix, AppendingColumnsOfAnotherHeightReportsTheOtherMatrixFirst) {
     CMatrix<double> matrix(2, 3);
-    EXPECT_EQ(message_of([&] { matrix.AddCols(CMatrix<double>(5, 1)); }),
+    EXPECT_EQ(test::MessageOf([&] { matrix.AddCols(CMatrix<double>(5, 1)); }),
               "Tried to concatenate 5-dim Cols to 2-dim Cols");
 }
 

@@ -5,6 +5,8 @@
 #include "Utils/visitors/PointOperations.h"
 #include "support/MakeImage.h"
 #include "support/RecordingMonitor.h"
+#include "support/StridedImage.h"
+#include "support/ThrownException.h"
 #include "zeklib2core/Exception.h"
 
 #include <gmock/gmock.h>
@@ -58,6 +60,62 @@ std::vector<CSize> sizes_of_all_dimensions() {
             CSize(4, 1), CSize(4, 3, 2), CSize(1, 1, 3), CSize(3, 1, 1)};
 }
 
+/// An image whose pixels have two floats' worth of room between them along x.
+class CSparseImage : public IImage {
+  public:
+    explicit CSparseImage(const CSize& size) : m_size(size), m_values(3 * size.Elements(), -77.0F) {}
+
+    float& At(long long x, long long y, long long z) {
+        return m_values[static_cast<std::size_t>(3 * ((z * m_size[1] + y) * m_size[0] + x))];
+    }
+    /// What stands between the pixels.
+    std::vector<float> ValuesBetweenPixels() const {
+        std::vector<float> gaps;
+        for (std::size_t i = 0; i < m_values.size(); ++i) {
+            if (i % 3 != 0) {
+                gaps.push_back(m_values[i]);
+            }
+        }
+        return gaps;
+    }
+
+    const CSize& Size() const override { return m_size; }
+    const CType& Type() const override { return IMAGE_GREY_F; }
+    const CValueMap& Attributes() const override { return m_attributes; }
+    CValueMap& Attributes() override { return m_attributes; }
+    IAccess* CreateAccess(bool readOnly) override {
+        return new CSparseAccess(m_values.data(), m_size, readOnly);
+    }
+    IAccess* CreateAccess(bool /*readOnly*/) const override {
+        return new CSparseAccess(const_cast<float*>(m_values.data()), m_size, true);
+    }
+    IImage& Resize(const CSize& /*size*/, const CSize& /*border*/) override { return *this; }
+
+  private:
+    class CSparseAccess : public IAccess {
+      public:
+        CSparseAccess(float* first, const CSize& size, bool readOnly)
+            : m_first(first), m_size(size), m_readOnly(readOnly) {}
+        void SetRegion(const CPos& /*first*/, const CPos& /*last*/) override {} // always the whole image
+        void* Data() override { return m_first; }
+        const void* ConstData() const override { return m_first; }
+        std::ptrdiff_t Stride(int axis) const override {
+            const auto pixel = static_cast<std::ptrdiff_t>(3 * sizeof(float));
+            return axis == 0 ? pixel : pixel * m_size[0] * (axis == 1 ? 1 : m_size[1]);
+        }
+        bool IsReadOnly() const noexcept override { return m_readOnly; }
+
+      private:
+        float* m_first;
+        CSize m_size;
+        bool m_readOnly;
+    };
+
+    CSize m_size;
+    std::vector<float> m_values;
+    CValueMap m_attributes;
+};
+
 /// What the visits write to the debug stream while it lives.
 class CDebugLines {
   public:
@@ -77,14 +135,9 @@ std::unique_ptr<CImage> make_image(const IImage::CType& type, const CSize& size)
 }
 
 std::string message_of(IImage& image) {
-    try {
-        CPixelList visitor;
-        test::CRecordingMonitor monitor;
-        Helper::VisitImageData(image, visitor, monitor);
-    } catch (const CException& exception) {
-        return exception.what();
-    }
-    return "nothing was thrown";
+    CPixelList visitor;
+    test::CRecordingMonitor monitor;
+    return test::MessageOf([&] { Helper::VisitImageData(image, visitor, monitor); });
 }
 
 } // namespace
@@ -98,6 +151,56 @@ TEST(PixelVisit, GoesThroughSlicesThenRowsThenColumns) {
         EXPECT_EQ(visitor.pixels, places(size)) << size.ToString();
         EXPECT_EQ(monitor.openReports, 0) << size.ToString();
     }
+}
+
+TEST(PixelVisit, FollowsTheStridesOfThePixels) {
+    for (const CSize& size : sizes_of_all_dimensions()) {
+        test::CStridedImage image(IMAGE_GREY_F, size);
+        image.Fill<float>(place);
+        CPixelList visitor;
+        test::CRecordingMonitor monitor;
+        EXPECT_TRUE(Helper::VisitImageData(image, visitor, monitor)) << size.ToString();
+        EXPECT_EQ(visitor.pixels, places(size)) << size.ToString();
+        EXPECT_EQ(image.OpenAccesses(), 0) << size.ToString();
+    }
+}
+
+TEST(PixelVisit, WritesNothingBetweenThePixels) {
+    for (const CSize& size : sizes_of_all_dimensions()) {
+        test::CStridedImage target(IMAGE_GREY_F, size);
+        const auto source = test::MakeImage<float>(IMAGE_GREY_F, size, place);
+        visitors::CCopy<float> copy;
+        test::CRecordingMonitor monitor;
+        EXPECT_TRUE(Helper::VisitImageData(target, *source, copy, monitor)) << size.ToString();
+        EXPECT_TRUE(target.GuardsIntact()) << size.ToString();
+        CPixelList visitor;
+        Helper::VisitImageData(target, visitor, monitor);
+        EXPECT_EQ(visitor.pixels, places(size)) << size.ToString();
+        visitors::CInitializer<float> initializer(7.0F);
+        EXPECT_TRUE(Helper::VisitImageData(target, initializer, monitor)) << size.ToString();
+        EXPECT_TRUE(target.GuardsIntact()) << size.ToString();
+        EXPECT_EQ(target.At<float>(size[0] - 1, size[1] - 1, size[2] - 1), 7.0F) << size.ToString();
+        EXPECT_EQ(target.OpenAccesses(), 0) << size.ToString();
+    }
+}
+
+TEST(PixelVisit, FollowsPixelsThatStandApart) {
+    CSparseImage target(CSize(3, 2, 2));
+    CSparseImage source(CSize(3, 2, 2));
+    for (long long z = 0; z < 2; ++z) {
+        for (long long y = 0; y < 2; ++y) {
+            for (long long x = 0; x < 3; ++x) {
+                source.At(x, y, z) = place(x, y, z);
+            }
+        }
+    }
+    visitors::CCopy<float> copy;
+    test::CRecordingMonitor monitor;
+    EXPECT_TRUE(Helper::VisitImageData(target, source, copy, monitor));
+    CPixelList visitor;
+    EXPECT_TRUE(Helper::VisitImageData(target, visitor, monitor));
+    EXPECT_EQ(visitor.pixels, places(CSize(3, 2, 2)));
+    EXPECT_THAT(target.ValuesBetweenPixels(), testing::Each(-77.0F));
 }
 
 TEST(PixelVisit, OfAPlaneReportsOneStepPerRowAndOneMore) {
@@ -194,7 +297,7 @@ TEST(PixelVisit, WritesOneDebugLineForAPair) {
 TEST(PixelVisit, WritesNoDebugLineWhenACheckFails) {
     const auto image = make_image(IMAGE_GREY_16, CSize(2, 2));
     const CDebugLines debug;
-    EXPECT_NE(message_of(*image), "nothing was thrown");
+    EXPECT_NE(message_of(*image), "");
     EXPECT_EQ(debug.Text(), "");
 }
 
@@ -241,13 +344,9 @@ TEST(PixelVisit, OfAPairChecksEachImageBeforeItComparesThem) {
     test::CRecordingMonitor monitor;
     const auto target = make_image(IMAGE_GREY_F, CSize(2, 2));
     const auto otherTypeAndSize = make_image(IMAGE_GREY_8, CSize(3, 2));
-    try {
-        Helper::VisitImageData(*target, *otherTypeAndSize, copy, monitor);
-        FAIL() << "nothing was thrown";
-    } catch (const CException& exception) {
-        EXPECT_STREQ(exception.what(), "second image: supposed pixel type 'GREY_F' does not match to image "
-                                       "pixel type 'GREY_8'.");
-    }
+    EXPECT_EQ(test::MessageOf([&] { Helper::VisitImageData(*target, *otherTypeAndSize, copy, monitor); }),
+              "second image: supposed pixel type 'GREY_F' does not match to image "
+              "pixel type 'GREY_8'.");
 }
 
 TEST(PixelVisit, OfAPairComparesDimensionsBeforeSizes) {
@@ -255,13 +354,8 @@ TEST(PixelVisit, OfAPairComparesDimensionsBeforeSizes) {
     test::CRecordingMonitor monitor;
     const auto target = make_image(IMAGE_GREY_F, CSize(2, 2));
     const auto volume = make_image(IMAGE_GREY_F, CSize(2, 2, 1)); // as many pixels
-    try {
-        Helper::VisitImageData(*target, *volume, copy, monitor);
-        FAIL() << "nothing was thrown";
-    } catch (const CException& exception) {
-        EXPECT_STREQ(exception.what(),
-                     "first image and second image: image dimensions '2' and '3' do not match.");
-    }
+    EXPECT_EQ(test::MessageOf([&] { Helper::VisitImageData(*target, *volume, copy, monitor); }),
+              "first image and second image: image dimensions '2' and '3' do not match.");
 }
 
 TEST(Initializer, SetsEveryPixelOfEveryType) {
