@@ -8,7 +8,7 @@ CAlgorithm::CAlgorithm(const char* name, const IObject* parent)
     IObject::SetInstance(name);
 }
 
-CAlgorithm& CAlgorithm::operator=(const CAlgorithm& other) {
+CAlgorithm& CAlgorithm::operator=(const CAlgorithm& other) { // NOLINT(bugprone-unhandled-self-assignment)
     // The monitor is the host's one and only; there is nothing to assign.
     IObject::operator=(other);
     m_parent = other.m_parent;

@@ -1,54 +1,115 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "VexoUtils/ValueMapWithOperators.h"
 
+#include "zeklib2core/ValueLeaf.h"
+
 #include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
 
 namespace TEVRA {
 namespace {
 
-void add_numbers(CValueMap& sum, const CValueMap& other, const std::vector<std::string>& leftOut);
+/// The keys that take no part, and the path of the map at hand; without any keys the path is not followed.
+class CLeftOutKeys {
+  public:
+    explicit CLeftOutKeys(const std::vector<std::string>& keys) : m_keys(keys) {}
 
-void add_value(CValueMap& sum, const CValue_Key& key, const CValue& value) {
-    const bool isNumber = value.GenericType() == CValue::eDouble || value.GenericType() == CValue::eLong;
-    const bool isMap = value.GenericType() == CValue::eMap;
-    CValue* target = sum.Entry(key);
+    CLeftOutKeys Below(const CValue_Key& key) const {
+        return m_keys.empty() ? *this : CLeftOutKeys(m_keys, m_path + key.Name() + "/");
+    }
+    bool Contain(const CValue_Key& key) const {
+        return key.IsName() && !m_keys.empty() &&
+               std::find(m_keys.begin(), m_keys.end(), m_path + key.Name()) != m_keys.end();
+    }
+
+  private:
+    CLeftOutKeys(const std::vector<std::string>& keys, std::string path)
+        : m_keys(keys), m_path(std::move(path)) {}
+
+    const std::vector<std::string>& m_keys;
+    std::string m_path;
+};
+
+std::int32_t to_long(double number) {
+    if (std::isnan(number)) {
+        return 0;
+    }
+    constexpr auto lowest = static_cast<double>(std::numeric_limits<std::int32_t>::min());
+    constexpr auto highest = static_cast<double>(std::numeric_limits<std::int32_t>::max());
+    return static_cast<std::int32_t>(std::clamp(number, lowest, highest));
+}
+
+bool is_number(const CValue& value) {
+    return value.GenericType() == CValue::eDouble || value.GenericType() == CValue::eLong;
+}
+
+double as_double(const CValue& number) {
+    return number.GenericType() == CValue::eDouble ? number.Double() : number.Long();
+}
+
+/// `target` is the number's counterpart in `sum`, null if there is none yet.
+void add_number(CValueMap& sum, const CValue_Key& key, CValue* target, const CValue& number) {
     if (target == nullptr) {
-        if (isNumber || isMap) {
-            sum.SetEntry(key, value.Clone(eTfShare));
-        }
+        sum.SetEntry(key, number.GenericType() == CValue::eDouble
+                              ? static_cast<CValue*>(new CValueDouble(number.Double()))
+                              : new CValueLong(number.Long()));
+    } else if (!is_number(*target)) {
         return;
-    }
-    if (target->GenericType() != value.GenericType()) {
-        return;
-    }
-    if (value.GenericType() == CValue::eDouble) {
-        target->Double() += value.Double();
-    } else if (value.GenericType() == CValue::eLong) {
-        target->Long() += value.Long();
-    } else if (isMap) {
-        add_numbers(target->Map(), value.Map(), {});
+    } else if (target->GenericType() == CValue::eDouble) {
+        target->Double() += as_double(number);
+    } else if (number.GenericType() == CValue::eLong) {
+        target->Long() = to_long(as_double(*target) + as_double(number)); // exact: far below 2^53
+    } else {
+        sum.SetEntry(key, new CValueDouble(as_double(*target) + as_double(number)));
     }
 }
 
-void add_numbers(CValueMap& sum, const CValueMap& other, const std::vector<std::string>& leftOut) {
+void add_numbers(CValueMap& sum, const CValueMap& other, const CLeftOutKeys& leftOut);
+
+/// `target` is the map's counterpart in `sum`, null if there is none yet.
+void add_map(CValueMap& sum, const CValue_Key& key, CValue* target, const CValueMap& map,
+             const CLeftOutKeys& leftOut) {
+    if (target != nullptr) {
+        if (target->GenericType() == CValue::eMap) {
+            add_numbers(target->Map(), map, leftOut);
+        }
+        return;
+    }
+    auto fresh = std::make_unique<CValueMap>();
+    add_numbers(*fresh, map, leftOut);
+    if (!fresh->IsEmpty()) {
+        sum.SetEntry(key, fresh.release());
+    }
+}
+
+void add_numbers(CValueMap& sum, const CValueMap& other, const CLeftOutKeys& leftOut) {
     for (auto it = other.begin(); it != other.end(); ++it) {
-        const bool skipped =
-            it.Key().IsName() && std::find(leftOut.begin(), leftOut.end(), it.Key().Name()) != leftOut.end();
-        if (!skipped) {
-            add_value(sum, it.Key(), *it.Value());
+        if (leftOut.Contain(it.Key())) {
+            continue;
+        }
+        CValue* target = sum.Entry(it.Key());
+        if (is_number(*it.Value())) {
+            add_number(sum, it.Key(), target, *it.Value());
+        } else if (it.Value()->GenericType() == CValue::eMap) {
+            add_map(sum, it.Key(), target, it.Value()->Map(), leftOut.Below(it.Key()));
         }
     }
 }
 
-void divide_numbers(CValueMap& map, double divisor) {
+void divide_numbers(CValueMap& map, double divisor, const CLeftOutKeys& leftOut) {
     for (const CValue_Key& key : map.Keys()) {
+        if (leftOut.Contain(key)) {
+            continue;
+        }
         CValue* value = map.Entry(key);
         if (value->GenericType() == CValue::eDouble) {
             value->Double() /= divisor;
         } else if (value->GenericType() == CValue::eLong) {
-            value->Long() = static_cast<std::int32_t>(value->Long() / divisor);
+            value->Long() = to_long(value->Long() / divisor);
         } else if (value->GenericType() == CValue::eMap) {
-            divide_numbers(value->Map(), divisor);
+            divide_numbers(value->Map(), divisor, leftOut.Below(key));
         }
     }
 }
@@ -72,17 +133,13 @@ CValueMapWithOperators& CValueMapWithOperators::operator=(const CValueMapWithOpe
 CValueMapWithOperators::~CValueMapWithOperators() = default;
 
 CValueMapWithOperators& CValueMapWithOperators::operator+=(const CValueMap& other) {
-    if (this == &other) {
-        const CValueMap copy(other);
-        add_numbers(*this, copy, m_leftOut);
-    } else {
-        add_numbers(*this, other, m_leftOut);
-    }
+    // Adding a map to itself only changes numbers in place, never the list of entries that is walked over.
+    add_numbers(*this, other, CLeftOutKeys(m_leftOut));
     return *this;
 }
 
 CValueMapWithOperators& CValueMapWithOperators::operator/=(double divisor) {
-    divide_numbers(*this, divisor);
+    divide_numbers(*this, divisor, CLeftOutKeys(m_leftOut));
     return *this;
 }
 

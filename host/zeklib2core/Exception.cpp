@@ -19,18 +19,18 @@ std::string bad_type_message(const CValue* value) {
 } // namespace
 
 CException::CException(const Impl::StExLocation& location, const char* message)
-    : m_message(text_or_empty(message)), m_source(text_or_empty(location.sourceFile)),
-      m_function(text_or_empty(location.function)), m_buildStamp(text_or_empty(location.buildStamp)),
-      m_line(location.line) {}
+    : m_report(std::make_shared<StReport>(StReport{text_or_empty(message), text_or_empty(location.sourceFile),
+                                                   text_or_empty(location.function),
+                                                   text_or_empty(location.buildStamp), location.line})) {}
 
 CException::CException(const char* source, const char* message, const char* function)
-    : m_message(text_or_empty(message)), m_source(text_or_empty(source)),
-      m_function(text_or_empty(function)) {}
+    : m_report(std::make_shared<StReport>(
+          StReport{text_or_empty(message), text_or_empty(source), text_or_empty(function), "", 0})) {}
 
 CException::~CException() = default;
 
 std::vector<std::string> CException::Vectorize() const {
-    return {m_message, m_source, m_function, std::to_string(m_line), m_buildStamp};
+    return {Message(), Source(), Function(), std::to_string(Line()), BuildStamp()};
 }
 
 CExBadParam::CExBadParam(const Impl::StExLocation& location, const char* message)

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -32,45 +33,52 @@ struct StExLocation {
 
 } // namespace Impl
 
-/// Base of the host's exceptions: a message and the place it was thrown from. Keeps copies of all texts.
+/// Base of the host's exceptions: a message and the place it was thrown from.
+///
+/// Holds its own copies of all texts. Copies of an exception share them, so that copying, which a throw may
+/// do any number of times, cannot fail.
 class CException : public IVectorizable, public std::exception {
   public:
     CException(const Impl::StExLocation& location, const char* message);
     /// For reports without a location record: who reports, what happened and, if known, where (may be null).
     CException(const char* source, const char* message, const char* function);
-    CException(const CException&) = default;
-    CException& operator=(const CException&) = default;
+    CException(const CException&) noexcept = default;
+    CException& operator=(const CException&) noexcept = default;
     ~CException() override;
 
     /// The message.
-    const char* what() const noexcept override { return m_message.c_str(); }
-    const std::string& Message() const noexcept { return m_message; }
+    const char* what() const noexcept override { return m_report->message.c_str(); }
+    const std::string& Message() const noexcept { return m_report->message; }
     /// The throwing source file, or the reporter given instead of a location.
-    const std::string& Source() const noexcept { return m_source; }
+    const std::string& Source() const noexcept { return m_report->source; }
     /// The fully qualified name of the throwing function; empty if not known.
-    const std::string& Function() const noexcept { return m_function; }
+    const std::string& Function() const noexcept { return m_report->function; }
     /// The source line of the throw; 0 if not known.
-    std::int32_t Line() const noexcept { return m_line; }
+    std::int32_t Line() const noexcept { return m_report->line; }
     /// When the throwing source file was compiled; empty if not known.
-    const std::string& BuildStamp() const noexcept { return m_buildStamp; }
+    const std::string& BuildStamp() const noexcept { return m_report->buildStamp; }
 
     /// Message, source, function, line and build stamp, in this order.
     std::vector<std::string> Vectorize() const override;
 
   private:
-    std::string m_message;
-    std::string m_source;
-    std::string m_function;
-    std::string m_buildStamp;
-    std::int32_t m_line = 0;
+    struct StReport {
+        std::string message;
+        std::string source;
+        std::string function;
+        std::string buildStamp;
+        std::int32_t line = 0;
+    };
+
+    std::shared_ptr<const StReport> m_report;
 };
 
 /// A caller passed a bad parameter value.
 class CExBadParam : public CException {
   public:
     CExBadParam(const Impl::StExLocation& location, const char* message);
-    CExBadParam(const CExBadParam&) = default;
-    CExBadParam& operator=(const CExBadParam&) = default;
+    CExBadParam(const CExBadParam&) noexcept = default;
+    CExBadParam& operator=(const CExBadParam&) noexcept = default;
     ~CExBadParam() override;
 };
 
@@ -79,8 +87,8 @@ class CExBadType : public CException {
   public:
     /// @param value the offending value, null if there was none.
     CExBadType(const Impl::StExLocation& location, const CValue* value);
-    CExBadType(const CExBadType&) = default;
-    CExBadType& operator=(const CExBadType&) = default;
+    CExBadType(const CExBadType&) noexcept = default;
+    CExBadType& operator=(const CExBadType&) noexcept = default;
     ~CExBadType() override;
 };
 

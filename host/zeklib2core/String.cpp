@@ -82,14 +82,15 @@ CString& CString::Arg(char value) {
 }
 
 CString& CString::Arg(const char* value) {
-    return replace_lowest_placeholder(value == nullptr ? std::string_view() : std::string_view(value));
+    return Arg(std::string(value == nullptr ? "" : value));
 }
 
 CString& CString::Arg(const CString& value) {
-    return Arg(std::string(value.m_text)); // a copy, since the value may be this very string
+    return Arg(std::string(value.m_text));
 }
 
-CString& CString::Arg(std::string value) {
+// By value, since the argument may be (part of) the text that is about to change.
+CString& CString::Arg(std::string value) { // NOLINT(performance-unnecessary-value-param)
     return replace_lowest_placeholder(value);
 }
 

@@ -13,8 +13,9 @@ namespace TEVRA {
 ///     CString text("Tried to add %1-by-%2 and %3-by-%4 matrices", CString::eEncodingUtf8);
 ///     text.Arg(2, 0).Arg(3, 0).Arg(3, 0).Arg(2, 0);  // Tried to add 2-by-3 and 3-by-2 matrices
 ///
-/// Each `Arg` replaces every occurrence of the lowest-numbered placeholder (`%1` to `%99`) still present in
-/// the text; without a placeholder the text stays as it is.
+/// Each `Arg` replaces every occurrence of the lowest-numbered placeholder (`%1` to `%99`) in the text as it
+/// is at that moment: a placeholder that an earlier `Arg` brought in counts like any other. Without a
+/// placeholder the text stays as it is.
 class CString {
   public:
     /// How the bytes handed to a constructor are to be read. The host stores them unchanged.

@@ -18,12 +18,12 @@ std::string CStringTools::Printf(const char* format, ...) {
     va_start(arguments, format);
     std::va_list measured;
     va_copy(measured, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, measured);
+    int length = std::vsnprintf(nullptr, 0, format, measured);
     va_end(measured);
     std::string text;
     if (length > 0) {
         text.resize(static_cast<std::size_t>(length));
-        std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+        length = std::vsnprintf(text.data(), text.size() + 1, format, arguments);
     }
     va_end(arguments);
     if (length < 0) {

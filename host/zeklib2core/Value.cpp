@@ -8,6 +8,11 @@
 #include "zeklib2core/ValueVector.h"
 
 namespace TEVRA {
+namespace {
+
+constexpr const char* SOURCE = "host/zeklib2core/Value";
+
+} // namespace
 
 CValue::CValue() = default;
 
@@ -35,7 +40,7 @@ const char* CValue::KindName(EnValType kind) noexcept {
 
 void CValue::require(EnValType kind, const char* function) const {
     if (GenericType() != kind) {
-        throw CExBadType(TEVRA_LOCATION("host/zeklib2core/Value", function, __LINE__), this);
+        throw CExBadType(TEVRA_LOCATION(SOURCE, function, __LINE__), this);
     }
 }
 
@@ -151,33 +156,47 @@ void CValue::Copy(const CValue& other, EnTfOwnership ownership, bool withMeta) {
     if (this == &other) {
         return;
     }
-    other.require(GenericType(), "TEVRA::CValue::Copy");
-    CopyData(other, ownership);
-    if (withMeta) {
-        CopyMeta(other, ownership, true);
+    if (!Accepts(other)) {
+        throw CExBadType(TEVRA_LOCATION(SOURCE, "TEVRA::CValue::Copy", __LINE__), &other);
     }
+    if (!withMeta) {
+        CopyData(other, ownership);
+        return;
+    }
+    // Metadata first: the other value may be a part of this one, and is gone after CopyData.
+    std::unique_ptr<CValueMap> meta = other.clone_meta(ownership);
+    CopyData(other, ownership);
+    m_meta = std::move(meta);
 }
 
 void CValue::Move(CValue& other) {
     if (this == &other) {
         return;
     }
-    other.require(GenericType(), "TEVRA::CValue::Move");
+    if (!Accepts(other)) {
+        throw CExBadType(TEVRA_LOCATION(SOURCE, "TEVRA::CValue::Move", __LINE__), &other);
+    }
+    // Metadata first: the other value may be a part of this one, and is gone after MoveData.
+    std::unique_ptr<CValueMap> meta = std::move(other.m_meta);
     MoveData(other);
-    m_meta = std::move(other.m_meta);
+    m_meta = std::move(meta);
 }
 
 void CValue::CopyMeta(const CValue& other, EnTfOwnership ownership, bool clear) {
     if (this == &other) {
         return;
     }
+    std::unique_ptr<CValueMap> meta = other.clone_meta(ownership);
     if (clear) {
-        m_meta.reset();
+        m_meta = std::move(meta);
+    } else if (meta) {
+        Meta().Merge(*meta);
     }
-    if (other.m_meta && !other.m_meta->IsEmpty()) {
-        const std::unique_ptr<CValue> copy(other.m_meta->Clone(ownership));
-        Meta().Merge(copy->Map());
-    }
+}
+
+std::unique_ptr<CValueMap> CValue::clone_meta(EnTfOwnership ownership) const {
+    const bool any = m_meta && !m_meta->IsEmpty();
+    return std::unique_ptr<CValueMap>(any ? m_meta->Clone(ownership) : nullptr);
 }
 
 } // namespace TEVRA

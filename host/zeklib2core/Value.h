@@ -75,23 +75,30 @@ class CValue {
 
     /// A new value with the same data and metadata, owned by the caller.
     virtual CValue* Clone(EnTfOwnership ownership) const = 0;
-    /// Takes over the other value's data and, if asked, its metadata. @throws CExBadType on another kind.
+    /// Takes over the other value's data and, if asked, its metadata. The other value may be a part of this
+    /// one. @throws CExBadType on another kind (for pointers: on another class of objects).
     void Copy(const CValue& other, EnTfOwnership ownership, bool withMeta);
-    /// Takes over the other value's data and metadata and leaves it empty. @throws CExBadType on another
-    /// kind.
+    /// Takes over the other value's data and metadata and leaves it empty. The other value may be a part of
+    /// this one, which then deletes it; it must not contain this one. @throws as Copy.
     void Move(CValue& other);
-    /// Takes over the other value's metadata, after dropping its own if `clear` is set.
+    /// Adds the other value's metadata to its own, replacing entries under the same key; with `clear` its own
+    /// metadata is dropped before.
     void CopyMeta(const CValue& other, EnTfOwnership ownership, bool clear);
 
   protected:
     CValue();
 
-    /// Data of a value of the same kind; `Copy` and `Move` have checked that.
+    /// True if the other value's data fits into this one.
+    virtual bool Accepts(const CValue& other) const { return other.GenericType() == GenericType(); }
+    /// Takes data of a value that this one accepts; `Copy` and `Move` have checked that. The other value may
+    /// be a part of this one.
     virtual void CopyData(const CValue& other, EnTfOwnership ownership) = 0;
     virtual void MoveData(CValue& other) = 0;
 
   private:
     void require(EnValType kind, const char* function) const;
+    /// A copy of the metadata; null if there is none.
+    std::unique_ptr<CValueMap> clone_meta(EnTfOwnership ownership) const;
 
     std::unique_ptr<CValueMap> m_meta;
 };

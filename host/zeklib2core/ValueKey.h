@@ -8,7 +8,8 @@
 
 namespace TEVRA {
 
-/// Key of a value map or vector: a name, an index, or one of the host's reserved keys.
+/// Key of a value map or vector: a name, an index, or one of the host's reserved keys. Keys of different
+/// kinds are never equal: the name "0" is not the index 0.
 class CValue_Key {
   public:
     /// The host's reserved keys.
@@ -31,7 +32,7 @@ class CValue_Key {
     /// The name, or the index in decimal digits, or a reserved key's name in angle brackets.
     std::string ToString() const;
 
-    friend bool operator==(const CValue_Key& a, const CValue_Key& b) noexcept { return a.m_key == b.m_key; }
+    friend bool operator==(const CValue_Key& a, const CValue_Key& b) { return a.m_key == b.m_key; }
 
     struct Hash {
         std::size_t operator()(const CValue_Key& key) const noexcept;

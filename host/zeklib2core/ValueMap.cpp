@@ -15,7 +15,7 @@ constexpr const char* INTERFACE_KEY = "interface";
 
 CValueMap::CValueMap() = default;
 
-CValueMap::CValueMap(const CValueMap& other) : CValue() {
+CValueMap::CValueMap(const CValueMap& other) : CValue() { // NOLINT(readability-redundant-member-init)
     Copy(other, eTfShare, true);
 }
 
@@ -164,11 +164,11 @@ std::vector<CValue_Key> CValueMap::Keys() const {
 }
 
 void CValueMap::Merge(const CValueMap& other) {
-    if (this == &other) {
-        return;
-    }
-    for (const StEntry& entry : other.m_entries) {
-        SetEntry(entry.key, entry.value->Clone(eTfShare));
+    // All copies first: the other map may be a part of this one that is about to be replaced.
+    CValueMap copy;
+    copy.CopyData(other, eTfShare);
+    for (StEntry& entry : copy.m_entries) {
+        SetEntry(entry.key, entry.value.release());
     }
 }
 

@@ -13,6 +13,7 @@ namespace TEVRA {
 /// A map from keys to owned values that keeps the order in which keys were first set.
 ///
 /// A named key may be a path: "Evaluated area/x0" names the entry "x0" of the map under "Evaluated area".
+/// Index keys and reserved keys are ordinary keys here, different from all names.
 class CValueMap : public CValue {
     struct StEntry {
         CValue_Key key;
@@ -65,7 +66,8 @@ class CValueMap : public CValue {
     std::size_t Size() const noexcept { return m_entries.size(); }
     /// The keys in map order.
     std::vector<CValue_Key> Keys() const;
-    /// Copies the other map's entries into this one, replacing those under the same key.
+    /// Copies the other map's entries into this one. An entry under the same key is replaced, a map as a
+    /// whole: nested maps are not merged.
     void Merge(const CValueMap& other);
     void Clear();
     /// The entry under the key (no path), or `end()`.
@@ -88,7 +90,7 @@ class CValueMap : public CValue {
     const CValue* find_value(const CValue_Key& key) const;
     /// The map that directly holds the last name of a path, and that name; null where the path breaks off.
     struct StPlace {
-        CValueMap* map;
+        CValueMap* map = nullptr;
         CValue_Key key;
     };
     StPlace resolve(const CValue_Key& key, bool create);

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "zeklib2core/ValuePointer.h"
 
-#include "zeklib2core/Exception.h"
-
 namespace TEVRA {
 
 CValuePointerBase::CValuePointerBase(const std::type_info& type, std::size_t elementSize, std::uint16_t flags)
@@ -32,8 +30,7 @@ void CValuePointerBase::set_object(void* object, Deleter deleter) noexcept {
 }
 
 bool CValuePointerBase::EqualData(const CValue& other) const {
-    return other.GenericType() == ePointer && other.ElementType() == *m_type &&
-           other.VoidPointer() == m_object;
+    return Accepts(other) && other.VoidPointer() == m_object;
 }
 
 CValuePointerBase* CValuePointerBase::Clone(EnTfOwnership ownership) const {
@@ -42,12 +39,14 @@ CValuePointerBase* CValuePointerBase::Clone(EnTfOwnership ownership) const {
     return copy.release();
 }
 
+bool CValuePointerBase::Accepts(const CValue& other) const {
+    return other.GenericType() == ePointer && other.ElementType() == *m_type;
+}
+
 void CValuePointerBase::CopyData(const CValue& other, EnTfOwnership /*ownership*/) {
     const auto& source = static_cast<const CValuePointerBase&>(other);
-    if (source.ElementType() != *m_type) {
-        throw CExBadType(
-            TEVRA_LOCATION("host/zeklib2core/ValuePointer", "TEVRA::CValuePointerBase::Copy", __LINE__),
-            &other);
+    if (source.m_object == m_object) {
+        return;
     }
     drop();
     m_flags = 0;
@@ -57,10 +56,9 @@ void CValuePointerBase::CopyData(const CValue& other, EnTfOwnership /*ownership*
 
 void CValuePointerBase::MoveData(CValue& other) {
     auto& source = static_cast<CValuePointerBase&>(other);
-    if (source.ElementType() != *m_type) {
-        throw CExBadType(
-            TEVRA_LOCATION("host/zeklib2core/ValuePointer", "TEVRA::CValuePointerBase::Move", __LINE__),
-            &other);
+    if (source.m_object == m_object && (m_flags & c_flagOwner) != 0) {
+        source.Release(); // this value owns the object already
+        return;
     }
     drop();
     m_flags = source.m_flags;

@@ -34,6 +34,7 @@ class CValuePointerBase : public CValue {
     /// Same type and same object.
     bool EqualData(const CValue& other) const override;
     /// A copy refers to the object and never owns it: two owners would delete it twice.
+    /// A value that owns an object and is given the same object by `Copy` goes on owning it.
     CValuePointerBase* Clone(EnTfOwnership ownership) const override;
 
   protected:
@@ -41,6 +42,7 @@ class CValuePointerBase : public CValue {
     void set_object(void* object, Deleter deleter) noexcept;
 
   private:
+    bool Accepts(const CValue& other) const override;
     void CopyData(const CValue& other, EnTfOwnership ownership) override;
     void MoveData(CValue& other) override;
     void drop() noexcept;
@@ -64,6 +66,12 @@ class CValuePointer : public CValuePointerBase {
 
     T* Pointer() const noexcept { return static_cast<T*>(CValuePointerBase::Pointer()); }
     T* Release() noexcept { return static_cast<T*>(CValuePointerBase::Release()); }
+
+    CValuePointer* Clone(EnTfOwnership ownership) const override {
+        auto copy = std::make_unique<CValuePointer>();
+        copy->Copy(*this, ownership, true);
+        return copy.release();
+    }
 };
 
 } // namespace TEVRA

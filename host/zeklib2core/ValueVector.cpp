@@ -133,8 +133,9 @@ void CValueVector::CopyData(const CValue& other, EnTfOwnership ownership) {
 }
 
 void CValueVector::MoveData(CValue& other) {
-    m_values = std::move(other.Vector().m_values);
-    other.Vector().m_values.clear();
+    std::vector<std::unique_ptr<CValue>> values;
+    values.swap(other.Vector().m_values);
+    m_values.swap(values);
 }
 
 } // namespace TEVRA

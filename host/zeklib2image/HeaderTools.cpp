@@ -4,6 +4,9 @@
 #include "zeklib2core/ValueLeaf.h"
 #include "zeklib2core/ValueVector.h"
 
+#include <algorithm>
+#include <array>
+
 namespace TEVRA {
 namespace {
 
@@ -15,13 +18,21 @@ const std::string CVexoHeaderTools::c_sMetaMinMax = "minmax";
 
 bool CVexoHeaderTools::GetSpacing(const IImage& image, double& x, double& y, double& z) {
     const CValue* spacing = GetMetaInfo(image, SPACING_KEY);
-    if (spacing == nullptr) {
+    if (spacing == nullptr || spacing->GenericType() != CValue::eVector || spacing->Vector().Size() < 2) {
         return false;
     }
-    const CValueVector& values = spacing->Vector();
-    x = values.Entry(0)->Double();
-    y = values.Entry(1)->Double();
-    z = values.Entry(2)->Double();
+    std::array<double, 3> values{1.0, 1.0, 1.0};
+    const std::size_t count = std::min(values.size(), spacing->Vector().Size());
+    for (std::size_t axis = 0; axis < count; ++axis) {
+        const CValue* value = spacing->Vector().Entry(static_cast<int>(axis));
+        if (value->GenericType() != CValue::eDouble) {
+            return false;
+        }
+        values[axis] = value->Double();
+    }
+    x = values[0];
+    y = values[1];
+    z = values[2];
     return true;
 }
 

@@ -14,8 +14,8 @@ class CVexoHeaderTools {
     /// Key of an image's value range: a vector of two doubles, smallest and largest value.
     static const std::string c_sMetaMinMax;
 
-    /// The pixel spacing in the image's physical unit; false, and nothing written, if the image carries none.
-    /// In 2D the third value is that of the header, or 1.
+    /// The pixel spacing in the image's physical unit; false, and nothing written, if the image carries none
+    /// (no header entry of two or three numbers). A third value that the header leaves out is 1.
     static bool GetSpacing(const IImage& image, double& x, double& y, double& z);
     static void SetSpacing(IImage& image, double x, double y, double z);
     /// Stores a copy of the value under the key.

@@ -24,15 +24,19 @@ std::size_t checked_bytes(const IImage::CType& type, const CSize& size, const CS
         throw CExBadParam(TEVRA_LOCATION(SOURCE, function, __LINE__),
                           "An image needs at least one dimension.");
     }
-    std::size_t bytes = type.BytesPerPixel();
+    bool empty = false;
     for (int axis = 0; axis < size.Dim(); ++axis) {
         if (size[axis] < 0) {
             CString message("An image cannot have the size %1.", CString::eEncodingUtf8);
             message.Arg(size.ToString());
             throw CExBadParam(TEVRA_LOCATION(SOURCE, function, __LINE__), message.c_str());
         }
+        empty = empty || size[axis] == 0;
+    }
+    std::size_t bytes = empty ? 0 : type.BytesPerPixel();
+    for (int axis = 0; axis < size.Dim() && !empty; ++axis) {
         const auto extent = static_cast<std::size_t>(size[axis]);
-        if (extent != 0 && bytes > std::numeric_limits<std::size_t>::max() / extent) {
+        if (bytes > std::numeric_limits<std::size_t>::max() / extent) {
             throw std::bad_alloc();
         }
         bytes *= extent;

@@ -17,9 +17,10 @@ std::atomic<std::size_t> g_bytesInUse{0};
 std::atomic<std::size_t> g_limit{std::numeric_limits<std::size_t>::max()};
 
 void reserve(std::size_t bytes) {
+    const std::size_t limit = g_limit.load();
     std::size_t used = g_bytesInUse.load();
     do {
-        if (bytes > g_limit.load() || used > g_limit.load() - bytes) {
+        if (bytes > limit || used > limit - bytes) {
             throw std::bad_alloc();
         }
     } while (!g_bytesInUse.compare_exchange_weak(used, used + bytes));

@@ -16,7 +16,7 @@ class CPos {
     CPos(long long x, long long y);
     CPos(long long x, long long y, long long z);
     /// Any number of coordinates. @throws CExBadParam beyond `c_maxDim`.
-    explicit CPos(std::initializer_list<long long> coordinates);
+    CPos(std::initializer_list<long long> coordinates);
 
     int Dim() const noexcept { return m_dim; }
     /// Sets the number of dimensions; coordinates kept are unchanged, new ones are 0.

@@ -16,7 +16,7 @@ class CSize {
     CSize(long long x, long long y);
     CSize(long long x, long long y, long long z);
     /// Any number of extents. @throws CExBadParam beyond `CPos::c_maxDim`.
-    explicit CSize(std::initializer_list<long long> extents);
+    CSize(std::initializer_list<long long> extents);
     /// The coordinates of a position as extents.
     explicit CSize(const CPos& extents);
 
