@@ -13,7 +13,7 @@ struct StSvd {
 };
 
 /// Decomposes an n x n matrix, singular values in descending order.
-/// @param elements n * n values, row by row.
+/// @param elements n * n values, row by row. @param n at least 1.
 /// @return nothing if an element is not finite, a singular value exceeds the range of numbers or the
 /// iteration
 ///         does not converge.

@@ -127,6 +127,9 @@ bool checked_svd(const Matrix& a, Matrix& u, Matrix& s, Matrix& v) {
         throw CExBadParam(TEVRA_LOCATION(SOURCE, FUNCTION, __LINE__),
                           "U, S and V must be different matrices.");
     }
+    if (n == 0) {
+        return true;
+    }
     if (n == 2 && is_symmetric_2(a)) {
         return store(
             SymmetricEigen(StSymmetric2<double>{element(a, 0, 0), element(a, 0, 1), element(a, 1, 1)}), u, s,
