@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "volume/ImageReader.h"
+#include "zeklib2image/Image.h"
+
+#include <memory>
+#include <optional>
+
+namespace TEVRA::volume {
+
+/// Grey values that are mapped to the ends of the 8-bit range.
+struct SGreyWindow {
+    double lo; ///< becomes 0, as does all below
+    double hi; ///< becomes 255, as does all above
+};
+
+/// The extent of an image's grey values.
+struct SValueRange {
+    double lo = 0.0; ///< smallest finite value
+    double hi = 0.0; ///< largest finite value; lo and hi are 0 if there is no finite value
+    long long nanCount = 0;
+    long long infiniteCount = 0;
+};
+
+/// An 8-bit image and how it came about.
+struct SGrey8Image {
+    std::unique_ptr<CImage> image; ///< GREY_8
+    /// The window that was applied; nothing if the file's 8-bit pixels passed unchanged.
+    std::optional<SGreyWindow> window;
+    long long nanCount = 0; ///< pixels without a value, now 0
+};
+
+// All of the following read the whole file and report progress, one step per slice, to the calling thread's
+// monitor under the text "Reading image..."; an exception of the monitor passes through. They throw what the
+// reader throws, and std::bad_alloc without enough memory. The spacing, if the file states one, is put into
+// the image's header.
+
+/// The image as it is: GREY_8, GREY_16 or GREY_F.
+std::unique_ptr<CImage> ReadImage(IImageReader& reader);
+
+SValueRange ValueRange(IImageReader& reader);
+
+/// The image in 8 bit, each value v mapped to 255 (v - lo) / (hi - lo), clamped and rounded to the nearest.
+///
+/// Without a window, 8-bit pixels pass unchanged and others are mapped over the range of their finite values;
+/// if they are all equal, to 0. Infinite values are clamped like others; NaN becomes 0 and is counted.
+/// @throws CInputError for a window that is not finite or not lo < hi, or an image without any finite value.
+SGrey8Image ReadGrey8(IImageReader& reader, const std::optional<SGreyWindow>& window);
+
+/// A mask: BINARY_FG, 0 where the file holds 0 and 1 where it holds its other value. An image that is 0
+/// everywhere is an empty mask, one with the same other value everywhere a full one.
+/// @throws CInputError if there is more than one value other than 0, naming some.
+std::unique_ptr<CImage> ReadMask(IImageReader& reader);
+
+} // namespace TEVRA::volume

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "volume/PixelType.h"
+#include "zeklib2image/ImageInterface.h"
+
+#include <array>
+#include <fstream>
+#include <string>
+
+namespace TEVRA::volume {
+
+/// Header of a MetaImage file.
+struct SMetaImageHeader {
+    CSize size; ///< 2 or 3 dimensions
+    EPixelType pixelType = EPixelType::u8;
+    std::array<double, 3> spacing{1.0, 1.0, 1.0}; ///< x, y, z; in 2D the last is ignored
+    std::string spacingUnit{};                    ///< "mm", "um" or empty
+};
+
+/// Writes a MetaImage file (header and uncompressed pixels in one file, .mha) slice after slice.
+class CMetaImageWriter {
+  public:
+    /// Creates the file and writes the header. @throws CEnvironmentError if that fails.
+    CMetaImageWriter(const std::string& path, const SMetaImageHeader& header);
+
+    /// Appends slices: pixels of the header's type in the machine's byte order, x fastest, without gaps.
+    /// @throws CEnvironmentError if they cannot be written, std::out_of_range if the image is full.
+    void WriteSlices(const void* pixels, long long sliceCount);
+    /// Writes what is still to be written and closes the file.
+    /// @throws CEnvironmentError if that fails, std::logic_error if slices are missing.
+    void Close();
+
+  private:
+    std::string m_path;
+    std::ofstream m_file;
+    std::size_t m_sliceBytes;
+    long long m_slicesLeft;
+};
+
+/// Writes a 2D or 3D image to a MetaImage file: GREY_8, GREY_16, GREY_F, or BINARY_FG as 8-bit pixels.
+/// @throws CEnvironmentError if the file cannot be written, std::invalid_argument for other images.
+void WriteMetaImage(const std::string& path, const IImage& image, const std::array<double, 3>& spacing,
+                    const std::string& spacingUnit = {});
+
+} // namespace TEVRA::volume

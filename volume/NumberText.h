@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace TEVRA::volume {
+
+/// The shortest text that reads back as the same number, whatever the locale.
+std::string NumberText(double value);
+
+/// The number that a text is, blanks around it ignored, whatever the locale; nothing if it is none.
+std::optional<double> ParseNumber(std::string_view text);
+std::optional<long long> ParseWholeNumber(std::string_view text);
+
+} // namespace TEVRA::volume

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "volume/ImageReader.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+// The readers behind OpenImage: one function per family of formats. Each checks the whole header and throws
+// as OpenImage does.
+namespace TEVRA::volume {
+
+std::unique_ptr<IImageReader> OpenTiff(const std::string& path);
+std::unique_ptr<IImageReader> OpenRaw(const std::string& path, const SRawLayout& layout);
+
+/// The size of an image with these extents, x first: trailing extents of 1 beyond the second are dropped.
+/// @param path named in errors. @throws CInputError unless 2 or 3 extents remain, all 1 or more.
+CSize ImageSize(const std::string& path, std::vector<long long> extents);
+
+} // namespace TEVRA::volume
