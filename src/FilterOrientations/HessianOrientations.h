@@ -52,7 +52,7 @@ class CTensorRank4 {
 class CHessianOrientations : public CAlgorithm {
   public:
     /// Which eigenvector of the Hessian is taken.
-    enum eEVSelect {
+    enum eEVSelect : int {
         eEVSmallest = 0, ///< Of the smallest absolute eigenvalue: the axis of a bright or dark tube.
         eEVLargest = 1   ///< Of the largest absolute eigenvalue: across a tube.
     };

@@ -27,6 +27,8 @@ struct CTestAccess {
         return {estimator.m_nSizeX, estimator.m_nSizeY, estimator.m_nSizeZ};
     }
 
+    static double OtsuFactor(const Estimator& estimator) { return estimator.m_fOtsuFactor; }
+
     /// Smoothed image and Hessian entries, as the first stage of a run leaves them.
     struct SHessian {
         std::unique_ptr<CImage> smoothed;
