@@ -22,6 +22,9 @@ template <std::size_t A, std::size_t B>
 Wide<A + B> product(const Wide<A>& a, const Wide<B>& b) {
     Wide<A + B> result{};
     for (std::size_t i = 0; i < A; ++i) {
+        if (a[i] == 0) { // most limbs are, unless counts are enormous
+            continue;
+        }
         std::uint64_t carry = 0;
         for (std::size_t j = 0; j < B; ++j) {
             const uint128 sum = static_cast<uint128>(a[i]) * b[j] + result[i + j] + carry;
