@@ -60,7 +60,7 @@ class CColumnBlocks {
 
     /// Columns to take at a time so that their scratch stays in the cache next to the processor.
     static std::size_t ColumnsInCache(std::size_t rows, std::size_t columns) {
-        constexpr std::size_t cacheBytes = 512 * 1024;
+        constexpr std::size_t cacheBytes = std::size_t{512} * 1024;
         const std::size_t blocks = std::max<std::size_t>(1, cacheBytes / (rows * WIDTH * sizeof(Complex)));
         return std::min(columns, blocks * WIDTH);
     }
