@@ -2,11 +2,12 @@
 #include "volume/ImageReader.h"
 
 #include "volume/Failure.h"
-#include "volume/RawPixels.h"
+#include "volume/HeaderText.h"
 #include "volume/Readers.h"
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
@@ -16,21 +17,83 @@ namespace {
 
 constexpr long long LARGEST_EXTENT = 1'000'000; // three of them times 4 bytes stay below 2^63
 
-std::string first_bytes(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        throw CEnvironmentError(path + ": cannot be opened for reading; check its permissions");
-    }
-    std::string bytes(8, '\0');
-    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    bytes.resize(static_cast<std::size_t>(file.gcount()));
-    return bytes;
+bool ends_like(const std::string& path, std::string_view ending) {
+    return path.size() > ending.size() &&
+           std::equal(ending.rbegin(), ending.rend(), path.rbegin(), [](char lower, char c) {
+               return lower == static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+           });
+}
+
+bool is_file(const std::string& path) {
+    std::error_code ignored;
+    return std::filesystem::is_regular_file(path, ignored);
+}
+
+bool is_folder(const std::string& path) {
+    std::error_code ignored;
+    return std::filesystem::is_directory(path, ignored);
 }
 
 bool is_tiff(std::string_view start) {
     using namespace std::string_view_literals;
     start = start.substr(0, 4);
     return start == "II*\0"sv || start == "MM\0*"sv || start == "II+\0"sv || start == "MM\0+"sv;
+}
+
+struct SFileAndDataset {
+    std::string file;
+    std::string dataset; // empty if there is none in the path
+};
+
+/// Takes "file.h5:/path" apart. A colon may be part of a file's name: a file of the whole name comes first.
+SFileAndDataset split_path(const std::string& path) {
+    if (is_file(path)) {
+        return {path, ""};
+    }
+    for (std::size_t at = path.find(":/"); at != std::string::npos; at = path.find(":/", at + 1)) {
+        const std::string file = path.substr(0, at);
+        if (is_file(file) || ends_like(file, ".h5") || ends_like(file, ".hdf5")) {
+            return {file, path.substr(at + 1)};
+        }
+    }
+    return {path, ""};
+}
+
+[[noreturn]] void refuse_format(const std::string& path) {
+    throw CInputError(path +
+                      ": not an image file of a known format; give TIFF, PNG, a folder of TIFF or PNG "
+                      "slices, MetaImage (.mha, .mhd), NRRD, NIfTI, HDF5 (file.h5:/path), or a raw file "
+                      "with its layout");
+}
+
+std::unique_ptr<IImageReader> open_file(const std::string& path, const std::string& dataset) {
+    using namespace std::string_view_literals;
+    const std::string start = FirstBytes(path, 8);
+    if (start == "\x89HDF\r\n\x1A\n"sv) {
+        return OpenHdf5(path, dataset);
+    }
+    if (!dataset.empty()) {
+        throw CInputError(path + ": not an HDF5 file, so it has no dataset " + dataset);
+    }
+    if (is_tiff(start)) {
+        return OpenTiff(path);
+    }
+    if (start == "\x89PNG\r\n\x1A\n"sv) {
+        return OpenPng(path);
+    }
+    if (start.starts_with("NRRD")) {
+        return OpenNrrd(path);
+    }
+    if (ends_like(path, ".mha") || ends_like(path, ".mhd")) {
+        return OpenMetaImage(path);
+    }
+    if (ends_like(path, ".nii") || ends_like(path, ".nii.gz")) {
+        return OpenNifti(path);
+    }
+    if (start.empty()) {
+        throw CInputError(path + ": the file is empty");
+    }
+    refuse_format(path);
 }
 
 } // namespace
@@ -56,14 +119,11 @@ std::unique_ptr<IImageReader> OpenImage(const std::string& path, const SOpenOpti
     if (options.raw) {
         return OpenRaw(path, *options.raw);
     }
-    FileBytes(path);
-    const std::string start = first_bytes(path);
-    if (is_tiff(start)) {
-        return OpenTiff(path);
+    if (is_folder(path)) {
+        return OpenSliceFolder(path);
     }
-    throw CInputError(path +
-                      ": not an image file of a known format; give TIFF, a folder of TIFF or PNG slices, "
-                      "MetaImage, NRRD, NIfTI, HDF5 (file.h5:/path), or a raw file with its layout");
+    const SFileAndDataset parts = split_path(path);
+    return open_file(parts.file, parts.dataset);
 }
 
 CSize ImageSize(const std::string& path, std::vector<long long> extents) {

@@ -1,68 +1,69 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "volume/RawPixels.h"
 
-#include "volume/Failure.h"
-
-#include <filesystem>
-#include <system_error>
+#include <cstring>
+#include <utility>
 
 namespace TEVRA::volume {
+namespace {
 
-unsigned long long FileBytes(const std::string& path) {
-    std::error_code error;
-    const std::uintmax_t bytes = std::filesystem::file_size(path, error);
-    if (error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory) {
-        throw CInputError(path + ": there is no such file");
+void scale_floats(const SValueScale& scale, std::size_t count, std::byte* pixels) {
+    for (std::size_t i = 0; i < count; ++i) {
+        float value = 0.0F;
+        std::memcpy(&value, pixels + i * sizeof(float), sizeof(float));
+        value = static_cast<float>(scale.slope * static_cast<double>(value) + scale.intercept);
+        std::memcpy(pixels + i * sizeof(float), &value, sizeof(float));
     }
-    if (error) {
-        throw CEnvironmentError(path + ": cannot be read: " + error.message());
-    }
-    return bytes;
 }
 
-CRawPixels::CRawPixels(const std::string& path, const SRawPixelsLayout& layout)
-    : m_path(path), m_layout(layout) {
-    const unsigned long long present = FileBytes(path);
-    const unsigned long long needed = layout.offsetBytes + layout.pixelsPerSlice *
-                                                               static_cast<std::size_t>(layout.sliceCount) *
-                                                               BytesPerPixel(layout.type);
-    if (present < needed) {
-        throw CInputError(path + ": the file is truncated: its header announces " + std::to_string(needed) +
-                          " bytes, but it has " + std::to_string(present));
+class CRawPixelsReader : public IImageReader {
+  public:
+    CRawPixelsReader(const SImageInfo& info, std::unique_ptr<IByteSource> bytes,
+                     const SRawPixelsLayout& layout)
+        : m_info(info), m_pixels(std::move(bytes), layout) {}
+
+    const SImageInfo& Info() const override { return m_info; }
+
+  private:
+    void read_slices(long long firstSlice, long long sliceCount, std::byte* pixels) override {
+        m_pixels.Read(firstSlice, sliceCount, pixels);
     }
-    m_file.open(path, std::ios::binary);
-    if (!m_file) {
-        throw CEnvironmentError(path + ": cannot be opened for reading; check its permissions");
-    }
-}
+
+    SImageInfo m_info;
+    CRawPixels m_pixels;
+};
+
+} // namespace
+
+CRawPixels::CRawPixels(std::unique_ptr<IByteSource> bytes, const SRawPixelsLayout& layout)
+    : m_bytes(std::move(bytes)), m_layout(layout) {}
 
 void CRawPixels::Read(long long firstSlice, long long sliceCount, std::byte* pixels) {
     const std::size_t count = m_layout.pixelsPerSlice;
-    const std::size_t storedBytes = count * BytesPerPixel(m_layout.type);
-    const std::size_t handedOutBytes = count * BytesPerPixel(HandedOutType(m_layout.type));
-    const bool converts = storedBytes != handedOutBytes;
-    for (long long slice = 0; slice < sliceCount; ++slice) {
-        std::byte* target = pixels + static_cast<std::size_t>(slice) * handedOutBytes;
-        m_stored.resize(converts ? storedBytes : 0);
-        std::byte* stored = converts ? m_stored.data() : target;
-        read_stored(m_layout.offsetBytes + static_cast<std::size_t>(firstSlice + slice) * storedBytes,
-                    storedBytes, stored);
+    const std::size_t storedBytes = BytesPerPixel(m_layout.type);
+    const EPixelType handedOut = m_layout.scale ? EPixelType::f32 : HandedOutType(m_layout.type);
+    const bool converts = m_layout.type != EStoredType::f32 && handedOut == EPixelType::f32;
+    for (long long slice = firstSlice; slice < firstSlice + sliceCount; ++slice) {
+        m_stored.resize(converts ? count * storedBytes : 0);
+        std::byte* stored = converts ? m_stored.data() : pixels;
+        m_bytes->Read(static_cast<unsigned long long>(slice) * count * storedBytes, count * storedBytes,
+                      stored);
         if (NeedsSwap(m_layout.byteOrder)) {
-            SwapBytes(stored, count, BytesPerPixel(m_layout.type));
+            SwapBytes(stored, count, storedBytes);
         }
         if (converts) {
-            ConvertStored(m_layout.type, stored, count, target);
+            ConvertToFloat(m_layout.type, stored, count, pixels);
         }
+        if (m_layout.scale) {
+            scale_floats(*m_layout.scale, count, pixels);
+        }
+        pixels += count * BytesPerPixel(handedOut);
     }
 }
 
-void CRawPixels::read_stored(unsigned long long offsetBytes, std::size_t bytes, std::byte* stored) {
-    m_file.clear();
-    m_file.seekg(static_cast<std::streamoff>(offsetBytes));
-    m_file.read(reinterpret_cast<char*>(stored), static_cast<std::streamsize>(bytes));
-    if (!m_file) {
-        throw CEnvironmentError(m_path + ": reading failed before the end of the file");
-    }
+std::unique_ptr<IImageReader> MakeRawPixelsReader(const SImageInfo& info, std::unique_ptr<IByteSource> bytes,
+                                                  const SRawPixelsLayout& layout) {
+    return std::make_unique<CRawPixelsReader>(info, std::move(bytes), layout);
 }
 
 } // namespace TEVRA::volume

@@ -18,37 +18,6 @@ EStoredType stored_type(EPixelType type) {
     return EStoredType::f32;
 }
 
-SImageInfo info_of(const std::string& path, const SRawLayout& layout) {
-    SImageInfo info;
-    info.format = "raw";
-    info.size = ImageSize(path, {layout.size[0], layout.size[1], layout.size[2]});
-    info.pixelType = layout.pixelType;
-    info.storedType = Description(layout.pixelType);
-    info.spacingNote = "a raw file states no spacing";
-    return info;
-}
-
-SRawPixelsLayout pixels_of(const SRawLayout& layout) {
-    return {0, stored_type(layout.pixelType), layout.byteOrder,
-            static_cast<std::size_t>(layout.size[0] * layout.size[1]), layout.size[2]};
-}
-
-class CRawReader : public IImageReader {
-  public:
-    CRawReader(const std::string& path, const SRawLayout& layout)
-        : m_info(info_of(path, layout)), m_pixels(path, pixels_of(layout)) {}
-
-    const SImageInfo& Info() const override { return m_info; }
-
-  private:
-    void read_slices(long long firstSlice, long long sliceCount, std::byte* pixels) override {
-        m_pixels.Read(firstSlice, sliceCount, pixels);
-    }
-
-    SImageInfo m_info;
-    CRawPixels m_pixels;
-};
-
 } // namespace
 
 std::unique_ptr<IImageReader> OpenRaw(const std::string& path, const SRawLayout& layout) {
@@ -60,7 +29,15 @@ std::unique_ptr<IImageReader> OpenRaw(const std::string& path, const SRawLayout&
                           " bytes, but the file has " + std::to_string(present) +
                           "; check the extents and the pixel type");
     }
-    return std::make_unique<CRawReader>(path, layout);
+    SImageInfo info;
+    info.format = "raw";
+    info.size = ImageSize(path, {layout.size[0], layout.size[1], layout.size[2]});
+    info.pixelType = layout.pixelType;
+    info.storedType = Description(layout.pixelType);
+    info.spacingNote = "a raw file states none";
+    return MakeRawPixelsReader(info, OpenFileBytes(path, 0, expected),
+                               {stored_type(layout.pixelType), layout.byteOrder,
+                                static_cast<std::size_t>(layout.size[0] * layout.size[1]), std::nullopt});
 }
 
 } // namespace TEVRA::volume

@@ -12,6 +12,13 @@
 namespace TEVRA::volume {
 
 std::unique_ptr<IImageReader> OpenTiff(const std::string& path);
+std::unique_ptr<IImageReader> OpenPng(const std::string& path);
+std::unique_ptr<IImageReader> OpenSliceFolder(const std::string& folder);
+std::unique_ptr<IImageReader> OpenMetaImage(const std::string& path);
+std::unique_ptr<IImageReader> OpenNrrd(const std::string& path);
+std::unique_ptr<IImageReader> OpenNifti(const std::string& path);
+/// @param dataset empty: refused with a list of the datasets.
+std::unique_ptr<IImageReader> OpenHdf5(const std::string& path, const std::string& dataset);
 std::unique_ptr<IImageReader> OpenRaw(const std::string& path, const SRawLayout& layout);
 
 /// The size of an image with these extents, x first: trailing extents of 1 beyond the second are dropped.

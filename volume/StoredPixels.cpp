@@ -96,19 +96,18 @@ std::size_t BytesPerPixel(EStoredType type) noexcept {
     return 4;
 }
 
-void ConvertStored(EStoredType type, const std::byte* stored, std::size_t count, std::byte* pixels) {
+void ConvertToFloat(EStoredType type, const std::byte* stored, std::size_t count, std::byte* pixels) {
     switch (type) {
     case EStoredType::u8:
+        return convert_to_float<std::uint8_t>(stored, count, pixels);
     case EStoredType::u16:
+        return convert_to_float<std::uint16_t>(stored, count, pixels);
     case EStoredType::f32:
-        std::memcpy(pixels, stored, count * BytesPerPixel(type));
-        return;
+        return convert_to_float<float>(stored, count, pixels);
     case EStoredType::i8:
-        convert_to_float<std::int8_t>(stored, count, pixels);
-        return;
+        return convert_to_float<std::int8_t>(stored, count, pixels);
     case EStoredType::i16:
-        convert_to_float<std::int16_t>(stored, count, pixels);
-        return;
+        return convert_to_float<std::int16_t>(stored, count, pixels);
     }
 }
 

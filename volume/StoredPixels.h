@@ -28,8 +28,8 @@ const char* Description(EStoredType type) noexcept;
 EPixelType HandedOutType(EStoredType type) noexcept;
 std::size_t BytesPerPixel(EStoredType type) noexcept;
 
-/// Turns stored pixels in the machine's byte order into those handed out. The two must not overlap.
-void ConvertStored(EStoredType type, const std::byte* stored, std::size_t count, std::byte* pixels);
+/// Turns stored pixels of any type, in the machine's byte order, into floats. The two must not overlap.
+void ConvertToFloat(EStoredType type, const std::byte* stored, std::size_t count, std::byte* pixels);
 /// Changes the byte order of pixels in place.
 void SwapBytes(std::byte* pixels, std::size_t count, std::size_t bytesPerPixel) noexcept;
 /// True if pixels in that order have to be swapped on this machine.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "volume/TiffFile.h"
 
+#include "volume/ByteSource.h"
 #include "volume/Failure.h"
-#include "volume/RawPixels.h"
 
 #include <algorithm>
 #include <array>
@@ -303,7 +303,7 @@ void CTiffFile::ReadPage(std::size_t index, std::byte* pixels) {
     if (is_bilevel(page)) {
         unpack_bits(page, m_stored.data(), pixels);
     } else if (converts) {
-        ConvertStored(page.type, m_stored.data(), count, pixels);
+        ConvertToFloat(page.type, m_stored.data(), count, pixels);
     }
     if (is_inverted(page)) {
         invert(pixels, count * BytesPerPixel(page.type));

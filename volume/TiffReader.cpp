@@ -27,11 +27,14 @@ bool is_headless_stack(const CTiffFile& file, const STiffAxes& axes) {
            file.Pages()[0].grey == ETiffGrey::asStored && file.Pages()[0].flips == STiffFlips();
 }
 
-SRawPixelsLayout headless_layout(const CTiffFile& file, long long sliceCount) {
+CRawPixels headless_pixels(const std::string& path, const CTiffFile& file, long long sliceCount) {
     const STiffPage& page = file.Pages()[0];
-    return {file.Description().firstPixelsOffset, page.type,
-            file.Description().bigEndian ? EByteOrder::big : EByteOrder::little,
-            static_cast<std::size_t>(page.width * page.height), sliceCount};
+    const auto pixelsPerSlice = static_cast<std::size_t>(page.width * page.height);
+    const std::size_t bytes =
+        pixelsPerSlice * static_cast<std::size_t>(sliceCount) * BytesPerPixel(page.type);
+    const EByteOrder order = file.Description().bigEndian ? EByteOrder::big : EByteOrder::little;
+    return {OpenFileBytes(path, file.Description().firstPixelsOffset, bytes),
+            {page.type, order, pixelsPerSlice, std::nullopt}};
 }
 
 class CTiffReader : public IImageReader {
@@ -52,7 +55,7 @@ class CTiffReader : public IImageReader {
         m_info.spacingUnit = std::move(spacing.unit);
         m_info.spacingNote = std::move(spacing.note);
         if (headless) {
-            m_headless.emplace(path, headless_layout(m_file, slices));
+            m_headless.emplace(headless_pixels(path, m_file, slices));
         }
     }
 
