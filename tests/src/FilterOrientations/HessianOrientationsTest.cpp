@@ -3,6 +3,7 @@
 #include "FilterOrientations/HessianOrientations.h"
 
 #include "Numeric/Matrix.h"
+#include "src/Naive.h"
 #include "src/TestAccess.h"
 #include "support/MakeImage.h"
 #include "support/MemoryLimit.h"
@@ -28,14 +29,9 @@
 namespace TEVRA {
 namespace {
 
-constexpr float NO_ANGLE = -4.1415925F;
+using test::SAngles;
 
-/// Angles of all pixels, x fastest; `phi` is empty in 2D.
-struct SAngles {
-    CSize size;
-    std::vector<float> theta;
-    std::vector<float> phi;
-};
+constexpr float NO_ANGLE = -4.1415925F;
 
 std::unique_ptr<CImage> float_image(const CSize& size, const std::vector<float>& pixels) {
     auto image = std::make_unique<CImage>(IMAGE_GREY_F, size, CSize(0, 0, 0));
@@ -75,62 +71,6 @@ SAngles random_angles(const CSize& size, unsigned seed) {
 SAngles constant_angles(const CSize& size, float theta, float phi) {
     return {size, std::vector<float>(size.Elements(), theta),
             std::vector<float>(size.Dim() == 3 ? size.Elements() : 0, phi)};
-}
-
-using Axis = std::vector<double>;
-
-/// Single-precision sines and cosines, multiplied in double precision.
-Axis axis_at(const SAngles& angles, std::size_t i) {
-    const auto theta = angles.theta[i];
-    const double sinTheta = static_cast<double>(std::sin(theta));
-    const double cosTheta = static_cast<double>(std::cos(theta));
-    if (angles.phi.empty()) {
-        return {cosTheta, sinTheta};
-    }
-    const auto phi = angles.phi[i];
-    return {sinTheta * static_cast<double>(std::cos(phi)), sinTheta * static_cast<double>(std::sin(phi)),
-            cosTheta};
-}
-
-struct SSums {
-    long long count = 0;
-    std::vector<double> second;
-    std::vector<double> fourth;
-};
-
-/// Sums over a box, visited pixel by pixel.
-SSums naive_sums(const SAngles& angles, const CBox& box) {
-    const auto dim = static_cast<std::size_t>(angles.size.Dim());
-    SSums sums;
-    sums.second.assign(dim * dim, 0.0);
-    sums.fourth.assign(dim * dim * dim * dim, 0.0);
-    const auto inside = [&](int axis, long long p) {
-        const long long a = box.Point0()[axis];
-        const long long b = box.Point1()[axis];
-        const long long extent = angles.size[axis];
-        return p >= std::max(0LL, std::min(a, b)) && p < std::min(extent - 1, std::max(a, b));
-    };
-    std::size_t i = 0;
-    for (long long z = 0; z < angles.size[2]; ++z) {
-        for (long long y = 0; y < angles.size[1]; ++y) {
-            for (long long x = 0; x < angles.size[0]; ++x, ++i) {
-                const bool isInside = inside(0, x) && inside(1, y) && (dim == 2 || inside(2, z));
-                if (!isInside || !(angles.theta[i] >= 0.0F)) {
-                    continue;
-                }
-                ++sums.count;
-                const Axis n = axis_at(angles, i);
-                for (std::size_t at = 0; at < sums.second.size(); ++at) {
-                    sums.second[at] += n[at / dim] * n[at % dim];
-                }
-                for (std::size_t at = 0; at < sums.fourth.size(); ++at) {
-                    sums.fourth[at] += n[at / (dim * dim * dim)] * n[at / (dim * dim) % dim] *
-                                       n[at / dim % dim] * n[at % dim];
-                }
-            }
-        }
-    }
-    return sums;
 }
 
 void expect_second(const IMatrix<double>& tensor, const std::vector<double>& expected, double divisor) {
@@ -191,7 +131,7 @@ TEST(OrientationTensorOverABox, InThePlaneAgreesWithANaiveDoubleLoop) {
         set_angles(estimator, angles);
         for (int trial = 0; trial < 40; ++trial) {
             const CBox box = random_box(size, generator);
-            const SSums expected = naive_sums(angles, box);
+            const test::SNaiveSums expected = test::NaiveSums(angles, box);
             CMatrix<double> tensor(2, 2);
             CTensorRank4 tensor4(2, 2, 2, 2);
             EXPECT_EQ(estimator.OrientationTensor(tensor, box, false, &tensor4), expected.count);
@@ -211,7 +151,7 @@ TEST(OrientationTensorOverABox, InSpaceAgreesWithANaiveTripleLoop) {
         set_angles(estimator, angles);
         for (int trial = 0; trial < 40; ++trial) {
             const CBox box = random_box(size, generator);
-            const SSums expected = naive_sums(angles, box);
+            const test::SNaiveSums expected = test::NaiveSums(angles, box);
             CMatrix<double> tensor(3, 3);
             CTensorRank4 tensor4(3, 3, 3, 3);
             EXPECT_EQ(estimator.OrientationTensor(tensor, box, false, &tensor4), expected.count);
@@ -231,7 +171,7 @@ TEST(OrientationTensorOverABox, WidensFloatSinesAndCosinesBeforeMultiplying) {
         set_angles(estimator, angles);
         CMatrix<double> tensor(3, 3);
         ASSERT_EQ(estimator.OrientationTensor(tensor, CBox(0, 0, 0, 1, 1, 1), false, nullptr), 1);
-        const Axis n = axis_at(angles, 0);
+        const std::vector<double> n = test::NaiveAxis(angles, 0);
         for (std::size_t i = 0; i < 3; ++i) {
             for (std::size_t j = 0; j < 3; ++j) {
                 EXPECT_EQ(tensor(i, j), n[i] * n[j]) << "to the last bit";
@@ -307,7 +247,7 @@ TEST(OrientationTensorOverABox, OverwritesTheTensorAndAddsToTheFourthOrderOne) {
     CHessianOrientations estimator;
     set_angles(estimator, angles);
     const CBox box(0, 0, 0, 6, 4, 0);
-    SSums expected = naive_sums(angles, box);
+    test::SNaiveSums expected = test::NaiveSums(angles, box);
     CMatrix<double> tensor(2, 2);
     tensor += 100.0;
     CTensorRank4 tensor4(2, 2, 2, 2);
@@ -326,7 +266,7 @@ TEST(OrientationTensorOverABox, IsDividedByTheCountWhenNormalised) {
         CHessianOrientations estimator;
         set_angles(estimator, angles);
         const CBox box(0, 0, 0, 6, 4, 3);
-        const SSums expected = naive_sums(angles, box);
+        const test::SNaiveSums expected = test::NaiveSums(angles, box);
         CMatrix<double> tensor(dim, dim);
         CTensorRank4 tensor4(extent, extent, extent, extent);
         const long long count = estimator.OrientationTensor(tensor, box, true, &tensor4);
@@ -354,7 +294,7 @@ TEST(OrientationTensorOverABox, OfAPlaneFillsACornerOfALargerTensorAndDividesAll
     CHessianOrientations estimator;
     set_angles(estimator, angles);
     const CBox box(0, 0, 0, 7, 5, 0);
-    const SSums expected = naive_sums(angles, box);
+    const test::SNaiveSums expected = test::NaiveSums(angles, box);
     CMatrix<double> tensor(2, 2);
     CTensorRank4 tensor4(3, 3, 3, 3);
     tensor4(2, 2, 2, 2) = 12.0;
@@ -402,7 +342,7 @@ TEST(OrientationTensorOverABox, OfARunAgreesWithTheMapsItHandsOut) {
     const std::vector<CImage*> images = CTestAccess::Images(estimator);
     const SAngles angles{VOLUME, test::PixelsOf<float>(*images[8]), test::PixelsOf<float>(*images[7])};
     const CBox box(1, 0, 1, 8, 7, 6);
-    const SSums expected = naive_sums(angles, box);
+    const test::SNaiveSums expected = test::NaiveSums(angles, box);
     CMatrix<double> tensor(3, 3);
     EXPECT_EQ(estimator.OrientationTensor(tensor, box, false, nullptr), expected.count);
     EXPECT_GT(expected.count, 0);

@@ -2,6 +2,7 @@
 #include "FilterOrientations/SubfieldLayout.h"
 
 #include "FilterOrientations/SubfieldFiberDirections.h"
+#include "src/Naive.h"
 #include "src/TestAccess.h"
 #include "support/ThrownException.h"
 #include "zeklib2core/Exception.h"
@@ -9,7 +10,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -20,65 +20,13 @@
 namespace TEVRA {
 namespace {
 
+using test::SCut;
+using test::SNaiveCut;
 using Sizes = std::array<long long, 3>;
 using testing::ElementsAre;
 
 constexpr long long LOWEST = std::numeric_limits<long long>::min();
 constexpr long long LARGEST = std::numeric_limits<long long>::max();
-
-/// One case of a cut: image size, radius in pixels, subfield size asked for.
-struct SCut {
-    CSize imageSize;
-    double radiusPx;
-    Sizes subfieldSize;
-};
-
-/// The cut worked out step by step, as plain numbers.
-struct SNaiveCut {
-    int dim = 0;
-    long long b = 0;
-    long long bz = 0;
-    Sizes end{};
-    Sizes sf{};
-    bool lists = true;
-    Sizes n{};
-
-    explicit SNaiveCut(const SCut& cut) : dim(cut.imageSize.Dim()), sf(cut.subfieldSize) {
-        b = static_cast<long long>(cut.radiusPx + 0.5);
-        bz = dim == 3 ? b : 0;
-        for (std::size_t axis = 0; axis < static_cast<std::size_t>(dim); ++axis) {
-            const long long size = cut.imageSize[static_cast<long long>(axis)];
-            end[axis] = size - b;
-            if (sf[axis] < 0 || size < sf[axis] + 2 * b) {
-                sf[axis] = size - 2 * b;
-                lists = false;
-            }
-        }
-        for (std::size_t axis = 0; lists && axis < static_cast<std::size_t>(dim); ++axis) {
-            n[axis] = (cut.imageSize[static_cast<long long>(axis)] - 2 * b) / sf[axis];
-        }
-    }
-
-    std::vector<CBox> Tiles() const {
-        std::vector<CBox> tiles;
-        for (long long k = 0; k <= n[2]; ++k) {
-            for (long long j = 0; j <= n[1]; ++j) {
-                for (long long i = 0; i <= n[0]; ++i) {
-                    const Sizes p0 = {b + i * sf[0], b + j * sf[1], bz + k * sf[2]};
-                    if (dim == 3) {
-                        tiles.emplace_back(CPos(p0[0], p0[1], p0[2]), CPos(std::min(p0[0] + sf[0], end[0]),
-                                                                           std::min(p0[1] + sf[1], end[1]),
-                                                                           std::min(p0[2] + sf[2], end[2])));
-                    } else {
-                        tiles.emplace_back(CPos(p0[0], p0[1]), CPos(std::min(p0[0] + sf[0], end[0]),
-                                                                    std::min(p0[1] + sf[1], end[1])));
-                    }
-                }
-            }
-        }
-        return tiles;
-    }
-};
 
 Impl::CSubfieldLayout layout_of(const SCut& cut) {
     return {cut.imageSize, cut.radiusPx, cut.subfieldSize};
@@ -139,14 +87,6 @@ std::string describe(const SCut& cut) {
 
 CSubfieldFiberDirections analysis(const Sizes& subfieldSize) {
     return CSubfieldFiberDirections(1.0, 1.25, subfieldSize[0], subfieldSize[1], subfieldSize[2]);
-}
-
-std::vector<std::string> keys_of(const CValueMap& map) {
-    std::vector<std::string> keys;
-    for (const CValue_Key& key : map.Keys()) {
-        keys.push_back(key.ToString());
-    }
-    return keys;
 }
 
 } // namespace
@@ -324,9 +264,9 @@ TEST(SubfieldLimits, HoldLowerAndUpperCornersAxisByAxis) {
     CSubfieldFiberDirections directions = analysis({10, 10, 10});
     CValueMap map;
     CTestAccess::AddSubfieldLimits(directions, &map, CBox(1, 2, 3, 11, 22, 33), 3);
-    EXPECT_THAT(keys_of(map), ElementsAre("Evaluated area"));
+    EXPECT_THAT(test::KeysOf(map), ElementsAre("Evaluated area"));
     const CValueMap& area = map.Entry("Evaluated area")->Map();
-    EXPECT_THAT(keys_of(area), ElementsAre("x0", "x1", "y0", "y1", "z0", "z1"));
+    EXPECT_THAT(test::KeysOf(area), ElementsAre("x0", "x1", "y0", "y1", "z0", "z1"));
     const std::array<int, 6> expected = {1, 11, 2, 22, 3, 33};
     std::size_t at = 0;
     for (auto it = area.begin(); !(it == area.end()); ++it) {
@@ -339,7 +279,7 @@ TEST(SubfieldLimits, OfAPlaneHaveNoZ) {
     CSubfieldFiberDirections directions = analysis({10, 10, 10});
     CValueMap map;
     CTestAccess::AddSubfieldLimits(directions, &map, CBox(1, 2, 3, 11, 22, 33), 2);
-    EXPECT_THAT(keys_of(map.Entry("Evaluated area")->Map()), ElementsAre("x0", "x1", "y0", "y1"));
+    EXPECT_THAT(test::KeysOf(map.Entry("Evaluated area")->Map()), ElementsAre("x0", "x1", "y0", "y1"));
 }
 
 TEST(SubfieldLimits, NeedAMap) {
