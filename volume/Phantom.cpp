@@ -394,7 +394,7 @@ void add_tensor(const CFiberField& field, SPhantom& phantom) {
             static_cast<double>(fiber.pixelCount) / static_cast<double>(phantom.fiberPixelCount);
         for (std::size_t i = 0; i < 3; ++i) {
             for (std::size_t j = 0; j < 3; ++j) {
-                phantom.tensor[i][j] += share * fiber.axis[i] * fiber.axis[j];
+                phantom.tensor[i][j] += share * (fiber.axis[i] * fiber.axis[j]);
             }
         }
     }
