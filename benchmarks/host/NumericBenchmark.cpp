@@ -52,7 +52,7 @@ void svd_of(benchmark::State& state, const std::vector<CMatrix<double>>& matrice
     CMatrix<double> u(n, n);
     CMatrix<double> s(n, 1);
     CMatrix<double> v(n, n);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         for (const CMatrix<double>& matrix : matrices) {
             benchmark::DoNotOptimize(CNumeric::Svd(matrix, u, s, v, true));
         }
@@ -83,7 +83,7 @@ void KernelOfSymmetric3x3(benchmark::State& state) {
         matrices.push_back({m(0, 0), m(0, 1), m(0, 2), m(1, 1), m(1, 2), m(2, 2)});
     }
     StEigenSystem<double, 3> system{};
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         for (const StSymmetric3<double>& matrix : matrices) {
             system = SymmetricEigen(matrix);
             benchmark::DoNotOptimize(system);
@@ -106,7 +106,7 @@ void GeneralLibraryOfSymmetric3x3(benchmark::State& state) {
         matrices.push_back(matrix);
     }
     Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> solver;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         for (const Eigen::Matrix3d& matrix : matrices) {
             solver.compute(matrix);
             benchmark::DoNotOptimize(solver);

@@ -13,7 +13,7 @@ namespace {
 void OtsuOfHistogram(benchmark::State& state) {
     const std::vector<unsigned long long> histogram(static_cast<std::size_t>(state.range(0)), 1ULL << 20);
     std::size_t bin = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         bin = OtsuBin(histogram);
         benchmark::DoNotOptimize(bin);
     }

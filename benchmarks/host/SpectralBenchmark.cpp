@@ -52,7 +52,7 @@ struct SImages {
 
 void ForwardTransform(benchmark::State& state) {
     SImages images(size_of(state));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         images.transformation.Fft(images.spectrum, images.image, nullptr);
     }
     state.SetItemsProcessed(state.iterations() * pixels_of(state));
@@ -62,7 +62,7 @@ BENCHMARK(ForwardTransform)->Apply(sizes);
 void InverseTransform(benchmark::State& state) {
     SImages images(size_of(state));
     std::memset(images.image.Pixels<float>(), 0, images.image.Size().Elements() * sizeof(float));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         images.transformation.InverseFft(images.image, images.spectrum, nullptr);
     }
     state.SetItemsProcessed(state.iterations() * pixels_of(state));
@@ -83,7 +83,7 @@ void plain_inverse(benchmark::State& state, unsigned planning) {
         fftwf_alloc_real(static_cast<std::size_t>(pixels_of(state))), fftwf_free);
     fftwf_plan plan = fftwf_plan_dft_c2r_3d(nz, ny, nx, spectrum.get(), image.get(), planning);
     std::memset(spectrum.get(), 0, half * sizeof(fftwf_complex));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         fftwf_execute(plan);
         benchmark::ClobberMemory();
     }
@@ -104,7 +104,7 @@ BENCHMARK(PlainInverseMeasured)->Apply(sizes);
 void CopyOfTheSpectrum(benchmark::State& state) {
     const SImages images(size_of(state));
     CImage copy(IMAGE_COMPLEX_F, size_of(state), CSize(0, 0, 0));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         std::memcpy(copy.Pixels<std::complex<float>>(), images.spectrum.Pixels<std::complex<float>>(),
                     copy.Size().Elements() * sizeof(std::complex<float>));
         benchmark::ClobberMemory();

@@ -483,6 +483,7 @@ TEST(FourierTransformation, ObjectsWorkSideBySideInThreads) {
     const std::vector<ComplexF> expected = spectrum_of(*image);
     std::vector<std::vector<ComplexF>> results(4);
     std::vector<std::thread> threads;
+    threads.reserve(results.size());
     for (std::vector<ComplexF>& result : results) {
         threads.emplace_back([&result, &image] {
             for (int round = 0; round < 20; ++round) {
