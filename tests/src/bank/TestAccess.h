@@ -2,8 +2,14 @@
 #pragma once
 
 #include "FilterOrientations/EstimationBeta.h"
+#include "FilterOrientations/FilterOrientations.h"
+#include "Numeric/Matrix.h"
+#include "zeklib2image/Image.h"
 
 #include <array>
+#include <memory>
+#include <utility>
+#include <vector>
 
 namespace TEVRA {
 
@@ -29,6 +35,43 @@ struct CTestAccess {
     static int IndexOfLargest(double a, double b, double c) {
         return CEstimationBeta(nullptr, nullptr).indMax(a, b, c);
     }
+
+    static const IMatrix<double>& Widths(CFilterOrientations& estimator, int dimension) {
+        estimator.SetupDiag(dimension);
+        return *estimator.m_widths;
+    }
+    static void FillFilterMask(CFilterOrientations& estimator, IImage& mask, const double* direction,
+                               int dimension) {
+        estimator.SetupDiag(dimension);
+        if (dimension == 3) {
+            estimator.FillFilterMask3(mask, direction);
+        } else {
+            estimator.FillFilterMask2(mask, direction);
+        }
+    }
+    static std::unique_ptr<IImage> PadZeros(CFilterOrientations& estimator, const IImage& image) {
+        return std::unique_ptr<IImage>(estimator.PadZeros(image));
+    }
+    static void AssignToMaximum(CFilterOrientations& estimator, IImage& index, IImage& best,
+                                const IImage& filtered, int direction) {
+        estimator.AssignToMaximum(index, best, filtered, direction);
+    }
+    static void MaskOut(IImage& index, const IImage& image, double threshold, unsigned char label) {
+        CFilterOrientations(1.0F, 1.0F, nullptr, nullptr).MaskOutOrientations(index, image, threshold, label);
+    }
+    static void MaskOut(IImage& index, const IImage& mask, unsigned char label) {
+        CFilterOrientations(1.0F, 1.0F, nullptr, nullptr).MaskOutOrientations(index, mask, label);
+    }
+    /// As if a run had left this index image and these directions.
+    static void SetResult(CFilterOrientations& estimator, std::unique_ptr<IImage> index,
+                          const CMatrix<double>& directions) {
+        CFilterOrientations::StResult result;
+        result.bestResponse = std::make_unique<CImage>(IMAGE_GREY_F, index->Size(), CSize(0, 0, 0));
+        result.index = std::move(index);
+        result.directions = std::make_unique<CMatrix<double>>(directions);
+        estimator.m_result = std::move(result);
+    }
+    static const IImage& Index(const CFilterOrientations& estimator) { return *estimator.m_result.index; }
 };
 
 } // namespace TEVRA

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <span>
+
+namespace TEVRA::Impl {
+
+/// A row of a Gaussian mask: exp(-q / 2) with q = a w^2 + b w + c, a >= 0, at w = (x - centre) / centre for
+/// x = 0, 1, 2 ...
+struct StGaussianRow {
+    double a;
+    double b;
+    double c;
+    double centre; ///< in pixels
+
+    /// -q / 2 at a pixel.
+    double Exponent(double x) const {
+        const double w = (x - centre) / centre;
+        return -0.5 * ((a * w + b) * w + c);
+    }
+};
+
+/// Writes the row as floats; NaN becomes the lowest float.
+///
+/// Neighbours differ by a factor that itself changes by a constant factor from one pixel to the next, so two
+/// exponentials start a row of products in double precision. Within 1e-10 of exp(-q / 2) evaluated pixel by
+/// pixel, relatively: the floats differ by one rounding at most. Where products could leave the range of
+/// doubles, the row is halved until they cannot, in the end down to single exponentials.
+void FillGaussianRow(const StGaussianRow& row, std::span<float> values);
+
+} // namespace TEVRA::Impl
