@@ -75,6 +75,7 @@ class CInflatedBytes : public IByteSource {
                 skipped.data());
         }
         unpack(bytes, target);
+        check_sum();
     }
 
   private:
@@ -100,16 +101,35 @@ class CInflatedBytes : public IByteSource {
         }
     }
 
-    void inflate_once() {
+    /// If the packed data ends where the last read did, its check sum comes next and tells broken pixels.
+    void check_sum() {
+        if (refill()) {
+            Bytef nowhere = 0;
+            m_stream.next_out = &nowhere;
+            m_stream.avail_out = 0;
+            advance();
+        }
+    }
+
+    /// False at the end of the file.
+    bool refill() {
         if (m_stream.avail_in == 0) {
             m_file.read(reinterpret_cast<char*>(m_input.data()),
                         static_cast<std::streamsize>(m_input.size()));
             m_stream.next_in = m_input.data();
             m_stream.avail_in = static_cast<uInt>(m_file.gcount());
-            if (m_stream.avail_in == 0) {
-                fail("the file is truncated");
-            }
         }
+        return m_stream.avail_in > 0;
+    }
+
+    void inflate_once() {
+        if (!refill()) {
+            fail("the file is truncated");
+        }
+        advance();
+    }
+
+    void advance() {
         const int status = inflate(&m_stream, Z_NO_FLUSH);
         if (status == Z_STREAM_END) {
             inflateReset2(&m_stream, ANY_HEADER); // gzip files may hold several parts, one after the other

@@ -51,7 +51,7 @@ class CNiftiHeader {
     }
     int DataType() const { return value<std::int16_t>(m_isTwo ? 12 : 70); }
     double PixelDistance(std::size_t axis) const { // 0 for x
-        return m_isTwo ? value<double>(112 + 8 * axis) : value<float>(80 + 4 * axis);
+        return m_isTwo ? value<double>(112 + 8 * axis) : FewestDigits(value<float>(80 + 4 * axis));
     }
     int SpaceUnit() const {
         const int units = m_isTwo ? value<std::int32_t>(500) : static_cast<int>(m_bytes[123]);
@@ -145,9 +145,7 @@ EStoredType data_type(const std::string& path, int code) {
 SSpacing spacing_of(const CNiftiHeader& header, int dim) {
     std::array<double, 3> distances{1.0, 1.0, 1.0};
     for (std::size_t axis = 0; axis < static_cast<std::size_t>(dim); ++axis) {
-        // Single precision in the file: 0.1 is meant where 0.100000001 is read.
-        const double distance = std::abs(header.PixelDistance(axis));
-        distances[axis] = ParseNumber(NumberText(static_cast<float>(distance))).value_or(distance);
+        distances[axis] = std::abs(header.PixelDistance(axis));
     }
     constexpr std::array<double, 4> FACTORS{1.0, 1000.0, 1.0, 1.0};
     constexpr std::array<const char*, 4> UNITS{"", "mm", "mm", "um"}; // none, metre, millimetre, micrometre

@@ -35,6 +35,13 @@ std::string NumberText(double value) {
     return {text.data(), error == std::errc() ? end : text.data()};
 }
 
+double FewestDigits(float value) {
+    std::array<char, 32> text{};
+    const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), value);
+    const std::string_view digits(text.data(), static_cast<std::size_t>(end - text.data()));
+    return error == std::errc() ? ParseNumber(digits).value_or(value) : value;
+}
+
 std::optional<double> ParseNumber(std::string_view text) {
     return parse<double>(text);
 }

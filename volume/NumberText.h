@@ -10,6 +10,9 @@ namespace TEVRA::volume {
 /// The shortest text that reads back as the same number, whatever the locale.
 std::string NumberText(double value);
 
+/// The number with the fewest digits that single precision rounds to `value`: 0.1 rather than 0.100000001.
+double FewestDigits(float value);
+
 /// The number that a text is, blanks around it ignored, whatever the locale; nothing if it is none.
 std::optional<double> ParseNumber(std::string_view text);
 std::optional<long long> ParseWholeNumber(std::string_view text);

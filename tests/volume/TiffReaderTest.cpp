@@ -67,8 +67,8 @@ TYPED_TEST(TiffReader, ReadsEveryByteOrderAndFileKind) {
 }
 
 TYPED_TEST(TiffReader, ReadsEveryLosslessCompressionInStripsAndTiles) {
-    for (const int compression : {COMPRESSION_NONE, COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE,
- COMPRESSION_PACKBITS}) {
+    for (const int compression :
+         {COMPRESSION_NONE, COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE, COMPRESSION_PACKBITS}) {
         for (const long long tileWidth : {0, 16, 32}) {
             for (const char* mode : {"wl", "wb"}) {
                 SCOPED_TRACE(testing::Message() << compression << " tiles " << tileWidth << " " << mode);
