@@ -18,6 +18,7 @@ std::string bad_type_message(const CValue* value) {
 
 } // namespace
 
+// NOLINTBEGIN(bugprone-throw-keyword-missing): the record is a part of the exception, not one itself
 CException::CException(const Impl::StExLocation& location, const char* message)
     : m_report(std::make_shared<StReport>(StReport{text_or_empty(message), text_or_empty(location.sourceFile),
                                                    text_or_empty(location.function),
@@ -26,6 +27,7 @@ CException::CException(const Impl::StExLocation& location, const char* message)
 CException::CException(const char* source, const char* message, const char* function)
     : m_report(std::make_shared<StReport>(
           StReport{text_or_empty(message), text_or_empty(source), text_or_empty(function), "", 0})) {}
+// NOLINTEND(bugprone-throw-keyword-missing)
 
 CException::~CException() = default;
 

@@ -30,8 +30,8 @@ std::string number_text(double value) {
 std::string shortest_by_printf(double value) {
     std::array<char, 64> buffer{};
     for (int precision = 1; precision <= 17; ++precision) {
-        std::snprintf(buffer.data(), buffer.size(), "%.*g", precision, value);
-        if (std::strtod(buffer.data(), nullptr) == value) {
+        const int length = std::snprintf(buffer.data(), buffer.size(), "%.*g", precision, value);
+        if (length > 0 && std::strtod(buffer.data(), nullptr) == value) {
             break;
         }
     }
