@@ -97,6 +97,11 @@ CPendingFiles::~CPendingFiles() {
 }
 
 std::string CPendingFiles::Add(const fs::path& target) {
+    for (const SPending& file : m_pending) {
+        if (file.announced == target) {
+            return file.temporary.string();
+        }
+    }
     std::error_code ignored;
     const fs::file_status status = fs::status(target, ignored);
     if (target.filename().empty() || (fs::exists(status) && !fs::is_regular_file(status))) {
@@ -108,7 +113,7 @@ std::string CPendingFiles::Add(const fs::path& target) {
         fs::is_symlink(target, ignored) && fs::exists(status) ? fs::canonical(target) : target;
     const fs::path temporary = temporary_name(place);
     m_pending.reserve(m_pending.size() + 1);
-    m_pending.push_back({place, temporary, register_path(temporary.string())});
+    m_pending.push_back({target, place, temporary, register_path(temporary.string())});
     make_empty_file(temporary, target);
     return temporary.string();
 }
@@ -127,12 +132,22 @@ void CPendingFiles::WriteText(const fs::path& target, std::string_view text) {
     }
 }
 
+void CPendingFiles::RemoveOnCommit(const fs::path& obsolete) {
+    m_obsolete.push_back(obsolete);
+}
+
 void CPendingFiles::Commit() {
+    for (const fs::path& obsolete : m_obsolete) {
+        std::error_code error;
+        if (fs::remove(obsolete, error); error) {
+            throw_cannot("remove the earlier", obsolete, error.value(), "remove it or give another output");
+        }
+    }
     auto next = m_pending.begin();
     for (; next != m_pending.end(); ++next) {
-        if (rename(next->temporary.c_str(), next->target.c_str()) != 0) {
+        if (rename(next->temporary.c_str(), next->place.c_str()) != 0) {
             const int error = errno;
-            const fs::path target = next->target;
+            const fs::path target = next->place;
             m_pending.erase(m_pending.begin(), next);
             throw_cannot("put in place", target, error, "make the place writable or give another output");
         }

@@ -27,22 +27,27 @@ class CPendingFiles {
 
     /// Announces an output file and makes it, empty, under its temporary name, so that a place that cannot be
     /// written to shows before the work and not after it. A symbolic link to a file stays one.
+    /// Announcing it again changes nothing.
     /// @return the path to write to until `Commit`.
     /// @throws CWorkError if the folder lets no file be made, or if something else than a file has the name.
     std::string Add(const std::filesystem::path& target);
-    /// Announces a file and writes the text into it. @throws CWorkError if that fails.
+    /// Announces a file if it is not yet and writes the text into it. @throws CWorkError if that fails.
     void WriteText(const std::filesystem::path& target, std::string_view text);
+    /// Announces that a file goes when the others come: one of an earlier run that this run does not write.
+    void RemoveOnCommit(const std::filesystem::path& obsolete);
     /// Renames every file into place, in the order announced; files in their places are replaced.
     /// @throws CWorkError if a file cannot be renamed; those not yet renamed are removed later.
     void Commit();
 
   private:
     struct SPending {
-        std::filesystem::path target;
+        std::filesystem::path announced;
+        std::filesystem::path place; // what a symbolic link points to
         std::filesystem::path temporary;
         std::size_t slot;
     };
     std::vector<SPending> m_pending;
+    std::vector<std::filesystem::path> m_obsolete;
 };
 
 /// The folder that a command writes its files into: made with its parents if it does not exist. Folders made

@@ -92,7 +92,9 @@ const char* ProgramVersion() noexcept {
 
 int RunProgram(int argc, const char* const* argv) {
     occupy_standard_streams();
-    std::signal(SIGPIPE, SIG_IGN); // a closed pipe is a failed write, reported like any other
+    // A closed pipe and a full quota are failed writes, reported like any other.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 
     CLI::App program("Measures how fibers lie in 2D and 3D grey-value images.", "tevra");
     program.set_version_flag("--version", std::string("tevra ") + ProgramVersion(),
@@ -102,7 +104,8 @@ int RunProgram(int argc, const char* const* argv) {
     program.footer("'tevra COMMAND --help' explains a command.");
     program.require_subcommand(0, 1);
     // Commands in the order of the help text.
-    const std::vector<SCommand> commands = {AddTensorCommand(program)};
+    const std::vector<SCommand> commands = {AddAnalyzeCommand(program), AddTensorCommand(program),
+                                            AddInfoCommand(program)};
     for (const SCommand& command : commands) {
         command.parser->group("Commands");
     }

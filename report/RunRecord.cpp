@@ -40,12 +40,13 @@ Json input_json(const SRunRecord::SInput& input) {
     json["path"] = input.path;
     json["format"] = input.format;
     json["size_px"] = input.sizePx;
-    json["pixel_type"] = input.pixelType;
+    json["pixel_type"] = input.storedType;
     json["spacing"] = spacing_json(input);
     json["length_unit"] = input.lengthUnit.empty() ? Json(nullptr) : Json(input.lengthUnit);
     json["spacing_origin"] = name_of(input.spacingOrigin);
     json["converted_to_8_bit"] = input.greyWindow.has_value();
     json["grey_window"] = input.greyWindow ? Json{input.greyWindow->lo, input.greyWindow->hi} : Json(nullptr);
+    json["nan_pixels"] = input.nanPixels;
     return json;
 }
 

@@ -28,11 +28,12 @@ struct SRunRecord {
         std::string path;
         std::string format;
         std::vector<long long> sizePx; ///< per axis, x first
-        std::string pixelType;
+        std::string storedType;        ///< of the pixels in the file, as in "16-bit signed integer"
         std::optional<std::array<double, 3>> spacing;
         std::string lengthUnit; ///< as in "mm"; "px" without spacing; empty if it has no name
         ESpacingOrigin spacingOrigin = ESpacingOrigin::none;
         std::optional<SGreyRange> greyWindow; ///< none if the image was taken as it is
+        long long nanPixels = 0;              ///< that had no value and became 0
     };
     struct SParameters {
         double fiberRadius = 0.0; ///< in the length unit

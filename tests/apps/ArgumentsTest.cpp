@@ -26,7 +26,7 @@ std::string refusal_of(const std::function<void()>& call) {
 }
 
 TEST(Arguments, NumbersAreReadFromAList) {
-    EXPECT_THAT(ReadNumbers({"--spacing", "0.5,-1e-3,+2"}), ElementsAre(0.5, -1e-3, 2.0));
+    EXPECT_THAT(ReadNumbers({"--spacing", "0.5,-1e-3,2"}), ElementsAre(0.5, -1e-3, 2.0));
     EXPECT_THAT(ReadNumbers({"--spacing", " 0.5, 1 "}), ElementsAre(0.5, 1.0));
 }
 
@@ -36,7 +36,7 @@ TEST(Arguments, WholeNumbersAreReadFromAList) {
 
 TEST(Arguments, WhatIsNoFiniteNumberIsRefusedWithNameAndText) {
     for (const std::string text : {"", ",", "1,", "1,,2", "abc", "1 2", "0x10", "nan", "inf", "-inf", "1e999",
-                                   "1;2", "1.5mm", "+-1"}) {
+                                   "1;2", "1.5mm", "+1", "+-1"}) {
         const std::string message = refusal_of([&] { ReadNumbers({"--spacing", text}); });
         EXPECT_THAT(message, HasSubstr("--spacing: '" + text + "' is not")) << text;
     }

@@ -44,7 +44,7 @@ TEST(Interruption, ANewScopeForgetsTheRequestOfTheOneBefore) {
 }
 
 TEST(InterruptionDeathTest, ASecondSignalEndsTheProcessAndRemovesPendingFiles) {
-    const tests::CTemporaryFolder folder;
+    const test::CTemporaryFolder folder;
     EXPECT_EXIT(
         {
             const CInterruptionScope scope;

@@ -16,11 +16,11 @@ namespace TEVRA::apps {
 namespace {
 
 namespace fs = std::filesystem;
+using test::CTemporaryFolder;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using tests::CTemporaryFolder;
 
 std::string failure_of(const std::function<void()>& call) {
     try {
@@ -40,8 +40,8 @@ TEST(PendingFiles, AppearOnlyWithCommit) {
     EXPECT_FALSE(fs::exists(folder / "b.csv"));
     files.Commit();
     EXPECT_THAT(folder.Entries(), ElementsAre("a.json", "b.csv"));
-    EXPECT_EQ(tests::ReadFile(folder / "a.json"), "one");
-    EXPECT_EQ(tests::ReadFile(folder / "b.csv"), "two");
+    EXPECT_EQ(test::ReadFile(folder / "a.json"), "one");
+    EXPECT_EQ(test::ReadFile(folder / "b.csv"), "two");
 }
 
 TEST(PendingFiles, LeaveNothingWithoutCommit) {
@@ -49,29 +49,29 @@ TEST(PendingFiles, LeaveNothingWithoutCommit) {
     {
         CPendingFiles files;
         files.WriteText(folder / "a.json", "one");
-        tests::WriteFile(files.Add(folder / "b.mha"), "two");
+        test::WriteFile(files.Add(folder / "b.mha"), "two");
     }
     EXPECT_THAT(folder.Entries(), IsEmpty());
 }
 
 TEST(PendingFiles, LeaveTheFileInPlaceUntouchedWithoutCommit) {
     const CTemporaryFolder folder;
-    tests::WriteFile(folder / "a.json", "earlier");
+    test::WriteFile(folder / "a.json", "earlier");
     {
         CPendingFiles files;
         files.WriteText(folder / "a.json", "new");
     }
     EXPECT_THAT(folder.Entries(), ElementsAre("a.json"));
-    EXPECT_EQ(tests::ReadFile(folder / "a.json"), "earlier");
+    EXPECT_EQ(test::ReadFile(folder / "a.json"), "earlier");
 }
 
 TEST(PendingFiles, ReplaceTheFileInPlaceWithCommit) {
     const CTemporaryFolder folder;
-    tests::WriteFile(folder / "a.json", "earlier and longer");
+    test::WriteFile(folder / "a.json", "earlier and longer");
     CPendingFiles files;
     files.WriteText(folder / "a.json", "new");
     files.Commit();
-    EXPECT_EQ(tests::ReadFile(folder / "a.json"), "new");
+    EXPECT_EQ(test::ReadFile(folder / "a.json"), "new");
 }
 
 TEST(PendingFiles, AreWrittenUnderANameOfTheSameEnding) {
@@ -82,16 +82,40 @@ TEST(PendingFiles, AreWrittenUnderANameOfTheSameEnding) {
     EXPECT_EQ(temporary.parent_path(), folder.Path());
 }
 
+TEST(PendingFiles, KeepOneTemporaryNameWhenAnnouncedTwice) {
+    const CTemporaryFolder folder;
+    CPendingFiles files;
+    const std::string path = files.Add(folder / "a.json");
+    EXPECT_EQ(files.Add(folder / "a.json"), path);
+    files.WriteText(folder / "a.json", "text");
+    EXPECT_EQ(test::ReadFile(path), "text");
+}
+
+TEST(PendingFiles, RemoveObsoleteFilesWithCommitOnly) {
+    const CTemporaryFolder folder;
+    test::WriteFile(folder / "old", "");
+    {
+        CPendingFiles files;
+        files.RemoveOnCommit(folder / "old");
+    }
+    EXPECT_THAT(folder.Entries(), ElementsAre("old"));
+    CPendingFiles files;
+    files.RemoveOnCommit(folder / "old");
+    files.RemoveOnCommit(folder / "never there");
+    files.Commit();
+    EXPECT_THAT(folder.Entries(), IsEmpty());
+}
+
 TEST(PendingFiles, ReplaceWhatASymbolicLinkPointsTo) {
     const CTemporaryFolder folder;
     fs::create_directory(folder / "elsewhere");
-    tests::WriteFile(folder / "elsewhere/a.json", "earlier");
+    test::WriteFile(folder / "elsewhere/a.json", "earlier");
     fs::create_symlink("elsewhere/a.json", folder / "a.json");
     CPendingFiles files;
     files.WriteText(folder / "a.json", "new");
     files.Commit();
     EXPECT_TRUE(fs::is_symlink(folder / "a.json"));
-    EXPECT_EQ(tests::ReadFile(folder / "elsewhere/a.json"), "new");
+    EXPECT_EQ(test::ReadFile(folder / "elsewhere/a.json"), "new");
 }
 
 TEST(PendingFiles, RefuseAFolderInTheirPlace) {
@@ -167,15 +191,15 @@ TEST(OutputFolder, IsLeftAloneIfItWasThereBefore) {
 
 TEST(OutputFolder, RefusesAFileOfThatName) {
     const CTemporaryFolder folder;
-    tests::WriteFile(folder / "out", "text");
+    test::WriteFile(folder / "out", "text");
     EXPECT_THAT(failure_of([&] { const COutputFolder output(folder / "out"); }),
                 AllOf(HasSubstr("out"), HasSubstr("is a file")));
-    EXPECT_EQ(tests::ReadFile(folder / "out"), "text");
+    EXPECT_EQ(test::ReadFile(folder / "out"), "text");
 }
 
 TEST(OutputFolder, LeavesNoParentsWhenAPartOfThePathIsAFile) {
     const CTemporaryFolder folder;
-    tests::WriteFile(folder / "out", "text");
+    test::WriteFile(folder / "out", "text");
     EXPECT_NE(failure_of([&] { const COutputFolder output(folder / "out/a/b"); }), "");
     EXPECT_THAT(folder.Entries(), ElementsAre("out"));
 }

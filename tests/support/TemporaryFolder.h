@@ -11,7 +11,7 @@
 #include <system_error>
 #include <vector>
 
-namespace TEVRA::tests {
+namespace TEVRA::test {
 
 /// A new empty folder that is removed with all it holds at the end of the scope.
 class CTemporaryFolder {
@@ -66,4 +66,4 @@ inline void WriteFile(const std::filesystem::path& path, const std::string& byte
     }
 }
 
-} // namespace TEVRA::tests
+} // namespace TEVRA::test

@@ -1,0 +1,396 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "apps/Analysis.h"
+#include "apps/Arguments.h"
+#include "apps/Commands.h"
+#include "apps/Console.h"
+#include "apps/Failure.h"
+#include "apps/ImageInput.h"
+#include "apps/Interruption.h"
+#include "apps/Program.h"
+#include "apps/ResultFiles.h"
+
+#include "report/Json.h"
+#include "report/RunRecord.h"
+#include "report/Tables.h"
+#include "volume/ImageConversion.h"
+#include "volume/MetaImageWriter.h"
+
+#include <CLI/App.hpp>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <ctime>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace TEVRA::apps {
+
+namespace {
+
+/// The options as given.
+struct SAnalyzeOptions {
+    std::string image;
+    std::string fiberRadius;
+    std::string outputFolder;
+    std::string otsuFactor = "1.25";
+    std::optional<std::string> subfield;
+    std::optional<std::string> mask;
+    std::optional<std::string> spacing;
+    std::optional<std::string> window;
+    std::optional<std::string> raw;
+    std::optional<std::string> threads;
+    bool fourthOrder = false;
+    bool maps = false;
+    bool quiet = false;
+};
+
+/// What the options say, each checked by itself.
+struct SAnalyzeSettings {
+    double fiberRadius;
+    double otsuFactor;
+    std::vector<long long> subfieldPx; // as given: none, one for all axes, or one per axis
+    std::optional<std::vector<double>> spacing;
+    std::optional<volume::SGreyWindow> window;
+    std::optional<int> threads;
+};
+
+std::optional<volume::SGreyWindow> read_window(const std::optional<std::string>& text) {
+    if (!text) {
+        return std::nullopt;
+    }
+    const std::vector<double> ends = ReadNumbers({"--window", *text});
+    if (ends.size() != 2 || ends[0] >= ends[1]) {
+        throw CUsageError("--window: '" + *text +
+                          "' is not two grey values, the lower one first, as in 100,4000");
+    }
+    return volume::SGreyWindow{ends[0], ends[1]};
+}
+
+std::vector<long long> read_subfield(const std::optional<std::string>& text) {
+    if (!text) {
+        return {};
+    }
+    const std::vector<long long> size = ReadWholeNumbers({"--subfield", *text});
+    for (const long long extent : size) {
+        if (extent < 1) {
+            throw CUsageError(
+                "--subfield: '" + *text +
+                "' has sizes below 1 pixel; leave the option out to analyse the whole field only");
+        }
+    }
+    return size;
+}
+
+std::optional<std::vector<double>> read_spacing(const std::optional<std::string>& text) {
+    if (!text) {
+        return std::nullopt;
+    }
+    const std::vector<double> spacing = ReadNumbers({"--spacing", *text});
+    for (const double length : spacing) {
+        if (length <= 0.0) {
+            throw CUsageError("--spacing: '" + *text + "' has lengths that are not greater than 0");
+        }
+    }
+    return spacing;
+}
+
+SAnalyzeSettings read_settings(const SAnalyzeOptions& options) {
+    SAnalyzeSettings settings{};
+    settings.fiberRadius = ReadPositiveNumber({"--fiber-radius", options.fiberRadius});
+    settings.otsuFactor = ReadPositiveNumber({"--otsu-factor", options.otsuFactor});
+    settings.subfieldPx = read_subfield(options.subfield);
+    settings.spacing = read_spacing(options.spacing);
+    settings.window = read_window(options.window);
+    if (options.threads) {
+        constexpr long long MOST_THREADS = 1024;
+        const long long threads = ReadWholeNumber({"--threads", *options.threads}, 1);
+        settings.threads = static_cast<int>(std::min(threads, MOST_THREADS));
+    }
+    return settings;
+}
+
+std::vector<long long> subfield_per_axis(const std::vector<long long>& given, int dim) {
+    const auto axes = static_cast<std::size_t>(dim);
+    if (given.size() == 1) {
+        return std::vector<long long>(axes, given.front());
+    }
+    if (!given.empty() && given.size() != axes) {
+        throw CUsageError("--subfield has " + std::to_string(given.size()) + " sizes, but the image has " +
+                          std::to_string(dim) + " axes; give one size for all axes or one per axis");
+    }
+    return given;
+}
+
+using Clock = std::chrono::steady_clock;
+
+double seconds_since(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+std::string utc_now() {
+    const std::time_t now = std::time(nullptr);
+    std::tm utc{};
+    gmtime_r(&now, &utc);
+    std::array<char, 32> text{};
+    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc)};
+}
+
+std::vector<std::string> result_names(const SAnalyzeOptions& options, int dim) {
+    std::vector<std::string> names = {CResultFiles::RESULT};
+    if (options.subfield) {
+        names.insert(names.end(), {CResultFiles::SUBFIELDS, CResultFiles::PROFILES});
+    }
+    if (options.maps) {
+        names.emplace_back(CResultFiles::THETA);
+    }
+    if (options.maps && dim == 3) {
+        names.emplace_back(CResultFiles::PHI);
+    }
+    return names;
+}
+
+std::string direction_text(const CValueMap& direction) {
+    std::string text;
+    for (auto component = direction.begin(); !(component == direction.end()); ++component) {
+        text += (text.empty() ? "(" : ", ") + RoundedText(component.Value()->Double(), 3);
+    }
+    return text + ")";
+}
+
+/// One run of the command: from the files named to the files written.
+class CAnalyzeRun {
+  public:
+    explicit CAnalyzeRun(const SAnalyzeOptions& options)
+        : m_options(options), m_settings(read_settings(options)),
+          m_console(options.quiet ? EVerbosity::quiet : EVerbosity::normal) {}
+
+    void Run() {
+        const Clock::time_point start = Clock::now();
+        m_record.version = ProgramVersion();
+        m_record.startTime = utc_now();
+
+        const auto reader = OpenInput(m_options.image, m_options.raw);
+        plan(reader->Info());
+        const int dim = reader->Info().size.Dim();
+        CResultFiles files(m_options.outputFolder, result_names(m_options, dim));
+        const std::unique_ptr<CImage> image = read_image(*reader);
+        const std::unique_ptr<CImage> mask = read_mask(image->Size());
+        m_record.readSeconds = seconds_since(start);
+
+        const Clock::time_point analysisStart = Clock::now();
+        const SAnalysis analysis = Analyze(*image, mask.get(), m_request);
+        m_record.analyzeSeconds = seconds_since(analysisStart);
+
+        write_results(analysis, files);
+        record_analysis(analysis, image->Size());
+        m_record.files = files.Names();
+        m_record.totalSeconds = seconds_since(start);
+        files.WriteText(CResultFiles::RUN_RECORD, report::RunJson(m_record));
+        ThrowIfInterrupted();
+        files.Commit();
+        say_result(analysis, files);
+    }
+
+  private:
+    /// Fixes what is to be done from the options and the image's header, before any pixel is read.
+    void plan(const volume::SImageInfo& info) {
+        const int dim = info.size.Dim();
+        const SPixelSpacing spacing = SpacingOf(info, m_settings.spacing);
+        m_request.fiberRadius = m_settings.fiberRadius;
+        m_request.spacing = EqualSpacing(spacing, dim);
+        m_request.lengthUnit = spacing.unit;
+        m_request.otsuFactor = m_settings.otsuFactor;
+        m_request.subfieldPx = subfield_per_axis(m_settings.subfieldPx, dim);
+        m_request.orders = m_options.fourthOrder ? ETensorOrders::secondAndFourth : ETensorOrders::second;
+        CheckSizes(info.size, m_request);
+        record_plan(info, spacing);
+        say_radius(spacing);
+    }
+
+    void record_plan(const volume::SImageInfo& info, const SPixelSpacing& spacing) {
+        m_record.input.path = m_options.image;
+        m_record.input.format = info.format;
+        m_record.input.sizePx = ExtentsOf(info.size);
+        m_record.input.storedType = info.storedType;
+        if (spacing.origin != report::ESpacingOrigin::none) {
+            m_record.input.spacing = spacing.length;
+        }
+        m_record.input.lengthUnit = spacing.unit;
+        m_record.input.spacingOrigin = spacing.origin;
+        m_record.parameters.fiberRadius = m_request.fiberRadius;
+        m_record.parameters.fiberRadiusPx = m_request.FiberRadiusPx();
+        m_record.parameters.otsuFactor = m_request.otsuFactor;
+        m_record.parameters.subfieldPx = m_request.subfieldPx;
+        m_record.parameters.maskPath = m_options.mask;
+        m_record.parameters.fourthOrder = m_options.fourthOrder;
+    }
+
+    void say_radius(const SPixelSpacing& spacing) {
+        const std::string length = spacing.origin == report::ESpacingOrigin::none
+                                       ? "none"
+                                       : WithUnit(RoundedText(m_request.spacing), spacing.unit);
+        m_console.Say("fiber radius " + RadiusText(m_request) + "; spacing " + length + " (" + spacing.note +
+                      ")");
+    }
+
+    std::unique_ptr<CImage> read_image(volume::IImageReader& reader) {
+        volume::SGrey8Image grey = volume::ReadGrey8(reader, m_settings.window);
+        if (grey.window) {
+            m_record.input.greyWindow = {grey.window->lo, grey.window->hi};
+            m_console.Say(
+                "grey values brought to 8 bit: " + RoundedText(grey.window->lo) + " becomes 0, " +
+                RoundedText(grey.window->hi) + " becomes 255 (" +
+                (m_settings.window ? "--window" : "the range of the data; choose it with --window") + ")");
+        }
+        if (grey.nanCount > 0) {
+            m_record.input.nanPixels = grey.nanCount;
+            m_console.Warn(std::to_string(grey.nanCount) +
+                           " pixels have no value (NaN) and count as darkest");
+        }
+        return std::move(grey.image);
+    }
+
+    std::unique_ptr<CImage> read_mask(const CSize& imageSize) const {
+        if (!m_options.mask) {
+            return nullptr;
+        }
+        const auto reader = volume::OpenImage(*m_options.mask);
+        if (!(reader->Info().size == imageSize)) {
+            throw CWorkError("mask '" + *m_options.mask + "' has " +
+                             SizeText(ExtentsOf(reader->Info().size)) + " px, but the image has " +
+                             SizeText(ExtentsOf(imageSize)) + " px; give a mask of the image's size");
+        }
+        return volume::ReadMask(*reader);
+    }
+
+    void write_results(const SAnalysis& analysis, CResultFiles& files) const {
+        files.WriteText(CResultFiles::RESULT, report::ResultJson(*analysis.document));
+        if (files.Has(CResultFiles::SUBFIELDS)) {
+            files.WriteText(CResultFiles::SUBFIELDS, report::SubfieldsCsv(*analysis.document));
+            files.WriteText(CResultFiles::PROFILES,
+                            report::ProfilesCsv(*analysis.document, m_request.lengthUnit));
+        }
+        const std::array<double, 3> spacing = {m_request.spacing, m_request.spacing, m_request.spacing};
+        if (files.Has(CResultFiles::THETA)) {
+            volume::WriteMetaImage(files.PathOf(CResultFiles::THETA), *analysis.theta, spacing,
+                                   spacing_unit());
+        }
+        if (files.Has(CResultFiles::PHI)) {
+            volume::WriteMetaImage(files.PathOf(CResultFiles::PHI), *analysis.phi, spacing, spacing_unit());
+        }
+    }
+
+    /// The unit of spacings, for image headers: pixels are none.
+    std::string spacing_unit() const { return m_request.lengthUnit == "px" ? "" : m_request.lengthUnit; }
+
+    void record_analysis(const SAnalysis& analysis, const CSize& size) {
+        m_record.parameters.summary = analysis.parameterSummary;
+        m_record.foreground.threshold = analysis.threshold;
+        m_record.foreground.pixels = analysis.foregroundPixels;
+        m_record.foreground.ofPixels = static_cast<long long>(size.Elements());
+    }
+
+    void say_result(const SAnalysis& analysis, const CResultFiles& files) {
+        const CValueMap& field = analysis.document->Entry("Field")->Map();
+        const double share = static_cast<double>(m_record.foreground.pixels) /
+                             static_cast<double>(m_record.foreground.ofPixels);
+        m_console.Say("foreground " + RoundedText(100.0 * share, 3) + " %" +
+                      (analysis.threshold ? ", brighter than " + RoundedText(*analysis.threshold, 4) +
+                                                " in the smoothed image"
+                                          : " (from the mask)"));
+        m_console.Say("mean direction " + direction_text(field.Entry("Mean fiber direction")->Map()) +
+                      ", anisotropy " + RoundedText(field.Entry("Anisotropy value")->Double(), 3) +
+                      ", status: " + field.Entry("Status")->String().Text());
+        std::string names = CResultFiles::RUN_RECORD;
+        for (const std::string& name : files.Names()) {
+            names += " " + name;
+        }
+        m_console.Say("wrote into '" + files.Folder().string() + "': " + names);
+    }
+
+    const SAnalyzeOptions& m_options;
+    SAnalyzeSettings m_settings;
+    CConsole m_console;
+    SAnalysisRequest m_request;
+    report::SRunRecord m_record;
+};
+
+} // namespace
+
+SCommand AddAnalyzeCommand(CLI::App& program) {
+    const auto options = std::make_shared<SAnalyzeOptions>();
+    CLI::App* const parser = program.add_subcommand(
+        "analyze",
+        "Measure fiber orientation field by field: orientation tensors of the whole image and of its "
+        "subfields");
+    parser
+        ->add_option(
+            "IMAGE", options->image,
+            "Grey-value image, 2D or 3D, with fibers brighter than what is around them: TIFF, a folder of "
+            "TIFF or PNG slices, MetaImage, NRRD, NIfTI, HDF5 (file.h5:/dataset), raw (see --raw)")
+        ->required();
+    parser
+        ->add_option(
+            "--fiber-radius", options->fiberRadius,
+            "Radius of the fibers, in the unit of the image's spacing; in pixels if the image has none. "
+            "It sets the scale of the analysis and the border that is left out")
+        ->required()
+        ->type_name("R");
+    parser
+        ->add_option("-o,--output", options->outputFolder,
+                     "Folder for the results, made if it does not exist. Results of an earlier run in it are "
+                     "replaced")
+        ->required()
+        ->type_name("DIR");
+    parser
+        ->add_option(
+            "--subfield", options->subfield,
+            "Analyse subfields of this size, too, in pixels: N, or X,Y in 2D and X,Y,Z in 3D. Default: "
+            "the whole field only")
+        ->type_name("SIZE");
+    parser
+        ->add_option(
+            "--spacing", options->spacing,
+            "Distance of neighbouring pixels, in the unit of the fiber radius: S, or X,Y[,Z], which must "
+            "be equal. Overrides the spacing in the image file")
+        ->type_name("S");
+    parser
+        ->add_option(
+            "--otsu-factor", options->otsuFactor,
+            "Foreground is what is brighter than this factor times Otsu's automatic threshold of the "
+            "smoothed image. Default: 1.25")
+        ->type_name("F");
+    parser
+        ->add_option(
+            "--mask", options->mask,
+            "Image of the same size with two values, the higher one marking the fibers; replaces the "
+            "automatic threshold")
+        ->type_name("FILE");
+    parser
+        ->add_option(
+            "--window", options->window,
+            "Grey values that become 0 and 255 where the image is brought to 8 bit. Default: an 8-bit "
+            "image is taken as it is, any other over the range of its values")
+        ->type_name("LO,HI");
+    parser->add_option("--raw", options->raw, RAW_OPTION_HELP)->type_name("X,Y,Z,TYPE");
+    parser->add_flag("--fourth-order", options->fourthOrder, "Report fourth-order orientation tensors, too");
+    parser->add_flag(
+        "--maps", options->maps,
+        "Write the fiber axis of every foreground pixel: theta.mha and, in 3D, phi.mha, in radians");
+    parser->add_option("--threads", options->threads, "Number of threads to use. Default: all cores")
+        ->type_name("N");
+    parser->add_flag("--quiet", options->quiet, "Print nothing but warnings and errors");
+    parser->footer("Results: result.json (tensors, eigenvalues, mean directions), run.json (input, "
+                   "parameters, threshold, "
+                   "foreground share), with --subfield also subfields.csv and profiles.csv (averages over "
+                   "slices). They appear "
+                   "together once all is done.\n\n"
+                   "Example: tevra analyze fibers.tif --fiber-radius 3 --subfield 64 -o results");
+    return {parser, [options] { CAnalyzeRun(*options).Run(); }};
+}
+
+} // namespace TEVRA::apps

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "apps/ImageInput.h"
+
+#include "apps/Analysis.h"
+#include "apps/Failure.h"
+#include "volume/Failure.h"
+
+#include <cmath>
+
+namespace TEVRA::apps {
+
+namespace {
+
+constexpr double EQUAL_SPACING_TOLERANCE = 1e-4;
+
+std::string spacing_text(const SPixelSpacing& spacing, int dim) {
+    std::string text;
+    for (int axis = 0; axis < dim; ++axis) {
+        text += (text.empty() ? "" : " x ") + RoundedText(spacing.length[axis]);
+    }
+    return WithUnit(text, spacing.unit);
+}
+
+} // namespace
+
+const char* const RAW_OPTION_HELP =
+    "Layout of a file without header: sizes along x, y and, in 3D, z, and the pixel type u8, u16 or f32 "
+    "(little-endian; u16be, f32be: big-endian), as in 128,128,64,u16";
+
+std::unique_ptr<volume::IImageReader> OpenInput(const std::string& path,
+                                                const std::optional<std::string>& rawText) {
+    volume::SOpenOptions options;
+    if (rawText) {
+        try {
+            options.raw = volume::ParseRawLayout(*rawText);
+        } catch (const volume::CInputError& error) {
+            throw CUsageError(std::string("--raw: ") + error.what());
+        }
+    }
+    return volume::OpenImage(path, options);
+}
+
+SPixelSpacing SpacingOf(const volume::SImageInfo& info, const std::optional<std::vector<double>>& option) {
+    SPixelSpacing spacing;
+    spacing.note = info.spacingNote;
+    const auto dim = static_cast<std::size_t>(info.size.Dim());
+    if (option) {
+        if (option->size() != 1 && option->size() != dim) {
+            throw CUsageError("--spacing has " + std::to_string(option->size()) +
+                              " numbers, but the image has " + std::to_string(dim) +
+                              " axes; give one number for all axes or one per axis");
+        }
+        spacing.unit = "";
+        spacing.origin = report::ESpacingOrigin::option;
+        spacing.note = "from --spacing";
+        for (std::size_t axis = 0; axis < dim; ++axis) {
+            spacing.length[axis] = option->size() == 1 ? option->front() : (*option)[axis];
+        }
+    } else if (info.spacing) {
+        spacing.length = *info.spacing;
+        spacing.unit = info.spacingUnit;
+        spacing.origin = report::ESpacingOrigin::header;
+    }
+    return spacing;
+}
+
+double EqualSpacing(const SPixelSpacing& spacing, int dim) {
+    const double x = spacing.length[0];
+    for (int axis = 1; axis < dim; ++axis) {
+        if (std::abs(spacing.length[axis] - x) > EQUAL_SPACING_TOLERANCE * std::abs(x)) {
+            throw CWorkError("Need equal pixel spacing in all axis directions, but it is " +
+                             spacing_text(spacing, dim) +
+                             "; resample the image to equal spacing or, if that is not its spacing, give the "
+                             "right one with --spacing");
+        }
+    }
+    return x;
+}
+
+} // namespace TEVRA::apps

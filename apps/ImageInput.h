@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "report/RunRecord.h"
+#include "volume/ImageReader.h"
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace TEVRA::apps {
+
+/// The option text that says how headerless pixels lie in a file, for help texts.
+extern const char* const RAW_OPTION_HELP;
+
+/// Opens an image. @param rawText the value of --raw, if given. @throws CUsageError if that is no layout.
+std::unique_ptr<volume::IImageReader> OpenInput(const std::string& path,
+                                                const std::optional<std::string>& rawText);
+
+/// The distance between pixels in use, and where it came from.
+struct SPixelSpacing {
+    std::array<double, 3> length = {1.0, 1.0, 1.0}; ///< along z 1 in 2D
+    std::string unit = "px";                        ///< empty if it has no name
+    report::ESpacingOrigin origin = report::ESpacingOrigin::none;
+    std::string note; ///< where it is from, or why there is none; for people
+};
+
+/// The spacing of the option if there is one, else that of the image file, else pixels.
+/// @param option the numbers of --spacing: one for all axes, or one per axis. @throws CUsageError for another
+///        count of numbers.
+SPixelSpacing SpacingOf(const volume::SImageInfo& info, const std::optional<std::vector<double>>& option);
+
+/// The one spacing along all axes.
+///
+/// Headers hold rounded numbers: spacings that differ by no more than a ten-thousandth count as equal, and
+/// that of x is taken.
+/// @throws CWorkError if they are not equal.
+double EqualSpacing(const SPixelSpacing& spacing, int dim);
+
+} // namespace TEVRA::apps

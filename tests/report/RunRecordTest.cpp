@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "report/RunRecord.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace TEVRA::report {
+namespace {
+
+using nlohmann::json;
+
+SRunRecord make_record() {
+    SRunRecord record;
+    record.version = "1.2.3";
+    record.startTime = "2030-01-02T03:04:05Z";
+    record.input.path = "scan.tif";
+    record.input.format = "TIFF";
+    record.input.sizePx = {128, 64, 32};
+    record.input.storedType = "16-bit unsigned integer";
+    record.input.spacing = {0.5, 0.5, 0.5};
+    record.input.lengthUnit = "mm";
+    record.input.spacingOrigin = ESpacingOrigin::header;
+    record.input.greyWindow = {100.0, 4000.0};
+    record.parameters.fiberRadius = 3.0;
+    record.parameters.fiberRadiusPx = 6.0;
+    record.parameters.otsuFactor = 1.25;
+    record.parameters.subfieldPx = {30, 20, 10};
+    record.parameters.threads = 4;
+    record.parameters.summary = "otsufactor=1.25,fiberradius=3,";
+    record.foreground.threshold = 97.5;
+    record.foreground.pixels = 65536;
+    record.foreground.ofPixels = 262144;
+    record.readSeconds = 0.25;
+    record.analyzeSeconds = 2.0;
+    record.totalSeconds = 2.5;
+    record.files = {"result.json"};
+    return record;
+}
+
+TEST(RunRecord, HoldsWhatWasRunOnWhat) {
+    const json expected = json::parse(R"({
+        "program": "tevra", "version": "1.2.3", "command": "analyze", "start_time": "2030-01-02T03:04:05Z",
+        "input": {"path": "scan.tif", "format": "TIFF", "size_px": [128, 64, 32],
+                  "pixel_type": "16-bit unsigned integer", "spacing": [0.5, 0.5, 0.5], "length_unit": "mm",
+                  "spacing_origin": "header", "converted_to_8_bit": true, "grey_window": [100.0, 4000.0],
+                  "nan_pixels": 0},
+        "parameters": {"fiber_radius": 3.0, "fiber_radius_px": 6.0, "otsu_factor": 1.25, "mask": null,
+                       "subfield_px": [30, 20, 10], "fourth_order": false, "threads": 4,
+                       "summary": "otsufactor=1.25,fiberradius=3,"},
+        "foreground": {"threshold": 97.5, "pixels": 65536, "share": 0.25},
+        "seconds": {"read": 0.25, "analyze": 2.0, "total": 2.5},
+        "files": ["result.json"]})");
+    EXPECT_EQ(json::parse(RunJson(make_record())), expected);
+}
+
+TEST(RunRecord, WhatIsNotThereIsNull) {
+    SRunRecord record = make_record();
+    record.input.spacing.reset();
+    record.input.lengthUnit = "";
+    record.input.spacingOrigin = ESpacingOrigin::none;
+    record.input.greyWindow.reset();
+    record.parameters.subfieldPx.clear();
+    record.foreground.threshold.reset();
+    const json written = json::parse(RunJson(record));
+    EXPECT_TRUE(written["input"]["spacing"].is_null());
+    EXPECT_TRUE(written["input"]["length_unit"].is_null());
+    EXPECT_EQ(written["input"]["spacing_origin"], "none");
+    EXPECT_EQ(written["input"]["converted_to_8_bit"], false);
+    EXPECT_TRUE(written["input"]["grey_window"].is_null());
+    EXPECT_TRUE(written["parameters"]["subfield_px"].is_null());
+    EXPECT_TRUE(written["foreground"]["threshold"].is_null());
+}
+
+TEST(RunRecord, AMaskTakesThePlaceOfTheOtsuFactor) {
+    SRunRecord record = make_record();
+    record.parameters.maskPath = "mask.mha";
+    const json written = json::parse(RunJson(record));
+    EXPECT_EQ(written["parameters"]["mask"], "mask.mha");
+    EXPECT_TRUE(written["parameters"]["otsu_factor"].is_null());
+}
+
+TEST(RunRecord, SpacingHasOneNumberPerAxis) {
+    SRunRecord record = make_record();
+    record.input.sizePx = {128, 64};
+    EXPECT_EQ(json::parse(RunJson(record))["input"]["spacing"], json({0.5, 0.5}));
+}
+
+} // namespace
+} // namespace TEVRA::report
