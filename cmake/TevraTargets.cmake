@@ -11,9 +11,10 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 find_program(TEVRA_CCACHE ccache)
 if(TEVRA_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-    # Throw sites carry __DATE__ and __TIME__; a stale build stamp from the cache is harmless.
+    # Throw sites carry __DATE__ and __TIME__; a stale build stamp from the cache is harmless. Paths are cached
+    # relative to the project, so that a second clone finds what the first one compiled.
     set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=time_macros,pch_defines
-        "${TEVRA_CCACHE}")
+        "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" CCACHE_NOHASHDIR=1 "${TEVRA_CCACHE}")
 endif()
 
 function(tevra_compile_rules target)
