@@ -1,14 +1,60 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "VexoFilter/PartialDerivatives.h"
 
+#include "VexoBase/Parallelism.h"
+#include "VexoFilter/DifferencePass.h"
 #include "zeklib2core/Exception.h"
+#include "zeklib2core/String.h"
 
-#include <algorithm>
 #include <array>
 #include <memory>
-#include <vector>
 
 namespace TEVRA {
+namespace {
+
+constexpr std::array<char, 3> AXIS_NAMES{'x', 'y', 'z'};
+constexpr int HIGHEST_ORDER = 2;
+
+using Orders = std::array<int, 3>;
+
+[[noreturn]] void refuse(const CString& message, int line) {
+    throw CExBadParam(
+        TEVRA_LOCATION("host/VexoFilter/PartialDerivatives", "TEVRA::CPartialDerivatives::Derivative", line),
+        message.c_str());
+}
+
+CString text(const char* message) {
+    return {message, CString::eEncodingUtf8};
+}
+
+void check(const IImage& image, const Orders& orders) {
+    const int dimensions = image.Size().Dim();
+    if (dimensions < 1 || dimensions > 3) {
+        refuse(text("Only images of 1 to 3 dimensions can be differentiated, not of %1.").Arg(dimensions, 0),
+               __LINE__);
+    }
+    if (!(image.Type() == IMAGE_GREY_F)) {
+        refuse(text("The image to be differentiated must be of type 'GREY_F', not '%1'.")
+                   .Arg(image.Type().ToString()),
+               __LINE__);
+    }
+    for (std::size_t axis = 0; axis < orders.size(); ++axis) {
+        if (orders[axis] < 0 || orders[axis] > HIGHEST_ORDER) {
+            refuse(text("The order of the derivative along %1 must be 0, 1 or 2, not %2.")
+                       .Arg(AXIS_NAMES[axis])
+                       .Arg(orders[axis], 0),
+                   __LINE__);
+        }
+        if (orders[axis] > 0 && static_cast<int>(axis) >= dimensions) {
+            refuse(text("An image of %1 dimensions has no derivative along %2.")
+                       .Arg(dimensions, 0)
+                       .Arg(AXIS_NAMES[axis]),
+                   __LINE__);
+        }
+    }
+}
+
+} // namespace
 
 CPartialDerivatives::CPartialDerivatives(const char* name, const IObject* parent)
     : CAlgorithm(name, parent) {}
@@ -16,31 +62,20 @@ CPartialDerivatives::CPartialDerivatives(const char* name, const IObject* parent
 CPartialDerivatives::~CPartialDerivatives() = default;
 
 void CPartialDerivatives::Derivative(IImage& image, int orderX, int orderY, int orderZ) {
-    const std::unique_ptr<IImage::IAccess> access(image.CreateAccess(false));
-    const CSize& size = image.Size();
-    auto* pixels = static_cast<float*>(access->Data());
-    const std::array<int, 3> orders{orderX, orderY, orderZ};
-    long long stride = 1;
-    for (int axis = 0; axis < size.Dim(); ++axis) {
-        const long long n = size[axis];
-        const int order = orders[static_cast<std::size_t>(axis)];
-        std::vector<double> line(static_cast<std::size_t>(n));
-        const auto lines = static_cast<long long>(size.Elements()) / std::max(n, 1LL);
-        for (long long at = 0; order > 0 && at < lines; ++at) {
-            float* first = pixels + (at / stride) * stride * n + at % stride;
-            for (long long i = 0; i < n; ++i) {
-                line[static_cast<std::size_t>(i)] = static_cast<double>(first[i * stride]);
-            }
-            for (long long i = 0; i < n; ++i) {
-                const double left = line[static_cast<std::size_t>(std::max(i - 1, 0LL))];
-                const double right = line[static_cast<std::size_t>(std::min(i + 1, n - 1))];
-                const double here = line[static_cast<std::size_t>(i)];
-                first[i * stride] =
-                    static_cast<float>(order == 2 ? left - 2.0 * here + right : 0.5 * (right - left));
-            }
-        }
-        stride *= n;
+    const Orders orders{orderX, orderY, orderZ};
+    check(image, orders);
+    Impl::CPixelGrid grid(image);
+    if (grid.IsEmpty()) {
+        return;
     }
+    Impl::TilePasses passes;
+    for (std::size_t axis = 0; axis < orders.size(); ++axis) {
+        if (orders[axis] > 0) {
+            passes.push_back(std::make_unique<Impl::CDifferencePass>(
+                grid, static_cast<int>(axis), static_cast<Impl::CDifferencePass::EnOrder>(orders[axis])));
+        }
+    }
+    Impl::RunPasses(passes, CParallelism::Threads(), Progress(), "Computing derivatives...");
 }
 
 } // namespace TEVRA

@@ -1,17 +1,55 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "VexoFilter/YoungVanVliet.h"
 
+#include "VexoBase/Parallelism.h"
+#include "VexoFilter/SmoothingPass.h"
 #include "zeklib2core/Exception.h"
-#include "zeklib2image/Image.h"
+#include "zeklib2core/String.h"
 
-#include <algorithm>
-#include <cmath>
-#include <vector>
-
-// Direct convolution along every axis: exact, and the reference for the recursive filter that takes its
-// place.
+#include <memory>
 
 namespace TEVRA {
+namespace {
+
+[[noreturn]] void refuse(const CString& message, int line) {
+    throw CExBadParam(TEVRA_LOCATION("host/VexoFilter/YoungVanVliet", "TEVRA::CYoungVanVliet::gauss", line),
+                      message.c_str());
+}
+
+CString text(const char* message) {
+    return {message, CString::eEncodingUtf8};
+}
+
+void check(const IImage& out, const IImage& in, double sigma) {
+    if (!(sigma > 0.0 && sigma <= Impl::SRecursiveGaussian::c_largestSigmaPx)) {
+        refuse(text("The standard deviation must be above 0 and at most %1 pixels, not %2.")
+                   .Arg(static_cast<long long>(Impl::SRecursiveGaussian::c_largestSigmaPx), 0)
+                   .Arg(sigma, 0),
+               __LINE__);
+    }
+    if (in.Size().Dim() < 1 || in.Size().Dim() > 3) {
+        refuse(text("Only images of 1 to 3 dimensions can be smoothed, not of %1.").Arg(in.Size().Dim(), 0),
+               __LINE__);
+    }
+    if (!Impl::CPixelGrid::CanRead(in.Type())) {
+        refuse(text("Images of type '%1' cannot be smoothed; allowed are GREY_8, GREY_16, GREY_F, "
+                    "BINARY_FG, BINARY_BG and BOOL.")
+                   .Arg(in.Type().ToString()),
+               __LINE__);
+    }
+    if (!(out.Type() == IMAGE_GREY_F)) {
+        refuse(text("The smoothed image must be of type 'GREY_F', not '%1'.").Arg(out.Type().ToString()),
+               __LINE__);
+    }
+    if (!(out.Size() == in.Size())) {
+        refuse(text("Input and output image sizes do not match: '%1' vs '%2'.")
+                   .Arg(in.Size().ToString())
+                   .Arg(out.Size().ToString()),
+               __LINE__);
+    }
+}
+
+} // namespace
 
 CYoungVanVliet::CYoungVanVliet(double sigma, const char* name, const IObject* parent)
     : CAlgorithm(name, parent), m_sigma(sigma) {}
@@ -19,54 +57,23 @@ CYoungVanVliet::CYoungVanVliet(double sigma, const char* name, const IObject* pa
 CYoungVanVliet::~CYoungVanVliet() = default;
 
 void CYoungVanVliet::gauss(IImage& out, const IImage& in) {
-    constexpr const char* function = "TEVRA::CYoungVanVliet::gauss";
-    if (!(m_sigma > 0.0) || !std::isfinite(m_sigma)) {
-        throw CExBadParam(TEVRA_LOCATION("host/VexoFilter/YoungVanVliet", function, __LINE__),
-                          "The standard deviation must be positive and finite.");
+    check(out, in, m_sigma);
+    const Impl::CPixelGrid source(in);
+    Impl::CPixelGrid target(out);
+    if (source.IsEmpty()) {
+        return;
     }
-    if (!(in.Size() == out.Size())) {
-        throw CExBadParam(TEVRA_LOCATION("host/VexoFilter/YoungVanVliet", function, __LINE__),
-                          "Input and output must have the same size.");
-    }
-    const std::unique_ptr<IImage::IAccess> source(in.CreateAccess(true));
-    const std::unique_ptr<IImage::IAccess> target(out.CreateAccess(false));
-    const CSize& size = in.Size();
-    const bool isFloat = in.Type() == IMAGE_GREY_F;
-    const bool isWord = in.Type() == IMAGE_GREY_16;
-    auto* result = static_cast<float*>(target->Data());
-    for (std::size_t i = 0; i < size.Elements(); ++i) {
-        result[i] = isFloat  ? static_cast<const float*>(source->ConstData())[i]
-                    : isWord ? static_cast<const unsigned short*>(source->ConstData())[i]
-                             : static_cast<const unsigned char*>(source->ConstData())[i];
-    }
-    const auto radius = static_cast<long long>(std::ceil(5.0 * m_sigma));
-    std::vector<double> kernel;
-    double sum = 0.0;
-    for (long long i = -radius; i <= radius; ++i) {
-        kernel.push_back(std::exp(-0.5 * static_cast<double>(i * i) / (m_sigma * m_sigma)));
-        sum += kernel.back();
-    }
-    long long stride = 1;
-    for (int axis = 0; axis < size.Dim(); ++axis) {
-        const long long n = size[axis];
-        std::vector<double> line(static_cast<std::size_t>(n));
-        const auto lines = static_cast<long long>(size.Elements()) / std::max(n, 1LL);
-        for (long long at = 0; at < lines; ++at) {
-            float* first = result + (at / stride) * stride * n + at % stride;
-            for (long long i = 0; i < n; ++i) {
-                line[static_cast<std::size_t>(i)] = static_cast<double>(first[i * stride]);
-            }
-            for (long long i = 0; i < n; ++i) {
-                double value = 0.0;
-                for (long long k = -radius; k <= radius; ++k) {
-                    value += kernel[static_cast<std::size_t>(k + radius)] *
-                             line[static_cast<std::size_t>(std::clamp(i + k, 0LL, n - 1))];
-                }
-                first[i * stride] = static_cast<float>(value / sum);
-            }
+    const Impl::Gaussian gaussian = Impl::GaussianFromSigma(m_sigma);
+    // Along x always, since that brings the pixels into the output; along other axes if there is anything to
+    // do.
+    Impl::TilePasses passes;
+    passes.push_back(std::make_unique<Impl::CSmoothingPass>(gaussian, source, target, 0));
+    for (const int axis : {1, 2}) {
+        if (source.Extent(axis) > 1) {
+            passes.push_back(std::make_unique<Impl::CSmoothingPass>(gaussian, target, target, axis));
         }
-        stride *= n;
     }
+    Impl::RunPasses(passes, CParallelism::Threads(), Progress(), "Smoothing...");
 }
 
 } // namespace TEVRA

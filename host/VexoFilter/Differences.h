@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+/// Central differences along one axis, per pixel. On a whole line the image continues constantly beyond its
+/// ends: the neighbour missing at an end is the end itself.
+///
+/// Both are written as differences of neighbours that are close to each other: such a difference is exact in
+/// binary floating point (if neither is more than twice the other), so that a stencil rounds once. Swapping
+/// left and right gives the same second and exactly the opposite first difference.
+namespace TEVRA::Impl {
+
+/// The stencil [1, -2, 1]; exact to second order: x * x gives 2.
+template <typename NumberT>
+constexpr NumberT SecondDifference(NumberT left, NumberT here, NumberT right) {
+    return (left - here) + (right - here);
+}
+
+/// The stencil [-1/2, 0, 1/2]; exact to second order: x * x gives 2 x.
+template <typename NumberT>
+constexpr NumberT FirstDifference(NumberT left, NumberT right) {
+    return NumberT(0.5) * (right - left);
+}
+
+/// Second differences of whole lines or planes: sample k of `out` from samples k of three neighbours along
+/// the axis. All have the same length; `out` may be one of the others.
+inline void SecondDifference(std::span<const float> left, std::span<const float> here,
+                             std::span<const float> right, std::span<float> out) {
+    const std::size_t count = out.size();
+#pragma GCC ivdep
+    for (std::size_t k = 0; k < count; ++k) {
+        out[k] = SecondDifference(left[k], here[k], right[k]);
+    }
+}
+
+/// First differences of whole lines or planes, as above.
+inline void FirstDifference(std::span<const float> left, std::span<const float> right, std::span<float> out) {
+    const std::size_t count = out.size();
+#pragma GCC ivdep
+    for (std::size_t k = 0; k < count; ++k) {
+        out[k] = FirstDifference(left[k], right[k]);
+    }
+}
+
+} // namespace TEVRA::Impl

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "VexoFilter/Differences.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace TEVRA::test {
+namespace {
+
+TEST(Differences, AreExactOnParabolas) {
+    const auto parabola = [](double x) { return 3.0 * x * x - 7.0 * x + 11.0; };
+    for (double x = -20.0; x <= 20.0; x += 1.0) {
+        EXPECT_EQ(Impl::SecondDifference(parabola(x - 1.0), parabola(x), parabola(x + 1.0)), 6.0);
+        EXPECT_EQ(Impl::FirstDifference(parabola(x - 1.0), parabola(x + 1.0)), 6.0 * x - 7.0);
+    }
+}
+
+TEST(Differences, RoundNothingBetweenCloseNeighbours) {
+    // 1 + 2^-23 is the float next to 1; the stencil sees a difference of one unit in the last place.
+    const float above = 1.0F + 0x1p-23F;
+    EXPECT_EQ(Impl::SecondDifference(above, 1.0F, above), 0x1p-22F);
+    EXPECT_EQ(Impl::SecondDifference(1.0F, above, 1.0F), -0x1p-22F);
+    EXPECT_EQ(Impl::FirstDifference(1.0F, above), 0x1p-24F);
+}
+
+TEST(Differences, AreSymmetricAndAntisymmetricExactly) {
+    for (const float left : {0.1F, 17.3F, 255.0F, -4.7F}) {
+        for (const float right : {0.3F, 250.9F, -1e-3F}) {
+            EXPECT_EQ(Impl::SecondDifference(left, 33.3F, right), Impl::SecondDifference(right, 33.3F, left));
+            EXPECT_EQ(Impl::FirstDifference(left, right), -Impl::FirstDifference(right, left));
+        }
+    }
+}
+
+TEST(Differences, OfLinesAreThoseOfTheirSamples) {
+    for (const std::size_t length : {0U, 1U, 3U, 4U, 7U, 8U, 33U}) {
+        std::vector<float> left(length);
+        std::vector<float> here(length);
+        std::vector<float> right(length);
+        for (std::size_t k = 0; k < length; ++k) {
+            left[k] = 0.37F * static_cast<float>(k * k);
+            here[k] = 11.1F - static_cast<float>(k);
+            right[k] = 1.0F / static_cast<float>(k + 1);
+        }
+        std::vector<float> second(length);
+        std::vector<float> first(length);
+        Impl::SecondDifference(left, here, right, second);
+        Impl::FirstDifference(left, right, first);
+        for (std::size_t k = 0; k < length; ++k) {
+            EXPECT_EQ(second[k], Impl::SecondDifference(left[k], here[k], right[k])) << "sample " << k;
+            EXPECT_EQ(first[k], Impl::FirstDifference(left[k], right[k])) << "sample " << k;
+        }
+        Impl::SecondDifference(left, here, right, here);
+        EXPECT_EQ(here, second) << "in place";
+        Impl::FirstDifference(left, right, right);
+        EXPECT_EQ(right, first) << "in place";
+    }
+}
+
+} // namespace
+} // namespace TEVRA::test
