@@ -105,7 +105,7 @@ int RunProgram(int argc, const char* const* argv) {
     program.require_subcommand(0, 1);
     // Commands in the order of the help text.
     const std::vector<SCommand> commands = {AddAnalyzeCommand(program), AddTensorCommand(program),
-                                            AddInfoCommand(program)};
+                                            AddPhantomCommand(program), AddInfoCommand(program)};
     for (const SCommand& command : commands) {
         command.parser->group("Commands");
     }

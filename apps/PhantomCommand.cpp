@@ -1,0 +1,363 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "apps/Arguments.h"
+#include "apps/Commands.h"
+#include "apps/Console.h"
+#include "apps/Failure.h"
+#include "apps/Interruption.h"
+#include "apps/PendingFile.h"
+
+#include "report/Json.h"
+#include "volume/Failure.h"
+#include "volume/MetaImageWriter.h"
+#include "volume/Phantom.h"
+#include "volume/TiffWriter.h"
+
+#include <CLI/App.hpp>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace TEVRA::apps {
+
+namespace {
+
+using Vector = std::array<double, 3>;
+using OptionalText = std::optional<std::string>;
+
+/// The options as given.
+struct SPhantomArguments {
+    std::string output;
+    OptionalText truthPrefix;
+    std::string size = "128,128,128";
+    std::string fiberRadius = "4";
+    OptionalText volumeFraction;
+    OptionalText layout;
+    OptionalText fiberDistance;
+    OptionalText beta;
+    OptionalText axis;
+    bool planar = false;
+    OptionalText symmetryAxis;
+    std::string grey = "50,200";
+    std::string noise = "0";
+    std::string seed = "1";
+    OptionalText spacing;
+    bool quiet = false;
+};
+
+enum class EFormat { tiff, metaImage };
+
+EFormat format_of(const std::string& path) {
+    std::string ending = std::filesystem::path(path).extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (ending == ".tif" || ending == ".tiff") {
+        return EFormat::tiff;
+    }
+    if (ending == ".mha") {
+        return EFormat::metaImage;
+    }
+    throw CUsageError("-o: '" + path + "' ends with neither .tif, .tiff nor .mha; these formats are written");
+}
+
+Vector read_vector(const SArgument& argument) {
+    const std::vector<double> components = ReadNumbers(argument);
+    if (components.size() != 2 && components.size() != 3) {
+        throw CUsageError(argument.name + ": '" + argument.text + "' is not a direction, as in 0,0,1");
+    }
+    return {components[0], components[1], components.size() == 3 ? components[2] : 0.0};
+}
+
+CSize read_size(const SArgument& argument) {
+    const std::vector<long long> extents = ReadWholeNumbers(argument);
+    if (extents.size() == 2) {
+        return {extents[0], extents[1]};
+    }
+    if (extents.size() == 3) {
+        return {extents[0], extents[1], extents[2]};
+    }
+    throw CUsageError(argument.name + ": '" + argument.text +
+                      "' is not two or three extents in pixels, as in 512,512 or 128,128,64");
+}
+
+/// Fiber directions; without a choice isotropic ones.
+volume::DirectionLaw read_directions(const SPhantomArguments& arguments, int dim) {
+    if (arguments.axis) {
+        if (arguments.symmetryAxis) {
+            throw CUsageError("--symmetry-axis goes with --beta or --planar, not with --axis");
+        }
+        return volume::SOneAxis{read_vector({"--axis", *arguments.axis})};
+    }
+    const Vector symmetryAxis = arguments.symmetryAxis
+                                    ? read_vector({"--symmetry-axis", *arguments.symmetryAxis})
+                                    : Vector{0.0, 0.0, 1.0};
+    if (arguments.planar || (dim == 2 && !arguments.beta)) {
+        return volume::SPlanar{symmetryAxis};
+    }
+    const double beta = arguments.beta ? ReadPositiveNumber({"--beta", *arguments.beta}) : 1.0;
+    return volume::SBetaFamily{beta, symmetryAxis};
+}
+
+/// @param spacing unit of the lengths given, in pixels' distances.
+volume::FiberPlaces read_places(const SPhantomArguments& arguments, double spacing) {
+    const std::string layout = arguments.layout.value_or("random");
+    if (layout != "random" && layout != "single" && layout != "grid") {
+        throw CUsageError("--layout: '" + layout + "' is none of random, single, grid");
+    }
+    if (arguments.volumeFraction && layout != "random") {
+        throw CUsageError("--volume-fraction goes with --layout random only");
+    }
+    if (arguments.fiberDistance && layout != "grid") {
+        throw CUsageError("--fiber-distance goes with --layout grid only");
+    }
+    if (layout == "single") {
+        return volume::SThroughCentre{};
+    }
+    if (layout == "random") {
+        return volume::SRandomPlaces{
+            ReadPositiveNumber({"--volume-fraction", arguments.volumeFraction.value_or("0.1")})};
+    }
+    if (!arguments.fiberDistance) {
+        throw CUsageError("--layout grid needs --fiber-distance");
+    }
+    return volume::SParallelGrid{ReadPositiveNumber({"--fiber-distance", *arguments.fiberDistance}) /
+                                 spacing};
+}
+
+volume::SPhantomOptions read_options(const SPhantomArguments& arguments) {
+    volume::SPhantomOptions options;
+    options.sizePx = read_size({"--size", arguments.size});
+    if (arguments.spacing) {
+        options.spacingMm = ReadPositiveNumber({"--spacing", *arguments.spacing});
+    }
+    options.fiberRadiusPx = ReadPositiveNumber({"--fiber-radius", arguments.fiberRadius}) / options.spacingMm;
+    options.places = read_places(arguments, options.spacingMm);
+    options.directions = read_directions(arguments, options.sizePx.Dim());
+    const std::vector<double> greys = ReadNumbers({"--grey", arguments.grey});
+    if (greys.size() != 2) {
+        throw CUsageError("--grey: '" + arguments.grey +
+                          "' is not two grey values, background and fibers, as in 50,200");
+    }
+    options.backgroundGrey = greys[0];
+    options.fiberGrey = greys[1];
+    options.noiseSd = ReadNumber({"--noise", arguments.noise});
+    options.seed = static_cast<std::uint64_t>(ReadWholeNumber({"--seed", arguments.seed}, 0));
+    return options;
+}
+
+nlohmann::ordered_json law_json(const volume::SOneAxis& law) {
+    return {{"axis", law.axis}};
+}
+
+nlohmann::ordered_json law_json(const volume::SBetaFamily& law) {
+    return {{"beta", law.beta}, {"symmetry_axis", law.symmetryAxis}};
+}
+
+nlohmann::ordered_json law_json(const volume::SPlanar& law) {
+    return {{"plane_normal", law.normal}};
+}
+
+/// The truth as numbers: the tensor, and what it takes to make the phantom again.
+std::string truth_json(const volume::SPhantom& phantom, const volume::SPhantomOptions& options) {
+    nlohmann::ordered_json json;
+    const std::string axes = options.sizePx.Dim() == 2 ? "xy" : "xyz";
+    for (std::size_t row = 0; row < axes.size(); ++row) {
+        for (std::size_t col = 0; col < axes.size(); ++col) {
+            json["tensor"][std::string{axes[row], axes[col]}] = phantom.tensor[row][col];
+        }
+    }
+    json["volume_fraction"] = phantom.volumeFraction;
+    json["fiber_pixels"] = phantom.fiberPixelCount;
+    json["fibers"] = phantom.fibers.size();
+    json["fiber_radius_px"] = options.fiberRadiusPx;
+    json["directions"] = std::visit([](const auto& law) { return law_json(law); }, options.directions);
+    json["seed"] = options.seed;
+    return report::ToText(json);
+}
+
+/// Where the files go: all are announced before the work, so that a bad place shows at once.
+class CPhantomFiles {
+  public:
+    CPhantomFiles(const SPhantomArguments& arguments, int dim)
+        : m_format(format_of(arguments.output)), m_target(arguments.output) {
+        if (arguments.truthPrefix) {
+            m_thetaTarget = *arguments.truthPrefix + "theta.mha";
+            m_phiTarget = dim == 3 ? *arguments.truthPrefix + "phi.mha" : "";
+            m_tensorTarget = *arguments.truthPrefix + "tensor.json";
+            check_names_differ();
+        }
+        m_path = m_pending.Add(m_target);
+        m_thetaPath = add(m_thetaTarget);
+        m_phiPath = add(m_phiTarget);
+    }
+
+    void Write(const volume::SPhantom& phantom, const volume::SPhantomOptions& options,
+               const std::string& spacingUnit) {
+        const Vector spacing{options.spacingMm, options.spacingMm, options.spacingMm};
+        if (m_format == EFormat::tiff) {
+            volume::WriteTiff(m_path, *phantom.image, spacing, spacingUnit);
+        } else {
+            volume::WriteMetaImage(m_path, *phantom.image, spacing, spacingUnit);
+        }
+        if (!m_thetaPath.empty()) {
+            volume::WriteMetaImage(m_thetaPath, *phantom.theta, spacing, spacingUnit);
+        }
+        if (!m_phiPath.empty()) {
+            volume::WriteMetaImage(m_phiPath, *phantom.phi, spacing, spacingUnit);
+        }
+        if (!m_tensorTarget.empty()) {
+            m_pending.WriteText(m_tensorTarget, truth_json(phantom, options));
+        }
+    }
+
+    void Commit() { m_pending.Commit(); }
+
+    std::string Names() const {
+        std::string names;
+        for (const std::string& name : {m_target, m_thetaTarget, m_phiTarget, m_tensorTarget}) {
+            if (!name.empty()) {
+                names += (names.empty() ? "'" : ", '") + name + "'";
+            }
+        }
+        return names;
+    }
+
+  private:
+    void check_names_differ() const {
+        const auto plain = [](const std::string& name) {
+            return std::filesystem::absolute(name).lexically_normal();
+        };
+        for (const std::string& name : {m_thetaTarget, m_phiTarget, m_tensorTarget}) {
+            if (!name.empty() && plain(name) == plain(m_target)) {
+                throw CUsageError("-o and --truth both name '" + m_target + "'; give another prefix");
+            }
+        }
+    }
+
+    std::string add(const std::string& target) {
+        return target.empty() ? std::string() : m_pending.Add(target);
+    }
+
+    EFormat m_format;
+    std::string m_target;
+    std::string m_thetaTarget; // these are empty if the file is not written
+    std::string m_phiTarget;
+    std::string m_tensorTarget;
+    std::string m_path;
+    std::string m_thetaPath;
+    std::string m_phiPath;
+    CPendingFiles m_pending;
+};
+
+volume::SPhantom make_phantom(const volume::SPhantomOptions& options) {
+    try {
+        return volume::MakePhantom(options);
+    } catch (const volume::CInputError& error) {
+        throw CUsageError(error.what()); // all its input comes from options
+    }
+}
+
+void run(const SPhantomArguments& arguments) {
+    const volume::SPhantomOptions options = read_options(arguments);
+    CConsole console(arguments.quiet ? EVerbosity::quiet : EVerbosity::normal);
+    CPhantomFiles files(arguments, options.sizePx.Dim());
+    const volume::SPhantom phantom = make_phantom(options);
+    files.Write(phantom, options, arguments.spacing ? "mm" : "");
+    ThrowIfInterrupted();
+    files.Commit();
+
+    std::ostringstream summary;
+    summary << phantom.fibers.size() << (phantom.fibers.size() == 1 ? " fiber" : " fibers")
+            << ", volume fraction " << phantom.volumeFraction << "; wrote " << files.Names();
+    console.Say(summary.str());
+}
+
+} // namespace
+
+SCommand AddPhantomCommand(CLI::App& program) {
+    const auto arguments = std::make_shared<SPhantomArguments>();
+    CLI::App* const parser = program.add_subcommand(
+        "phantom", "Make a synthetic fiber image whose fiber directions are known exactly");
+    parser->add_option("-o,--output", arguments->output, "Image to write: .tif, .tiff or .mha")
+        ->required()
+        ->type_name("FILE");
+    parser
+        ->add_option(
+            "--truth", arguments->truthPrefix,
+            "Write the truth too: PREFIXtheta.mha and PREFIXphi.mha (angles of the axis at every fiber "
+            "pixel, in radians, as 'tevra analyze --maps' writes them; 2D: PREFIXtheta.mha only) and "
+            "PREFIXtensor.json")
+        ->type_name("PREFIX");
+    parser->add_option("--size", arguments->size, "Extents in pixels (default 128,128,128)")
+        ->type_name("NX,NY[,NZ]");
+    parser
+        ->add_option("--fiber-radius", arguments->fiberRadius,
+                     "Radius of the fibers, in pixels, or in mm with --spacing (default 4)")
+        ->type_name("R");
+    parser
+        ->add_option(
+            "--volume-fraction", arguments->volumeFraction,
+            "Share of the image to fill with fibers, above 0, at most 0.9 (default 0.1); the last fiber "
+            "may exceed it")
+        ->type_name("F");
+    parser
+        ->add_option(
+            "--layout", arguments->layout,
+            "random: anywhere until the volume fraction is reached (default); single: one fiber through "
+            "the centre; grid: parallel fibers on a square grid. The last two need --axis")
+        ->type_name("LAYOUT");
+    parser
+        ->add_option("--fiber-distance", arguments->fiberDistance,
+                     "Distance of neighbours on the grid, in the unit of the radius")
+        ->type_name("D");
+    CLI::Option* const beta =
+        parser
+            ->add_option(
+                "--beta", arguments->beta,
+                "Directions scattered around the symmetry axis: below 1 gathered along it, 1 isotropic "
+                "(default), above 1 gathered across it (3D only)")
+            ->type_name("B");
+    CLI::Option* const axis =
+        parser->add_option("--axis", arguments->axis, "All fibers along this direction")->type_name("X,Y,Z");
+    CLI::Option* const planar =
+        parser->add_flag("--planar", arguments->planar,
+                         "All directions of the x-y plane alike, or of the plane across --symmetry-axis (the "
+                         "default in 2D)");
+    beta->excludes(axis)->excludes(planar);
+    axis->excludes(planar);
+    parser
+        ->add_option("--symmetry-axis", arguments->symmetryAxis,
+                     "Axis that --beta and --planar refer to (default 0,0,1)")
+        ->type_name("X,Y,Z");
+    parser->add_option("--grey", arguments->grey, "Grey values of background and fibers (default 50,200)")
+        ->type_name("BG,FG");
+    parser
+        ->add_option("--noise", arguments->noise,
+                     "Standard deviation of Gaussian noise, in grey values (default 0)")
+        ->type_name("SD");
+    parser
+        ->add_option(
+            "--seed", arguments->seed,
+            "Whole number that fixes all that is random (default 1): the same seed and options give the "
+            "same image everywhere")
+        ->type_name("N");
+    parser
+        ->add_option("--spacing", arguments->spacing,
+                     "Distance of pixels in mm, written to the files; lengths are then in mm (default: none)")
+        ->type_name("S");
+    parser->add_flag("--quiet", arguments->quiet, "Print nothing but warnings and errors");
+    parser->footer(
+        "Example: tevra phantom -o phantom.tif --size 256,256,256 --volume-fraction 0.15 --beta 0.3 "
+        "--noise 10 --truth truth-");
+    return {parser, [arguments] { run(*arguments); }};
+}
+
+} // namespace TEVRA::apps
