@@ -397,6 +397,18 @@ TEST(DirectionExtraction, ReplacesTheMapsOfAnEarlierCall) {
     EXPECT_EQ(maps_of(estimator).theta[0], -1.0F);
 }
 
+TEST(DirectionExtraction, LeavesNoMapsWhenTheThresholdCannotBeFound) {
+    const test::CPixelLeakCheck leakCheck;
+    CHessianOrientations estimator;
+    const std::vector<unsigned char> mask = {1, 1};
+    const std::vector<float> constant = {7, 7};
+    set_hessian(estimator, CSize(2, 1, 1), constant, {{0.1F, 3, 5}, {0.1F, 3, 5}});
+    CTestAccess::ComputeDirections(estimator, mask.data(), SMALLEST);
+    EXPECT_THROW(CTestAccess::ComputeDirections(estimator, nullptr, SMALLEST), CException);
+    EXPECT_EQ(CTestAccess::Images(estimator)[7], nullptr) << "those of the earlier call";
+    EXPECT_EQ(CTestAccess::Images(estimator)[8], nullptr);
+}
+
 TEST(DirectionExtraction, KeepsTheHessian) {
     CHessianOrientations estimator;
     const std::vector<unsigned char> mask = {1};
