@@ -12,6 +12,7 @@
 #include "report/Json.h"
 #include "report/RunRecord.h"
 #include "report/Tables.h"
+#include "volume/Failure.h"
 #include "volume/ImageConversion.h"
 #include "volume/MetaImageWriter.h"
 
@@ -42,7 +43,6 @@ struct SAnalyzeOptions {
     std::optional<std::string> spacing;
     std::optional<std::string> window;
     std::optional<std::string> raw;
-    std::optional<std::string> threads;
     bool fourthOrder = false;
     bool maps = false;
     bool quiet = false;
@@ -55,7 +55,6 @@ struct SAnalyzeSettings {
     std::vector<long long> subfieldPx; // as given: none, one for all axes, or one per axis
     std::optional<std::vector<double>> spacing;
     std::optional<volume::SGreyWindow> window;
-    std::optional<int> threads;
 };
 
 std::optional<volume::SGreyWindow> read_window(const std::optional<std::string>& text) {
@@ -105,11 +104,6 @@ SAnalyzeSettings read_settings(const SAnalyzeOptions& options) {
     settings.subfieldPx = read_subfield(options.subfield);
     settings.spacing = read_spacing(options.spacing);
     settings.window = read_window(options.window);
-    if (options.threads) {
-        constexpr long long MOST_THREADS = 1024;
-        const long long threads = ReadWholeNumber({"--threads", *options.threads}, 1);
-        settings.threads = static_cast<int>(std::min(threads, MOST_THREADS));
-    }
     return settings;
 }
 
@@ -264,7 +258,11 @@ class CAnalyzeRun {
                              SizeText(ExtentsOf(reader->Info().size)) + " px, but the image has " +
                              SizeText(ExtentsOf(imageSize)) + " px; give a mask of the image's size");
         }
-        return volume::ReadMask(*reader);
+        try {
+            return volume::ReadMask(*reader);
+        } catch (const volume::CInputError& error) {
+            throw CWorkError("mask '" + *m_options.mask + "': " + error.what());
+        }
     }
 
     void write_results(const SAnalysis& analysis, CResultFiles& files) const {
@@ -381,8 +379,6 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
     parser->add_flag(
         "--maps", options->maps,
         "Write the fiber axis of every foreground pixel: theta.mha and, in 3D, phi.mha, in radians");
-    parser->add_option("--threads", options->threads, "Number of threads to use. Default: all cores")
-        ->type_name("N");
     parser->add_flag("--quiet", options->quiet, "Print nothing but warnings and errors");
     parser->footer("Results: result.json (tensors, eigenvalues, mean directions), run.json (input, "
                    "parameters, threshold, "

@@ -42,7 +42,6 @@ struct SRunRecord {
         std::vector<long long> subfieldPx; ///< per axis; empty for the whole field only
         std::optional<std::string> maskPath;
         bool fourthOrder = false;
-        int threads = 0;
         std::string summary; ///< as the analysis gives it
     };
     struct SForeground {

@@ -1,0 +1,533 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "e2e/Images.h"
+#include "e2e/ProgramRun.h"
+#include "support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numbers>
+#include <string>
+#include <vector>
+
+namespace TEVRA::test {
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+using testing::AllOf;
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::HasSubstr;
+using testing::SizeIs;
+using testing::UnorderedElementsAreArray;
+
+using Words = std::vector<std::string>;
+
+const std::vector<int> VOLUME = {48, 40, 36};
+const std::vector<int> PLANE = {96, 84};
+
+Words keys_of(const Json& object) {
+    Words keys;
+    for (const auto& entry : object.items()) {
+        keys.push_back(entry.key());
+    }
+    return keys;
+}
+
+Json read_json(const fs::path& path) {
+    return Json::parse(ReadFile(path));
+}
+
+Words lines_of(const fs::path& path) {
+    Words lines;
+    std::istringstream text(ReadFile(path));
+    for (std::string line; std::getline(text, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+/// Angle between two axes, in degrees.
+double axis_angle_deg(const Json& direction, const std::vector<double>& axis) {
+    double dot = 0.0;
+    std::size_t i = 0;
+    for (const auto& component : direction) {
+        dot += component.get<double>() * axis[i++];
+    }
+    return std::acos(std::min(1.0, std::abs(dot))) * 180.0 / std::numbers::pi;
+}
+
+std::vector<double> unit_axis(std::size_t dim, int axis) {
+    std::vector<double> direction(dim, 0.0);
+    direction[axis] = 1.0;
+    return direction;
+}
+
+class Analyze : public testing::Test {
+  protected:
+    /// Runs `tevra analyze IMAGE --fiber-radius 3 -o out` with further options and expects success.
+    SOutcome analyze(const std::string& image, const Words& options = {}) {
+        return analyze_with_radius("3", image, options);
+    }
+    SOutcome analyze_with_radius(const std::string& radius, const std::string& image,
+                                 const Words& options = {}) {
+        Words words = {"analyze", image, "--fiber-radius", radius, "-o", "out"};
+        words.insert(words.end(), options.begin(), options.end());
+        SOutcome outcome = RunTevra(words, {.workingFolder = m_folder.Path()});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(outcome.out, "");
+        return outcome;
+    }
+    Json result() const { return read_json(m_folder / "out/result.json"); }
+    Json run() const { return read_json(m_folder / "out/run.json"); }
+    Words outputs() const { return CTemporaryFolder::EntriesOf(m_folder / "out"); }
+    void write(const std::string& name, const SGreyImage& image, const std::string& spacing = "") {
+        WriteMetaImage(m_folder / name, image, spacing);
+    }
+
+    CTemporaryFolder m_folder;
+};
+
+TEST_F(Analyze, WritesResultAndRecordOnlyWhenNothingElseIsAskedFor) {
+    write("image.mha", ParallelFibers(VOLUME, 0));
+    analyze("image.mha");
+    EXPECT_THAT(outputs(), ElementsAre("result.json", "run.json"));
+    EXPECT_THAT(m_folder.Entries(), ElementsAre("image.mha", "out"));
+}
+
+TEST_F(Analyze, WritesTablesWithSubfieldsAndMapsWhenAskedFor) {
+    write("image.mha", ParallelFibers(VOLUME, 0));
+    analyze("image.mha", {"--subfield", "10", "--maps"});
+    EXPECT_THAT(outputs(), ElementsAre("phi.mha", "profiles.csv", "result.json", "run.json", "subfields.csv",
+                                       "theta.mha"));
+}
+
+TEST_F(Analyze, WritesOneMapOnlyIn2d) {
+    write("image.mha", ParallelFibers(PLANE, 0));
+    analyze("image.mha", {"--maps"});
+    EXPECT_THAT(outputs(), ElementsAre("result.json", "run.json", "theta.mha"));
+}
+
+TEST_F(Analyze, MakesTheOutputFolderWithItsParents) {
+    write("image.mha", ParallelFibers(PLANE, 0));
+    const SOutcome outcome =
+        RunTevra({"analyze", "image.mha", "--fiber-radius", "3", "--output", "a/b/c"}, {m_folder.Path()});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_TRUE(fs::exists(m_folder / "a/b/c/result.json"));
+}
+
+/// What kind of document to ask for.
+struct SDocumentCase {
+    int dim;
+    bool subfields;
+    bool fourthOrder;
+    bool mask;
+};
+
+class AnalyzeDocument : public Analyze, public testing::WithParamInterface<SDocumentCase> {};
+
+Words names(const std::string& axes, int order) {
+    Words result = {""};
+    for (int i = 0; i < order; ++i) {
+        Words longer;
+        for (const std::string& name : result) {
+            for (const char axis : axes) {
+                longer.push_back(name + axis);
+            }
+        }
+        result = longer;
+    }
+    return result;
+}
+
+void expect_field_block(const Json& field, const SDocumentCase& asked) {
+    const std::string axes = std::string("xyz").substr(0, asked.dim);
+    EXPECT_THAT(keys_of(field["Orientation tensor"]), ElementsAreArray(names(axes, 2)));
+    EXPECT_EQ(field.contains("Fourth order Orientation tensor"), asked.fourthOrder);
+    if (asked.fourthOrder) {
+        EXPECT_THAT(keys_of(field["Fourth order Orientation tensor"]), ElementsAreArray(names(axes, 4)));
+    }
+    const Words indices = asked.dim == 2 ? Words{"0", "1"} : Words{"0", "1", "2"};
+    EXPECT_THAT(keys_of(field["Eigenvalues of the orientation tensor"]), ElementsAreArray(indices));
+    EXPECT_THAT(keys_of(field["Mean fiber direction"]), ElementsAreArray(names(axes, 1)));
+    EXPECT_TRUE(field["Anisotropy value"].is_number_float());
+    EXPECT_TRUE(field["Status"].is_string());
+}
+
+Words field_keys(const SDocumentCase& asked, const Words& more) {
+    Words keys = {"Orientation tensor"};
+    if (asked.fourthOrder) {
+        keys.emplace_back("Fourth order Orientation tensor");
+    }
+    keys.insert(keys.end(), {"Eigenvalues of the orientation tensor", "Mean fiber direction",
+                             "Anisotropy value", "Status"});
+    keys.insert(keys.end(), more.begin(), more.end());
+    return keys;
+}
+
+void expect_area(const Json& area, int dim) {
+    const Words keys = dim == 2 ? Words{"x0", "x1", "y0", "y1"} : Words{"x0", "x1", "y0", "y1", "z0", "z1"};
+    EXPECT_THAT(keys_of(area), ElementsAreArray(keys));
+    for (const auto& corner : area) {
+        EXPECT_TRUE(corner.is_number_integer());
+    }
+}
+
+void expect_subfields(const Json& subfields, const SDocumentCase& asked) {
+    for (const auto& [id, subfield] : subfields.items()) {
+        if (id == "Subfield size") {
+            EXPECT_EQ(subfield, 10.0);
+            continue;
+        }
+        EXPECT_THAT(keys_of(subfield), ElementsAreArray(field_keys(
+                                           asked, {"Evaluated area", "Difference to global direction"})));
+        expect_field_block(subfield, asked);
+        expect_area(subfield["Evaluated area"], asked.dim);
+    }
+}
+
+void expect_profile(const Json& profile, const SDocumentCase& asked) {
+    Words directions = {"x-Direction", "y-Direction"};
+    if (asked.dim == 3) {
+        directions.emplace_back("z-Direction");
+    }
+    Words keys = directions;
+    keys.emplace_back("parameters");
+    EXPECT_THAT(keys_of(profile), ElementsAreArray(keys));
+    EXPECT_THAT(keys_of(profile["parameters"]),
+                ElementsAre("Otsu factor", "Fiber radius", "Border", "Subfield size"));
+    for (const std::string& direction : directions) {
+        for (const auto& slice : profile[direction]) {
+            EXPECT_THAT(keys_of(slice), UnorderedElementsAreArray(field_keys(
+                                            asked, {"Number of subfields", "Difference to global direction",
+                                                    "slice position"})));
+            expect_field_block(slice, asked);
+        }
+    }
+}
+
+TEST_P(AnalyzeDocument, HoldsExactlyTheKeysOfItsKind) {
+    const SDocumentCase asked = GetParam();
+    const std::vector<int> size = asked.dim == 2 ? PLANE : VOLUME;
+    write("image.mha", ParallelFibers(size, 0));
+    write("mask.mha", Constant(size, 1));
+    Words options;
+    if (asked.subfields) {
+        options.insert(options.end(), {"--subfield", "10"});
+    }
+    if (asked.fourthOrder) {
+        options.emplace_back("--fourth-order");
+    }
+    if (asked.mask) {
+        options.insert(options.end(), {"--mask", "mask.mha"});
+    }
+    analyze("image.mha", options);
+
+    const Json root = result();
+    const Words keys = asked.subfields ? Words{"Border",      "Subfields",    "Field",
+                                               "Otsu factor", "Fiber radius", "Averaged Profile"}
+                                       : Words{"Border", "Field", "Otsu factor", "Fiber radius"};
+    EXPECT_THAT(keys_of(root), ElementsAreArray(keys));
+    EXPECT_EQ(root["Border"], 3);
+    EXPECT_EQ(root["Fiber radius"], 3.0);
+    EXPECT_EQ(root["Otsu factor"], asked.mask ? Json("n/a (user-specified mask image)") : Json(1.25));
+    EXPECT_THAT(keys_of(root["Field"]), ElementsAreArray(field_keys(asked, {"Evaluated area"})));
+    expect_field_block(root["Field"], asked);
+    expect_area(root["Field"]["Evaluated area"], asked.dim);
+    if (asked.subfields) {
+        EXPECT_GT(root["Subfields"].size(), 2U);
+        expect_subfields(root["Subfields"], asked);
+        expect_profile(root["Averaged Profile"], asked);
+    }
+}
+
+std::vector<SDocumentCase> all_document_cases() {
+    std::vector<SDocumentCase> cases;
+    for (const int dim : {2, 3}) {
+        for (const bool subfields : {false, true}) {
+            for (const bool fourthOrder : {false, true}) {
+                for (const bool mask : {false, true}) {
+                    cases.push_back({dim, subfields, fourthOrder, mask});
+                }
+            }
+        }
+    }
+    return cases;
+}
+
+std::string document_case_name(const testing::TestParamInfo<SDocumentCase>& info) {
+    const SDocumentCase& asked = info.param;
+    return std::to_string(asked.dim) + "d" + (asked.subfields ? "WithSubfields" : "") +
+           (asked.fourthOrder ? "WithFourthOrder" : "") + (asked.mask ? "WithMask" : "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, AnalyzeDocument, testing::ValuesIn(all_document_cases()), document_case_name);
+
+TEST_F(Analyze, NamesSubfieldsByTheirLowerCorners) {
+    write("image.mha", ParallelFibers({512, 512}, 1));
+    analyze_with_radius("5", "image.mha", {"--subfield", "100", "--otsu-factor", "0.5"});
+    Words expected;
+    for (const std::string y : {"005", "105", "205", "305", "405"}) {
+        for (const std::string x : {"005", "105", "205", "305", "405"}) {
+            expected.push_back("(" + x + "," + y + ")");
+        }
+    }
+    expected.emplace_back("Subfield size");
+    EXPECT_THAT(keys_of(result()["Subfields"]), ElementsAreArray(expected));
+    EXPECT_THAT(keys_of(result()["Averaged Profile"]["x-Direction"]),
+                ElementsAre("slice 005", "slice 105", "slice 205", "slice 305", "slice 405"));
+    EXPECT_THAT(lines_of(m_folder / "out/subfields.csv"), SizeIs(26));
+    EXPECT_THAT(lines_of(m_folder / "out/profiles.csv"), SizeIs(11));
+}
+
+TEST_F(Analyze, FindsTheDirectionOfParallelFibers) {
+    for (const std::vector<int>& size : {VOLUME, PLANE}) {
+        for (int axis = 0; axis < static_cast<int>(size.size()); ++axis) {
+            write("image.mha", ParallelFibers(size, axis));
+            analyze("image.mha");
+            const Json field = result()["Field"];
+            EXPECT_LT(axis_angle_deg(field["Mean fiber direction"], unit_axis(size.size(), axis)), 0.5)
+                << size.size() << "d, axis " << axis;
+            EXPECT_EQ(field["Status"], "ok");
+        }
+    }
+}
+
+TEST_F(Analyze, MapsHoldAnglesOnFibersAndMarkersElsewhere3d) {
+    write("image.mha", ParallelFibers(VOLUME, 2));
+    analyze("image.mha", {"--maps"});
+    const std::vector<float> theta = ReadFloatMetaImage(m_folder / "out/theta.mha");
+    const std::vector<float> phi = ReadFloatMetaImage(m_folder / "out/phi.mha");
+    ASSERT_THAT(theta, SizeIs(48 * 40 * 36));
+    ASSERT_THAT(phi, SizeIs(theta.size()));
+    long long foreground = 0;
+    for (std::size_t i = 0; i < theta.size(); ++i) {
+        if (theta[i] < 0.0F) {
+            ASSERT_EQ(theta[i], -1.0F) << i;
+            ASSERT_EQ(phi[i], -4.1415925F) << i;
+            continue;
+        }
+        ++foreground;
+        ASSERT_LT(theta[i], 0.02F) << i;
+        ASSERT_LE(std::abs(phi[i]), std::numbers::pi_v<float>) << i;
+    }
+    EXPECT_EQ(run()["foreground"]["pixels"], foreground);
+    EXPECT_GT(foreground, 0);
+}
+
+TEST_F(Analyze, TheMapIn2dHoldsTheAngleInThePlane) {
+    write("image.mha", ParallelFibers(PLANE, 1));
+    analyze("image.mha", {"--maps"});
+    const std::vector<float> theta = ReadFloatMetaImage(m_folder / "out/theta.mha");
+    ASSERT_THAT(theta, SizeIs(96 * 84));
+    for (const float angle : theta) {
+        ASSERT_TRUE(angle == -4.1415925F || std::abs(angle - std::numbers::pi_v<float> / 2) < 0.02F) << angle;
+    }
+    EXPECT_THAT(theta, Contains(testing::Gt(0.0F)));
+}
+
+TEST_F(Analyze, MapsCarryTheSpacing) {
+    write("image.mha", ParallelFibers(VOLUME, 2));
+    analyze_with_radius("1.5", "image.mha", {"--maps", "--spacing", "0.5"});
+    for (const char* const map : {"out/theta.mha", "out/phi.mha"}) {
+        EXPECT_THAT(ReadFile(m_folder / map), HasSubstr("ElementSpacing = 0.5 0.5 0.5\n"));
+    }
+}
+
+TEST_F(Analyze, AScaledSpacingWithAScaledRadiusChangesPhysicalLengthsOnly) {
+    write("image.mha", ParallelFibers(VOLUME, 1), "0.5 0.5 0.5");
+    analyze_with_radius("1.5", "image.mha", {"--subfield", "10"});
+    Json single = result();
+    analyze_with_radius("3", "image.mha", {"--subfield", "10", "--spacing", "1"});
+    const Json twofold = result();
+    EXPECT_EQ(twofold["Fiber radius"], 3.0);
+    EXPECT_EQ(twofold["Subfields"]["Subfield size"], 10.0);
+    EXPECT_EQ(twofold["Averaged Profile"]["x-Direction"]["slice 13"]["slice position"], 13.0);
+
+    const auto scale = [](Json& length) { length = length.get<double>() * 2.0; };
+    scale(single["Fiber radius"]);
+    scale(single["Subfields"]["Subfield size"]);
+    Json& profile = single["Averaged Profile"];
+    scale(profile["parameters"]["Fiber radius"]);
+    scale(profile["parameters"]["Subfield size"]);
+    for (const char* const direction : {"x-Direction", "y-Direction", "z-Direction"}) {
+        for (Json& slice : profile[direction]) {
+            scale(slice["slice position"]);
+        }
+    }
+    EXPECT_EQ(single, twofold);
+}
+
+TEST_F(Analyze, SaysHowItReadsTheRadius) {
+    write("plain.mha", ParallelFibers(PLANE, 0));
+    write("spaced.mha", ParallelFibers(PLANE, 0), "0.5 0.5");
+    EXPECT_THAT(analyze_with_radius("3", "plain.mha").err,
+                AllOf(HasSubstr("fiber radius 3 px"), HasSubstr("spacing none")));
+    EXPECT_EQ(run()["input"]["spacing_origin"], "none");
+    EXPECT_EQ(run()["input"]["length_unit"], "px");
+    EXPECT_THAT(analyze_with_radius("1.5", "spaced.mha").err,
+                AllOf(HasSubstr("fiber radius 1.5"), HasSubstr(" = 3 px"), HasSubstr("spacing 0.5")));
+    EXPECT_EQ(run()["input"]["spacing_origin"], "header");
+    EXPECT_EQ(run()["input"]["spacing"], Json({0.5, 0.5}));
+    EXPECT_THAT(analyze_with_radius("6", "spaced.mha", {"--spacing", "2,2"}).err,
+                AllOf(HasSubstr("fiber radius 6 = 3 px"), HasSubstr("from --spacing")));
+    EXPECT_EQ(run()["input"]["spacing_origin"], "option");
+    EXPECT_EQ(run()["parameters"]["fiber_radius"], 6.0);
+    EXPECT_EQ(run()["parameters"]["fiber_radius_px"], 3.0);
+}
+
+TEST_F(Analyze, SpacingsThatDifferByRoundingCountAsEqual) {
+    write("image.mha", ParallelFibers(VOLUME, 0), "0.3096 0.3096 0.30960001");
+    analyze_with_radius("0.9288", "image.mha");
+    EXPECT_EQ(result()["Border"], 3);
+}
+
+TEST_F(Analyze, BringsSixteenBitsToEightAndSaysSo) {
+    const SGreyImage grey = ParallelFibers(PLANE, 0);
+    write("grey8.mha", grey);
+    SMetaImage wide{.size = PLANE, .elementType = "MET_USHORT"};
+    for (const char pixel : grey.pixels) {
+        wide.pixels += '\0'; // 256 times the 8-bit value
+        wide.pixels += pixel;
+    }
+    WriteMetaImage(m_folder / "grey16.mha", wide);
+
+    analyze("grey8.mha");
+    const Json expected = result();
+    EXPECT_EQ(run()["input"]["converted_to_8_bit"], false);
+    EXPECT_EQ(run()["input"]["grey_window"], nullptr);
+
+    const SOutcome outcome = analyze("grey16.mha", {"--window", "0,65280"});
+    EXPECT_THAT(outcome.err, HasSubstr("0 becomes 0, 65280 becomes 255 (--window)"));
+    EXPECT_EQ(result(), expected);
+    EXPECT_EQ(run()["input"]["converted_to_8_bit"], true);
+    EXPECT_EQ(run()["input"]["grey_window"], Json({0.0, 65280.0}));
+
+    EXPECT_THAT(analyze("grey16.mha").err, HasSubstr("10240 becomes 0, 51200 becomes 255"));
+    EXPECT_EQ(run()["input"]["grey_window"], Json({10240.0, 51200.0}));
+}
+
+TEST_F(Analyze, TakesTheForegroundFromTheMask) {
+    write("image.mha", ParallelFibers(VOLUME, 0));
+    SGreyImage mask = Constant(VOLUME, 0);
+    const std::size_t half = mask.pixels.size() / 2;
+    std::fill_n(mask.pixels.begin(), half, '\1');
+    write("mask.mha", mask);
+    analyze("image.mha", {"--mask", "mask.mha"});
+    EXPECT_EQ(run()["foreground"]["pixels"], half);
+    EXPECT_EQ(run()["foreground"]["share"], 0.5);
+    EXPECT_EQ(run()["foreground"]["threshold"], nullptr);
+    EXPECT_EQ(run()["parameters"]["mask"], "mask.mha");
+    EXPECT_EQ(run()["parameters"]["summary"], "otsufactor=n/a,fiberradius=3,");
+}
+
+TEST_F(Analyze, ReadsHeaderlessPixels) {
+    const SGreyImage grey = ParallelFibers(VOLUME, 1);
+    write("image.mha", grey);
+    WriteFile(m_folder / "image.raw", grey.pixels);
+    analyze("image.mha");
+    const Json expected = result();
+    analyze("image.raw", {"--raw", "48,40,36,u8"});
+    EXPECT_EQ(result(), expected);
+}
+
+TEST_F(Analyze, ReadsMultiPageTiff) {
+    write("image.mha", ParallelFibers(VOLUME, 2));
+    WriteTiff(m_folder / "image.tif", ParallelFibers(VOLUME, 2));
+    analyze("image.mha");
+    const Json expected = result();
+    analyze("image.tif");
+    EXPECT_EQ(result(), expected);
+}
+
+TEST_F(Analyze, ALargerOtsuFactorLeavesLessForeground) {
+    write("image.mha", ParallelFibers(VOLUME, 0));
+    analyze("image.mha", {"--otsu-factor", "1"});
+    const Json low = run();
+    analyze("image.mha", {"--otsu-factor", "1.5"});
+    const Json high = run();
+    EXPECT_LT(low["foreground"]["threshold"], high["foreground"]["threshold"]);
+    EXPECT_GT(low["foreground"]["share"], high["foreground"]["share"]);
+    EXPECT_EQ(result()["Otsu factor"], 1.5);
+}
+
+TEST_F(Analyze, RecordsTheRun) {
+    write("image.mha", ParallelFibers(VOLUME, 0));
+    analyze("image.mha", {"--subfield", "10,12,14", "--fourth-order", "--maps"});
+    const Json record = run();
+    EXPECT_EQ(record["program"], "tevra");
+    EXPECT_EQ(record["command"], "analyze");
+    EXPECT_THAT(record["version"].get<std::string>(), testing::MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+"));
+    EXPECT_THAT(record["start_time"].get<std::string>(), testing::MatchesRegex("20[0-9-]+T[0-9:]+Z"));
+    EXPECT_EQ(record["input"]["path"], "image.mha");
+    EXPECT_EQ(record["input"]["format"], "MetaImage");
+    EXPECT_EQ(record["input"]["size_px"], Json(VOLUME));
+    EXPECT_EQ(record["parameters"]["subfield_px"], Json({10, 12, 14}));
+    EXPECT_EQ(record["parameters"]["fourth_order"], true);
+    EXPECT_EQ(record["parameters"]["otsu_factor"], 1.25);
+    EXPECT_EQ(record["parameters"]["summary"], "otsufactor=1.25,fiberradius=3,subfieldsize=10,");
+    EXPECT_EQ(record["files"],
+              Json({"result.json", "subfields.csv", "profiles.csv", "theta.mha", "phi.mha"}));
+    EXPECT_GE(record["seconds"]["total"], record["seconds"]["analyze"]);
+}
+
+TEST_F(Analyze, SaysNothingWhenQuiet) {
+    write("image.mha", ParallelFibers(VOLUME, 0));
+    EXPECT_EQ(analyze("image.mha", {"--quiet"}).err, "");
+}
+
+TEST_F(Analyze, ReplacesTheResultsOfAnEarlierRunAndLeavesOtherFilesAlone) {
+    write("image.mha", ParallelFibers(VOLUME, 0));
+    analyze("image.mha", {"--subfield", "10", "--maps"});
+    WriteFile(m_folder / "out/notes.txt", "mine");
+    analyze("image.mha", {"--otsu-factor", "1.1"});
+    EXPECT_THAT(outputs(), ElementsAre("notes.txt", "result.json", "run.json"));
+    EXPECT_EQ(result()["Otsu factor"], 1.1);
+}
+
+TEST_F(Analyze, LeavesFilesThatOnlyLookLikeResultsAlone) {
+    write("image.mha", ParallelFibers(VOLUME, 0));
+    fs::create_directory(m_folder / "out");
+    WriteFile(m_folder / "out/theta.mha", "not of an earlier run, as there is no run.json");
+    analyze("image.mha");
+    EXPECT_THAT(outputs(), ElementsAre("result.json", "run.json", "theta.mha"));
+}
+
+TEST_F(Analyze, TheSameInputGivesTheSameBytes) {
+    write("image.mha", ParallelFibers(VOLUME, 0));
+    analyze("image.mha", {"--subfield", "10", "--maps"});
+    std::vector<std::string> first;
+    for (const char* const file : {"result.json", "subfields.csv", "profiles.csv", "theta.mha", "phi.mha"}) {
+        first.push_back(ReadFile(m_folder / "out" / file));
+    }
+    analyze("image.mha", {"--subfield", "10", "--maps"});
+    std::size_t i = 0;
+    for (const char* const file : {"result.json", "subfields.csv", "profiles.csv", "theta.mha", "phi.mha"}) {
+        EXPECT_EQ(ReadFile(m_folder / "out" / file), first[i++]) << file;
+    }
+}
+
+TEST_F(Analyze, MarksSubfieldsWithoutForeground) {
+    SGreyImage image = ParallelFibers(VOLUME, 2); // fibers along z, none in the lower half of x
+    for (std::size_t i = 0; i < image.pixels.size(); ++i) {
+        if (i % VOLUME[0] < 22) {
+            image.pixels[i] = '\20';
+        }
+    }
+    write("image.mha", image);
+    analyze("image.mha", {"--subfield", "10"});
+    EXPECT_EQ(result()["Subfields"]["(03,03,03)"]["Status"], "No foreground pixels in this subfield.");
+    EXPECT_EQ(result()["Averaged Profile"]["x-Direction"]["slice 03"]["Status"], "no valid subfields");
+    EXPECT_THAT(ReadFile(m_folder / "out/subfields.csv"),
+                HasSubstr("\"(03,03,03)\",3,3,3,13,13,13,No foreground pixels in this subfield.,0,0,0,"));
+}
+
+} // namespace
+} // namespace TEVRA::test
