@@ -23,6 +23,12 @@ std::string FirstBytes(const std::string& path, std::size_t mostBytes) {
     return bytes;
 }
 
+void CheckHeaderLine(const std::string& path, std::string_view line) {
+    if (line.find('\0') != std::string_view::npos) {
+        RefuseHeader(path, "it is not a text");
+    }
+}
+
 std::string_view Trimmed(std::string_view text) {
     const std::size_t first = text.find_first_not_of(BLANKS);
     if (first == std::string_view::npos) {

@@ -14,6 +14,8 @@ namespace TEVRA::volume {
 /// The first bytes of a file, `mostBytes` at most. @throws as `FileBytes`.
 std::string FirstBytes(const std::string& path, std::size_t mostBytes);
 
+/// @throws CInputError if the line holds bytes of 0, which no text does.
+void CheckHeaderLine(const std::string& path, std::string_view line);
 std::string_view Trimmed(std::string_view text);
 /// The parts of a text between blanks.
 std::vector<std::string> Words(std::string_view text);

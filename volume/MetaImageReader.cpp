@@ -37,6 +37,7 @@ SMetaFields read_fields(const std::string& path) {
     while (at < text.size()) {
         const std::size_t end = std::min(text.find('\n', at), text.size());
         const std::string_view line = std::string_view(text).substr(at, end - at);
+        CheckHeaderLine(path, line);
         const std::size_t equals = line.find('=');
         at = end + 1;
         if (equals == std::string_view::npos) {

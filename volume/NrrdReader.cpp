@@ -39,6 +39,7 @@ SNrrdFields read_fields(const std::string& path) {
     while (at < text.size()) {
         const std::size_t end = std::min(text.find('\n', at), text.size());
         const std::string_view line = std::string_view(text).substr(at, end - at);
+        CheckHeaderLine(path, line);
         at = std::min(end + 1, text.size());
         if (Trimmed(line).empty()) {
             break;

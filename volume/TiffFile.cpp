@@ -203,9 +203,9 @@ CTiffFile::CTiffFile(const std::string& path) : m_path(path), m_messages(std::ma
     TIFFOpenOptionsSetWarningHandlerExtR(options.get(), dropWarning, nullptr);
     TIFFOpenOptionsSetMaxSingleMemAlloc(options.get(), static_cast<tmsize_t>(FileBytes(path)) +
                                                            LARGEST_ALLOCATION_BESIDE_FILE);
-    // c: strips as they are; m: no memory map, which would crash when the file shrinks; O: strip tables of
-    // the pages in use only.
-    m_file.reset(TIFFOpenExt(path.c_str(), "rcmO", options.get()));
+    // c: strips as they are; m: no memory map, which would crash when the file shrinks. Loading the tables of
+    // strips when they are needed (O) would be faster, but takes tables that are cut off for zeros.
+    m_file.reset(TIFFOpenExt(path.c_str(), "rcm", options.get()));
     if (!m_file) {
         fail_broken(path);
     }
@@ -242,6 +242,7 @@ void CTiffFile::read_description() {
 void CTiffFile::read_pages() {
     TIFF* file = m_file.get();
     std::size_t index = 0;
+    std::uint64_t lastOffset = 0;
     bool another = true;
     while (another) {
         const std::string name = page_name(m_path, index);
@@ -262,12 +263,35 @@ void CTiffFile::read_pages() {
             m_pages.push_back(page);
         }
         m_messages->lastError.clear();
+        lastOffset = TIFFCurrentDirOffset(file);
         another = TIFFReadDirectory(file) == 1;
         ++index;
     }
-    if (!m_messages->lastError.empty()) {
+    if (!m_messages->lastError.empty() || !is_last_directory(lastOffset)) {
         fail_broken(page_name(m_path, index));
     }
+}
+
+/// libtiff takes a link to the next page that lies beyond the end of the file for the end of the pages.
+bool CTiffFile::is_last_directory(std::uint64_t directoryOffset) const {
+    const bool big = m_description.bigTiff;
+    const std::unique_ptr<IByteSource> bytes = OpenFileBytes(m_path, 0, 0);
+    const auto number = [&](std::uint64_t offset, std::size_t size) {
+        std::array<std::byte, sizeof(std::uint64_t)> digits{};
+        bytes->Read(offset, size, digits.data());
+        if (!m_description.bigEndian) {
+            std::reverse(digits.begin(), digits.begin() + static_cast<std::ptrdiff_t>(size));
+        }
+        std::uint64_t value = 0;
+        for (std::size_t i = 0; i < size; ++i) {
+            value = value << 8U | std::to_integer<std::uint64_t>(digits[i]);
+        }
+        return value;
+    };
+    const std::size_t countBytes = big ? 8 : 2;
+    const std::size_t entryBytes = big ? 20 : 12;
+    const std::uint64_t entries = number(directoryOffset, countBytes);
+    return number(directoryOffset + countBytes + entries * entryBytes, big ? 8 : 4) == 0;
 }
 
 STiffPage CTiffFile::page_here(const std::string& name) {

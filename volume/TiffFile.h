@@ -77,6 +77,7 @@ class CTiffFile {
     };
 
     void read_pages();
+    bool is_last_directory(std::uint64_t directoryOffset) const;
     void read_description();
     STiffPage page_here(const std::string& name);
     void decode_here(const STiffPage& page, const std::string& name, std::byte* stored);
