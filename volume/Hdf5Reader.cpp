@@ -179,9 +179,10 @@ hid_t memory_type(EPixelType type) {
 /// Extents as of images, x first. Files of other programs add axes of extent 1 for channels behind x.
 std::vector<long long> image_extents(const std::vector<hsize_t>& extents) {
     std::vector<long long> reversed;
-    for (auto extent = extents.rbegin(); extent != extents.rend(); ++extent) {
-        reversed.push_back(static_cast<long long>(std::min<hsize_t>(*extent, std::uint64_t{1} << 62)));
+    for (const hsize_t extent : extents) {
+        reversed.push_back(static_cast<long long>(std::min<hsize_t>(extent, std::uint64_t{1} << 62)));
     }
+    std::reverse(reversed.begin(), reversed.end());
     while (reversed.size() > 3 && reversed.front() == 1) {
         reversed.erase(reversed.begin());
     }
@@ -191,7 +192,7 @@ std::vector<long long> image_extents(const std::vector<hsize_t>& extents) {
 /// The attribute that several programs write: distances in micrometres, slowest axis first.
 SSpacing spacing_of(const CHandle& dataset, int dim) {
     const char* name = "element_size_um";
-    const SSpacing none{std::nullopt, "", "the dataset has no attribute element_size_um"};
+    SSpacing none{std::nullopt, "", "the dataset has no attribute element_size_um"};
     if (H5Aexists(dataset.Id(), name) <= 0) {
         return none;
     }

@@ -20,7 +20,9 @@ namespace {
 constexpr double MM_PER_METRE = 1000.0;
 
 struct SCloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+    void operator()(std::FILE* file) const {
+        static_cast<void>(std::fclose(file));
+    } // read only: nothing to lose
 };
 
 /// A PNG file being read. libpng reports errors by a jump: each call of its functions stands in a member that

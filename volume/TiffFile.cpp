@@ -190,7 +190,7 @@ CTiffFile::CTiffFile(const std::string& path) : m_path(path), m_messages(std::ma
     const TIFFErrorHandlerExtR keepError = [](TIFF*, void* messages, const char*, const char* format,
                                               va_list arguments) {
         std::array<char, 500> text{};
-        std::vsnprintf(text.data(), text.size(), format, arguments);
+        static_cast<void>(std::vsnprintf(text.data(), text.size(), format, arguments));
         static_cast<SMessages*>(messages)->lastError = text.data();
         return 1;
     };
