@@ -9,6 +9,7 @@
 #include "apps/Program.h"
 #include "apps/ResultFiles.h"
 
+#include "VexoBase/Parallelism.h"
 #include "report/Json.h"
 #include "report/RunRecord.h"
 #include "report/Tables.h"
@@ -25,6 +26,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -43,6 +45,7 @@ struct SAnalyzeOptions {
     std::optional<std::string> spacing;
     std::optional<std::string> window;
     std::optional<std::string> raw;
+    std::optional<std::string> threads;
     bool fourthOrder = false;
     bool maps = false;
     bool quiet = false;
@@ -55,6 +58,7 @@ struct SAnalyzeSettings {
     std::vector<long long> subfieldPx; // as given: none, one for all axes, or one per axis
     std::optional<std::vector<double>> spacing;
     std::optional<volume::SGreyWindow> window;
+    int threads;
 };
 
 std::optional<volume::SGreyWindow> read_window(const std::optional<std::string>& text) {
@@ -97,6 +101,14 @@ std::optional<std::vector<double>> read_spacing(const std::optional<std::string>
     return spacing;
 }
 
+int read_threads(const std::optional<std::string>& text) {
+    constexpr long long MOST_THREADS = 1024;
+    if (!text) {
+        return static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+    }
+    return static_cast<int>(std::min(ReadWholeNumber({"--threads", *text}, 1), MOST_THREADS));
+}
+
 SAnalyzeSettings read_settings(const SAnalyzeOptions& options) {
     SAnalyzeSettings settings{};
     settings.fiberRadius = ReadPositiveNumber({"--fiber-radius", options.fiberRadius});
@@ -104,6 +116,7 @@ SAnalyzeSettings read_settings(const SAnalyzeOptions& options) {
     settings.subfieldPx = read_subfield(options.subfield);
     settings.spacing = read_spacing(options.spacing);
     settings.window = read_window(options.window);
+    settings.threads = read_threads(options.threads);
     return settings;
 }
 
@@ -166,6 +179,8 @@ class CAnalyzeRun {
         const Clock::time_point start = Clock::now();
         m_record.version = ProgramVersion();
         m_record.startTime = utc_now();
+        m_record.parameters.threads = m_settings.threads;
+        CParallelism::SetThreads(m_settings.threads);
 
         const auto reader = OpenInput(m_options.image, m_options.raw);
         plan(reader->Info());
@@ -379,6 +394,10 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
     parser->add_flag(
         "--maps", options->maps,
         "Write the fiber axis of every foreground pixel: theta.mha and, in 3D, phi.mha, in radians");
+    parser
+        ->add_option("--threads", options->threads,
+                     "Number of threads to use; results do not depend on it. Default: all cores")
+        ->type_name("N");
     parser->add_flag("--quiet", options->quiet, "Print nothing but warnings and errors");
     parser->footer("Results: result.json (tensors, eigenvalues, mean directions), run.json (input, "
                    "parameters, threshold, "

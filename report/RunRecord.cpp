@@ -58,6 +58,7 @@ Json parameters_json(const SRunRecord::SParameters& parameters) {
     json["mask"] = value_or_null(parameters.maskPath);
     json["subfield_px"] = parameters.subfieldPx.empty() ? Json(nullptr) : Json(parameters.subfieldPx);
     json["fourth_order"] = parameters.fourthOrder;
+    json["threads"] = parameters.threads;
     json["summary"] = parameters.summary;
     return json;
 }

@@ -42,6 +42,7 @@ struct SRunRecord {
         std::vector<long long> subfieldPx; ///< per axis; empty for the whole field only
         std::optional<std::string> maskPath;
         bool fourthOrder = false;
+        int threads = 1;
         std::string summary; ///< as the analysis gives it
     };
     struct SForeground {

@@ -212,6 +212,8 @@ TEST_F(AnalyzeFailure, SubfieldSizesThatAreNone) {
 TEST_F(AnalyzeFailure, OtherOptionValuesThatAreNone) {
     expect_option_refusal({"--otsu-factor", "0"}, {"--otsu-factor"});
     expect_option_refusal({"--otsu-factor", "nan"}, {"--otsu-factor"});
+    expect_option_refusal({"--threads", "0"}, {"--threads", "at least 1"});
+    expect_option_refusal({"--threads", "two"}, {"--threads"});
     expect_option_refusal({"--window", "5"}, {"--window"});
     expect_option_refusal({"--window", "5,5"}, {"--window"});
     expect_option_refusal({"--window", "9,5"}, {"--window"});

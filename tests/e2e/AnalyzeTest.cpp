@@ -514,6 +514,22 @@ TEST_F(Analyze, TheSameInputGivesTheSameBytes) {
     }
 }
 
+TEST_F(Analyze, TheNumberOfThreadsChangesNothing) {
+    write("image.mha", ParallelFibers(VOLUME, 0));
+    std::string first;
+    for (const std::string threads : {"1", "2", "7"}) {
+        analyze("image.mha", {"--subfield", "10", "--maps", "--threads", threads});
+        EXPECT_EQ(run()["parameters"]["threads"], std::stoi(threads));
+        std::string bytes;
+        for (const char* const file :
+             {"result.json", "subfields.csv", "profiles.csv", "theta.mha", "phi.mha"}) {
+            bytes += ReadFile(m_folder / "out" / file);
+        }
+        first = first.empty() ? bytes : first;
+        EXPECT_EQ(bytes == first, true) << threads << " threads";
+    }
+}
+
 TEST_F(Analyze, MarksSubfieldsWithoutForeground) {
     SGreyImage image = ParallelFibers(VOLUME, 2); // fibers along z, none in the lower half of x
     for (std::size_t i = 0; i < image.pixels.size(); ++i) {

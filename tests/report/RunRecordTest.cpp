@@ -26,6 +26,7 @@ SRunRecord make_record() {
     record.parameters.fiberRadiusPx = 6.0;
     record.parameters.otsuFactor = 1.25;
     record.parameters.subfieldPx = {30, 20, 10};
+    record.parameters.threads = 4;
     record.parameters.summary = "otsufactor=1.25,fiberradius=3,";
     record.foreground.threshold = 97.5;
     record.foreground.pixels = 65536;
@@ -45,7 +46,7 @@ TEST(RunRecord, HoldsWhatWasRunOnWhat) {
                   "spacing_origin": "header", "converted_to_8_bit": true, "grey_window": [100.0, 4000.0],
                   "nan_pixels": 0},
         "parameters": {"fiber_radius": 3.0, "fiber_radius_px": 6.0, "otsu_factor": 1.25, "mask": null,
-                       "subfield_px": [30, 20, 10], "fourth_order": false,
+                       "subfield_px": [30, 20, 10], "fourth_order": false, "threads": 4,
                        "summary": "otsufactor=1.25,fiberradius=3,"},
         "foreground": {"threshold": 97.5, "pixels": 65536, "share": 0.25},
         "seconds": {"read": 0.25, "analyze": 2.0, "total": 2.5},
