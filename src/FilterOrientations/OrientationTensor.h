@@ -20,8 +20,8 @@ class COrientationTensor {
     static void Eigenvalues(IMatrix<double>& ev, const IMatrix<double>& tensor);
 
     /// Shape ln(l1 / l2) / ln(l2 / l3) and strength ln(l1 / l3) of the distribution, from the eigenvalues
-    /// l1 >= l2 >= l3 (N. H. Woodcock, Specification of fabric shapes using an eigenvalue method, Geological
-    /// Society of America Bulletin 88, 1977). Equal or zero eigenvalues give infinities or NaN.
+    /// l1 >= l2 >= l3 (N. H. Woodcock, Geological Society of America Bulletin 88, 1231-1236, 1977). Equal or
+    /// zero eigenvalues give infinities or NaN.
     /// @param tensor 3 x 3. @throws CException for another shape.
     static void OrientationParameters(double& shape, double& strength, const IMatrix<double>& tensor);
 };
