@@ -20,6 +20,9 @@ struct SCommand {
 };
 
 SCommand AddAnalyzeCommand(CLI::App& program);
+SCommand AddBetaCommand(CLI::App& program);
+SCommand AddDistanceCommand(CLI::App& program);
+SCommand AddFilterCommand(CLI::App& program);
 SCommand AddInfoCommand(CLI::App& program);
 SCommand AddPhantomCommand(CLI::App& program);
 SCommand AddTensorCommand(CLI::App& program);

@@ -104,8 +104,10 @@ int RunProgram(int argc, const char* const* argv) {
     program.footer("'tevra COMMAND --help' explains a command.");
     program.require_subcommand(0, 1);
     // Commands in the order of the help text.
-    const std::vector<SCommand> commands = {AddAnalyzeCommand(program), AddTensorCommand(program),
-                                            AddPhantomCommand(program), AddInfoCommand(program)};
+    const std::vector<SCommand> commands = {AddAnalyzeCommand(program),  AddFilterCommand(program),
+                                            AddDistanceCommand(program), AddBetaCommand(program),
+                                            AddTensorCommand(program),   AddPhantomCommand(program),
+                                            AddInfoCommand(program)};
     for (const SCommand& command : commands) {
         command.parser->group("Commands");
     }

@@ -65,6 +65,10 @@ class CFilterOrientations : public CAlgorithm {
     /// @throws CException for another type or size.
     bool GetBestResponse(IImage& out) const;
 
+    /// Lends the number of every pixel's direction, 255 at excluded pixels: GREY_8, of the input's size. Null
+    /// before the first result; gone with the next one.
+    const IImage* Index() const noexcept { return m_result.index.get(); }
+
     /// Writes the angles of every pixel's direction, in radians. In space: colatitude in [0, pi/2], longitude
     /// in (-pi, pi]; in the plane: the angle from the x axis, in [0, pi), as colatitude, longitude -1.
     /// Both are -1 at excluded pixels.
