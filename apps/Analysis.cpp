@@ -64,7 +64,8 @@ void check_radius_against_image(const CSize& imageSize, const SAnalysisRequest& 
 
 void check_radius_against_subfield(const SAnalysisRequest& request) {
     for (const long long extent : request.subfieldPx) {
-        if (request.FiberRadiusPx() > static_cast<double>(extent / 2)) {
+        const long long half = extent / 2; // rounded towards zero, as the library does
+        if (request.FiberRadiusPx() > static_cast<double>(half)) {
             throw CWorkError("Fiber diameter must not exceed subfield size (please check for correct units): "
                              "the fiber radius is " +
                              RadiusText(request) + ", the subfields " + SizeText(request.subfieldPx) + " px");
@@ -166,7 +167,7 @@ std::string WithUnit(const std::string& number, const std::string& unit) {
 }
 
 std::string RadiusText(const SAnalysisRequest& request) {
-    const std::string px = RoundedText(request.FiberRadiusPx()) + " px";
+    std::string px = RoundedText(request.FiberRadiusPx()) + " px";
     if (request.lengthUnit == "px") {
         return px;
     }
@@ -182,9 +183,9 @@ std::string SizeText(const std::vector<long long>& size) {
 }
 
 std::vector<long long> ExtentsOf(const CSize& size) {
-    std::vector<long long> extents;
-    for (int axis = 0; axis < size.Dim(); ++axis) {
-        extents.push_back(size[axis]);
+    std::vector<long long> extents(static_cast<std::size_t>(size.Dim()));
+    for (std::size_t axis = 0; axis < extents.size(); ++axis) {
+        extents[axis] = size[static_cast<long long>(axis)];
     }
     return extents;
 }

@@ -77,7 +77,7 @@ std::vector<long long> read_subfield(const std::optional<std::string>& text) {
     if (!text) {
         return {};
     }
-    const std::vector<long long> size = ReadWholeNumbers({"--subfield", *text});
+    std::vector<long long> size = ReadWholeNumbers({"--subfield", *text});
     for (const long long extent : size) {
         if (extent < 1) {
             throw CUsageError(

@@ -163,15 +163,14 @@ COutputFolder::COutputFolder(const fs::path& path) : m_path(path.lexically_norma
         throw CWorkError("output folder '" + m_path.string() +
                          "' exists and is a file; give the name of a folder");
     }
-    std::vector<fs::path> missing; // innermost first
+    std::vector<fs::path> missing;
     for (fs::path at = m_path; !at.empty() && !fs::exists(at, error); at = at.parent_path()) {
-        missing.push_back(at);
+        missing.insert(missing.begin(), at);
     }
-    std::vector<fs::path>& made = m_made.outermostFirst;
-    made.reserve(missing.size());
-    for (auto folder = missing.rbegin(); folder != missing.rend(); ++folder) {
-        if (fs::create_directory(*folder, error)) {
-            made.push_back(*folder);
+    std::vector<fs::path>& made = m_made.innermostFirst;
+    for (const fs::path& folder : missing) {
+        if (fs::create_directory(folder, error)) {
+            made.insert(made.begin(), folder);
         } else if (error) {
             throw_cannot("make output folder", m_path, error.value(), "give a folder that can be written to");
         }
@@ -179,8 +178,8 @@ COutputFolder::COutputFolder(const fs::path& path) : m_path(path.lexically_norma
 }
 
 COutputFolder::SMadeFolders::~SMadeFolders() {
-    for (auto folder = outermostFirst.rbegin(); folder != outermostFirst.rend(); ++folder) {
-        rmdir(folder->c_str()); // fails for folders that hold something, as it should
+    for (const fs::path& folder : innermostFirst) {
+        rmdir(folder.c_str()); // fails for folders that hold something, as it should
     }
 }
 

@@ -59,17 +59,17 @@ class COutputFolder {
 
     const std::filesystem::path& Path() const noexcept { return m_path; }
     /// The command has succeeded: the folders stay.
-    void Keep() noexcept { m_made.outermostFirst.clear(); }
+    void Keep() noexcept { m_made.innermostFirst.clear(); }
 
   private:
-    /// Removes the folders, innermost first, unless they hold something. A member of its own so that it works
+    /// Removes the folders unless they hold something. A member of its own so that it works
     /// when the constructor fails half-way too.
     struct SMadeFolders {
         SMadeFolders() = default;
         SMadeFolders(const SMadeFolders&) = delete;
         SMadeFolders& operator=(const SMadeFolders&) = delete;
         ~SMadeFolders();
-        std::vector<std::filesystem::path> outermostFirst;
+        std::vector<std::filesystem::path> innermostFirst;
     };
 
     std::filesystem::path m_path;

@@ -93,8 +93,10 @@ const char* ProgramVersion() noexcept {
 int RunProgram(int argc, const char* const* argv) {
     occupy_standard_streams();
     // A closed pipe and a full quota are failed writes, reported like any other.
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN);
+    struct sigaction ignore {};
+    ignore.sa_handler = SIG_IGN;
+    sigaction(SIGPIPE, &ignore, nullptr);
+    sigaction(SIGXFSZ, &ignore, nullptr);
 
     CLI::App program("Measures how fibers lie in 2D and 3D grey-value images.", "tevra");
     program.set_version_flag("--version", std::string("tevra ") + ProgramVersion(),

@@ -77,10 +77,12 @@ void CProgressBar::Wipe() {
 
 double CProgressBar::fraction() const {
     double done = 0.0;
-    for (auto report = m_reports.rbegin(); report != m_reports.rend(); ++report) {
-        done = std::min(1.0, (static_cast<double>(report->done) + done) / static_cast<double>(report->steps));
+    double step = 1.0; // share of the whole that one step of the report around takes
+    for (const SReport& report : m_reports) {
+        step /= static_cast<double>(report.steps);
+        done += static_cast<double>(report.done) * step;
     }
-    return done;
+    return std::min(done, 1.0);
 }
 
 void CProgressBar::draw_if_due() {
