@@ -75,7 +75,7 @@ std::optional<EType> read_type(const std::optional<std::string>& text) {
 enum class EAxis { automatic, asGiven, named };
 
 struct SAxisChoice {
-    EAxis kind;
+    EAxis kind = EAxis::automatic;
     Vector axis{}; // unit vector, if named
 };
 
