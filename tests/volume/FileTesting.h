@@ -82,7 +82,9 @@ std::vector<PixelT> ReadPixels(IImageReader& reader, long long firstSlice, long 
                             [](unsigned char byte) { return byte == GUARD; }))
         << "the reader wrote behind the slices";
     std::vector<PixelT> pixels(bytes / sizeof(PixelT));
-    std::memcpy(pixels.data(), buffer.data(), bytes);
+    if (!pixels.empty()) { // an empty vector has no address to copy to
+        std::memcpy(pixels.data(), buffer.data(), bytes);
+    }
     return pixels;
 }
 
