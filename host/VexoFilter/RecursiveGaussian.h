@@ -96,7 +96,7 @@ inline NumberT Step(const SRecursiveGaussian& filter, SRecursionState<NumberT>& 
 /// The state before the first sample of a line that was `first` forever.
 template <typename NumberT>
 inline SRecursionState<NumberT> StartCausal(NumberT first) {
-    SRecursionState<NumberT> state;
+    SRecursionState<NumberT> state{};
     state.value.fill(first);
     state.velocity.fill(NumberT(0.0));
     return state;
@@ -108,7 +108,7 @@ template <typename NumberT>
 inline SRecursionState<NumberT> StartAnticausal(const SRecursiveGaussian& filter,
                                                 const SRecursionState<NumberT>& causal, NumberT last) {
     constexpr std::size_t SECTIONS = SRecursiveGaussian::c_sectionCount;
-    SRecursionState<NumberT> state;
+    SRecursionState<NumberT> state{};
     for (std::size_t k = 0; k < SECTIONS; ++k) {
         NumberT value = NumberT(0.0);
         NumberT velocity = NumberT(0.0);

@@ -10,7 +10,8 @@ namespace {
 
 TEST(Differences, AreExactOnParabolas) {
     const auto parabola = [](double x) { return 3.0 * x * x - 7.0 * x + 11.0; };
-    for (double x = -20.0; x <= 20.0; x += 1.0) {
+    for (int place = -20; place <= 20; ++place) {
+        const double x = place;
         EXPECT_EQ(Impl::SecondDifference(parabola(x - 1.0), parabola(x), parabola(x + 1.0)), 6.0);
         EXPECT_EQ(Impl::FirstDifference(parabola(x - 1.0), parabola(x + 1.0)), 6.0 * x - 7.0);
     }

@@ -17,6 +17,7 @@ using Impl::SSampledGaussian;
 /// Rows of one sample each, or of many: row k of the result is the row at distance k - radius.
 std::vector<const float*> pointers_to(const std::vector<std::vector<float>>& rows) {
     std::vector<const float*> pointers;
+    pointers.reserve(rows.size());
     for (const std::vector<float>& row : rows) {
         pointers.push_back(row.data());
     }
