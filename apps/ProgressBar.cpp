@@ -77,10 +77,12 @@ void CProgressBar::Wipe() {
 
 double CProgressBar::fraction() const {
     double done = 0.0;
-    double step = 1.0; // share of the whole that one step of the report around takes
+    double share = 1.0; // of the whole that the report fills
     for (const SReport& report : m_reports) {
-        step /= static_cast<double>(report.steps);
-        done += static_cast<double>(report.done) * step;
+        const auto steps = static_cast<double>(report.steps);
+        done +=
+            share * (static_cast<double>(report.done) / steps); // in this order n of n steps are exactly 1
+        share /= steps;
     }
     return std::min(done, 1.0);
 }

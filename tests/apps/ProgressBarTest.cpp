@@ -56,6 +56,18 @@ TEST_F(ProgressBar, ShowsTextAndShareOfLongWork) {
     EXPECT_THAT(last_line(), HasSubstr("]  25 % smoothing"));
 }
 
+TEST_F(ProgressBar, IsFullAfterTheLastStepWhateverTheirNumber) {
+    for (int steps = 1; steps <= 200; ++steps) {
+        CProgressBar bar = make_bar();
+        bar.BeginProgress(steps, "smoothing");
+        for (int i = 0; i < steps; ++i) {
+            m_now += 1s;
+            bar.StepProgress();
+        }
+        ASSERT_THAT(last_line(), HasSubstr("] 100 % smoothing")) << steps;
+    }
+}
+
 TEST_F(ProgressBar, ShowsNothingAtAllWhereNobodyWatches) {
     CProgressBar bar = make_bar(EProgressDisplay::hidden);
     bar.BeginProgress(4, "smoothing");
