@@ -272,6 +272,23 @@ TEST(HessianComputation, KeepsTheEarlierResultWhenATypeCheckFails) {
     EXPECT_EQ(CTestAccess::Images(estimator), before);
 }
 
+TEST(HessianComputation, ReadsImagesThroughTheirStrides) {
+    const CSize size(13, 11, 9);
+    test::CStridedImage strided(IMAGE_GREY_8, size);
+    strided.Fill<unsigned char>(grey);
+    CHessianOrientations estimator;
+    estimator.compute(strided, 1.2, nullptr, CHessianOrientations::eEVSmallest);
+    CHessianOrientations reference;
+    compute(reference, size);
+    for (const std::size_t image : {SMOOTHED, XX, YY, ZZ, XY, XZ, YZ, PHI, THETA}) {
+        EXPECT_EQ(test::PixelsOf<float>(*CTestAccess::Images(estimator)[image]),
+                  test::PixelsOf<float>(*CTestAccess::Images(reference)[image]))
+            << "image " << image;
+    }
+    EXPECT_TRUE(strided.GuardsIntact());
+    EXPECT_EQ(strided.OpenAccesses(), 0);
+}
+
 TEST(HessianComputation, CanBeInterruptedAtEveryReportWithoutALeak) {
     const test::CPixelLeakCheck leakCheck;
     const CSize size(9, 8, 7);
