@@ -157,16 +157,22 @@ CMatrix<double> ConstructBase(const double* direction, int dimension) {
     return base;
 }
 
+/// Pixel of frequency zero on an axis of a centred spectrum.
+double centre_of(long long extent) {
+    const long long pixel = extent / 2;
+    return static_cast<double>(pixel);
+}
+
 /// Frequency of a pixel of a centred spectrum, in [-1, 1). NaN on an axis of one pixel.
 double frequency_at(long long pixel, long long extent) {
-    const auto centre = static_cast<double>(extent / 2);
+    const double centre = centre_of(extent);
     return (static_cast<double>(pixel) - centre) / centre;
 }
 
 /// The quadratic form of a mask along one of its rows.
 Impl::StGaussianRow row_of_form(const CMatrix<double>& form, const std::array<double, 2>& w,
                                 long long extent) {
-    Impl::StGaussianRow row{form(0, 0), 0.0, 0.0, static_cast<double>(extent / 2)};
+    Impl::StGaussianRow row{form(0, 0), 0.0, 0.0, centre_of(extent)};
     for (std::size_t i = 1; i < form.Rows(); ++i) {
         row.b += (form(0, i) + form(i, 0)) * w[i - 1];
         for (std::size_t j = 1; j < form.Rows(); ++j) {
