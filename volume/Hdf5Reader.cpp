@@ -179,6 +179,7 @@ hid_t memory_type(EPixelType type) {
 /// Extents as of images, x first. Files of other programs add axes of extent 1 for channels behind x.
 std::vector<long long> image_extents(const std::vector<hsize_t>& extents) {
     std::vector<long long> reversed;
+    reversed.reserve(extents.size());
     for (const hsize_t extent : extents) {
         reversed.push_back(static_cast<long long>(std::min<hsize_t>(extent, std::uint64_t{1} << 62)));
     }

@@ -105,7 +105,9 @@ std::uint8_t grey_of(double value, const SGreyWindow& window) {
 
 template <typename PixelT>
 SGrey8Image windowed(IImageReader& reader, const SGreyWindow& window) {
-    SGrey8Image result{make_image(IMAGE_GREY_8, reader.Info()), window, 0};
+    SGrey8Image result;
+    result.image = make_image(IMAGE_GREY_8, reader.Info());
+    result.window = window;
     auto* grey = result.image->template Pixels<std::uint8_t>();
     visit_slices<PixelT>(reader, [&](const std::vector<PixelT>& slice, std::size_t first) {
         for (std::size_t i = 0; i < slice.size(); ++i) {
@@ -176,7 +178,9 @@ SGrey8Image ReadGrey8(IImageReader& reader, const std::optional<SGreyWindow>& wi
     if (window) {
         check_window(*window);
     } else if (reader.Info().pixelType == EPixelType::u8) {
-        return {ReadImage(reader), std::nullopt, 0};
+        SGrey8Image same;
+        same.image = ReadImage(reader);
+        return same;
     }
     const SGreyWindow applied = window ? *window : range_as_window(reader);
     return with_pixel_type(reader, [&](auto pixel) { return windowed<decltype(pixel)>(reader, applied); });

@@ -108,9 +108,8 @@ std::size_t IImageReader::SliceBytes() const {
 void IImageReader::ReadSlices(long long firstSlice, long long sliceCount, void* pixels) {
     const long long present = SliceCount();
     if (firstSlice < 0 || sliceCount < 0 || firstSlice > present || sliceCount > present - firstSlice) {
-        throw std::out_of_range("slices " + std::to_string(firstSlice) + " to " +
-                                std::to_string(firstSlice + sliceCount - 1) + " of an image of " +
-                                std::to_string(present));
+        throw std::out_of_range(std::to_string(sliceCount) + " slices from " + std::to_string(firstSlice) +
+                                " on, of an image of " + std::to_string(present));
     }
     read_slices(firstSlice, sliceCount, static_cast<std::byte*>(pixels));
 }

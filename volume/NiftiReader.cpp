@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 namespace TEVRA::volume {
@@ -32,7 +33,7 @@ class CNiftiHeader {
         }
         bytes.Read(0, m_isTwo ? NIFTI2_BYTES : NIFTI1_BYTES, m_bytes.data());
         const char* magic = reinterpret_cast<const char*>(m_bytes.data()) + (m_isTwo ? 4 : 344);
-        if (std::strncmp(magic, m_isTwo ? "n+2" : "n+1", 4) != 0) {
+        if (std::string_view(magic, 3) != (m_isTwo ? "n+2" : "n+1")) {
             throw CInputError(path + ": is not a NIfTI file with header and pixels in one; save it as .nii");
         }
     }

@@ -43,11 +43,12 @@ std::string ome_text(const CSize& size, EPixelType type, const std::array<double
     text += std::string(" Type=\"") + ome_type(type) + "\" SizeC=\"1\" SizeT=\"1\"";
     for (int axis = 0; axis < 3; ++axis) {
         const std::string name = axes[static_cast<std::size_t>(axis)];
-        text += " Size" + name + "=\"" + std::to_string(size[axis]) + "\"";
+        text.append(" Size").append(name).append("=\"").append(std::to_string(size[axis])).append("\"");
         if (axis < size.Dim()) {
             const std::string distance = NumberText(spacing[static_cast<std::size_t>(axis)]);
-            text += " PhysicalSize" + name + "=\"" + distance + "\"";
-            text += " PhysicalSize" + name + "Unit=\"" + (unit == "um" ? "\xC2\xB5m" : unit) + "\"";
+            text.append(" PhysicalSize").append(name).append("=\"").append(distance).append("\"");
+            text.append(" PhysicalSize").append(name).append("Unit=\"");
+            text.append(unit == "um" ? "\xC2\xB5m" : unit).append("\"");
         }
     }
     return text + "><TiffData/></Pixels></Image></OME>";
