@@ -92,17 +92,6 @@ SValueRange range_of(IImageReader& reader) {
     return range;
 }
 
-std::uint8_t grey_of(double value, const SGreyWindow& window) {
-    if (!(value > window.lo)) {
-        return 0;
-    }
-    if (value >= window.hi) {
-        return static_cast<std::uint8_t>(LARGEST_GREY);
-    }
-    const double grey = LARGEST_GREY * ((value - window.lo) / (window.hi - window.lo));
-    return static_cast<std::uint8_t>(std::floor(grey + 0.5));
-}
-
 template <typename PixelT>
 SGrey8Image windowed(IImageReader& reader, const SGreyWindow& window) {
     SGrey8Image result;
@@ -112,18 +101,11 @@ SGrey8Image windowed(IImageReader& reader, const SGreyWindow& window) {
     visit_slices<PixelT>(reader, [&](const std::vector<PixelT>& slice, std::size_t first) {
         for (std::size_t i = 0; i < slice.size(); ++i) {
             const auto value = static_cast<double>(slice[i]);
-            grey[first + i] = grey_of(value, window); // NaN: 0
+            grey[first + i] = GreyOf(value, window);
             result.nanCount += std::isnan(value) ? 1 : 0;
         }
     });
     return result;
-}
-
-void check_window(const SGreyWindow& window) {
-    if (!std::isfinite(window.lo) || !std::isfinite(window.hi) || !(window.lo < window.hi)) {
-        throw CInputError("grey window " + NumberText(window.lo) + "," + NumberText(window.hi) +
-                          ": must be two finite numbers, the lower one first");
-    }
 }
 
 SGreyWindow range_as_window(IImageReader& reader) {
@@ -136,27 +118,37 @@ SGreyWindow range_as_window(IImageReader& reader) {
     return {range.lo, range.hi};
 }
 
-/// The values of a mask that were seen so far.
-class CMaskValues {
-  public:
-    /// @throws CInputError if it is one too many.
-    void Add(double value) {
-        if (value == m_foreground) {
-            return;
-        }
-        if (!std::isnan(m_foreground) || std::isnan(value)) {
-            throw CInputError("the mask is not two-valued: besides 0 it holds " +
-                              (std::isnan(m_foreground) ? "" : NumberText(m_foreground) + " and ") +
-                              NumberText(value) + "; give an image of 0 and one other value");
-        }
-        m_foreground = value;
-    }
-
-  private:
-    double m_foreground = std::numeric_limits<double>::quiet_NaN();
-};
-
 } // namespace
+
+std::uint8_t GreyOf(double value, const SGreyWindow& window) {
+    if (!(value > window.lo)) {
+        return 0;
+    }
+    if (value >= window.hi) {
+        return static_cast<std::uint8_t>(LARGEST_GREY);
+    }
+    const double grey = LARGEST_GREY * ((value - window.lo) / (window.hi - window.lo));
+    return static_cast<std::uint8_t>(std::floor(grey + 0.5));
+}
+
+void CheckWindow(const SGreyWindow& window) {
+    if (!std::isfinite(window.lo) || !std::isfinite(window.hi) || !(window.lo < window.hi)) {
+        throw CInputError("grey window " + NumberText(window.lo) + "," + NumberText(window.hi) +
+                          ": must be two finite numbers, the lower one first");
+    }
+}
+
+void CMaskValues::Add(double value) {
+    if (value == m_foreground) {
+        return;
+    }
+    if (!std::isnan(m_foreground) || std::isnan(value)) {
+        throw CInputError("the mask is not two-valued: besides 0 it holds " +
+                          (std::isnan(m_foreground) ? "" : NumberText(m_foreground) + " and ") +
+                          NumberText(value) + "; give an image of 0 and one other value");
+    }
+    m_foreground = value;
+}
 
 std::unique_ptr<CImage> ReadImage(IImageReader& reader) {
     std::unique_ptr<CImage> image = make_image(image_type(reader.Info().pixelType), reader.Info());
@@ -176,7 +168,7 @@ SValueRange ValueRange(IImageReader& reader) {
 
 SGrey8Image ReadGrey8(IImageReader& reader, const std::optional<SGreyWindow>& window) {
     if (window) {
-        check_window(*window);
+        CheckWindow(*window);
     } else if (reader.Info().pixelType == EPixelType::u8) {
         SGrey8Image same;
         same.image = ReadImage(reader);

@@ -4,6 +4,8 @@
 #include "volume/ImageReader.h"
 #include "zeklib2image/Image.h"
 
+#include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 
@@ -29,6 +31,21 @@ struct SGrey8Image {
     /// The window that was applied; nothing if the file's 8-bit pixels passed unchanged.
     std::optional<SGreyWindow> window;
     long long nanCount = 0; ///< pixels without a value, now 0
+};
+
+/// The 8-bit grey value of a value under a window, rounded to the nearest; 0 for NaN.
+std::uint8_t GreyOf(double value, const SGreyWindow& window);
+/// @throws CInputError unless the window's ends are finite and lo < hi.
+void CheckWindow(const SGreyWindow& window);
+
+/// The values of a mask that were seen so far.
+class CMaskValues {
+  public:
+    /// @param value not 0. @throws CInputError if it is one too many.
+    void Add(double value);
+
+  private:
+    double m_foreground = std::numeric_limits<double>::quiet_NaN(); // none yet
 };
 
 // All of the following read the whole file and report progress, one step per slice, to the calling thread's

@@ -1,0 +1,284 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "stream/ColumnSmoothing.h"
+
+#include "stream/RankSlices.h"
+
+#include "Utils/visitors/PointOperationStatistics.h"
+
+#include <algorithm>
+#include <array>
+#include <span>
+#include <variant>
+#include <vector>
+
+namespace TEVRA::stream {
+namespace {
+
+using Impl::SRecursionPlanes;
+using Impl::SRecursiveGaussian;
+using Impl::SSampledGaussian;
+
+/// Samples of a tile should stay in the second-level cache on their way up and down.
+constexpr std::size_t SAMPLES_PER_TILE = 65536;
+/// A cache line's worth of floats at least; more than 256 columns and the recursion's states leave the
+/// first-level cache.
+constexpr std::size_t FEWEST_COLUMNS = 16;
+constexpr std::size_t MOST_COLUMNS = 256;
+
+/// Tags of messages.
+constexpr int UPWARDS = 1;
+constexpr int DOWNWARDS = 2;
+
+std::size_t columns_per_tile(long long slices) {
+    const std::size_t fitting =
+        SAMPLES_PER_TILE / static_cast<std::size_t>(slices) / FEWEST_COLUMNS * FEWEST_COLUMNS;
+    return std::clamp(fitting, FEWEST_COLUMNS, MOST_COLUMNS);
+}
+
+/// Columns side by side: pixels `first` on of every slice.
+struct STile {
+    std::size_t first;
+    std::size_t columns;
+};
+
+/// Extents of the values of columns side by side, each updated by itself so that many are at a time.
+class CColumnExtents {
+  public:
+    void Start(std::size_t columns) {
+        m_lo.assign(columns, SExtent{}.lo);
+        m_hi.assign(columns, SExtent{}.hi);
+    }
+    void Add(std::span<const float> row) {
+        float* const lo = m_lo.data();
+        float* const hi = m_hi.data();
+        const float* const values = row.data();
+        const std::size_t count = row.size();
+#pragma GCC ivdep
+        for (std::size_t k = 0; k < count; ++k) {
+            lo[k] = values[k] < lo[k] ? values[k] : lo[k];
+            hi[k] = values[k] > hi[k] ? values[k] : hi[k];
+        }
+    }
+    void AddTo(SExtent& extent) const {
+        visitors::CAnalyzerMinMax<float> all;
+        for (const auto* values : {&m_lo, &m_hi}) {
+            for (const float value : *values) {
+                all(value);
+            }
+        }
+        extent = {std::min(extent.lo, all.Min()), std::max(extent.hi, all.Max())};
+    }
+
+  private:
+    std::vector<float> m_lo;
+    std::vector<float> m_hi;
+};
+
+/// What one worker needs.
+struct SWorkspace {
+    std::vector<float> samples; // of a tile: for each slice, one sample of each column
+    std::vector<float> last;
+    CColumnExtents columnExtents;
+    SExtent extent;
+};
+
+class CColumns {
+  public:
+    CColumns(const SColumnSmoothing& task, CWorkers& workers, ICommunicator& ranks)
+        : m_task(task), m_workers(workers), m_ranks(ranks), m_own(task.own),
+          m_tileColumns(columns_per_tile(std::max(task.own.Count(), 1LL))),
+          m_workspaces(static_cast<std::size_t>(workers.Count())) {
+        const std::size_t samples =
+            m_tileColumns * static_cast<std::size_t>(m_own.Count() + 2 * HaloSlices(task.gaussian));
+        for (SWorkspace& workspace : m_workspaces) {
+            workspace.samples.resize(samples);
+            workspace.last.resize(m_tileColumns);
+        }
+    }
+
+    SExtent Run(IProgressMonitor& progress) {
+        std::visit([&](const auto& gaussian) { run(gaussian, progress); }, m_task.gaussian);
+        SExtent extent;
+        for (const SWorkspace& workspace : m_workspaces) {
+            extent = {std::min(extent.lo, workspace.extent.lo), std::max(extent.hi, workspace.extent.hi)};
+        }
+        return extent;
+    }
+
+  private:
+    std::size_t pixels() const { return m_task.store.SlicePixels(); }
+    long long strip_count() const {
+        return static_cast<long long>((pixels() + m_task.stripPixels - 1) / m_task.stripPixels);
+    }
+    STile strip_at(long long strip) const {
+        const std::size_t first = static_cast<std::size_t>(strip) * m_task.stripPixels;
+        return {first, std::min(m_task.stripPixels, pixels() - first)};
+    }
+    std::span<float> row(const STile& tile, long long z) const {
+        return {m_task.store.Slice(z) + tile.first, tile.columns};
+    }
+    std::span<float> samples(const STile& tile, SWorkspace& workspace, long long position) const {
+        return std::span(workspace.samples)
+            .subspan(static_cast<std::size_t>(position) * tile.columns, tile.columns);
+    }
+
+    /// Calls `work(tile, workspace)` for all tiles of a strip; threads share them.
+    template <typename WorkT>
+    void for_each_tile(const STile& strip, const WorkT& work) {
+        const std::size_t tiles = (strip.columns + m_tileColumns - 1) / m_tileColumns;
+        m_workers.Run(static_cast<long long>(tiles), [&](long long task, int worker) {
+            const std::size_t offset = static_cast<std::size_t>(task) * m_tileColumns;
+            const STile tile{strip.first + offset, std::min(m_tileColumns, strip.columns - offset)};
+            work(tile, m_workspaces[static_cast<std::size_t>(worker)]);
+        });
+    }
+
+    /// Every process takes a strip up and, as many strips later as there are processes above it, down again.
+    void run(const SRecursiveGaussian& filter, IProgressMonitor& progress) {
+        const long long strips = strip_count();
+        const long long lag = m_ranks.Size() - 1 - m_ranks.Rank();
+        CProgressReport report(progress, strips + lag, "Smoothing across slices...");
+        for (long long step = 0; step < strips + lag; ++step) {
+            if (step < strips) {
+                go_up(filter, strip_at(step));
+            }
+            if (!m_ranks.IsLast() && step >= lag) {
+                go_down(filter, strip_at(step - lag));
+            }
+            m_task.store.Forget();
+            report.Step();
+        }
+    }
+
+    /// On the last process a strip turns round at once.
+    void go_up(const SRecursiveGaussian& filter, const STile& strip) {
+        std::vector<double> memory(SRecursionPlanes::MemoryFor(strip.columns));
+        const SRecursionPlanes states = SRecursionPlanes::Over(memory);
+        const bool isFirst = m_ranks.IsFirst();
+        if (!isFirst) {
+            receive(m_ranks.Rank() - 1, UPWARDS, memory);
+        }
+        for_each_tile(strip, [&](const STile& tile, SWorkspace& workspace) {
+            const SRecursionPlanes tileStates = states.From(tile.first - strip.first);
+            if (isFirst) {
+                StartCausal(tileStates, row(tile, m_own.first));
+            }
+            if (m_ranks.IsLast()) {
+                up_and_down(filter, tileStates, tile, workspace);
+            } else {
+                for (long long z = m_own.first; z < m_own.end; ++z) {
+                    Step(filter, tileStates, row(tile, z), row(tile, z));
+                }
+            }
+        });
+        if (!m_ranks.IsLast()) {
+            m_ranks.Send(m_ranks.Rank() + 1, UPWARDS, MessageOf(std::span<const double>(memory)));
+        } else if (!isFirst) {
+            m_ranks.Send(m_ranks.Rank() - 1, DOWNWARDS, MessageOf(std::span<const double>(memory)));
+        }
+    }
+
+    void go_down(const SRecursiveGaussian& filter, const STile& strip) {
+        std::vector<double> memory(SRecursionPlanes::MemoryFor(strip.columns));
+        const SRecursionPlanes states = SRecursionPlanes::Over(memory);
+        receive(m_ranks.Rank() + 1, DOWNWARDS, memory);
+        for_each_tile(strip, [&](const STile& tile, SWorkspace& workspace) {
+            const SRecursionPlanes tileStates = states.From(tile.first - strip.first);
+            workspace.columnExtents.Start(tile.columns);
+            for (long long z = m_own.end; z-- > m_own.first;) {
+                Step(filter, tileStates, row(tile, z), row(tile, z));
+                workspace.columnExtents.Add(row(tile, z));
+            }
+            workspace.columnExtents.AddTo(workspace.extent);
+        });
+        if (!m_ranks.IsFirst()) {
+            m_ranks.Send(m_ranks.Rank() - 1, DOWNWARDS, MessageOf(std::span<const double>(memory)));
+        }
+    }
+
+    void up_and_down(const SRecursiveGaussian& filter, const SRecursionPlanes& states, const STile& tile,
+                     SWorkspace& workspace) {
+        for (long long z = m_own.first; z < m_own.end; ++z) {
+            Step(filter, states, row(tile, z), samples(tile, workspace, z - m_own.first));
+        }
+        StartAnticausal(filter, states, row(tile, m_own.end - 1));
+        workspace.columnExtents.Start(tile.columns);
+        for (long long z = m_own.end; z-- > m_own.first;) {
+            Step(filter, states, samples(tile, workspace, z - m_own.first), row(tile, z));
+            workspace.columnExtents.Add(row(tile, z));
+        }
+        workspace.columnExtents.AddTo(workspace.extent);
+    }
+
+    void run(const SSampledGaussian& kernel, IProgressMonitor& progress) {
+        ExchangeHalo(m_task.store, HaloSlices(m_task.gaussian), m_task.depth, m_ranks);
+        const long long strips = strip_count();
+        CProgressReport report(progress, strips, "Smoothing across slices...");
+        for (long long strip = 0; strip < strips; ++strip) {
+            for_each_tile(strip_at(strip), [&](const STile& tile, SWorkspace& workspace) {
+                smooth_by_kernel(kernel, tile, workspace);
+            });
+            m_task.store.Forget();
+            report.Step();
+        }
+    }
+
+    void smooth_by_kernel(const SSampledGaussian& kernel, const STile& tile, SWorkspace& workspace) {
+        const auto radius = static_cast<long long>(kernel.radius);
+        const long long first = std::max(m_own.first - radius, 0LL);
+        const long long end = std::min(m_own.end + radius, m_task.depth);
+        for (long long z = first; z < end; ++z) {
+            const std::span<const float> source = row(tile, z);
+            std::copy(source.begin(), source.end(), samples(tile, workspace, z - first).begin());
+        }
+        std::array<const float*, 2 * SSampledGaussian::c_largestRadius + 1> rows{};
+        const std::size_t neighbours = 2 * kernel.radius + 1;
+        workspace.columnExtents.Start(tile.columns);
+        for (long long z = m_own.first; z < m_own.end; ++z) {
+            for (std::size_t k = 0; k < neighbours; ++k) {
+                const long long neighbour =
+                    std::clamp(z - radius + static_cast<long long>(k), 0LL, m_task.depth - 1);
+                rows[k] = samples(tile, workspace, neighbour - first).data();
+            }
+            WeightedSum(kernel, std::span(rows).first(neighbours), row(tile, z));
+            workspace.columnExtents.Add(row(tile, z));
+        }
+        workspace.columnExtents.AddTo(workspace.extent);
+    }
+
+    void receive(int from, int tag, std::vector<double>& numbers) {
+        CopyMessage(m_ranks.Receive(from, tag), std::as_writable_bytes(std::span(numbers)));
+    }
+
+    const SColumnSmoothing& m_task;
+    CWorkers& m_workers;
+    ICommunicator& m_ranks;
+    SSliceRange m_own;
+    std::size_t m_tileColumns;
+    std::vector<SWorkspace> m_workspaces; // by worker
+};
+
+} // namespace
+
+SExtent SmoothColumns(const SColumnSmoothing& task, CWorkers& workers, ICommunicator& ranks,
+                      IProgressMonitor& progress) {
+    return CColumns(task, workers, ranks).Run(progress);
+}
+
+long long HaloSlices(const Impl::Gaussian& gaussian) {
+    const auto* const kernel = std::get_if<SSampledGaussian>(&gaussian);
+    return kernel == nullptr ? 0 : static_cast<long long>(kernel->radius);
+}
+
+std::size_t ColumnBytesPerWorker(const Impl::Gaussian& gaussian, long long slices) {
+    const std::size_t columns = columns_per_tile(slices);
+    return columns * static_cast<std::size_t>(slices + 2 * HaloSlices(gaussian) + 3) * sizeof(float);
+}
+
+std::size_t ColumnStateBytes(const Impl::Gaussian& gaussian, std::size_t stripPixels) {
+    return std::holds_alternative<SRecursiveGaussian>(gaussian)
+               ? SRecursionPlanes::MemoryFor(stripPixels) * sizeof(double)
+               : 0;
+}
+
+} // namespace TEVRA::stream

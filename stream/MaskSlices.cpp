@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "stream/MaskSlices.h"
+
+namespace TEVRA::stream {
+
+void CMaskSlices::Read(const SSliceRange& slices, std::byte* foreground) {
+    const CSize& size = m_reader.Info().size;
+    const auto slicePixels = static_cast<std::size_t>(size[0] * size[1]);
+    m_raw.resize(m_reader.SliceBytes());
+    for (long long z = slices.first; z < slices.end; ++z) {
+        m_reader.ReadSlices(z, 1, m_raw.data());
+        switch (m_reader.Info().pixelType) {
+        case volume::EPixelType::u8:
+            convert<std::uint8_t>(foreground);
+            break;
+        case volume::EPixelType::u16:
+            convert<std::uint16_t>(foreground);
+            break;
+        case volume::EPixelType::f32:
+            convert<float>(foreground);
+            break;
+        }
+        foreground += slicePixels;
+    }
+}
+
+template <typename PixelT>
+void CMaskSlices::convert(std::byte* foreground) {
+    const auto* const raw = reinterpret_cast<const PixelT*>(m_raw.data());
+    const std::size_t count = m_raw.size() / sizeof(PixelT);
+    for (std::size_t i = 0; i < count; ++i) {
+        const bool set = raw[i] != PixelT{0};
+        if (set) {
+            m_values.Add(static_cast<double>(raw[i]));
+        }
+        foreground[i] = static_cast<std::byte>(set);
+    }
+}
+
+} // namespace TEVRA::stream

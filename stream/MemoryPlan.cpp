@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "stream/MemoryPlan.h"
+
+#include "stream/ColumnSmoothing.h"
+#include "stream/OrientationPass.h"
+#include "stream/RankSlices.h"
+#include "stream/TileSums.h"
+
+#include "VexoFilter/SmoothingPass.h"
+#include "volume/Failure.h"
+
+#include <algorithm>
+#include <unistd.h>
+
+namespace TEVRA::stream {
+namespace {
+
+using EKind = SScratchPlace::EKind;
+
+constexpr std::size_t MEGABYTE = std::size_t{1} << 20;
+/// The program and its libraries, and each thread's stack, heap and buffers of the smoothing in the plane.
+constexpr std::size_t PROGRAM_BYTES = 24 * MEGABYTE;
+constexpr std::size_t BYTES_PER_THREAD = 3 * MEGABYTE;
+/// Memory that comes with each run of mapped pixels at either end of it: pages are mapped in groups.
+constexpr std::size_t MAPPING_SLACK = 128 * 1024;
+/// A subfield's entry in the result document with its text in the result files.
+constexpr std::size_t DOCUMENT_BYTES_PER_TILE = 16 * 1024;
+constexpr std::size_t FOURTH_ORDER_BYTES_PER_TILE = 40 * 1024;
+/// Slabs of fewer pixels are not worth starting threads for.
+constexpr long long USEFUL_SLAB_PIXELS = 1 << 20;
+constexpr long long USEFUL_SLICES_PER_THREAD = 4;
+/// Strips per slice: enough for processes to work side by side.
+constexpr std::size_t USEFUL_STRIPS = 32;
+constexpr std::size_t STRIPS_PER_PROCESS = 16;
+constexpr std::size_t SMALLEST_STRIP_PIXELS = 4096;
+
+std::size_t bytes_of(long long count, std::size_t bytesEach) {
+    return static_cast<std::size_t>(count) * bytesEach;
+}
+
+/// Memory of the passes of one cut.
+class CDemand {
+  public:
+    explicit CDemand(const SWorkload& workload)
+        : m_workload(workload), m_gaussian(Impl::GaussianFromSigma(workload.sigmaPx)),
+          m_own(SlicesOfRank(workload.imageSize[2], workload.processes, 0).Count()),
+          m_slicePixels(static_cast<std::size_t>(workload.imageSize[0] * workload.imageSize[1])) {}
+
+    long long Slices() const { return m_own; }
+    std::size_t SlicePixels() const { return m_slicePixels; }
+
+    std::size_t ScratchBytes() const {
+        const long long halo = std::max(HaloSlices(m_gaussian), 1LL) * (m_workload.processes > 1 ? 2 : 0);
+        return bytes_of(std::min(m_own + halo, m_workload.imageSize[2]), m_slicePixels * sizeof(float));
+    }
+
+    std::size_t PeakBytes(const SMemoryPlan& plan) const {
+        const bool isInFile = plan.scratchKind == EKind::file;
+        const std::size_t threads = static_cast<std::size_t>(m_workload.threads);
+        const std::size_t working =
+            std::max({reading(plan, isInFile), columns(plan, isInFile), orientations(plan, isInFile)});
+        const std::size_t scratch = isInFile ? 0 : plan.scratchBytes;
+        const std::size_t document =
+            bytes_of(m_workload.tiles,
+                     m_workload.withFourthOrder ? FOURTH_ORDER_BYTES_PER_TILE : DOCUMENT_BYTES_PER_TILE);
+        return PROGRAM_BYTES + threads * BYTES_PER_THREAD + std::max(scratch + working, document);
+    }
+
+  private:
+    std::size_t mapped(std::size_t bytes) const { return bytes + MAPPING_SLACK; }
+
+    std::size_t reading(const SMemoryPlan& plan, bool isInFile) const {
+        const std::size_t raw = m_slicePixels * m_workload.bytesPerPixel;
+        const std::size_t slab = bytes_of(plan.slabSlices, m_slicePixels * sizeof(float));
+        return bytes_of(2 * plan.slabSlices + 1 + m_workload.threads, raw) + (isInFile ? mapped(slab) : 0);
+    }
+    std::size_t columns(const SMemoryPlan& plan, bool isInFile) const {
+        const std::size_t run = mapped(plan.stripPixels * sizeof(float));
+        const std::size_t strips = 2 * ColumnStateBytes(m_gaussian, plan.stripPixels) *
+                                   static_cast<std::size_t>(m_workload.processes);
+        return bytes_of(m_workload.threads, ColumnBytesPerWorker(m_gaussian, m_own)) + strips +
+               (isInFile ? bytes_of(std::min(m_own, m_workload.imageSize[2]), run) : 0);
+    }
+    std::size_t orientations(const SMemoryPlan& plan, bool isInFile) const {
+        const std::size_t maps = m_workload.wantsAngles ? 2 * 2 * m_slicePixels * sizeof(float) : 0;
+        const std::size_t mask = m_workload.hasMask ? 2 * m_slicePixels : 0;
+        const std::size_t sums = bytes_of(m_workload.tilesPerSlice * 2, sizeof(SSums<3>));
+        const std::size_t slices = bytes_of(plan.slabSlices + 2, m_slicePixels * sizeof(float));
+        return bytes_of(plan.slabSlices, maps + mask + sums) + (isInFile ? mapped(slices) : 0) +
+               bytes_of(m_workload.threads, OrientationBytesPerWorker(m_workload.imageSize[0])) +
+               bytes_of(m_workload.tiles, sizeof(SSums<3>));
+    }
+
+    const SWorkload& m_workload;
+    Impl::Gaussian m_gaussian;
+    long long m_own;
+    std::size_t m_slicePixels;
+};
+
+SMemoryPlan useful_plan(const SWorkload& workload, const CDemand& demand) {
+    SMemoryPlan plan;
+    plan.scratchBytes = demand.ScratchBytes();
+    const auto slicePixels = static_cast<long long>(demand.SlicePixels());
+    plan.slabSlices = std::max(USEFUL_SLICES_PER_THREAD * workload.threads,
+                               (USEFUL_SLAB_PIXELS + slicePixels - 1) / slicePixels);
+    plan.slabSlices = std::clamp(plan.slabSlices, 1LL, demand.Slices());
+    const std::size_t strips =
+        std::max(USEFUL_STRIPS, STRIPS_PER_PROCESS * static_cast<std::size_t>(workload.processes));
+    plan.stripPixels = std::max(demand.SlicePixels() / strips, SMALLEST_STRIP_PIXELS);
+    return plan;
+}
+
+/// Halves a number, but not below `least`. @return whether it could.
+template <typename T>
+bool halve(T& number, T least) {
+    const T half = std::max((number + 1) / 2, least);
+    const bool isSmaller = half < number;
+    number = std::min(half, number);
+    return isSmaller;
+}
+
+} // namespace
+
+SMemoryPlan PlanMemory(const SWorkload& workload, std::size_t budgetBytes) {
+    const CDemand demand(workload);
+    SMemoryPlan plan = useful_plan(workload, demand);
+    plan.budgetBytes = budgetBytes;
+    plan.peakBytes = demand.PeakBytes(plan);
+    if (plan.peakBytes <= budgetBytes) {
+        return plan;
+    }
+    plan.scratchKind = EKind::file;
+    for (bool canShrink = true; canShrink && (plan.peakBytes = demand.PeakBytes(plan)) > budgetBytes;) {
+        const bool fewerSlices = halve(plan.slabSlices, 1LL);
+        const bool smallerStrips = halve(plan.stripPixels, SMALLEST_STRIP_PIXELS);
+        canShrink = fewerSlices || smallerStrips;
+    }
+    if (plan.peakBytes > budgetBytes) {
+        throw volume::CEnvironmentError("this analysis needs " + BytesText(plan.peakBytes) +
+                                        " of memory at least, but is allowed " + BytesText(budgetBytes) +
+                                        "; give more --memory, fewer --threads or larger subfields");
+    }
+    return plan;
+}
+
+std::size_t DefaultBudget() {
+    const long pages = sysconf(_SC_PHYS_PAGES);
+    const long pageBytes = sysconf(_SC_PAGESIZE);
+    constexpr std::size_t UNKNOWN = 1024 * MEGABYTE;
+    return pages > 0 && pageBytes > 0
+               ? static_cast<std::size_t>(pages) / 2 * static_cast<std::size_t>(pageBytes)
+               : UNKNOWN;
+}
+
+} // namespace TEVRA::stream

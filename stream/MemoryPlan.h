@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "stream/ScratchStore.h"
+
+#include "zeklib2image/Size.h"
+
+#include <cstddef>
+#include <string>
+
+namespace TEVRA::stream {
+
+/// What the memory of an analysis depends on.
+struct SWorkload {
+    CSize imageSize;
+    double sigmaPx = 0.0;          ///< of the smoothing
+    std::size_t bytesPerPixel = 1; ///< of the image as its file holds it
+    bool hasMask = false;
+    bool wantsAngles = false;
+    bool withFourthOrder = false;
+    long long tiles = 1; ///< of the layout, along all axes
+    long long tilesPerSlice = 1;
+    int threads = 1;
+    int processes = 1; ///< that share the slices
+};
+
+/// How an analysis is cut so that it obeys a budget of memory; of one process, the one with most slices.
+struct SMemoryPlan {
+    std::size_t budgetBytes = 0;
+    std::size_t peakBytes = 0;    ///< most memory that is expected to be in use at a time
+    std::size_t scratchBytes = 0; ///< of smoothed slices, in memory (part of the peak) or in a file
+    SScratchPlace::EKind scratchKind = SScratchPlace::EKind::memory;
+    long long slabSlices = 1;    ///< read, worked on and written at a time
+    std::size_t stripPixels = 1; ///< of every slice, smoothed across slices at a time
+};
+
+/// The plan for a budget: scratch in memory if that fits, else in a file, and slabs and strips as large as
+/// is useful and fits.
+/// @throws volume::CEnvironmentError if the budget is too small for any plan, naming what is needed.
+SMemoryPlan PlanMemory(const SWorkload& workload, std::size_t budgetBytes);
+
+/// Half of the machine's memory.
+std::size_t DefaultBudget();
+
+} // namespace TEVRA::stream

@@ -1,0 +1,260 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "stream/OrientationPass.h"
+
+#include "stream/HessianRows.h"
+#include "stream/SlabReader.h"
+
+#include "FilterOrientations/HessianAxis.h"
+#include "FilterOrientations/OrientationSums.h"
+
+#include <algorithm>
+#include <array>
+#include <future>
+#include <memory>
+#include <vector>
+
+namespace TEVRA::stream {
+namespace {
+
+/// Rows that a worker needs besides those of the Hessian: foreground, two angles.
+constexpr std::size_t ROWS_PER_WORKER = 6 + 5 + 3;
+
+/// The angle slices of a slab.
+struct SAngleSlab {
+    std::vector<float> theta;
+    std::vector<float> phi;
+};
+
+/// Hands slabs of angles to the sink, one while the next is being made.
+template <std::size_t Dim>
+class CAngleWriter {
+  public:
+    CAngleWriter(IAngleSink* sink, std::size_t slabPixels) : m_sink(sink) {
+        for (SAngleSlab& slab : m_slabs) {
+            slab.theta.resize(sink != nullptr ? slabPixels : 0);
+            slab.phi.resize(sink != nullptr && Dim == 3 ? slabPixels : 0);
+        }
+    }
+    CAngleWriter(const CAngleWriter&) = delete; // the writing thread knows the object
+    CAngleWriter& operator=(const CAngleWriter&) = delete;
+
+    bool IsWanted() const noexcept { return m_sink != nullptr; }
+    SAngleSlab& Slab() { return m_slabs[m_current]; }
+    /// The current slab is complete; there is another one now. @throws what writing the one before threw.
+    void Write(const SSliceRange& slices) {
+        if (m_sink == nullptr) {
+            return;
+        }
+        Finish();
+        m_writing = std::async(std::launch::async, [this, slices, slab = &m_slabs[m_current]] {
+            m_sink->Write(slices, slab->theta.data(), Dim == 3 ? slab->phi.data() : nullptr);
+        });
+        m_current = 1 - m_current;
+    }
+    void Finish() {
+        if (m_writing.valid()) {
+            m_writing.get();
+        }
+    }
+
+  private:
+    IAngleSink* m_sink;
+    std::array<SAngleSlab, 2> m_slabs;
+    std::size_t m_current = 0;
+    std::future<void> m_writing; // last: its end is waited for before the slabs go
+};
+
+/// What one worker needs.
+template <std::size_t Dim>
+struct SWorkspace {
+    explicit SWorkspace(std::size_t width)
+        : hessian(width), axis(Impl::CHessianAxis<Dim>::EEigenvalue::smallest), foreground(width),
+          theta(width), phi(width) {}
+
+    CHessianRows<Dim> hessian;
+    Impl::CHessianAxis<Dim> axis;
+    std::vector<std::byte> foreground;
+    std::vector<float> theta;
+    std::vector<float> phi;
+    long long axes = 0;
+};
+
+template <std::size_t Dim>
+class COrientations {
+  public:
+    using Sums = SSums<Dim>;
+
+    COrientations(const SOrientationPass& pass, CTileSums<Dim>& sums, CWorkers& workers)
+        : m_pass(pass), m_sums(sums), m_workers(workers),
+          m_width(static_cast<std::size_t>(pass.imageSize[0])),
+          m_height(static_cast<std::size_t>(pass.imageSize[1])) {
+        for (int worker = 0; worker < workers.Count(); ++worker) {
+            m_workspaces.push_back(std::make_unique<SWorkspace<Dim>>(m_width));
+        }
+    }
+
+    long long Run(IProgressMonitor& progress) {
+        const long long slabSlices = m_pass.slabSlices;
+        const long long slabs = SlabCount(m_pass.own, slabSlices);
+        const auto slices = static_cast<std::size_t>(std::min(slabSlices, m_pass.own.Count()));
+        CAngleWriter<Dim> writer(m_pass.angles, slices * m_width * m_height);
+        std::unique_ptr<CSlabReader> mask;
+        if (m_pass.mask != nullptr) {
+            mask = std::make_unique<CSlabReader>(
+                [this](const SSliceRange& range, std::byte* pixels) { m_pass.mask->Read(range, pixels); },
+                m_pass.own, slabSlices, m_width * m_height);
+        }
+        CProgressReport report(progress, slabs, "Computing fiber directions...");
+        for (long long slab = 0; slab < slabs; ++slab) {
+            const SSliceRange range = SlabOf(m_pass.own, slabSlices, slab);
+            compute(range, mask ? mask->Next() : nullptr, writer);
+            writer.Write(range);
+            m_pass.store.Forget();
+            report.Step();
+        }
+        writer.Finish();
+        long long axes = 0;
+        for (const auto& workspace : m_workspaces) {
+            axes += workspace->axes;
+        }
+        return axes;
+    }
+
+  private:
+    /// Where the rows of a slab come from and go to, and their sums.
+    struct SSlab {
+        SSliceRange slices;
+        const std::byte* mask;
+        SAngleSlab* angles; // null if nobody wants them
+        std::vector<Sums> sums;
+    };
+
+    void compute(const SSliceRange& slices, const std::byte* mask, CAngleWriter<Dim>& writer) {
+        const std::size_t sumsPerSlice = CTileSums<Dim>::SumsPerSlice(m_pass.grid);
+        SSlab slab{slices, mask, writer.IsWanted() ? &writer.Slab() : nullptr,
+                   std::vector<Sums>(static_cast<std::size_t>(slices.Count()) * sumsPerSlice)};
+        const auto bands = static_cast<long long>(m_pass.grid.Bands().size());
+        m_workers.Run(slices.Count() * bands, [&](long long task, int worker) {
+            compute_band(slab, slices.first + task / bands, static_cast<std::size_t>(task % bands),
+                         *m_workspaces[static_cast<std::size_t>(worker)]);
+        });
+        for (long long z = slices.first; z < slices.end; ++z) {
+            const std::size_t first = static_cast<std::size_t>(z - slices.first) * sumsPerSlice;
+            m_sums.AddSlice(z, std::span<const Sums>(slab.sums).subspan(first, sumsPerSlice));
+        }
+    }
+
+    void compute_band(SSlab& slab, long long z, std::size_t number, SWorkspace<Dim>& workspace) {
+        const CTileGrid::SBand& band = m_pass.grid.Bands()[number];
+        const SSliceRange stored = m_pass.store.Slices();
+        workspace.hessian.GoTo({m_pass.store.Slice(std::max(z - 1, stored.first)), m_pass.store.Slice(z),
+                                m_pass.store.Slice(std::min(z + 1, stored.end - 1)), m_width, m_height});
+        const auto tiles = static_cast<std::size_t>(m_pass.grid.Tiles(0));
+        const auto slice = static_cast<std::size_t>(z - slab.slices.first);
+        const bool counts = band.tile >= 0 && m_pass.grid.TileAt(2, z) >= 0;
+        const std::span<Sums> sums = std::span(slab.sums).subspan(
+            slice * CTileSums<Dim>::SumsPerSlice(m_pass.grid) + number * tiles, tiles);
+        for (long long row = band.rows.lo; row < band.rows.hi; ++row) {
+            const auto y = static_cast<std::size_t>(row);
+            const std::size_t inSlab = (slice * m_height + y) * m_width;
+            float* const theta =
+                slab.angles != nullptr ? slab.angles->theta.data() + inSlab : workspace.theta.data();
+            float* const phi =
+                slab.angles != nullptr && Dim == 3 ? slab.angles->phi.data() + inSlab : workspace.phi.data();
+            const std::byte* foreground = slab.mask != nullptr ? slab.mask + inSlab : nullptr;
+            if (foreground == nullptr) {
+                foreground = exceeding(m_pass.store.Slice(z) + y * m_width, workspace);
+            }
+            find_axes(foreground, y, theta, phi, workspace);
+            for (std::size_t tile = 0; counts && tile < tiles; ++tile) {
+                add(m_pass.grid.Range(0, static_cast<long long>(tile)), theta, phi, sums[tile]);
+            }
+        }
+    }
+
+    const std::byte* exceeding(const float* smoothed, SWorkspace<Dim>& workspace) const {
+        for (std::size_t x = 0; x < m_width; ++x) {
+            workspace.foreground[x] =
+                static_cast<std::byte>(static_cast<double>(smoothed[x]) > m_pass.threshold);
+        }
+        return workspace.foreground.data();
+    }
+
+    void find_axes(const std::byte* foreground, std::size_t y, float* theta, float* phi,
+                   SWorkspace<Dim>& workspace) const {
+        std::fill_n(theta, m_width, Dim == 3 ? Impl::NO_COLATITUDE : Impl::NO_ANGLE);
+        std::fill_n(phi, Dim == 3 ? m_width : 0, Impl::NO_ANGLE);
+        if (std::all_of(foreground, foreground + m_width,
+                        [](std::byte set) { return set == std::byte{0}; })) {
+            return;
+        }
+        const typename CHessianRows<Dim>::Rows& rows = workspace.hessian.At(y);
+        std::array<double, Dim> axis{};
+        for (std::size_t x = 0; x < m_width; ++x) {
+            if (foreground[x] == std::byte{0}) {
+                continue;
+            }
+            std::size_t entry = 0;
+            for (std::size_t i = 0; i < Dim; ++i) {
+                for (std::size_t j = i; j < Dim; ++j) {
+                    workspace.axis.Set(i, j, static_cast<double>(rows[entry++][x]));
+                }
+            }
+            if (!workspace.axis.Compute(axis)) {
+                continue;
+            }
+            ++workspace.axes;
+            if constexpr (Dim == 3) {
+                const Impl::StAxisAngles angles = Impl::AnglesOfAxis(axis);
+                theta[x] = angles.colatitudeRad;
+                phi[x] = angles.longitudeRad;
+            } else {
+                theta[x] = Impl::AngleOfAxis(axis);
+            }
+        }
+    }
+
+    void add(const SPixelRange& range, const float* theta, const float* phi, Sums& sums) const {
+        for (long long x = range.lo; x < range.hi; ++x) {
+            if (!(theta[x] >= 0.0F)) {
+                continue;
+            }
+            std::array<double, Dim> axis{};
+            if constexpr (Dim == 3) {
+                axis = Impl::AxisOfAngles(theta[x], phi[x]);
+            } else {
+                axis = Impl::AxisOfAngle(theta[x]);
+            }
+            sums.second.Add(axis);
+            if (m_pass.withFourthOrder) {
+                sums.fourth.Add(axis);
+            }
+        }
+    }
+
+    const SOrientationPass& m_pass;
+    CTileSums<Dim>& m_sums;
+    CWorkers& m_workers;
+    std::size_t m_width;
+    std::size_t m_height;
+    std::vector<std::unique_ptr<SWorkspace<Dim>>> m_workspaces;
+};
+
+} // namespace
+
+IAngleSink::~IAngleSink() = default;
+
+template <std::size_t Dim>
+long long FindOrientations(const SOrientationPass& pass, CTileSums<Dim>& sums, CWorkers& workers,
+                           IProgressMonitor& progress) {
+    return COrientations<Dim>(pass, sums, workers).Run(progress);
+}
+
+template long long FindOrientations<2>(const SOrientationPass&, CTileSums<2>&, CWorkers&, IProgressMonitor&);
+template long long FindOrientations<3>(const SOrientationPass&, CTileSums<3>&, CWorkers&, IProgressMonitor&);
+
+std::size_t OrientationBytesPerWorker(long long width) {
+    return static_cast<std::size_t>(width) * sizeof(float) * ROWS_PER_WORKER;
+}
+
+} // namespace TEVRA::stream

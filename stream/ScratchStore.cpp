@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "stream/ScratchStore.h"
+
+#include "volume/Failure.h"
+
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <fcntl.h>
+#include <new>
+#include <string_view>
+#include <sys/mman.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace TEVRA::stream {
+namespace {
+
+[[noreturn]] void fail(const std::string& folder, std::size_t bytes, int reason) {
+    throw volume::CEnvironmentError("cannot keep " + BytesText(bytes) + " of intermediate images in '" +
+                                    folder + "': " + std::generic_category().message(reason) +
+                                    "; give another folder with --scratch, or more --memory");
+}
+
+/// A file without a name, open for reading and writing. @return its descriptor, or -1.
+int open_nameless_file(const std::string& folder) {
+    const int file = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (file >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)) {
+        return file;
+    }
+    // The file system knows no such files: one that loses its name at once.
+    std::string name = folder + "/.tevra-XXXXXX";
+    const int named = mkostemp(name.data(), O_CLOEXEC);
+    if (named >= 0) {
+        unlink(name.c_str());
+    }
+    return named;
+}
+
+class CDescriptor {
+  public:
+    explicit CDescriptor(int file) : m_file(file) {}
+    ~CDescriptor() {
+        if (m_file >= 0) {
+            close(m_file);
+        }
+    }
+    CDescriptor(const CDescriptor&) = delete;
+    CDescriptor& operator=(const CDescriptor&) = delete;
+    int Number() const noexcept { return m_file; }
+
+  private:
+    int m_file;
+};
+
+} // namespace
+
+CScratchStore::CScratchStore(const SScratchPlace& place, const SSliceRange& slices, std::size_t slicePixels)
+    : m_slices(slices), m_slicePixels(slicePixels),
+      m_bytes(static_cast<std::size_t>(slices.Count()) * slicePixels * sizeof(float)), m_kind(place.kind) {
+    if (m_bytes == 0) {
+        return;
+    }
+    if (m_kind == SScratchPlace::EKind::memory) {
+        map_memory();
+    } else {
+        map_file(place.folder);
+    }
+}
+
+CScratchStore::~CScratchStore() {
+    if (m_pixels != nullptr) {
+        munmap(m_pixels, m_bytes);
+    }
+}
+
+void CScratchStore::map_memory() {
+    void* const memory =
+        mmap(nullptr, m_bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (memory == MAP_FAILED) {
+        throw std::bad_alloc();
+    }
+    madvise(memory, m_bytes, MADV_HUGEPAGE); // a wish: fewer page faults
+    m_pixels = static_cast<float*>(memory);
+}
+
+void CScratchStore::map_file(const std::string& folder) {
+    const CDescriptor file(open_nameless_file(folder));
+    if (file.Number() < 0) {
+        fail(folder, m_bytes, errno);
+    }
+    if (const int reason = posix_fallocate(file.Number(), 0, static_cast<off_t>(m_bytes)); reason != 0) {
+        fail(folder, m_bytes, reason);
+    }
+    void* const memory = mmap(nullptr, m_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, file.Number(), 0);
+    if (memory == MAP_FAILED) {
+        fail(folder, m_bytes, errno);
+    }
+    m_pixels = static_cast<float*>(memory);
+}
+
+void CScratchStore::Forget() noexcept {
+    if (m_kind == SScratchPlace::EKind::file && m_pixels != nullptr) {
+        madvise(m_pixels, m_bytes, MADV_DONTNEED);
+    }
+}
+
+std::string BytesText(std::size_t bytes) {
+    constexpr std::array<const char*, 5> UNITS{"kB", "MB", "GB", "TB", "PB"};
+    auto amount = static_cast<double>(bytes) / 1024.0;
+    std::size_t unit = 0;
+    while (amount >= 1000.0 && unit + 1 < UNITS.size()) {
+        amount /= 1024.0;
+        ++unit;
+    }
+    const double step = amount < 10.0 ? 0.1 : 1.0;
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), amount < 10.0 ? "%.1f %s" : "%.0f %s",
+                  std::ceil(amount / step) * step, UNITS[unit]);
+    return text.data();
+}
+
+} // namespace TEVRA::stream

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "stream/SliceRange.h"
+
+#include <cstddef>
+#include <string>
+
+namespace TEVRA::stream {
+
+/// Where intermediate slices are kept.
+struct SScratchPlace {
+    enum class EKind { memory, file };
+    EKind kind = EKind::memory;
+    std::string folder{}; ///< of the temporary file
+};
+
+/// Room for a range of float slices of one size: in memory, or in a temporary file that is mapped into the
+/// address space.
+///
+/// The file has no name: it goes with the process, whatever ends it. All of its room is taken at once, so
+/// that a full disk shows before the work and not as a crash in the middle of it.
+class CScratchStore {
+  public:
+    /// @param slicePixels of one slice, 1 or more.
+    /// @throws std::bad_alloc, volume::CEnvironmentError if there is not enough room.
+    CScratchStore(const SScratchPlace& place, const SSliceRange& slices, std::size_t slicePixels);
+    ~CScratchStore();
+    CScratchStore(const CScratchStore&) = delete;
+    CScratchStore& operator=(const CScratchStore&) = delete;
+
+    const SSliceRange& Slices() const noexcept { return m_slices; }
+    std::size_t SlicePixels() const noexcept { return m_slicePixels; }
+    float* Slice(long long z) const noexcept {
+        return m_pixels + static_cast<std::size_t>(z - m_slices.first) * m_slicePixels;
+    }
+
+    /// What has been touched need not stay in memory: in a file it is still there.
+    void Forget() noexcept;
+
+  private:
+    void map_memory();
+    void map_file(const std::string& folder);
+
+    SSliceRange m_slices;
+    std::size_t m_slicePixels;
+    std::size_t m_bytes;
+    SScratchPlace::EKind m_kind;
+    float* m_pixels = nullptr;
+};
+
+/// "1.5 GB": a number of bytes as people write it, rounded up.
+std::string BytesText(std::size_t bytes);
+
+} // namespace TEVRA::stream

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "stream/SliceSmoothing.h"
+
+#include "stream/SliceView.h"
+
+namespace TEVRA::stream {
+namespace {
+
+/// Tells nobody anything: progress is reported between slabs.
+class CSilence : public IProgressMonitor {
+  public:
+    void BeginProgress(long long /*steps*/, const char* /*text*/) override {}
+    void StepProgress() override {}
+    bool CancelRequested() override { return false; }
+    void EndProgress() override {}
+};
+
+} // namespace
+
+CSliceSmoothing::CSliceSmoothing(const Impl::Gaussian& gaussian, const CGreySlices& grey, CWorkers& workers)
+    : m_gaussian(gaussian), m_grey(grey), m_workers(workers) {
+    for (int worker = 0; worker < workers.Count(); ++worker) {
+        m_slices.push_back(grey.NewSlice());
+    }
+}
+
+volume::SValueRange CSliceSmoothing::Smooth(const std::byte* raw, const SSliceRange& slab,
+                                            CScratchStore& store) {
+    const std::size_t rawBytes = m_grey.RawSliceBytes();
+    volume::SValueRange range = NoValues();
+    if (slab.Count() < m_workers.Count()) {
+        // Too few slices for all threads: these share one slice after the other.
+        for (long long z = slab.first; z < slab.end; ++z) {
+            const std::byte* const slice = raw + static_cast<std::size_t>(z - slab.first) * rawBytes;
+            range =
+                Together(range, smooth_slice(slice, store.Slice(z), *m_slices.front(), m_workers.Count()));
+        }
+        return range;
+    }
+    std::vector<volume::SValueRange> ranges(m_slices.size(), range);
+    m_workers.Run(slab.Count(), [&](long long task, int worker) {
+        const auto at = static_cast<std::size_t>(worker);
+        const std::byte* const slice = raw + static_cast<std::size_t>(task) * rawBytes;
+        ranges[at] =
+            Together(ranges[at], smooth_slice(slice, store.Slice(slab.first + task), *m_slices[at], 1));
+    });
+    for (const volume::SValueRange& part : ranges) {
+        range = Together(range, part);
+    }
+    return range;
+}
+
+volume::SValueRange CSliceSmoothing::smooth_slice(const std::byte* raw, float* smoothed, CImage& slice,
+                                                  int threads) const {
+    const volume::SValueRange range = m_grey.Prepare(raw, slice);
+    CSliceView view(smoothed, slice.Size());
+    const Impl::CPixelGrid source(static_cast<const IImage&>(slice));
+    Impl::CPixelGrid target(view);
+    Impl::TilePasses passes;
+    passes.push_back(std::make_unique<Impl::CSmoothingPass>(m_gaussian, source, target, 0));
+    if (source.Extent(1) > 1) {
+        passes.push_back(std::make_unique<Impl::CSmoothingPass>(m_gaussian, target, target, 1));
+    }
+    CSilence silence;
+    Impl::RunPasses(passes, threads, silence, "");
+    return range;
+}
+
+} // namespace TEVRA::stream

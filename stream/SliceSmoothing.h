@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "stream/GreySlices.h"
+#include "stream/ScratchStore.h"
+#include "stream/SliceRange.h"
+#include "stream/Workers.h"
+
+#include "VexoFilter/SmoothingPass.h"
+
+#include <memory>
+#include <vector>
+
+namespace TEVRA::stream {
+
+/// Smooths slices in their plane, by the host's passes along x and y.
+class CSliceSmoothing {
+  public:
+    /// @param gaussian, grey, workers must outlive the object.
+    CSliceSmoothing(const Impl::Gaussian& gaussian, const CGreySlices& grey, CWorkers& workers);
+
+    /// Smooths a slab of slices as read into the store. @return the range of the file's values in it.
+    volume::SValueRange Smooth(const std::byte* raw, const SSliceRange& slab, CScratchStore& store);
+
+  private:
+    volume::SValueRange smooth_slice(const std::byte* raw, float* smoothed, CImage& slice, int threads) const;
+
+    const Impl::Gaussian& m_gaussian;
+    const CGreySlices& m_grey;
+    CWorkers& m_workers;
+    std::vector<std::unique_ptr<CImage>> m_slices; // by worker
+};
+
+} // namespace TEVRA::stream

@@ -1,0 +1,299 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "stream/StreamingAnalysis.h"
+
+#include "stream/ColumnSmoothing.h"
+#include "stream/GreySlices.h"
+#include "stream/RankSlices.h"
+#include "stream/SlabReader.h"
+#include "stream/SliceSmoothing.h"
+
+#include "FilterOrientations/Threshold.h"
+#include "Utils/visitors/PointOperationStatistics.h"
+#include "VexoBase/ProgressMonitor.h"
+#include "VexoSegmentation/Otsu.h"
+#include "volume/Failure.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace TEVRA::stream {
+namespace {
+
+using Counts = std::vector<unsigned long long>;
+
+Impl::CSubfieldLayout layout_of(const SStreamInput& input, const SStreamParameters& parameters) {
+    return {input.image.Info().size, parameters.fiberRadius / parameters.spacing, parameters.subfieldPx};
+}
+
+SWorkload workload_of(const SStreamInput& input, const CTileGrid& grid, const SStreamParameters& parameters,
+                      int threads, int processes, bool wantsAngles) {
+    SWorkload workload{.imageSize = input.image.Info().size};
+    workload.sigmaPx = parameters.fiberRadius / parameters.spacing;
+    workload.bytesPerPixel = volume::BytesPerPixel(input.image.Info().pixelType);
+    workload.hasMask = input.mask != nullptr;
+    workload.wantsAngles = wantsAngles;
+    workload.withFourthOrder = parameters.withFourthOrder;
+    workload.tilesPerSlice = grid.Tiles(0) * grid.Tiles(1);
+    workload.tiles = workload.tilesPerSlice * grid.Tiles(2);
+    workload.threads = threads;
+    workload.processes = processes;
+    return workload;
+}
+
+void check(const SStreamInput& input, const Impl::CSubfieldLayout& layout, const ICommunicator& ranks) {
+    const CBox area = layout.EvaluatedArea();
+    for (int axis = 0; axis < layout.Dim(); ++axis) {
+        if (area.Point1()[axis] <= area.Point0()[axis] ||
+            layout.SubfieldSize()[static_cast<std::size_t>(axis)] < 1) {
+            throw std::invalid_argument(
+                "the image is all border of one fiber radius, or a subfield is empty");
+        }
+    }
+    if (input.mask != nullptr && !(input.mask->Info().size == input.image.Info().size)) {
+        throw std::invalid_argument("the mask is not of the image's size");
+    }
+    if (ranks.Size() > input.image.SliceCount()) {
+        throw volume::CInputError("the image has " + std::to_string(input.image.SliceCount()) +
+                                  " slices, but " + std::to_string(ranks.Size()) +
+                                  " processes want to share them; start at most as many as there are slices");
+    }
+}
+
+} // namespace
+
+CNoForegroundError::CNoForegroundError(EReason reason)
+    : std::runtime_error(reason == EReason::constantImage ? "all pixels have the same grey value"
+                                                          : "no pixel of the evaluated area is foreground"),
+      m_reason(reason) {}
+
+/// One run: the passes one after the other.
+class CStreamingAnalysis::CRun {
+  public:
+    CRun(CStreamingAnalysis& analysis, IAngleSink* angles)
+        : m_analysis(analysis), m_input(analysis.m_input), m_ranks(analysis.m_ranks), m_angles(angles),
+          m_plan(analysis.m_plan), m_depth(analysis.m_input.image.SliceCount()),
+          m_own(SlicesOfRank(m_depth, m_ranks.Size(), m_ranks.Rank())),
+          m_workers(analysis.m_resources.threads),
+          m_gaussian(
+              Impl::GaussianFromSigma(analysis.m_parameters.fiberRadius / analysis.m_parameters.spacing)),
+          m_store({m_plan.scratchKind, analysis.m_resources.scratchFolder},
+                  WithHalo(m_own, std::max(HaloSlices(m_gaussian), 1LL), m_depth),
+                  static_cast<std::size_t>(size()[0] * size()[1])) {}
+
+    SStreamResult Run() {
+        constexpr int PASSES = 4;
+        IProgressMonitor& monitor = CProgressMonitor::Obj();
+        CProgressReport report(monitor, PASSES, "");
+        SStreamResult result;
+        result.range = smooth_slices();
+        report.Step();
+        const SExtent extent = smooth_columns();
+        report.Step();
+        if (m_input.mask == nullptr) {
+            result.threshold = threshold(extent);
+        }
+        report.Step();
+        ExchangeHalo(m_store, 1, m_depth, m_ranks);
+        if (m_analysis.m_layout.Dim() == 3) {
+            find_orientations<3>(result);
+        } else {
+            find_orientations<2>(result);
+        }
+        report.Step();
+        return result;
+    }
+
+  private:
+    const CSize& size() const { return m_input.image.Info().size; }
+
+    /// Smooths once more if values that are no numbers turn up: what they become depends on all others.
+    volume::SValueRange smooth_slices() {
+        CGreySlices grey(m_input.image, m_input.window);
+        volume::SValueRange range = smooth_slices(grey);
+        if (range.nanCount + range.infiniteCount > 0 && grey.NeedsRange()) {
+            grey.Replace(range);
+            smooth_slices(grey);
+        }
+        if (range.lo > range.hi) {
+            throw volume::CInputError("the image has no finite value (" + std::to_string(range.nanCount) +
+                                      " NaN, " + std::to_string(range.infiniteCount) + " infinite)");
+        }
+        if (m_input.mask == nullptr && range.lo == range.hi) {
+            throw CNoForegroundError(CNoForegroundError::EReason::constantImage);
+        }
+        return range;
+    }
+
+    volume::SValueRange smooth_slices(CGreySlices& grey) {
+        CSlabReader reader([&grey](const SSliceRange& slices, std::byte* raw) { grey.Read(slices, raw); },
+                           m_own, m_plan.slabSlices, grey.RawSliceBytes());
+        CSliceSmoothing smoothing(m_gaussian, grey, m_workers);
+        const long long slabs = SlabCount(m_own, m_plan.slabSlices);
+        volume::SValueRange range = NoValues();
+        CProgressReport report(CProgressMonitor::Obj(), slabs, "Reading and smoothing slices...");
+        for (long long slab = 0; slab < slabs; ++slab) {
+            const SSliceRange slices = SlabOf(m_own, m_plan.slabSlices, slab);
+            range = Together(range, smoothing.Smooth(reader.Next(), slices, m_store));
+            m_store.Forget();
+            report.Step();
+        }
+        return together(range);
+    }
+
+    /// Over all processes.
+    volume::SValueRange together(const volume::SValueRange& own) {
+        Counts counts{static_cast<unsigned long long>(own.nanCount),
+                      static_cast<unsigned long long>(own.infiniteCount)};
+        m_ranks.AddUp(counts);
+        volume::SValueRange all{m_ranks.Smallest(own.lo), m_ranks.Largest(own.hi),
+                                static_cast<long long>(counts[0]), static_cast<long long>(counts[1])};
+        return all;
+    }
+
+    SExtent smooth_columns() {
+        if (m_depth == 1) {
+            return extent_of_slice();
+        }
+        const SExtent own = SmoothColumns({m_gaussian, m_store, m_own, m_depth, m_plan.stripPixels},
+                                          m_workers, m_ranks, CProgressMonitor::Obj());
+        return {static_cast<float>(m_ranks.Smallest(static_cast<double>(own.lo))),
+                static_cast<float>(m_ranks.Largest(static_cast<double>(own.hi)))};
+    }
+
+    SExtent extent_of_slice() const {
+        visitors::CAnalyzerMinMax<float> extent;
+        std::for_each(m_store.Slice(0), m_store.Slice(0) + m_store.SlicePixels(), std::ref(extent));
+        return {extent.Min(), extent.Max()};
+    }
+
+    double threshold(const SExtent& extent) {
+        if (!(extent.lo < extent.hi)) {
+            throw CNoForegroundError(CNoForegroundError::EReason::constantImage);
+        }
+        Counts histogram = this->histogram(extent);
+        m_ranks.AddUp(histogram);
+        return Impl::ThresholdOfFloatBin(COtsu::CalculateThreshold(histogram),
+                                         m_analysis.m_parameters.otsuFactor, extent.lo, extent.hi);
+    }
+
+    Counts histogram(const SExtent& extent) {
+        using CCounter = visitors::CAnalyzerHistogram<float, unsigned long long>;
+        std::vector<Counts> histograms(static_cast<std::size_t>(m_workers.Count()),
+                                       Counts(Impl::FLOAT_HISTOGRAM_BINS));
+        const long long slabs = SlabCount(m_own, m_plan.slabSlices);
+        CProgressReport report(CProgressMonitor::Obj(), slabs, "Computing threshold...");
+        for (long long slab = 0; slab < slabs; ++slab) {
+            const SSliceRange slices = SlabOf(m_own, m_plan.slabSlices, slab);
+            const CPieces pieces(slices.Count(), m_store.SlicePixels());
+            m_workers.Run(pieces.Count(), [&](long long task, int worker) {
+                CCounter counter(histograms[static_cast<std::size_t>(worker)], extent.lo, extent.hi,
+                                 Impl::FLOAT_HISTOGRAM_BINS);
+                const std::span<const float> piece = pieces.Of(m_store.Slice(slices.first), task);
+                std::for_each(piece.begin(), piece.end(), std::ref(counter));
+            });
+            m_store.Forget();
+            report.Step();
+        }
+        Counts sum(Impl::FLOAT_HISTOGRAM_BINS);
+        for (const Counts& part : histograms) {
+            std::transform(sum.begin(), sum.end(), part.begin(), sum.begin(), std::plus<>());
+        }
+        return sum;
+    }
+
+    /// Pieces of adjacent slices for threads to share, whatever the size of slices.
+    class CPieces {
+      public:
+        CPieces(long long slices, std::size_t slicePixels)
+            : m_pixels(static_cast<std::size_t>(slices) * slicePixels) {}
+        long long Count() const { return static_cast<long long>((m_pixels + c_pixels - 1) / c_pixels); }
+        std::span<const float> Of(const float* first, long long piece) const {
+            const std::size_t offset = static_cast<std::size_t>(piece) * c_pixels;
+            return {first + offset, std::min(c_pixels, m_pixels - offset)};
+        }
+
+      private:
+        static constexpr std::size_t c_pixels = 1 << 18;
+        std::size_t m_pixels;
+    };
+
+    template <std::size_t Dim>
+    void find_orientations(SStreamResult& result) {
+        const SStreamParameters& parameters = m_analysis.m_parameters;
+        CTileSums<Dim> sums(m_analysis.m_grid, m_own);
+        std::optional<CMaskSlices> mask;
+        if (m_input.mask != nullptr) {
+            mask.emplace(*m_input.mask);
+        }
+        const SOrientationPass pass{m_store,
+                                    m_own,
+                                    size(),
+                                    m_analysis.m_grid,
+                                    mask ? &*mask : nullptr,
+                                    result.threshold.value_or(0.0),
+                                    m_angles,
+                                    m_plan.slabSlices,
+                                    parameters.withFourthOrder};
+        Counts axes{static_cast<unsigned long long>(
+            FindOrientations(pass, sums, m_workers, CProgressMonitor::Obj()))};
+        m_ranks.AddUp(axes);
+        result.foregroundPixels = static_cast<long long>(axes.front());
+        sums.Collect(m_ranks);
+        if (m_ranks.IsFirst()) {
+            make_document(sums, result);
+        }
+    }
+
+    template <std::size_t Dim>
+    void make_document(const CTileSums<Dim>& sums, SStreamResult& result) const {
+        if (sums.Count() == 0) {
+            throw CNoForegroundError(CNoForegroundError::EReason::noneInTiles);
+        }
+        const SStreamParameters& parameters = m_analysis.m_parameters;
+        const double spacing = parameters.spacing;
+        Impl::StAnalysisParameters recorded{parameters.fiberRadius,
+                                            std::nullopt,
+                                            {spacing, spacing, Dim == 3 ? spacing : 1.0},
+                                            parameters.withFourthOrder};
+        if (m_input.mask == nullptr) {
+            recorded.otsuFactor = parameters.otsuFactor;
+        }
+        Impl::CResultDocument document(m_analysis.m_layout, recorded);
+        sums.AddTo(document, parameters.withFourthOrder);
+        result.document = document.Finish(result.parameterSummary);
+    }
+
+    CStreamingAnalysis& m_analysis;
+    const SStreamInput& m_input;
+    ICommunicator& m_ranks;
+    IAngleSink* m_angles;
+    const SMemoryPlan& m_plan;
+    long long m_depth;
+    SSliceRange m_own;
+    CWorkers m_workers;
+    Impl::Gaussian m_gaussian;
+    CScratchStore m_store;
+};
+
+CStreamingAnalysis::CStreamingAnalysis(const SStreamInput& input, const SStreamParameters& parameters,
+                                       const SStreamResources& resources, ICommunicator& ranks,
+                                       bool wantsAngles)
+    : m_input(input), m_parameters(parameters), m_resources(resources), m_ranks(ranks),
+      m_layout(layout_of(input, parameters)), m_grid(m_layout, input.image.Info().size) {
+    check(m_input, m_layout, ranks);
+    if (m_input.window) {
+        volume::CheckWindow(*m_input.window);
+    }
+    m_plan =
+        PlanMemory(workload_of(m_input, m_grid, parameters, resources.threads, ranks.Size(), wantsAngles),
+                   resources.memoryBytes);
+}
+
+CStreamingAnalysis::~CStreamingAnalysis() = default;
+
+SStreamResult CStreamingAnalysis::Run(IAngleSink* angles) {
+    return CRun(*this, angles).Run();
+}
+
+} // namespace TEVRA::stream

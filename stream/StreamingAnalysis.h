@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "stream/Communicator.h"
+#include "stream/MemoryPlan.h"
+#include "stream/OrientationPass.h"
+
+#include "volume/ImageConversion.h"
+#include "volume/ImageReader.h"
+#include "zeklib2core/ValueMap.h"
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace TEVRA::stream {
+
+/// The analysis found nothing to measure.
+class CNoForegroundError : public std::runtime_error {
+  public:
+    enum class EReason {
+        constantImage, ///< all pixels have the same grey value
+        noneInTiles    ///< no pixel of the evaluated area is foreground
+    };
+    explicit CNoForegroundError(EReason reason);
+    EReason Reason() const noexcept { return m_reason; }
+
+  private:
+    EReason m_reason;
+};
+
+/// What is analysed.
+struct SStreamInput {
+    volume::IImageReader& image;
+    volume::IImageReader* mask = nullptr;        ///< of the same size; null for the automatic foreground
+    std::optional<volume::SGreyWindow> window{}; ///< brings the image to 8 bit; none: its own precision
+};
+
+/// As the parameters of CSubfieldFiberDirections.
+struct SStreamParameters {
+    double fiberRadius = 0.0; ///< in the unit of the spacing
+    double spacing = 1.0;     ///< along all axes
+    double otsuFactor = 1.25;
+    std::array<long long, 3> subfieldPx{-1, -1, -1}; ///< negative for none
+    bool withFourthOrder = false;
+};
+
+struct SStreamResources {
+    int threads = 1;
+    std::size_t memoryBytes = 0;        ///< of one process
+    std::string scratchFolder = "/tmp"; ///< for a temporary file if the memory does not suffice
+};
+
+struct SStreamResult {
+    std::unique_ptr<CValueMap> document; ///< on rank 0; null on others, as is the summary empty
+    std::string parameterSummary;
+    std::optional<double> threshold; ///< grey value of the smoothed image; none with a mask
+    long long foregroundPixels = 0;  ///< those with an axis, of the whole image
+    volume::SValueRange range;       ///< of the file's values
+};
+
+/// The field-by-field analysis of CSubfieldFiberDirections, slice by slice.
+///
+///     CStreamingAnalysis analysis(input, parameters, resources, *ranks);
+///     std::cout << analysis.Plan().peakBytes;
+///     SStreamResult result = analysis.Run(nullptr);
+///
+/// Its four passes: smooth every slice in its plane into the scratch store; smooth columns across slices;
+/// take the threshold from a histogram; find axes slice by slice, and sum them up. Numbers come from the
+/// kernels of the library: threshold, angles and counts of an 8-bit image are the library's to the last bit,
+/// sums up to the order of summation. Nothing depends on the number of threads or processes or on the memory.
+class CStreamingAnalysis {
+  public:
+    /// Reads no pixels yet. @param input, ranks must outlive the object.
+    /// @throws std::invalid_argument if the parameters do not go with the image's size;
+    ///         volume::CEnvironmentError if the memory cannot suffice; volume::CInputError for an impossible
+    ///         window.
+    CStreamingAnalysis(const SStreamInput& input, const SStreamParameters& parameters,
+                       const SStreamResources& resources, ICommunicator& ranks, bool wantsAngles);
+    ~CStreamingAnalysis();
+    CStreamingAnalysis(const CStreamingAnalysis&) = delete;
+    CStreamingAnalysis& operator=(const CStreamingAnalysis&) = delete;
+
+    const SMemoryPlan& Plan() const noexcept { return m_plan; }
+
+    /// Reports progress to the calling thread's monitor.
+    /// @param angles takes the maps of this process's slices; null if they are not wanted.
+    /// @throws CNoForegroundError; what reading and the sink throw; volume::CEnvironmentError without room
+    ///         for the scratch store; std::bad_alloc.
+    SStreamResult Run(IAngleSink* angles);
+
+  private:
+    class CRun;
+
+    SStreamInput m_input;
+    SStreamParameters m_parameters;
+    SStreamResources m_resources;
+    ICommunicator& m_ranks;
+    Impl::CSubfieldLayout m_layout;
+    CTileGrid m_grid;
+    SMemoryPlan m_plan;
+};
+
+} // namespace TEVRA::stream

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "stream/Workers.h"
+
+#include <oneapi/tbb/global_control.h>
+#include <oneapi/tbb/info.h>
+#include <oneapi/tbb/parallel_for.h>
+#include <oneapi/tbb/task_arena.h>
+
+#include <algorithm>
+#include <cstddef>
+
+namespace TEVRA::stream {
+
+struct CWorkers::SArena {
+    explicit SArena(int threads)
+        // More threads than cores may be asked for; without this they would be refused, with a warning.
+        : permission(tbb::global_control::max_allowed_parallelism,
+                     static_cast<std::size_t>(std::max(threads, tbb::info::default_concurrency()))),
+          arena(threads) {}
+
+    tbb::global_control permission;
+    tbb::task_arena arena;
+};
+
+CWorkers::CWorkers(int threads) : m_count(threads) {
+    if (threads > 1) {
+        m_arena = std::make_unique<SArena>(threads);
+    }
+}
+
+CWorkers::~CWorkers() = default;
+
+void CWorkers::Run(long long tasks, const std::function<void(long long task, int worker)>& work) {
+    if (!m_arena) {
+        for (long long task = 0; task < tasks; ++task) {
+            work(task, 0);
+        }
+        return;
+    }
+    m_arena->arena.execute([tasks, &work] {
+        tbb::parallel_for(
+            0LL, tasks, [&work](long long task) { work(task, tbb::this_task_arena::current_thread_index()); },
+            tbb::simple_partitioner());
+    });
+}
+
+} // namespace TEVRA::stream

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "FilterOrientations/SubfieldFiberDirections.h"
+#include "stream/StreamingAnalysis.h"
+#include "volume/ImageReader.h"
+#include "zeklib2image/HeaderTools.h"
+#include "zeklib2image/Image.h"
+
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace TEVRA::test {
+
+/// An image in memory as if it were a file.
+class CMemoryReader : public volume::IImageReader {
+  public:
+    explicit CMemoryReader(const CImage& image) : m_image(image) {
+        m_info.size = image.Size();
+        m_info.pixelType = image.Type() == IMAGE_GREY_16  ? volume::EPixelType::u16
+                           : image.Type() == IMAGE_GREY_F ? volume::EPixelType::f32
+                                                          : volume::EPixelType::u8;
+    }
+    const volume::SImageInfo& Info() const override { return m_info; }
+
+  private:
+    void read_slices(long long first, long long count, std::byte* pixels) override {
+        std::memcpy(pixels, m_image.Pixels<std::byte>() + static_cast<std::size_t>(first) * SliceBytes(),
+                    static_cast<std::size_t>(count) * SliceBytes());
+    }
+
+    const CImage& m_image;
+    volume::SImageInfo m_info;
+};
+
+/// Angle maps collected in memory.
+class CCollectedAngles : public stream::IAngleSink {
+  public:
+    explicit CCollectedAngles(const CSize& size)
+        : m_slicePixels(static_cast<std::size_t>(size[0] * size[1])),
+          theta(static_cast<std::size_t>(size.Elements())), phi(size.Dim() == 3 ? theta.size() : 0) {}
+
+    void Write(const stream::SSliceRange& slices, const float* thetas, const float* phis) override {
+        const std::size_t first = static_cast<std::size_t>(slices.first) * m_slicePixels;
+        const std::size_t count = static_cast<std::size_t>(slices.Count()) * m_slicePixels;
+        std::copy_n(thetas, count, theta.begin() + static_cast<std::ptrdiff_t>(first));
+        if (phis != nullptr) {
+            std::copy_n(phis, count, phi.begin() + static_cast<std::ptrdiff_t>(first));
+        }
+    }
+
+  private:
+    std::size_t m_slicePixels;
+
+  public:
+    std::vector<float> theta;
+    std::vector<float> phi; // empty in 2D
+};
+
+/// What an analysis gives, by either road.
+struct SAnswer {
+    std::unique_ptr<CValueMap> document;
+    std::string summary;
+    std::optional<double> threshold;
+    long long foregroundPixels = 0;
+    std::vector<float> theta;
+    std::vector<float> phi;
+    stream::SScratchPlace::EKind scratchKind = stream::SScratchPlace::EKind::memory;
+};
+
+/// What is analysed and how.
+struct SCase {
+    const CImage& image;
+    const CImage* mask = nullptr;
+    stream::SStreamParameters parameters{};
+};
+
+inline constexpr std::size_t PLENTY = std::size_t{1} << 32;
+
+/// Slice by slice, by the processes of `ranks`; one if it is null. Without a document on ranks other than 0.
+SAnswer Streamed(const SCase& task, const stream::SStreamResources& resources = {1, PLENTY, "/tmp"},
+                 stream::ICommunicator* ranks = nullptr);
+
+/// By the library, of a GREY_8 image and a BINARY_FG mask.
+SAnswer InMemory(const SCase& task);
+
+/// Fails the test unless threshold, counts and angles are equal to the last bit and the documents' numbers
+/// within 1e-12.
+void ExpectSameAnswer(const SAnswer& streamed, const SAnswer& inMemory);
+/// Fails the test unless everything is equal to the last bit.
+void ExpectIdenticalAnswer(const SAnswer& one, const SAnswer& other);
+
+/// A value of a document: a number, or the text of anything else.
+struct SLeaf {
+    std::string path;
+    std::string text;
+    std::optional<double> number;
+};
+std::vector<SLeaf> Leaves(const CValueMap& document);
+
+/// Fibers in various directions over noise; the same for the same seed.
+std::unique_ptr<CImage> FiberImage(const CSize& size, unsigned seed = 1);
+/// A mask of scattered blobs.
+std::unique_ptr<CImage> BlobMask(const CSize& size);
+
+} // namespace TEVRA::test
