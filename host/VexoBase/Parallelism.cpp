@@ -3,6 +3,7 @@
 
 #include "zeklib2core/Exception.h"
 #include "zeklib2core/String.h"
+#include "zeklib2image/PixelMemory.h"
 
 #include <atomic>
 
@@ -23,6 +24,7 @@ void CParallelism::SetThreads(int threads) {
             message.c_str());
     }
     s_threads.store(threads, std::memory_order_relaxed);
+    CPixelMemory::SetThreads(threads);
 }
 
 int CParallelism::Threads() noexcept {

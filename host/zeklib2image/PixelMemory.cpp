@@ -1,18 +1,37 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "zeklib2image/PixelMemory.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
+#include <exception>
 #include <limits>
 #include <new>
+#include <thread>
 #include <utility>
+#include <vector>
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 
 namespace TEVRA {
 namespace {
 
 constexpr std::size_t ALIGNMENT = 64;
 
+/// From here on memory is mapped for itself and its pages are fetched at once.
+constexpr std::size_t SMALLEST_MAPPING = std::size_t{1} << 20U;
+constexpr std::size_t PAGE_BYTES = 4096;
+/// Less and a thread costs more than it brings.
+constexpr std::size_t LEAST_BYTES_PER_THREAD = std::size_t{8} << 20U;
+/// Images of equal size that all start on a page of their own would compete for the same sets of the caches
+/// when a loop walks along several at once; each starts a few cache lines further than the one before.
+constexpr std::size_t STAGGER = 5 * ALIGNMENT;
+constexpr std::size_t STAGGERS = 12;
+
+std::atomic<int> g_threads{1};
 std::atomic<std::size_t> g_bytesInUse{0};
 std::atomic<std::size_t> g_limit{std::numeric_limits<std::size_t>::max()};
 
@@ -26,32 +45,86 @@ void reserve(std::size_t bytes) {
     } while (!g_bytesInUse.compare_exchange_weak(used, used + bytes));
 }
 
+#if defined(MADV_POPULATE_WRITE)
+void populate_part(std::byte* first, std::size_t bytes) noexcept {
+    // Only advice: pages that are not fetched now come when they are written.
+    madvise(first, bytes, MADV_POPULATE_WRITE);
+}
+
+/// Fetches zero pages, in one call per thread: a page fault on each when it is first written costs twice as
+/// much. Which pages are huge is left to the system. Asking for them (MADV_HUGEPAGE) made the first touch
+/// five times as fast where the machine had them ready and four times as slow in a virtual machine whose host
+/// had not.
+void populate(std::byte* block, std::size_t bytes) {
+    const auto most = static_cast<std::size_t>(g_threads.load(std::memory_order_relaxed));
+    const std::size_t threads = std::clamp(bytes / LEAST_BYTES_PER_THREAD, std::size_t{1}, most);
+    const std::size_t part = (bytes / threads + PAGE_BYTES - 1) / PAGE_BYTES * PAGE_BYTES;
+    std::vector<std::jthread> others;
+    try {
+        for (std::size_t first = part; first < bytes; first += part) {
+            others.emplace_back(populate_part, block + first, std::min(part, bytes - first));
+        }
+    } catch (const std::exception&) { // no thread or no memory for it: the pages come later
+    }
+    populate_part(block, std::min(part, bytes));
+}
+#endif
+
 } // namespace
 
 CPixelMemory::CPixelMemory(std::size_t bytes) {
-    if (bytes > std::numeric_limits<std::size_t>::max() - ALIGNMENT) {
+    if (bytes > std::numeric_limits<std::size_t>::max() - (PAGE_BYTES + STAGGERS * STAGGER)) {
         throw std::bad_alloc();
     }
     reserve(bytes);
-    // calloc, not new and fill: large blocks come from the kernel as zero pages that are not touched here.
-    m_block = std::calloc(bytes + ALIGNMENT, 1); // NOLINT(cppcoreguidelines-no-malloc)
-    if (m_block == nullptr) {
+    if (!map(bytes) && !allocate(bytes)) {
         g_bytesInUse -= bytes;
         throw std::bad_alloc();
     }
-    const std::size_t misaligned = reinterpret_cast<std::uintptr_t>(m_block) % ALIGNMENT;
-    m_data = static_cast<std::byte*>(m_block) + (ALIGNMENT - misaligned) % ALIGNMENT;
     m_bytes = bytes;
 }
 
+bool CPixelMemory::map([[maybe_unused]] std::size_t bytes) noexcept {
+#if defined(MADV_POPULATE_WRITE)
+    if (bytes < SMALLEST_MAPPING) {
+        return false;
+    }
+    static std::atomic<std::size_t> s_count{0};
+    const std::size_t stagger = s_count++ % STAGGERS * STAGGER;
+    const std::size_t mapped = (bytes + stagger + PAGE_BYTES - 1) / PAGE_BYTES * PAGE_BYTES;
+    void* const block = mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (block == MAP_FAILED) { // NOLINT(performance-no-int-to-ptr): the system's macro
+        return false;
+    }
+    m_block = block;
+    m_mappedBytes = mapped;
+    m_data = static_cast<std::byte*>(block) + stagger;
+    populate(static_cast<std::byte*>(block), mapped);
+    return true;
+#else
+    return false;
+#endif
+}
+
+bool CPixelMemory::allocate(std::size_t bytes) noexcept {
+    m_block = std::calloc(bytes + ALIGNMENT, 1); // NOLINT(cppcoreguidelines-no-malloc)
+    if (m_block == nullptr) {
+        return false;
+    }
+    const std::size_t misaligned = reinterpret_cast<std::uintptr_t>(m_block) % ALIGNMENT;
+    m_data = static_cast<std::byte*>(m_block) + (ALIGNMENT - misaligned) % ALIGNMENT;
+    return true;
+}
+
 CPixelMemory::CPixelMemory(CPixelMemory&& other) noexcept
-    : m_block(std::exchange(other.m_block, nullptr)), m_data(std::exchange(other.m_data, nullptr)),
-      m_bytes(std::exchange(other.m_bytes, 0)) {}
+    : m_block(std::exchange(other.m_block, nullptr)), m_mappedBytes(std::exchange(other.m_mappedBytes, 0)),
+      m_data(std::exchange(other.m_data, nullptr)), m_bytes(std::exchange(other.m_bytes, 0)) {}
 
 CPixelMemory& CPixelMemory::operator=(CPixelMemory&& other) noexcept {
     if (this != &other) {
         free();
         m_block = std::exchange(other.m_block, nullptr);
+        m_mappedBytes = std::exchange(other.m_mappedBytes, 0);
         m_data = std::exchange(other.m_data, nullptr);
         m_bytes = std::exchange(other.m_bytes, 0);
     }
@@ -63,13 +136,22 @@ CPixelMemory::~CPixelMemory() {
 }
 
 void CPixelMemory::free() noexcept {
-    if (m_block != nullptr) {
+    if (m_mappedBytes > 0) {
+#if defined(MADV_POPULATE_WRITE)
+        munmap(m_block, m_mappedBytes);
+#endif
+    } else {
         std::free(m_block); // NOLINT(cppcoreguidelines-no-malloc)
-        g_bytesInUse -= m_bytes;
     }
+    g_bytesInUse -= m_bytes;
     m_block = nullptr;
+    m_mappedBytes = 0;
     m_data = nullptr;
     m_bytes = 0;
+}
+
+void CPixelMemory::SetThreads(int threads) noexcept {
+    g_threads.store(threads, std::memory_order_relaxed);
 }
 
 std::size_t CPixelMemory::BytesInUse() noexcept {

@@ -29,6 +29,34 @@ TEST(PixelMemory, IsZeroAndAlignedToACacheLine) {
     }
 }
 
+TEST(PixelMemory, IsZeroAndAlignedAlsoWhenItIsLarge) {
+    constexpr std::size_t MEGABYTE = std::size_t{1} << 20U;
+    for (const std::size_t bytes : {4 * MEGABYTE - 1, 4 * MEGABYTE, 6 * MEGABYTE + 12345}) {
+        for (int round = 0; round < 3; ++round) {
+            CPixelMemory memory(bytes);
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(memory.Data()) % 64, 0U);
+            EXPECT_EQ(std::count(memory.Data(), memory.Data() + bytes, std::byte{0}),
+                      static_cast<std::ptrdiff_t>(bytes));
+            std::memset(memory.Data(), 0xAB, bytes);
+        }
+    }
+}
+
+TEST(PixelMemory, IsCountedOnceWhenMovedAlsoWhenItIsLarge) {
+    constexpr std::size_t LARGE = std::size_t{8} << 20U;
+    const test::CPixelLeakCheck leaks;
+    const std::size_t before = CPixelMemory::BytesInUse();
+    CPixelMemory small(100);
+    CPixelMemory large(LARGE);
+    large.Data()[LARGE - 1] = std::byte{7};
+    small = std::move(large);
+    EXPECT_EQ(CPixelMemory::BytesInUse(), before + LARGE);
+    EXPECT_EQ(small.Bytes(), LARGE);
+    EXPECT_EQ(small.Data()[LARGE - 1], std::byte{7});
+    small = CPixelMemory(100);
+    EXPECT_EQ(CPixelMemory::BytesInUse(), before + 100);
+}
+
 TEST(PixelMemory, IsCountedWhileInUse) {
     const std::size_t before = CPixelMemory::BytesInUse();
     {
