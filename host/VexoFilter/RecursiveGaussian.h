@@ -22,8 +22,7 @@ namespace TEVRA::Impl {
 /// Poles: a filter with the all-pole transfer function prod 1 / (1 - d z^-1) in either direction, the poles d
 /// scaled with sigma so that the variance of the impulse response is exactly sigma^2 (van Vliet, Young,
 /// Verbeek, "Recursive Gaussian derivative filters", ICPR 1998). The reference poles are our own minimax fit,
-/// which pays attention to the second derivative also (scripts/fit-gaussian-poles); the published set of five
-/// poles errs by 1.0e-3 at best, and its second derivative by 6.8e-3.
+/// which pays attention to the second derivative also (scripts/fit-gaussian-poles).
 ///
 /// Boundary: the image continues constantly beyond both ends. The causal state starts settled at the first
 /// sample; the anticausal state takes in the whole tail that the causal pass would leave beyond the last

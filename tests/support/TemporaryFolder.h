@@ -67,7 +67,3 @@ inline void WriteFile(const std::filesystem::path& path, const std::string& byte
 }
 
 } // namespace TEVRA::test
-
-namespace TEVRA {
-namespace tests = test;
-}

@@ -107,7 +107,7 @@ std::vector<SBrokenCase> changed_cases() {
          }},
         {"image.nrrd", "",
          [](const std::string& path) {
-             tests::WriteFile(
+             test::WriteFile(
                  path, "NRRD0004\ntype: uint8\ndimension: 3\nsizes: 19 11 3\nspacings: 1 2 3\nencoding: "
                        "raw\nkinds: domain domain domain\n\n" +
                            pixels_u8());
@@ -129,12 +129,12 @@ class BrokenFile : public testing::TestWithParam<SBrokenCase> {
   protected:
     void SetUp() override {
         GetParam().write(m_path);
-        m_bytes = tests::ReadFile(m_path);
+        m_bytes = test::ReadFile(m_path);
         m_sound = content_of(m_path + GetParam().inside);
         ASSERT_TRUE(m_sound) << "the sound file must be read";
     }
 
-    tests::CTemporaryFolder m_folder;
+    test::CTemporaryFolder m_folder;
     std::string m_path = (m_folder / GetParam().name).string();
     std::string m_bytes;
     std::optional<std::string> m_sound;
@@ -148,7 +148,7 @@ TEST_P(CutFile, IsRefusedUnlessNothingIsMissing) {
     std::size_t refused = 0;
     std::size_t cuts = 0;
     for (std::size_t length = 0; length < m_bytes.size(); length += step) {
-        tests::WriteFile(m_path, m_bytes.substr(0, length));
+        test::WriteFile(m_path, m_bytes.substr(0, length));
         SCOPED_TRACE(length);
         const std::optional<std::string> content = content_of(m_path + GetParam().inside);
         EXPECT_TRUE(!content || content == m_sound); // files may end with what can be done without
@@ -177,7 +177,7 @@ TEST_P(ChangedFile, NeverCrashes) {
             constexpr std::array<unsigned char, 6> AWKWARD{0x00, 0x01, 0x7F, 0x80, 0xFF, '9'};
             bytes[at] = static_cast<char>(random(2) == 0 ? AWKWARD[random(AWKWARD.size())] : random(256));
         }
-        tests::WriteFile(m_path, bytes);
+        test::WriteFile(m_path, bytes);
         SCOPED_TRACE(round);
         refused += content_of(m_path + GetParam().inside) ? 0 : 1;
     }

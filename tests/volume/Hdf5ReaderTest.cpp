@@ -97,7 +97,7 @@ class Hdf5File : public testing::Test {
         }
     }
 
-    tests::CTemporaryFolder m_folder;
+    test::CTemporaryFolder m_folder;
     std::string m_path = (m_folder / "a file: 1.h5").string();
     hid_t m_file;
 };
@@ -216,8 +216,8 @@ TEST_F(Hdf5File, PixelsThatCannotBeReadAreNamed) {
 TEST_F(Hdf5File, TruncatedIsRefused) {
     add("data", H5T_STD_U8LE, H5T_NATIVE_UINT8, TestPixels<std::uint8_t>(SIZE).data());
     close();
-    const std::string bytes = tests::ReadFile(m_path);
-    tests::WriteFile(m_path, bytes.substr(0, bytes.size() - 1));
+    const std::string bytes = test::ReadFile(m_path);
+    test::WriteFile(m_path, bytes.substr(0, bytes.size() - 1));
     EXPECT_EQ(FailureOfReading(m_path + ":/data"),
               m_path + ": the HDF5 file is broken, truncated or being written; copy or export it again");
 }

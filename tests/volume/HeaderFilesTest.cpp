@@ -8,8 +8,8 @@
 namespace TEVRA::volume {
 namespace {
 
+using test::WriteFile;
 using testing::HasSubstr;
-using tests::WriteFile;
 
 const CSize SIZE(6, 5, 4);
 const CSize SIZE_2D(6, 5);
@@ -36,7 +36,7 @@ class FileWithHeader : public testing::Test {
   protected:
     std::string path(const std::string& name) const { return (m_folder / name).string(); }
 
-    tests::CTemporaryFolder m_folder;
+    test::CTemporaryFolder m_folder;
 };
 
 // Raw

@@ -36,7 +36,7 @@ void expect_round_trip(const IImage::CType& type, const std::string& path, Write
 
 class ImageWriter : public testing::Test {
   protected:
-    tests::CTemporaryFolder m_folder;
+    test::CTemporaryFolder m_folder;
     std::string m_meta = (m_folder / "image.mha").string();
     std::string m_tiff = (m_folder / "image.tif").string();
     std::unique_ptr<CImage> m_image = test::MakeImage<std::uint8_t>(
@@ -77,7 +77,7 @@ TEST_F(ImageWriter, SpacingComesBackExactly) {
 
 TEST_F(ImageWriter, TheMetaImageHeaderIsAsOtherProgramsExpect) {
     WriteMetaImage(m_meta, *m_image, SPACING, "mm");
-    const std::string bytes = tests::ReadFile(m_meta);
+    const std::string bytes = test::ReadFile(m_meta);
     EXPECT_EQ(bytes.substr(0, bytes.size() - 105),
               "ObjectType = Image\nNDims = 3\nBinaryData = True\nBinaryDataByteOrderMSB = False\n"
               "CompressedData = False\nDistanceUnits = mm\nElementSpacing = 0.5 0.1 2\nDimSize = 7 5 3\n"

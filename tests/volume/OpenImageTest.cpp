@@ -15,7 +15,7 @@ class OpeningAnImage : public testing::Test {
   protected:
     std::string file(const std::string& name) const { return (m_folder / name).string(); }
 
-    tests::CTemporaryFolder m_folder;
+    test::CTemporaryFolder m_folder;
 };
 
 TEST_F(OpeningAnImage, ThatIsMissingSaysSo) {
@@ -31,22 +31,22 @@ TEST_F(OpeningAnImage, WithoutPermissionIsAnEnvironmentError) {
     if (geteuid() == 0) {
         GTEST_SKIP() << "permissions do not bind the user root";
     }
-    tests::WriteFile(file("image.mha"), "x");
+    test::WriteFile(file("image.mha"), "x");
     std::filesystem::permissions(file("image.mha"), std::filesystem::perms::none);
     EXPECT_EQ(FailureOf<CEnvironmentError>([&] { OpenImage(file("image.mha")); }),
               file("image.mha") + ": cannot be opened for reading; check its permissions");
 }
 
 TEST_F(OpeningAnImage, OfUnknownFormatNamesTheKnownOnes) {
-    tests::WriteFile(file("notes.txt"), "some text");
+    test::WriteFile(file("notes.txt"), "some text");
     EXPECT_EQ(FailureOfReading(file("notes.txt")),
               file("notes.txt") +
                   ": not an image file of a known format; give TIFF, PNG, a folder of TIFF or PNG "
                   "slices, MetaImage (.mha, .mhd), NRRD, NIfTI, HDF5 (file.h5:/path), or a raw file "
                   "with its layout");
-    tests::WriteFile(file("empty.tif"), "");
+    test::WriteFile(file("empty.tif"), "");
     EXPECT_EQ(FailureOfReading(file("empty.tif")), file("empty.tif") + ": the file is empty");
-    tests::WriteFile(file("image.mha"), "x");
+    test::WriteFile(file("image.mha"), "x");
     EXPECT_EQ(FailureOfReading(file("image.mha") + ":/data"),
               file("image.mha") + ": not an HDF5 file, so it has no dataset /data");
 }

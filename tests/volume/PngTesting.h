@@ -46,7 +46,7 @@ inline void WriteTestPng(const std::string& path, const CSize& size, std::string
     png_write_image(png, lines.data());
     png_write_end(png, nullptr);
     png_destroy_write_struct(&png, &info);
-    tests::WriteFile(path, file);
+    test::WriteFile(path, file);
 }
 
 } // namespace TEVRA::volume

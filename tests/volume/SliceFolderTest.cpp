@@ -14,7 +14,7 @@ const CSize SLICE(7, 5);
 
 class PngReader : public testing::Test {
   protected:
-    tests::CTemporaryFolder m_folder;
+    test::CTemporaryFolder m_folder;
     std::string m_path = (m_folder / "image.png").string();
 };
 
@@ -80,7 +80,7 @@ class SliceFolder : public testing::Test {
         return firsts;
     }
 
-    tests::CTemporaryFolder m_folder;
+    test::CTemporaryFolder m_folder;
     std::string m_path = m_folder.Path().string();
 };
 
@@ -118,8 +118,8 @@ TEST_F(SliceFolder, RangesEqualTheWhole) {
 TEST_F(SliceFolder, LeavesOtherAndHiddenFilesAndFoldersAlone) {
     write_tiff("1.tiff", 1);
     write_tiff("2.tiff", 2);
-    tests::WriteFile(file("scan.log"), "a log");
-    tests::WriteFile(file("._1.tiff"), "metadata of a Mac");
+    test::WriteFile(file("scan.log"), "a log");
+    test::WriteFile(file("._1.tiff"), "metadata of a Mac");
     std::filesystem::create_directory(m_folder / "3.tiff");
     EXPECT_EQ(first_pixels(), (std::vector<int>{1, 2}));
 }
@@ -130,7 +130,7 @@ TEST_F(SliceFolder, ASingleSliceIsA2DImage) {
 }
 
 TEST_F(SliceFolder, WithoutSlicesIsRefused) {
-    tests::WriteFile(file("scan.log"), "a log");
+    test::WriteFile(file("scan.log"), "a log");
     EXPECT_EQ(FailureOfReading(m_path),
               m_path + ": the folder holds no TIFF or PNG files; give a folder with one file per slice");
 }
@@ -169,7 +169,7 @@ TEST_F(SliceFolder, AStackAmongTheSlicesIsNamed) {
 
 TEST_F(SliceFolder, ABrokenSliceIsNamed) {
     write_tiff("1.tif", 1);
-    tests::WriteFile(file("2.tif"), "not a TIFF file");
+    test::WriteFile(file("2.tif"), "not a TIFF file");
     EXPECT_THAT(FailureOfReading(m_path), HasSubstr(file("2.tif") + ": not an image file of a known format"));
 }
 

@@ -8,8 +8,8 @@
 namespace TEVRA::volume {
 namespace {
 
+using test::CTemporaryFolder;
 using testing::HasSubstr;
-using tests::CTemporaryFolder;
 
 const CSize SIZE_2D(19, 11);
 const CSize SIZE_3D(19, 11, 5);
@@ -230,16 +230,16 @@ TEST_F(TiffFileTest, AnImageJStackUnderASinglePageIsReadWhole) {
         const std::string first = native_bytes(pixels).substr(0, page.Elements() * 2);
         WriteTestTiff(m_path, page, first, options);
         // All pixels at the end of the file, and the strip's offset there.
-        std::string file = tests::ReadFile(m_path);
+        std::string file = test::ReadFile(m_path);
         const EByteOrder order = mode[1] == 'l' ? EByteOrder::little : EByteOrder::big;
         const std::string oldOffset = BytesOf<std::uint16_t>(TIFFTAG_STRIPOFFSETS, order);
         const std::size_t entry = file.rfind(oldOffset + BytesOf<std::uint16_t>(TIFF_LONG, order));
         ASSERT_NE(entry, std::string::npos);
         file.replace(entry + 8, 4, BytesOf(static_cast<std::uint32_t>(file.size()), order));
-        tests::WriteFile(m_path, file + BytesOf(pixels, order));
+        test::WriteFile(m_path, file + BytesOf(pixels, order));
         ExpectImage<std::uint16_t>(m_path, SIZE_3D, pixels);
 
-        tests::WriteFile(m_path, file + BytesOf(pixels, order).substr(1));
+        test::WriteFile(m_path, file + BytesOf(pixels, order).substr(1));
         EXPECT_THAT(FailureOfReading(m_path), HasSubstr("image.tif: the file is truncated"));
     }
 }
@@ -380,11 +380,11 @@ TEST_F(TiffFileTest, TruncatedPixelsAreAnErrorThatNamesThePage) {
         options.compression = compression;
         options.linesPerStrip = 11;
         WriteTestTiff(m_path, SIZE_2D, native_bytes(pixels), options);
-        std::string file = tests::ReadFile(m_path);
+        std::string file = test::ReadFile(m_path);
         const std::size_t entry = file.rfind(BytesOf<std::uint16_t>(TIFFTAG_STRIPOFFSETS));
         ASSERT_NE(entry, std::string::npos);
         file.replace(entry + 8, 4, BytesOf(static_cast<std::uint32_t>(file.size() - 20)));
-        tests::WriteFile(m_path, file);
+        test::WriteFile(m_path, file);
         EXPECT_THAT(FailureOfReading(m_path), HasSubstr("image.tif: the TIFF file is broken or truncated: "));
     }
 }
