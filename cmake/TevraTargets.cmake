@@ -49,3 +49,38 @@ function(tevra_add_library name)
             FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tevra)
     endif()
 endfunction()
+
+# tevra_add_wide_sources(TARGET FILES ...)
+# Compiles the files once per instruction set and adds the objects to a library of this folder. The macro TEVRA_WIDE is
+# the set's name (baseline, avx2, avx512), for use as the namespace of everything that the files define; TEVRA_WIDE_X86
+# is defined for them and for TARGET where there is more than the baseline.
+#
+# The linker keeps one copy of an inline function that several objects define, possibly the one that only the newest
+# processors run. So the files define nothing weak outside their namespace: no inline functions of the standard library
+# that the compiler might not inline. The tests "WideSymbols" hold them to it.
+function(tevra_add_wide_sources target)
+    set(sets baseline)
+    set(definitions "")
+    if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+        list(APPEND sets avx2 avx512)
+        set(definitions TEVRA_WIDE_X86)
+    endif()
+    target_compile_definitions(${target} PRIVATE ${definitions})
+    set(flags_baseline "")
+    set(flags_avx2 -mavx2)
+    set(flags_avx512 -mavx512f -mavx512dq -mavx512bw -mavx512vl -mprefer-vector-width=512)
+    foreach(set IN LISTS sets)
+        set(objects ${target}_${set})
+        add_library(${objects} OBJECT ${ARGN})
+        target_include_directories(${objects} PRIVATE $<TARGET_PROPERTY:${target},INCLUDE_DIRECTORIES>)
+        tevra_compile_rules(${objects})
+        target_compile_definitions(${objects} PRIVATE TEVRA_WIDE=${set} ${definitions})
+        # Neither errno nor the order of floating-point flags is observed; both keep loops from becoming wide.
+        target_compile_options(${objects} PRIVATE ${flags_${set}} -fno-math-errno -fno-trapping-math -Wno-psabi)
+        if(NOT TEVRA_SANITIZE)
+            target_compile_options(${objects} PRIVATE -O3) # whatever the build type: they are most of the work
+        endif()
+        target_sources(${target} PRIVATE $<TARGET_OBJECTS:${objects}>)
+        set_property(GLOBAL APPEND PROPERTY TEVRA_WIDE_OBJECTS ${objects})
+    endforeach()
+endfunction()

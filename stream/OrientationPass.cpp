@@ -68,7 +68,7 @@ class CAngleWriter {
 template <std::size_t Dim>
 struct SWorkspace {
     explicit SWorkspace(std::size_t width)
-        : hessian(width), axis(Impl::CHessianAxis<Dim>::EEigenvalue::smallest), foreground(width),
+        : hessian(width), axis(Impl::EEigenvalue::smallest), foreground(width),
           theta(width), phi(width) {}
 
     CHessianRows<Dim> hessian;

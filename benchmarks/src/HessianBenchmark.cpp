@@ -63,7 +63,7 @@ std::array<double, 3> axis_of(Impl::CHessianAxis<3>& kernel, const std::array<do
 
 void AxisOfHessian(benchmark::State& state) {
     const auto hessians = random_hessians(4096);
-    Impl::CHessianAxis<3> kernel(Impl::CHessianAxis<3>::EEigenvalue::smallest);
+    Impl::CHessianAxis<3> kernel(Impl::EEigenvalue::smallest);
     for (auto _ : state) {
         for (const auto& hessian : hessians) {
             benchmark::DoNotOptimize(axis_of(kernel, hessian));
@@ -78,7 +78,7 @@ void AxisOfHessian(benchmark::State& state) {
 BENCHMARK(AxisOfHessian);
 
 void AnglesOfAxis(benchmark::State& state) {
-    Impl::CHessianAxis<3> kernel(Impl::CHessianAxis<3>::EEigenvalue::smallest);
+    Impl::CHessianAxis<3> kernel(Impl::EEigenvalue::smallest);
     std::vector<std::array<double, 3>> axes;
     for (const auto& hessian : random_hessians(4096)) {
         axes.push_back(axis_of(kernel, hessian));

@@ -25,6 +25,9 @@ StAxisAngles AnglesOfAxis(const std::array<double, 3>& axis);
 /// zero.
 float AngleOfAxis(const std::array<double, 2>& axis);
 
+/// Which eigenvector of a Hessian: that of the smallest or largest absolute eigenvalue.
+enum class EEigenvalue { smallest, largest };
+
 /// Fiber axis from a Hessian matrix: the unit eigenvector of its smallest (along a fiber) or largest absolute
 /// eigenvalue. Where eigenvalues are equal, or all zero, it is the one that the decomposition gives.
 ///
@@ -32,8 +35,6 @@ float AngleOfAxis(const std::array<double, 2>& axis);
 template <std::size_t Dim>
 class CHessianAxis {
   public:
-    enum class EEigenvalue { smallest, largest };
-
     explicit CHessianAxis(EEigenvalue which);
 
     /// Entry (row, col) of the Hessian's upper triangle; the lower follows by symmetry.

@@ -143,7 +143,7 @@ void scan_directions(const std::array<long long, 3>& size, CForegroundRows& fore
                      CHessianRows<Dim>& hessians, CAngleRows<Dim>& angles, bool smallest,
                      IProgressMonitor& progress) {
     using CAxis = Impl::CHessianAxis<Dim>;
-    CAxis axisOfHessian(smallest ? CAxis::EEigenvalue::smallest : CAxis::EEigenvalue::largest);
+    CAxis axisOfHessian(smallest ? Impl::EEigenvalue::smallest : Impl::EEigenvalue::largest);
     std::array<double, Dim> axis{};
     Impl::CProgressScope report(progress, size[1] * size[2], "Computing fiber directions...");
     for (long long z = 0; z < size[2]; ++z) {
