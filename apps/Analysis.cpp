@@ -3,10 +3,7 @@
 
 #include "apps/Failure.h"
 
-#include "FilterOrientations/SubfieldFiberDirections.h"
 #include "FilterOrientations/SubfieldLayout.h"
-#include "zeklib2core/Exception.h"
-#include "zeklib2image/HeaderTools.h"
 
 #include <algorithm>
 #include <array>
@@ -73,60 +70,6 @@ void check_radius_against_subfield(const SAnalysisRequest& request) {
     }
 }
 
-std::string no_foreground_text(const CImage* mask, const SAnalysisRequest& request) {
-    if (mask != nullptr) {
-        return "no foreground: the mask selects no pixel inside the image's border of one fiber radius; "
-               "check "
-               "that the mask is not empty or inverted";
-    }
-    return "no foreground: no pixel inside the image's border is brighter than " +
-           RoundedText(request.otsuFactor) +
-           " times the automatic threshold; give a smaller --otsu-factor, or the fibers as --mask (fibers "
-           "must "
-           "be brighter than what is around them)";
-}
-
-bool is_constant(const CImage& image) {
-    const auto* const begin = image.Pixels<unsigned char>();
-    const auto* const end = begin + image.Size().Elements();
-    return std::all_of(begin, end, [first = *begin](unsigned char pixel) { return pixel == first; });
-}
-
-/// The library's own checks come again after those above, which know more of the caller's terms; a failure
-/// for want of foreground shows only in the course of its work.
-std::unique_ptr<CValueMap> compute(CSubfieldFiberDirections& directions, CImage& image, CImage* mask,
-                                   const SAnalysisRequest& request, std::string& summary) {
-    try {
-        return std::unique_ptr<CValueMap>(
-            directions.Compute(image, summary, mask, request.orders == ETensorOrders::secondAndFourth));
-    } catch (const CException& failure) {
-        const bool noField = failure.Message().starts_with("No fields available.");
-        const bool noGreyRange = failure.Message().starts_with("Value range is invalid");
-        if (noField || noGreyRange) {
-            throw CWorkError(no_foreground_text(mask, request));
-        }
-        throw;
-    }
-}
-
-void take_directions(CSubfieldFiberDirections& directions, int dim, SAnalysis& analysis) {
-    const IImage* theta = nullptr;
-    const IImage* phi = nullptr;
-    if (dim == 2) {
-        directions.GetDirections(theta);
-    } else {
-        directions.GetDirections(theta, phi);
-    }
-    analysis.theta.reset(theta);
-    analysis.phi.reset(phi);
-}
-
-long long count_directions(const IImage& theta) {
-    const std::unique_ptr<IImage::IAccess> access(theta.CreateAccess(true));
-    const auto* const angles = static_cast<const float*>(access->ConstData());
-    return std::count_if(angles, angles + theta.Size().Elements(), [](float angle) { return angle >= 0.0F; });
-}
-
 } // namespace
 
 void CheckSizes(const CSize& imageSize, const SAnalysisRequest& request) {
@@ -135,25 +78,25 @@ void CheckSizes(const CSize& imageSize, const SAnalysisRequest& request) {
     check_that_subfields_fit(imageSize, request);
 }
 
-SAnalysis Analyze(CImage& image, CImage* mask, const SAnalysisRequest& request) {
-    CheckSizes(image.Size(), request);
-    if (mask == nullptr && is_constant(image)) {
-        throw CWorkError(
-            "no foreground: all pixels of the image have the same grey value; check that it is the "
-            "right image, and the grey window if one is given");
-    }
-    CVexoHeaderTools::SetSpacing(image, request.spacing, request.spacing, request.spacing);
-    const auto [x, y, z] = library_subfield(request);
-    CSubfieldFiberDirections directions(request.fiberRadius, request.otsuFactor, x, y, z);
+stream::SStreamParameters ParametersOf(const SAnalysisRequest& request) {
+    return {request.fiberRadius, request.spacing, request.otsuFactor, library_subfield(request),
+            request.orders == ETensorOrders::secondAndFourth};
+}
 
-    SAnalysis analysis;
-    analysis.document = compute(directions, image, mask, request, analysis.parameterSummary);
-    if (mask == nullptr) {
-        analysis.threshold = directions.Threshold();
+std::string NoForegroundText(stream::CNoForegroundError::EReason reason, bool hasMask,
+                             const SAnalysisRequest& request) {
+    if (reason == stream::CNoForegroundError::EReason::constantImage) {
+        return "no foreground: all pixels of the image have the same grey value; check that it is the right "
+               "image, and the grey window if one is given";
     }
-    take_directions(directions, image.Size().Dim(), analysis);
-    analysis.foregroundPixels = count_directions(*analysis.theta);
-    return analysis;
+    if (hasMask) {
+        return "no foreground: the mask selects no pixel inside the image's border of one fiber radius; "
+               "check that the mask is not empty or inverted";
+    }
+    return "no foreground: no pixel inside the image's border is brighter than " +
+           RoundedText(request.otsuFactor) +
+           " times the automatic threshold; give a smaller --otsu-factor, or the fibers as --mask (fibers "
+           "must be brighter than what is around them)";
 }
 
 std::string RoundedText(double number, int significantDigits) {

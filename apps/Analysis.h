@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "zeklib2core/ValueMap.h"
-#include "zeklib2image/Image.h"
+#include "stream/StreamingAnalysis.h"
+#include "zeklib2image/Size.h"
 
-#include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,22 +23,14 @@ struct SAnalysisRequest {
     double FiberRadiusPx() const noexcept { return fiberRadius / spacing; }
 };
 
-struct SAnalysis {
-    std::unique_ptr<CValueMap> document;
-    std::string parameterSummary;
-    std::optional<double> threshold; ///< grey value of the smoothed image; none with a mask
-    std::unique_ptr<const IImage> theta;
-    std::unique_ptr<const IImage> phi; ///< none in 2D
-    long long foregroundPixels = 0;    ///< those with a direction
-};
+/// The request as the analysis takes it.
+stream::SStreamParameters ParametersOf(const SAnalysisRequest& request);
 
-/// Runs the analysis of the library, and says in the caller's terms why it refuses to.
-/// @param image GREY_8, 2D or 3D. @param mask BINARY_FG of the same size, or null for the automatic
-///        foreground.
-/// @throws CWorkError if the image, its foreground, the radius and the subfields do not go together.
-SAnalysis Analyze(CImage& image, CImage* mask, const SAnalysisRequest& request);
+/// Why there was nothing to measure, and what to do, in the caller's terms.
+std::string NoForegroundText(stream::CNoForegroundError::EReason reason, bool hasMask,
+                             const SAnalysisRequest& request);
 
-/// The checks of `Analyze` that need no pixels.
+/// The checks that need no pixels.
 /// @throws CWorkError if the radius or the subfields do not go with the size.
 void CheckSizes(const CSize& imageSize, const SAnalysisRequest& request);
 

@@ -6,13 +6,14 @@
 #include "apps/Failure.h"
 #include "apps/ImageInput.h"
 #include "apps/Interruption.h"
+#include "apps/MapFiles.h"
 #include "apps/Program.h"
 #include "apps/ResultFiles.h"
 
-#include "VexoBase/Parallelism.h"
 #include "report/Json.h"
 #include "report/RunRecord.h"
 #include "report/Tables.h"
+#include "stream/StreamingAnalysis.h"
 #include "volume/Failure.h"
 #include "volume/ImageConversion.h"
 #include "volume/MetaImageWriter.h"
@@ -23,6 +24,7 @@
 #include <array>
 #include <chrono>
 #include <ctime>
+#include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -46,6 +48,9 @@ struct SAnalyzeOptions {
     std::optional<std::string> window;
     std::optional<std::string> raw;
     std::optional<std::string> threads;
+    std::optional<std::string> memory;
+    std::optional<std::string> scratch;
+    bool dryRun = false;
     bool fourthOrder = false;
     bool maps = false;
     bool quiet = false;
@@ -59,6 +64,7 @@ struct SAnalyzeSettings {
     std::optional<std::vector<double>> spacing;
     std::optional<volume::SGreyWindow> window;
     int threads;
+    std::size_t memoryBytes;
 };
 
 std::optional<volume::SGreyWindow> read_window(const std::optional<std::string>& text) {
@@ -117,6 +123,8 @@ SAnalyzeSettings read_settings(const SAnalyzeOptions& options) {
     settings.spacing = read_spacing(options.spacing);
     settings.window = read_window(options.window);
     settings.threads = read_threads(options.threads);
+    settings.memoryBytes =
+        options.memory ? ReadBytes({"--memory", *options.memory}) : stream::DefaultBudget();
     return settings;
 }
 
@@ -180,28 +188,36 @@ class CAnalyzeRun {
         m_record.version = ProgramVersion();
         m_record.startTime = utc_now();
         m_record.parameters.threads = m_settings.threads;
-        CParallelism::SetThreads(m_settings.threads);
 
         const auto reader = OpenInput(m_options.image, m_options.raw);
         plan(reader->Info());
+        const auto mask = open_mask(reader->Info().size);
+        const std::string scratch = m_options.scratch.value_or(m_options.outputFolder);
+        stream::CStreamingAnalysis analysis({*reader, mask.get(), m_settings.window}, ParametersOf(m_request),
+                                            {m_settings.threads, m_settings.memoryBytes, scratch}, *m_ranks,
+                                            m_options.maps);
+        record_memory(analysis.Plan());
+        if (m_options.dryRun) {
+            std::cout << memory_text(analysis.Plan(), scratch) << std::endl;
+            return;
+        }
+        m_console.Say(memory_text(analysis.Plan(), scratch));
         const int dim = reader->Info().size.Dim();
         CResultFiles files(m_options.outputFolder, result_names(m_options, dim));
-        const std::unique_ptr<CImage> image = read_image(*reader);
-        const std::unique_ptr<CImage> mask = read_mask(image->Size());
-        m_record.readSeconds = seconds_since(start);
+        say_grey_values(reader->Info());
 
         const Clock::time_point analysisStart = Clock::now();
-        const SAnalysis analysis = Analyze(*image, mask.get(), m_request);
+        const stream::SStreamResult result = analyze(analysis, reader->Info().size, files);
         m_record.analyzeSeconds = seconds_since(analysisStart);
 
-        write_results(analysis, files);
-        record_analysis(analysis, image->Size());
+        record_analysis(result, reader->Info().size);
+        write_results(*result.document, files);
         m_record.files = files.Names();
         m_record.totalSeconds = seconds_since(start);
         files.WriteText(CResultFiles::RUN_RECORD, report::RunJson(m_record));
         ThrowIfInterrupted();
         files.Commit();
-        say_result(analysis, files);
+        say_result(*result.document, files);
     }
 
   private:
@@ -246,75 +262,114 @@ class CAnalyzeRun {
                       ")");
     }
 
-    std::unique_ptr<CImage> read_image(volume::IImageReader& reader) {
-        volume::SGrey8Image grey = volume::ReadGrey8(reader, m_settings.window);
-        if (grey.window) {
-            m_record.input.greyWindow = {grey.window->lo, grey.window->hi};
-            m_console.Say(
-                "grey values brought to 8 bit: " + RoundedText(grey.window->lo) + " becomes 0, " +
-                RoundedText(grey.window->hi) + " becomes 255 (" +
-                (m_settings.window ? "--window" : "the range of the data; choose it with --window") + ")");
+    void say_grey_values(const volume::SImageInfo& info) {
+        if (const auto& window = m_settings.window) {
+            m_record.input.greyWindow = {window->lo, window->hi};
+            m_console.Say("grey values brought to 8 bit: " + RoundedText(window->lo) + " becomes 0, " +
+                          RoundedText(window->hi) + " becomes 255 (--window)");
+        } else if (info.pixelType != volume::EPixelType::u8) {
+            m_console.Say("grey values in their own precision (" + info.storedType + ")");
         }
-        if (grey.nanCount > 0) {
-            m_record.input.nanPixels = grey.nanCount;
-            m_console.Warn(std::to_string(grey.nanCount) +
-                           " pixels have no value (NaN) and count as darkest");
-        }
-        return std::move(grey.image);
     }
 
-    std::unique_ptr<CImage> read_mask(const CSize& imageSize) const {
+    std::unique_ptr<volume::IImageReader> open_mask(const CSize& imageSize) const {
         if (!m_options.mask) {
             return nullptr;
         }
-        const auto reader = volume::OpenImage(*m_options.mask);
+        auto reader = volume::OpenImage(*m_options.mask);
         if (!(reader->Info().size == imageSize)) {
             throw CWorkError("mask '" + *m_options.mask + "' has " +
                              SizeText(ExtentsOf(reader->Info().size)) + " px, but the image has " +
                              SizeText(ExtentsOf(imageSize)) + " px; give a mask of the image's size");
         }
+        return reader;
+    }
+
+    stream::SStreamResult analyze(stream::CStreamingAnalysis& analysis, const CSize& size,
+                                  CResultFiles& files) const {
+        std::unique_ptr<CMapFiles> maps = new_maps(size, files);
         try {
-            return volume::ReadMask(*reader);
-        } catch (const volume::CInputError& error) {
-            throw CWorkError("mask '" + *m_options.mask + "': " + error.what());
+            stream::SStreamResult result = analysis.Run(maps.get());
+            if (maps) {
+                maps->Close();
+            }
+            return result;
+        } catch (const stream::CNoForegroundError& failure) {
+            throw CWorkError(NoForegroundText(failure.Reason(), m_options.mask.has_value(), m_request));
+        } catch (const stream::CMaskError& failure) {
+            throw CWorkError("mask '" + *m_options.mask + "': " + failure.what());
         }
     }
 
-    void write_results(const SAnalysis& analysis, CResultFiles& files) const {
-        files.WriteText(CResultFiles::RESULT, report::ResultJson(*analysis.document));
-        if (files.Has(CResultFiles::SUBFIELDS)) {
-            files.WriteText(CResultFiles::SUBFIELDS, report::SubfieldsCsv(*analysis.document));
-            files.WriteText(CResultFiles::PROFILES,
-                            report::ProfilesCsv(*analysis.document, m_request.lengthUnit));
+    std::unique_ptr<CMapFiles> new_maps(const CSize& size, CResultFiles& files) const {
+        if (!files.Has(CResultFiles::THETA)) {
+            return nullptr;
         }
         const std::array<double, 3> spacing = {m_request.spacing, m_request.spacing, m_request.spacing};
-        if (files.Has(CResultFiles::THETA)) {
-            volume::WriteMetaImage(files.PathOf(CResultFiles::THETA), *analysis.theta, spacing,
-                                   spacing_unit());
-        }
+        const volume::SMetaImageHeader header{size, volume::EPixelType::f32, spacing, spacing_unit()};
+        CMapFiles::SPaths paths{files.PathOf(CResultFiles::THETA), {}};
         if (files.Has(CResultFiles::PHI)) {
-            volume::WriteMetaImage(files.PathOf(CResultFiles::PHI), *analysis.phi, spacing, spacing_unit());
+            paths.phi = files.PathOf(CResultFiles::PHI);
+        }
+        CMapFiles::Create(paths, header);
+        return std::make_unique<CMapFiles>(paths, header);
+    }
+
+    void record_memory(const stream::SMemoryPlan& plan) {
+        const bool isInMemory = plan.scratchKind == stream::SScratchPlace::EKind::memory;
+        m_record.memory = {plan.budgetBytes, plan.peakBytes, plan.scratchBytes,
+                           isInMemory ? "memory" : "file"};
+        m_record.parameters.processes = m_ranks->Size();
+    }
+
+    static std::string memory_text(const stream::SMemoryPlan& plan, const std::string& scratchFolder) {
+        const std::string scratch = stream::BytesText(plan.scratchBytes);
+        return "memory: up to " + stream::BytesText(plan.peakBytes) + " of " +
+               stream::BytesText(plan.budgetBytes) + " allowed; scratch: " + scratch +
+               (plan.scratchKind == stream::SScratchPlace::EKind::memory
+                    ? " of it"
+                    : " in a temporary file in '" + scratchFolder + "'");
+    }
+
+    void write_results(const CValueMap& document, CResultFiles& files) const {
+        files.WriteText(CResultFiles::RESULT, report::ResultJson(document));
+        if (files.Has(CResultFiles::SUBFIELDS)) {
+            files.WriteText(CResultFiles::SUBFIELDS, report::SubfieldsCsv(document));
+            files.WriteText(CResultFiles::PROFILES, report::ProfilesCsv(document, m_request.lengthUnit));
         }
     }
 
     /// The unit of spacings, for image headers: pixels are none.
     std::string spacing_unit() const { return m_request.lengthUnit == "px" ? "" : m_request.lengthUnit; }
 
-    void record_analysis(const SAnalysis& analysis, const CSize& size) {
-        m_record.parameters.summary = analysis.parameterSummary;
-        m_record.foreground.threshold = analysis.threshold;
-        m_record.foreground.pixels = analysis.foregroundPixels;
+    void record_analysis(const stream::SStreamResult& result, const CSize& size) {
+        m_record.parameters.summary = result.parameterSummary;
+        m_record.foreground.threshold = result.threshold;
+        m_record.foreground.pixels = result.foregroundPixels;
         m_record.foreground.ofPixels = static_cast<long long>(size.Elements());
+        for (const stream::SStreamResult::SPass& pass : result.passes) {
+            m_record.passes.push_back({pass.name, pass.seconds});
+        }
+        m_record.input.nanPixels = result.range.nanCount;
+        m_record.input.infinitePixels = result.range.infiniteCount;
+        if (result.range.nanCount > 0) {
+            m_console.Warn(std::to_string(result.range.nanCount) +
+                           " pixels have no value (NaN) and count as darkest");
+        }
+        if (result.range.infiniteCount > 0) {
+            m_console.Warn(std::to_string(result.range.infiniteCount) +
+                           " pixels are infinite and count as darkest or brightest");
+        }
     }
 
-    void say_result(const SAnalysis& analysis, const CResultFiles& files) {
-        const CValueMap& field = analysis.document->Entry("Field")->Map();
+    void say_result(const CValueMap& document, const CResultFiles& files) {
+        const CValueMap& field = document.Entry("Field")->Map();
+        const std::optional<double>& threshold = m_record.foreground.threshold;
         const double share = static_cast<double>(m_record.foreground.pixels) /
                              static_cast<double>(m_record.foreground.ofPixels);
         m_console.Say("foreground " + RoundedText(100.0 * share, 3) + " %" +
-                      (analysis.threshold ? ", brighter than " + RoundedText(*analysis.threshold, 4) +
-                                                " in the smoothed image"
-                                          : " (from the mask)"));
+                      (threshold ? ", brighter than " + RoundedText(*threshold, 4) + " in the smoothed image"
+                                 : " (from the mask)"));
         m_console.Say("mean direction " + direction_text(field.Entry("Mean fiber direction")->Map()) +
                       ", anisotropy " + RoundedText(field.Entry("Anisotropy value")->Double(), 3) +
                       ", status: " + field.Entry("Status")->String().Text());
@@ -328,6 +383,7 @@ class CAnalyzeRun {
     const SAnalyzeOptions& m_options;
     SAnalyzeSettings m_settings;
     CConsole m_console;
+    std::unique_ptr<stream::ICommunicator> m_ranks = stream::SingleProcess();
     SAnalysisRequest m_request;
     report::SRunRecord m_record;
 };
@@ -386,8 +442,8 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
     parser
         ->add_option(
             "--window", options->window,
-            "Grey values that become 0 and 255 where the image is brought to 8 bit. Default: an 8-bit "
-            "image is taken as it is, any other over the range of its values")
+            "Bring the image to 8 bit, these grey values becoming 0 and 255. Default: every image is "
+            "analysed in its own precision")
         ->type_name("LO,HI");
     parser->add_option("--raw", options->raw, RAW_OPTION_HELP)->type_name("X,Y,Z,TYPE");
     parser->add_flag("--fourth-order", options->fourthOrder, "Report fourth-order orientation tensors, too");
@@ -398,6 +454,20 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
         ->add_option("--threads", options->threads,
                      "Number of threads to use; results do not depend on it. Default: all cores")
         ->type_name("N");
+    parser
+        ->add_option(
+            "--memory", options->memory,
+            "Most memory to use, as in 512M or 1.5G; results do not depend on it. Default: half of the "
+            "machine's")
+        ->type_name("SIZE");
+    parser
+        ->add_option(
+            "--scratch", options->scratch,
+            "Folder for a temporary file of smoothed slices, four bytes per pixel, if the memory does "
+            "not suffice for them. Default: that of the results")
+        ->type_name("DIR");
+    parser->add_flag("--dry-run", options->dryRun,
+                     "Only print how much memory and scratch room the analysis will need");
     parser->add_flag("--quiet", options->quiet, "Print nothing but warnings and errors");
     parser->footer("Results: result.json (tensors, eigenvalues, mean directions), run.json (input, "
                    "parameters, threshold, "

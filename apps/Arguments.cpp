@@ -4,6 +4,7 @@
 #include "apps/Failure.h"
 #include "volume/NumberText.h"
 
+#include <cctype>
 #include <cmath>
 #include <optional>
 #include <string_view>
@@ -81,6 +82,28 @@ long long ReadWholeNumber(const SArgument& argument, long long smallest) {
         refuse(argument, "a whole number of at least " + std::to_string(smallest));
     }
     return *number;
+}
+
+std::size_t ReadBytes(const SArgument& argument) {
+    constexpr std::string_view UNITS = "KMGT";
+    constexpr double MOST = 1e18;
+    std::string_view text = argument.text;
+    if (text.ends_with('B') || text.ends_with('b')) {
+        text.remove_suffix(1);
+    }
+    double unit = 1.0;
+    if (!text.empty()) {
+        const auto last = static_cast<char>(std::toupper(static_cast<unsigned char>(text.back())));
+        if (const std::size_t power = UNITS.find(last); power != std::string_view::npos) {
+            unit = std::pow(1024.0, static_cast<double>(power) + 1.0);
+            text.remove_suffix(1);
+        }
+    }
+    const std::optional<double> number = finite_number(text);
+    if (!number || *number * unit < 1.0 || *number * unit > MOST) {
+        refuse(argument, "an amount of memory, as in 512M or 1.5G");
+    }
+    return static_cast<std::size_t>(*number * unit);
 }
 
 } // namespace TEVRA::apps

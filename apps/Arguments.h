@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -23,5 +24,8 @@ double ReadNumber(const SArgument& argument);
 double ReadPositiveNumber(const SArgument& argument);
 /// One whole number of at least `smallest`.
 long long ReadWholeNumber(const SArgument& argument, long long smallest);
+
+/// An amount of memory, as in "512M" or "1.5G"; units of 1024. @return bytes, 1 or more.
+std::size_t ReadBytes(const SArgument& argument);
 
 } // namespace TEVRA::apps

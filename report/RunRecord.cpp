@@ -47,6 +47,7 @@ Json input_json(const SRunRecord::SInput& input) {
     json["converted_to_8_bit"] = input.greyWindow.has_value();
     json["grey_window"] = input.greyWindow ? Json{input.greyWindow->lo, input.greyWindow->hi} : Json(nullptr);
     json["nan_pixels"] = input.nanPixels;
+    json["infinite_pixels"] = input.infinitePixels;
     return json;
 }
 
@@ -59,6 +60,7 @@ Json parameters_json(const SRunRecord::SParameters& parameters) {
     json["subfield_px"] = parameters.subfieldPx.empty() ? Json(nullptr) : Json(parameters.subfieldPx);
     json["fourth_order"] = parameters.fourthOrder;
     json["threads"] = parameters.threads;
+    json["processes"] = parameters.processes;
     json["summary"] = parameters.summary;
     return json;
 }
@@ -68,6 +70,25 @@ Json foreground_json(const SRunRecord::SForeground& foreground) {
     json["threshold"] = value_or_null(foreground.threshold);
     json["pixels"] = foreground.pixels;
     json["share"] = static_cast<double>(foreground.pixels) / static_cast<double>(foreground.ofPixels);
+    return json;
+}
+
+Json memory_json(const SRunRecord::SMemory& memory) {
+    Json json;
+    json["allowed_bytes"] = memory.allowedBytes;
+    json["expected_bytes"] = memory.expectedBytes;
+    json["scratch_bytes"] = memory.scratchBytes;
+    json["scratch_place"] = memory.scratchPlace;
+    return json;
+}
+
+Json seconds_json(const SRunRecord& record) {
+    Json json;
+    for (const SRunRecord::SPass& pass : record.passes) {
+        json[pass.name] = pass.seconds;
+    }
+    json["analyze"] = record.analyzeSeconds;
+    json["total"] = record.totalSeconds;
     return json;
 }
 
@@ -82,8 +103,8 @@ std::string RunJson(const SRunRecord& record) {
     json["input"] = input_json(record.input);
     json["parameters"] = parameters_json(record.parameters);
     json["foreground"] = foreground_json(record.foreground);
-    json["seconds"] = {
-        {"read", record.readSeconds}, {"analyze", record.analyzeSeconds}, {"total", record.totalSeconds}};
+    json["memory"] = memory_json(record.memory);
+    json["seconds"] = seconds_json(record);
     json["files"] = record.files;
     return ToText(json);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -33,7 +34,8 @@ struct SRunRecord {
         std::string lengthUnit; ///< as in "mm"; "px" without spacing; empty if it has no name
         ESpacingOrigin spacingOrigin = ESpacingOrigin::none;
         std::optional<SGreyRange> greyWindow; ///< none if the image was taken as it is
-        long long nanPixels = 0;              ///< that had no value and became 0
+        long long nanPixels = 0;              ///< that had no value and count as darkest
+        long long infinitePixels = 0;         ///< that count as darkest or brightest
     };
     struct SParameters {
         double fiberRadius = 0.0; ///< in the length unit
@@ -43,6 +45,7 @@ struct SRunRecord {
         std::optional<std::string> maskPath;
         bool fourthOrder = false;
         int threads = 1;
+        int processes = 1;
         std::string summary; ///< as the analysis gives it
     };
     struct SForeground {
@@ -51,12 +54,26 @@ struct SRunRecord {
         long long ofPixels = 0;          ///< of the image
     };
 
+    /// Of one process, the one with most of the image.
+    struct SMemory {
+        std::size_t allowedBytes = 0;
+        std::size_t expectedBytes = 0; ///< most at a time
+        std::size_t scratchBytes = 0;  ///< of smoothed slices
+        std::string scratchPlace;      ///< "memory" or "file"
+    };
+    /// One pass over the image.
+    struct SPass {
+        std::string name;
+        double seconds;
+    };
+
     std::string version;
     std::string startTime; ///< UTC, ISO 8601
     SInput input;
     SParameters parameters;
     SForeground foreground;
-    double readSeconds = 0.0;
+    SMemory memory;
+    std::vector<SPass> passes; ///< in order
     double analyzeSeconds = 0.0;
     double totalSeconds = 0.0;      ///< until the results were written
     std::vector<std::string> files; ///< written beside the record

@@ -3,9 +3,12 @@
 
 namespace TEVRA::stream {
 
-void CMaskSlices::Read(const SSliceRange& slices, std::byte* foreground) {
+std::size_t CMaskSlices::SlicePixels() const {
     const CSize& size = m_reader.Info().size;
-    const auto slicePixels = static_cast<std::size_t>(size[0] * size[1]);
+    return static_cast<std::size_t>(size[0] * size[1]);
+}
+
+void CMaskSlices::Read(const SSliceRange& slices, std::byte* foreground) {
     m_raw.resize(m_reader.SliceBytes());
     for (long long z = slices.first; z < slices.end; ++z) {
         m_reader.ReadSlices(z, 1, m_raw.data());
@@ -20,7 +23,15 @@ void CMaskSlices::Read(const SSliceRange& slices, std::byte* foreground) {
             convert<float>(foreground);
             break;
         }
-        foreground += slicePixels;
+        foreground += SlicePixels();
+    }
+}
+
+void AddMaskValue(volume::CMaskValues& values, double value) {
+    try {
+        values.Add(value);
+    } catch (const volume::CInputError& error) {
+        throw CMaskError(error.what());
     }
 }
 
@@ -31,7 +42,7 @@ void CMaskSlices::convert(std::byte* foreground) {
     for (std::size_t i = 0; i < count; ++i) {
         const bool set = raw[i] != PixelT{0};
         if (set) {
-            m_values.Add(static_cast<double>(raw[i]));
+            AddMaskValue(m_values, static_cast<double>(raw[i]));
         }
         foreground[i] = static_cast<std::byte>(set);
     }

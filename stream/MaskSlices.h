@@ -2,6 +2,7 @@
 #pragma once
 
 #include "stream/SliceRange.h"
+#include "volume/Failure.h"
 #include "volume/ImageConversion.h"
 #include "volume/ImageReader.h"
 
@@ -11,6 +12,15 @@
 
 namespace TEVRA::stream {
 
+/// The mask is none.
+class CMaskError : public volume::CInputError {
+  public:
+    using CInputError::CInputError;
+};
+
+/// Adds a value to those seen. @throws CMaskError if it is one too many.
+void AddMaskValue(volume::CMaskValues& values, double value);
+
 /// The slices of a mask: one byte per pixel, 0 in the background and 1 in the foreground.
 class CMaskSlices {
   public:
@@ -18,8 +28,11 @@ class CMaskSlices {
     explicit CMaskSlices(volume::IImageReader& reader) : m_reader(reader) {}
 
     /// Reads slices. @param foreground room for all their pixels.
-    /// @throws volume::CInputError if the slices read so far hold more than one value besides 0.
+    /// @throws CMaskError if the slices read so far hold more than one value besides 0.
     void Read(const SSliceRange& slices, std::byte* foreground);
+    /// What the values seen so far are.
+    const volume::CMaskValues& Values() const noexcept { return m_values; }
+    std::size_t SlicePixels() const;
 
   private:
     template <typename PixelT>

@@ -14,6 +14,10 @@
 #include "volume/Failure.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <functional>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -82,30 +86,61 @@ class CStreamingAnalysis::CRun {
                   static_cast<std::size_t>(size()[0] * size()[1])) {}
 
     SStreamResult Run() {
-        constexpr int PASSES = 4;
-        IProgressMonitor& monitor = CProgressMonitor::Obj();
-        CProgressReport report(monitor, PASSES, "");
+        constexpr int PASSES = 5;
         SStreamResult result;
-        result.range = smooth_slices();
-        report.Step();
-        const SExtent extent = smooth_columns();
-        report.Step();
-        if (m_input.mask == nullptr) {
-            result.threshold = threshold(extent);
-        }
-        report.Step();
-        ExchangeHalo(m_store, 1, m_depth, m_ranks);
-        if (m_analysis.m_layout.Dim() == 3) {
-            find_orientations<3>(result);
-        } else {
-            find_orientations<2>(result);
-        }
-        report.Step();
+        SExtent extent;
+        CProgressReport report(CProgressMonitor::Obj(), PASSES, "");
+        const auto pass = [&](const char* name, const auto& work) {
+            const auto start = std::chrono::steady_clock::now();
+            work();
+            const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+            result.passes.push_back({name, time.count()});
+            report.Step();
+        };
+        pass("mask", [&] { check_mask(); });
+        pass("slices", [&] { result.range = smooth_slices(); });
+        pass("columns", [&] { extent = smooth_columns(); });
+        pass("threshold", [&] { result.threshold = threshold(extent); });
+        pass("directions", [&] {
+            ExchangeHalo(m_store, 1, m_depth, m_ranks);
+            if (m_analysis.m_layout.Dim() == 3) {
+                find_orientations<3>(result);
+            } else {
+                find_orientations<2>(result);
+            }
+        });
         return result;
     }
 
   private:
     const CSize& size() const { return m_input.image.Info().size; }
+
+    /// A mask that is none shows before the work, not in the course of it.
+    void check_mask() {
+        if (m_input.mask == nullptr) {
+            return;
+        }
+        CMaskSlices mask(*m_input.mask);
+        CSlabReader reader(
+            [&mask](const SSliceRange& slices, std::byte* pixels) { mask.Read(slices, pixels); }, m_own,
+            m_plan.slabSlices, mask.SlicePixels());
+        const long long slabs = SlabCount(m_own, m_plan.slabSlices);
+        CProgressReport report(CProgressMonitor::Obj(), slabs, "Reading mask...");
+        for (long long slab = 0; slab < slabs; ++slab) {
+            reader.Next();
+            report.Step();
+        }
+        // Processes may have met different values.
+        const double own = mask.Values().Foreground();
+        const double none = std::numeric_limits<double>::infinity();
+        volume::CMaskValues all;
+        for (const double value : {m_ranks.Smallest(std::isnan(own) ? none : own),
+                                   m_ranks.Largest(std::isnan(own) ? -none : own)}) {
+            if (std::isfinite(value)) {
+                AddMaskValue(all, value);
+            }
+        }
+    }
 
     /// Smooths once more if values that are no numbers turn up: what they become depends on all others.
     volume::SValueRange smooth_slices() {
@@ -167,7 +202,10 @@ class CStreamingAnalysis::CRun {
         return {extent.Min(), extent.Max()};
     }
 
-    double threshold(const SExtent& extent) {
+    std::optional<double> threshold(const SExtent& extent) {
+        if (m_input.mask != nullptr) {
+            return std::nullopt;
+        }
         if (!(extent.lo < extent.hi)) {
             throw CNoForegroundError(CNoForegroundError::EReason::constantImage);
         }

@@ -14,6 +14,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace TEVRA::stream {
 
@@ -59,6 +60,11 @@ struct SStreamResult {
     std::optional<double> threshold; ///< grey value of the smoothed image; none with a mask
     long long foregroundPixels = 0;  ///< those with an axis, of the whole image
     volume::SValueRange range;       ///< of the file's values
+    struct SPass {
+        const char* name;
+        double seconds;
+    };
+    std::vector<SPass> passes; ///< of this process, in order
 };
 
 /// The field-by-field analysis of CSubfieldFiberDirections, slice by slice.
@@ -67,10 +73,11 @@ struct SStreamResult {
 ///     std::cout << analysis.Plan().peakBytes;
 ///     SStreamResult result = analysis.Run(nullptr);
 ///
-/// Its four passes: smooth every slice in its plane into the scratch store; smooth columns across slices;
-/// take the threshold from a histogram; find axes slice by slice, and sum them up. Numbers come from the
-/// kernels of the library: threshold, angles and counts of an 8-bit image are the library's to the last bit,
-/// sums up to the order of summation. Nothing depends on the number of threads or processes or on the memory.
+/// Its passes: check the mask; smooth every slice in its plane into the scratch store; smooth columns across
+/// slices; take the threshold from a histogram; find axes slice by slice, and sum them up. Numbers come from
+/// the kernels of the library: threshold, angles and counts of an 8-bit image are the library's to the last
+/// bit, sums up to the order of summation. Nothing depends on the number of threads or processes or on the
+/// memory.
 class CStreamingAnalysis {
   public:
     /// Reads no pixels yet. @param input, ranks must outlive the object.
@@ -87,7 +94,8 @@ class CStreamingAnalysis {
 
     /// Reports progress to the calling thread's monitor.
     /// @param angles takes the maps of this process's slices; null if they are not wanted.
-    /// @throws CNoForegroundError; what reading and the sink throw; volume::CEnvironmentError without room
+    /// @throws CNoForegroundError; CMaskError; what reading and the sink throw; volume::CEnvironmentError
+    /// without room
     ///         for the scratch store; std::bad_alloc.
     SStreamResult Run(IAngleSink* angles);
 

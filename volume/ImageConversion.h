@@ -43,6 +43,8 @@ class CMaskValues {
   public:
     /// @param value not 0. @throws CInputError if it is one too many.
     void Add(double value);
+    /// The value of the foreground; NaN if there was none yet.
+    double Foreground() const noexcept { return m_foreground; }
 
   private:
     double m_foreground = std::numeric_limits<double>::quiet_NaN(); // none yet

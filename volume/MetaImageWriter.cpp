@@ -7,8 +7,11 @@
 
 #include <bit>
 #include <cerrno>
+#include <fcntl.h>
 #include <stdexcept>
 #include <system_error>
+#include <unistd.h>
+#include <utility>
 
 namespace TEVRA::volume {
 namespace {
@@ -53,12 +56,14 @@ std::string header_text(const SMetaImageHeader& header) {
                             "; check the folder's permissions and the free space");
 }
 
+std::size_t slice_bytes(const SMetaImageHeader& header) {
+    return static_cast<std::size_t>(header.size[0] * header.size[1]) * BytesPerPixel(header.pixelType);
+}
+
 } // namespace
 
 CMetaImageWriter::CMetaImageWriter(const std::string& path, const SMetaImageHeader& header)
-    : m_path(path), m_sliceBytes(static_cast<std::size_t>(header.size[0] * header.size[1]) *
-                                 BytesPerPixel(header.pixelType)),
-      m_slicesLeft(header.size[2]) {
+    : m_path(path), m_sliceBytes(slice_bytes(header)), m_slicesLeft(header.size[2]) {
     errno = 0;
     m_file.open(path, std::ios::binary | std::ios::trunc);
     const std::string text = header_text(header);
@@ -86,6 +91,58 @@ void CMetaImageWriter::Close() {
     errno = 0;
     m_file.close(); // the last buffer goes out here, and with it a full disk may show
     if (!m_file) {
+        fail_to_write(m_path);
+    }
+}
+
+void CMetaImageParts::Create(const std::string& path, const SMetaImageHeader& header) {
+    const std::string text = header_text(header);
+    errno = 0;
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file.write(text.data(), static_cast<std::streamsize>(text.size()));
+    file.close();
+    const std::size_t bytes = text.size() + static_cast<std::size_t>(header.size[2]) * slice_bytes(header);
+    if (!file || truncate(path.c_str(), static_cast<off_t>(bytes)) != 0) {
+        fail_to_write(path);
+    }
+}
+
+CMetaImageParts::CMetaImageParts(const std::string& path, const SMetaImageHeader& header)
+    : m_path(path), m_headerBytes(header_text(header).size()), m_sliceBytes(slice_bytes(header)),
+      m_slices(header.size[2]), m_file(open(path.c_str(), O_WRONLY | O_CLOEXEC)) {
+    if (m_file < 0) {
+        fail_to_write(path);
+    }
+}
+
+CMetaImageParts::~CMetaImageParts() {
+    if (m_file >= 0) {
+        close(m_file);
+    }
+}
+
+void CMetaImageParts::WriteSlices(long long firstSlice, long long sliceCount, const void* pixels) {
+    if (firstSlice < 0 || sliceCount < 0 || firstSlice > m_slices || sliceCount > m_slices - firstSlice) {
+        throw std::out_of_range(m_path + ": slices to write that the image does not have");
+    }
+    const auto* next = static_cast<const char*>(pixels);
+    std::size_t left = static_cast<std::size_t>(sliceCount) * m_sliceBytes;
+    auto place = static_cast<off_t>(m_headerBytes + static_cast<std::size_t>(firstSlice) * m_sliceBytes);
+    while (left > 0) {
+        const ssize_t written = pwrite(m_file, next, left, place);
+        if (written < 0 && errno != EINTR) {
+            fail_to_write(m_path);
+        }
+        if (written > 0) {
+            next += written;
+            left -= static_cast<std::size_t>(written);
+            place += written;
+        }
+    }
+}
+
+void CMetaImageParts::Close() {
+    if (close(std::exchange(m_file, -1)) != 0) {
         fail_to_write(m_path);
     }
 }

@@ -65,5 +65,20 @@ TEST(Arguments, AWholeNumberMustReachTheSmallestAllowed) {
     EXPECT_THAT(refusal_of([] { ReadWholeNumber({"--threads", "0"}, 1); }), HasSubstr("at least 1"));
 }
 
+TEST(Arguments, AmountsOfMemoryHaveUnitsOf1024) {
+    EXPECT_EQ(ReadBytes({"--memory", "4096"}), 4096U);
+    EXPECT_EQ(ReadBytes({"--memory", "512M"}), std::size_t{512} << 20);
+    EXPECT_EQ(ReadBytes({"--memory", "1.5g"}), std::size_t{3} << 29);
+    EXPECT_EQ(ReadBytes({"--memory", "2GB"}), std::size_t{2} << 30);
+    EXPECT_EQ(ReadBytes({"--memory", "8k"}), std::size_t{8192});
+    for (const std::string text : {"", "G", "0", "-1G", "many", "1X", "1e30", "nan", "1 G x", "0.0001"}) {
+        EXPECT_THAT(refusal_of([&] {
+                        ReadBytes({"--memory", text});
+                    }),
+                    HasSubstr("--memory: '" + text + "'"))
+            << text;
+    }
+}
+
 } // namespace
 } // namespace TEVRA::apps

@@ -389,7 +389,7 @@ TEST_F(Analyze, SpacingsThatDifferByRoundingCountAsEqual) {
     EXPECT_EQ(result()["Border"], 3);
 }
 
-TEST_F(Analyze, BringsSixteenBitsToEightAndSaysSo) {
+TEST_F(Analyze, TakesSixteenBitsAsTheyAreOrUnderAWindowAndSaysSo) {
     const SGreyImage grey = ParallelFibers(PLANE, 0);
     write("grey8.mha", grey);
     SMetaImage wide{.size = PLANE, .elementType = "MET_USHORT"};
@@ -401,6 +401,7 @@ TEST_F(Analyze, BringsSixteenBitsToEightAndSaysSo) {
 
     analyze("grey8.mha");
     const Json expected = result();
+    const double threshold8 = run()["foreground"]["threshold"];
     EXPECT_EQ(run()["input"]["converted_to_8_bit"], false);
     EXPECT_EQ(run()["input"]["grey_window"], nullptr);
 
@@ -410,8 +411,15 @@ TEST_F(Analyze, BringsSixteenBitsToEightAndSaysSo) {
     EXPECT_EQ(run()["input"]["converted_to_8_bit"], true);
     EXPECT_EQ(run()["input"]["grey_window"], Json({0.0, 65280.0}));
 
-    EXPECT_THAT(analyze("grey16.mha").err, HasSubstr("10240 becomes 0, 51200 becomes 255"));
-    EXPECT_EQ(run()["input"]["grey_window"], Json({10240.0, 51200.0}));
+    EXPECT_THAT(analyze("grey16.mha").err, HasSubstr("own precision (16-bit unsigned integer)"));
+    EXPECT_EQ(run()["input"]["converted_to_8_bit"], false);
+    EXPECT_EQ(run()["input"]["grey_window"], nullptr);
+    // 256 times the grey values: the same fibers, but for roundings.
+    EXPECT_NEAR(run()["foreground"]["threshold"].get<double>(), 256.0 * threshold8,
+                1e-3 * 256.0 * threshold8);
+    const Json tensor = result()["Field"]["Orientation tensor"];
+    EXPECT_NEAR(tensor["xx"].get<double>(), expected["Field"]["Orientation tensor"]["xx"].get<double>(),
+                1e-4);
 }
 
 TEST_F(Analyze, TakesTheForegroundFromTheMask) {

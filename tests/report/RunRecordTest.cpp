@@ -31,7 +31,9 @@ SRunRecord make_record() {
     record.foreground.threshold = 97.5;
     record.foreground.pixels = 65536;
     record.foreground.ofPixels = 262144;
-    record.readSeconds = 0.25;
+    record.parameters.processes = 2;
+    record.memory = {1000, 900, 800, "file"};
+    record.passes = {{"slices", 0.25}, {"columns", 0.5}};
     record.analyzeSeconds = 2.0;
     record.totalSeconds = 2.5;
     record.files = {"result.json"};
@@ -44,12 +46,14 @@ TEST(RunRecord, HoldsWhatWasRunOnWhat) {
         "input": {"path": "scan.tif", "format": "TIFF", "size_px": [128, 64, 32],
                   "pixel_type": "16-bit unsigned integer", "spacing": [0.5, 0.5, 0.5], "length_unit": "mm",
                   "spacing_origin": "header", "converted_to_8_bit": true, "grey_window": [100.0, 4000.0],
-                  "nan_pixels": 0},
+                  "nan_pixels": 0, "infinite_pixels": 0},
         "parameters": {"fiber_radius": 3.0, "fiber_radius_px": 6.0, "otsu_factor": 1.25, "mask": null,
                        "subfield_px": [30, 20, 10], "fourth_order": false, "threads": 4,
-                       "summary": "otsufactor=1.25,fiberradius=3,"},
+                       "processes": 2, "summary": "otsufactor=1.25,fiberradius=3,"},
         "foreground": {"threshold": 97.5, "pixels": 65536, "share": 0.25},
-        "seconds": {"read": 0.25, "analyze": 2.0, "total": 2.5},
+        "memory": {"allowed_bytes": 1000, "expected_bytes": 900, "scratch_bytes": 800,
+                   "scratch_place": "file"},
+        "seconds": {"slices": 0.25, "columns": 0.5, "analyze": 2.0, "total": 2.5},
         "files": ["result.json"]})");
     EXPECT_EQ(json::parse(RunJson(make_record())), expected);
 }
