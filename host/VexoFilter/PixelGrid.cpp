@@ -112,11 +112,19 @@ float* CPixelGrid::RowToWrite(const SPixel& first, float* buffer) {
 }
 
 void CPixelGrid::Commit(const SPixel& first, long long count, const float* row) {
+    if (!m_rowsAreFloats) {
+        Write(first, count, row);
+    }
+}
+
+void CPixelGrid::Write(const SPixel& first, long long count, const float* row) {
+    std::byte* const target = m_firstToWrite + offset(first);
     if (m_rowsAreFloats) {
+        std::memcpy(target, row, static_cast<std::size_t>(count) * sizeof(float));
         return;
     }
     for (long long k = 0; k < count; ++k) {
-        std::memcpy(m_firstToWrite + offset(first) + k * m_stride[0], row + k, sizeof(float));
+        std::memcpy(target + k * m_stride[0], row + k, sizeof(float));
     }
 }
 

@@ -40,6 +40,8 @@ class CPixelGrid {
     /// `buffer`; `Commit` brings it into the image then.
     float* RowToWrite(const SPixel& first, float* buffer);
     void Commit(const SPixel& first, long long count, const float* row);
+    /// Copies a row into the image.
+    void Write(const SPixel& first, long long count, const float* row);
 
   private:
     using ReadRow = void (*)(const std::byte* first, std::ptrdiff_t stride, long long count, float* out);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "VexoFilter/RecursiveGaussian.h"
 
+#include "VexoFilter/FilterKernels.h"
+
 #include <algorithm>
 #include <cmath>
 #include <complex>
@@ -131,22 +133,6 @@ SMatrix tail_of(const SFilter& filter) {
     return sum;
 }
 
-SState load(const SRecursionPlanes& states, std::size_t k) {
-    SState state;
-    for (std::size_t section = 0; section < SECTIONS; ++section) {
-        state.value[section] = states.value[section][k];
-        state.velocity[section] = states.velocity[section][k];
-    }
-    return state;
-}
-
-void store(const SState& state, const SRecursionPlanes& states, std::size_t k) {
-    for (std::size_t section = 0; section < SECTIONS; ++section) {
-        states.value[section][k] = state.value[section];
-        states.velocity[section][k] = state.velocity[section];
-    }
-}
-
 } // namespace
 
 SRecursiveGaussian SRecursiveGaussian::FromSigma(double sigmaPx) {
@@ -194,32 +180,24 @@ SRecursionPlanes SRecursionPlanes::From(std::size_t first) const {
 }
 
 void StartCausal(const SRecursionPlanes& states, std::span<const float> first) {
-    for (std::size_t k = 0; k < first.size(); ++k) {
-        store(StartCausal(static_cast<double>(first[k])), states, k);
+    for (std::size_t k = 0; k < SECTIONS; ++k) {
+        std::copy(first.begin(), first.end(), states.value[k]);
+        std::fill_n(states.velocity[k], first.size(), 0.0);
     }
 }
 
 void Step(const SRecursiveGaussian& filter, const SRecursionPlanes& states, std::span<const float> in,
           std::span<float> out) {
-    // Copies that cannot be aliased by the writes below: coefficients and addresses stay in registers.
-    const SRecursiveGaussian coefficients = filter;
-    const SRecursionPlanes planes = states;
-    const float* const source = in.data();
-    float* const target = out.data();
-    const std::size_t count = in.size();
-#pragma GCC ivdep
-    for (std::size_t k = 0; k < count; ++k) {
-        SState state = load(planes, k);
-        target[k] = static_cast<float>(Step(coefficients, state, static_cast<double>(source[k])));
-        store(state, planes, k);
-    }
+    Walk(filter, states, {.in = {in.data(), 0}, .out = {out.data(), 0}, .lines = in.size(), .rows = 1});
+}
+
+void Walk(const SRecursiveGaussian& filter, const SRecursionPlanes& states, const SRecursionWalk& walk) {
+    FilterKernels().walk(filter, states, walk);
 }
 
 void StartAnticausal(const SRecursiveGaussian& filter, const SRecursionPlanes& states,
                      std::span<const float> last) {
-    for (std::size_t k = 0; k < last.size(); ++k) {
-        store(StartAnticausal(filter, load(states, k), static_cast<double>(last[k])), states, k);
-    }
+    FilterKernels().startAnticausal(filter, states, last.data(), last.size());
 }
 
 } // namespace TEVRA::Impl

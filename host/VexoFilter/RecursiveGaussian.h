@@ -153,6 +153,24 @@ void StartCausal(const SRecursionPlanes& states, std::span<const float> first);
 void Step(const SRecursiveGaussian& filter, const SRecursionPlanes& states, std::span<const float> in,
           std::span<float> out);
 
+/// Samples of lines side by side: sample k of a row belongs to line k, rows follow each other along the axis.
+template <typename SampleT>
+struct SRows {
+    SampleT* first = nullptr;
+    std::ptrdiff_t step = 0; ///< samples from one row to the next; negative for a walk that descends
+};
+
+/// Many steps of either pass, for lines side by side, from row to row.
+struct SRecursionWalk {
+    SRows<const float> in;
+    SRows<float> out; ///< may be the same rows
+    std::size_t lines = 0;
+    std::size_t rows = 0;
+};
+
+/// As a `Step` for each row of the walk, but much faster: the states leave the registers at its end only.
+void Walk(const SRecursiveGaussian& filter, const SRecursionPlanes& states, const SRecursionWalk& walk);
+
 /// As `StartAnticausal`, in place, for lines side by side. @param last one sample of each line.
 void StartAnticausal(const SRecursiveGaussian& filter, const SRecursionPlanes& states,
                      std::span<const float> last);

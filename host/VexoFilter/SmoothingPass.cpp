@@ -1,20 +1,21 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "VexoFilter/SmoothingPass.h"
 
+#include "VexoFilter/FilterKernels.h"
+
 #include <algorithm>
 #include <span>
 
 namespace TEVRA::Impl {
 namespace {
 
-/// A tile's samples should stay in the second-level cache between the causal and the anticausal pass.
-constexpr long long SAMPLES_PER_TILE = 65536;
-/// Side by side in x: a cache line's worth of floats at least; more than 256 and the recursion's states leave
-/// the first-level cache.
+/// A tile's samples should stay in the second-level cache on their way there and back.
+constexpr long long SAMPLES_PER_TILE = 32768;
+/// Lines that the recursion takes through a tile at a time: a cache line's worth of floats.
 constexpr long long FEWEST_LINES = 16;
-constexpr long long MOST_LINES = 256;
-/// Along x the samples are transposed on their way in and out; more lines than that and each touches too many
-/// cache lines.
+/// Side by side in x; more bring nothing.
+constexpr long long MOST_LINES = 128;
+/// Along x the samples are transposed on their way in and out.
 constexpr long long MOST_ROWS = 32;
 
 std::size_t count_of(long long number) {
@@ -32,17 +33,14 @@ void smooth_samples(const SRecursiveGaussian& filter, std::span<float> samples, 
     const std::size_t lines = last.size();
     const std::size_t length = samples.size() / lines;
     const SRecursionPlanes planes = SRecursionPlanes::Over(states);
-    std::copy_n(samples.end() - static_cast<std::ptrdiff_t>(lines), lines, last.begin());
+    const auto step = static_cast<std::ptrdiff_t>(lines);
+    float* const first = samples.data();
+    float* const end = first + samples.size() - lines;
+    std::copy_n(end, lines, last.begin());
     StartCausal(planes, samples.first(lines));
-    for (std::size_t i = 0; i < length; ++i) {
-        const std::span<float> row = samples.subspan(i * lines, lines);
-        Step(filter, planes, row, row);
-    }
+    Walk(filter, planes, {.in = {first, step}, .out = {first, step}, .lines = lines, .rows = length});
     StartAnticausal(filter, planes, last);
-    for (std::size_t i = length; i-- > 0;) {
-        const std::span<float> row = samples.subspan(i * lines, lines);
-        Step(filter, planes, row, row);
-    }
+    Walk(filter, planes, {.in = {end, -step}, .out = {end, -step}, .lines = lines, .rows = length});
 }
 
 } // namespace
@@ -70,7 +68,9 @@ void CSmoothingPass::Reserve(int workers) {
     const std::size_t padding = 2 * SSampledGaussian::c_largestRadius;
     SBuffers buffers;
     buffers.samples.resize(lines * count_of(m_length) + padding);
-    buffers.row.resize(std::max(lines, count_of(m_length)));
+    buffers.row.resize(m_axis == 0 ? lines * count_of(m_length) : lines);
+    buffers.rowsIn.resize(lines);
+    buffers.rowsOut.resize(lines);
     buffers.last.resize(lines);
     buffers.states.resize(SRecursionPlanes::MemoryFor(lines));
     m_buffers.assign(count_of(workers), buffers);
@@ -110,23 +110,23 @@ CPixelGrid::SPixel CSmoothingPass::start_of(const STile& tile, long long positio
 void CSmoothingPass::along_x(const SRecursiveGaussian& filter, const STile& tile, SBuffers& buffers) {
     const std::size_t lines = count_of(tile.lines);
     const std::size_t length = count_of(m_length);
+    const auto step = static_cast<std::ptrdiff_t>(lines);
+    const SFilterKernels& kernels = FilterKernels();
+    const auto pixel_of = [&](std::size_t line) { return row_of(tile.first + static_cast<long long>(line)); };
+    const auto room_of = [&](std::size_t line) { return buffers.row.data() + line * length; };
     for (std::size_t line = 0; line < lines; ++line) {
-        const float* const row =
-            m_source.Row(row_of(tile.first + static_cast<long long>(line)), m_length, buffers.row.data());
-        for (std::size_t i = 0; i < length; ++i) {
-            buffers.samples[i * lines + line] = row[i];
-        }
+        buffers.rowsIn[line] = m_source.Row(pixel_of(line), m_length, room_of(line));
     }
+    kernels.toColumns(buffers.rowsIn.data(), lines, length, {buffers.samples.data(), step});
     smooth_samples(filter, std::span(buffers.samples).first(lines * length),
                    std::span(buffers.last).first(lines),
                    std::span(buffers.states).first(SRecursionPlanes::MemoryFor(lines)));
     for (std::size_t line = 0; line < lines; ++line) {
-        const CPixelGrid::SPixel pixel = row_of(tile.first + static_cast<long long>(line));
-        float* const row = m_target.RowToWrite(pixel, buffers.row.data());
-        for (std::size_t i = 0; i < length; ++i) {
-            row[i] = buffers.samples[i * lines + line];
-        }
-        m_target.Commit(pixel, m_length, row);
+        buffers.rowsOut[line] = m_target.RowToWrite(pixel_of(line), room_of(line));
+    }
+    kernels.toRows({buffers.samples.data(), step}, buffers.rowsOut.data(), lines, length);
+    for (std::size_t line = 0; line < lines; ++line) {
+        m_target.Commit(pixel_of(line), m_length, buffers.rowsOut[line]);
     }
 }
 
@@ -153,24 +153,17 @@ void CSmoothingPass::along_x(const SSampledGaussian& kernel, const STile& tile, 
 
 void CSmoothingPass::across(const SRecursiveGaussian& filter, const STile& tile, SBuffers& buffers) {
     const std::size_t lines = count_of(tile.lines);
-    const SRecursionPlanes planes =
-        SRecursionPlanes::Over(std::span(buffers.states).first(SRecursionPlanes::MemoryFor(lines)));
-    const auto row_at = [&](long long position) {
-        return std::span(m_source.Row(start_of(tile, position), tile.lines, buffers.row.data()), lines);
-    };
     const auto samples_at = [&](long long position) {
-        return std::span(buffers.samples).subspan(count_of(position) * lines, lines);
+        return buffers.samples.data() + count_of(position) * lines;
     };
-    StartCausal(planes, row_at(0));
     for (long long position = 0; position < m_length; ++position) {
-        Step(filter, planes, row_at(position), samples_at(position));
+        m_source.Read(start_of(tile, position), tile.lines, samples_at(position));
     }
-    StartAnticausal(filter, planes, row_at(m_length - 1));
-    for (long long position = m_length; position-- > 0;) {
-        const CPixelGrid::SPixel pixel = start_of(tile, position);
-        float* const row = m_target.RowToWrite(pixel, buffers.row.data());
-        Step(filter, planes, samples_at(position), std::span(row, lines));
-        m_target.Commit(pixel, tile.lines, row);
+    smooth_samples(filter, std::span(buffers.samples).first(lines * count_of(m_length)),
+                   std::span(buffers.last).first(lines),
+                   std::span(buffers.states).first(SRecursionPlanes::MemoryFor(lines)));
+    for (long long position = 0; position < m_length; ++position) {
+        m_target.Write(start_of(tile, position), tile.lines, samples_at(position));
     }
 }
 

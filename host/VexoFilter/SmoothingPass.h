@@ -29,7 +29,9 @@ class CSmoothingPass : public ITilePass {
   private:
     struct SBuffers {
         std::vector<float> samples; // the tile: for each position along the axis, one sample of each line
-        std::vector<float> row;     // a row in or out that the image does not hold as floats
+        std::vector<float> row;     // rows in or out that the image does not hold as floats
+        std::vector<const float*> rowsIn; // where they are, along x
+        std::vector<float*> rowsOut;
         std::vector<float> last;    // the input's last samples
         std::vector<double> states; // of the recursion
     };

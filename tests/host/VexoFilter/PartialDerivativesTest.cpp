@@ -174,7 +174,7 @@ TEST(PartialDerivatives, GiveTheSameBitsWithAnyNumberOfThreads) {
                 continue;
             }
             const Pixels alone = derivative_of(*MakeImage<float>(IMAGE_GREY_F, size, texture), orders);
-            for (const int threads : {2, 7}) {
+            for (const int threads : {2, 3, 4, 5, 7}) {
                 const CThreadCountScope scope(threads);
                 EXPECT_TRUE(derivative_of(*MakeImage<float>(IMAGE_GREY_F, size, texture), orders) == alone)
                     << threads << " threads, " << name_of(orders) << ", size " << size.ToString();

@@ -2,6 +2,7 @@
 #include "VexoFilter/RecursiveGaussian.h"
 
 #include "DirectGaussian.h"
+#include "support/InstructionSets.h"
 
 #include <gtest/gtest.h>
 
@@ -238,24 +239,67 @@ std::vector<std::vector<float>> smooth_as_planes(const SRecursiveGaussian& filte
     return lines;
 }
 
-TEST(RecursiveGaussian, GivesTheSameBitsForLinesAloneAndSideBySide) {
+/// As above, by walks instead of steps, and in place.
+std::vector<std::vector<float>> smooth_by_walks(const SRecursiveGaussian& filter,
+                                                std::vector<std::vector<float>> lines) {
+    const std::size_t count = lines.size();
+    const std::size_t length = lines.front().size();
+    const std::size_t step = count + 3; // rows need not follow each other closely
+    std::vector<float> rows(step * length, -1.0F);
+    for (std::size_t at = 0; at < count * length; ++at) {
+        rows[at / count * step + at % count] = lines[at % count][at / count];
+    }
+    std::vector<double> memory(SRecursionPlanes::MemoryFor(count));
+    const SRecursionPlanes states = SRecursionPlanes::Over(memory);
+    float* const first = rows.data();
+    float* const last = first + (length - 1) * step;
+    const std::vector<float> lastSamples(last, last + count);
+    const auto down = static_cast<std::ptrdiff_t>(step);
+    Impl::StartCausal(states, std::span(rows).first(count));
+    Impl::Walk(filter, states, {.in = {first, down}, .out = {first, down}, .lines = count, .rows = length});
+    Impl::StartAnticausal(filter, states, lastSamples);
+    Impl::Walk(filter, states, {.in = {last, -down}, .out = {last, -down}, .lines = count, .rows = length});
+    for (std::size_t at = 0; at < step * length; ++at) {
+        if (at % step < count) {
+            lines[at % step][at / step] = rows[at];
+        } else {
+            EXPECT_EQ(rows[at], -1.0F) << "written beside the lines";
+        }
+    }
+    return lines;
+}
+
+class RecursionBits : public testing::TestWithParam<EnInstructionSet> {};
+
+TEST_P(RecursionBits, AreTheSameForLinesAloneAndSideBySide) {
+    if (!CInstructionSet::IsSupported(GetParam())) {
+        GTEST_SKIP() << "this processor does not have " << CInstructionSet::Name(GetParam());
+    }
+    const CInstructionSetScope scope(GetParam());
     for (const double sigmaPx : {2.5, 4.3, 60.0}) {
         const auto filter = SRecursiveGaussian::FromSigma(sigmaPx);
-        for (const std::size_t count : {1U, 2U, 3U, 8U, 13U, 70U}) {
+        for (const std::size_t count : {1U, 2U, 3U, 8U, 13U, 16U, 23U, 70U}) {
             std::vector<std::vector<float>> lines;
             for (std::size_t line = 0; line < count; ++line) {
                 lines.push_back(random_line(45, static_cast<unsigned>(100 + line)));
             }
             const auto together = smooth_as_planes(filter, lines, count);
             const auto inParts = smooth_as_planes(filter, lines, 5);
+            const auto byWalks = smooth_by_walks(filter, lines);
             for (std::vector<float>& line : lines) {
                 Impl::SmoothLine(filter, line);
             }
             EXPECT_EQ(together, lines) << "sigma " << sigmaPx << ", " << count << " lines";
             EXPECT_EQ(inParts, lines) << "sigma " << sigmaPx << ", " << count << " lines";
+            EXPECT_EQ(byWalks, lines) << "sigma " << sigmaPx << ", " << count << " lines";
         }
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(With, RecursionBits,
+                         testing::Values(EnInstructionSet::baseline, EnInstructionSet::avx2,
+                                         EnInstructionSet::avx512),
+                         [](const auto& testCase) { return CInstructionSet::Name(testCase.param); });
 
 /// Three numbers side by side, as a vector register holds them.
 struct STriple {

@@ -2,7 +2,9 @@
 #include "VexoFilter/YoungVanVliet.h"
 
 #include "DirectGaussian.h"
+#include "VexoFilter/RecursiveGaussian.h"
 #include "support/AwkwardSizes.h"
+#include "support/InstructionSets.h"
 #include "support/MakeImage.h"
 #include "support/RecordingMonitor.h"
 #include "support/StridedImage.h"
@@ -215,11 +217,62 @@ TEST(YoungVanVliet, GivesTheSameBitsWithAnyNumberOfThreads) {
         for (const double sigmaPx : {1.2, 3.5}) {
             const auto image = noise_image(size);
             const Pixels alone = smooth(*image, sigmaPx);
-            for (const int threads : {2, 7}) {
+            for (const int threads : {2, 3, 4, 5, 7}) {
                 const CThreadCountScope scope(threads);
                 EXPECT_TRUE(smooth(*image, sigmaPx) == alone)
                     << threads << " threads, sigma " << sigmaPx << ", size " << size.ToString();
             }
+        }
+    }
+}
+
+/// Every line of an image by itself, x first.
+Pixels smooth_line_by_line(const IImage& image, Pixels pixels, double sigmaPx) {
+    const auto filter = Impl::SRecursiveGaussian::FromSigma(sigmaPx);
+    std::size_t stride = 1;
+    for (int axis = 0; axis < image.Size().Dim(); ++axis) {
+        const auto length = static_cast<std::size_t>(image.Size()[axis]);
+        std::vector<float> line(length);
+        for (std::size_t first = 0; first < pixels.size(); ++first) {
+            if (first / stride % length != 0) {
+                continue;
+            }
+            for (std::size_t k = 0; k < length; ++k) {
+                line[k] = pixels[first + k * stride];
+            }
+            Impl::SmoothLine(filter, line);
+            for (std::size_t k = 0; k < length; ++k) {
+                pixels[first + k * stride] = line[k];
+            }
+        }
+        stride *= length;
+    }
+    return pixels;
+}
+
+TEST(YoungVanVliet, SmoothsLineByLineToTheLastBitWithAnyInstructionSet) {
+    std::vector<CSize> sizes = AwkwardSizes3D();
+    sizes.emplace_back(150, 77);
+    sizes.emplace_back(67, 35, 33);
+    for (const EnInstructionSet set : SupportedInstructionSets()) {
+        const CInstructionSetScope scope(set);
+        for (const CSize& size : sizes) {
+            const auto image = noise_image(size);
+            EXPECT_TRUE(smooth(*image, 3.5) == smooth_line_by_line(*image, PixelsOf<float>(*image), 3.5))
+                << CInstructionSet::Name(set) << ", size " << size.ToString();
+        }
+    }
+}
+
+TEST(YoungVanVliet, GivesTheSameBitsForSmallSigmasWithAnyInstructionSet) {
+    for (const CSize& size : {CSize(150, 77), CSize(67, 35, 33), CSize(3, 1, 9)}) {
+        const auto image = noise_image(size);
+        const CInstructionSetScope baseline(EnInstructionSet::baseline);
+        const Pixels expected = smooth(*image, 1.7);
+        for (const EnInstructionSet set : SupportedInstructionSets()) {
+            const CInstructionSetScope scope(set);
+            EXPECT_TRUE(smooth(*image, 1.7) == expected)
+                << CInstructionSet::Name(set) << ", size " << size.ToString();
         }
     }
 }

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "VexoBase/InstructionSet.h"
+#include "VexoFilter/RecursiveGaussian.h"
+#include "VexoFilter/SampledGaussian.h"
+
+#include <cstddef>
+
+namespace TEVRA::Impl {
+
+/// The inner loops of the filters, compiled for one instruction set. All give the same bits.
+struct SFilterKernels {
+    /// Takes each line's state through the walk and leaves it in the planes.
+    void (*walk)(const SRecursiveGaussian& filter, const SRecursionPlanes& states,
+                 const SRecursionWalk& walk);
+    void (*startAnticausal)(const SRecursiveGaussian& filter, const SRecursionPlanes& states,
+                            const float* last, std::size_t lines);
+    /// As WeightedSum.
+    void (*weightedSum)(const SSampledGaussian& kernel, const float* const* rows, float* out,
+                        std::size_t count);
+    /// Sample j of rows[i] becomes sample i of row j of `out`; and the way back.
+    void (*toColumns)(const float* const* rows, std::size_t count, std::size_t length,
+                      const SRows<float>& out);
+    void (*toRows)(const SRows<const float>& in, float* const* rows, std::size_t count, std::size_t length);
+};
+
+/// The kernels for an instruction set that this processor has.
+const SFilterKernels& FilterKernels(EnInstructionSet set) noexcept;
+/// The kernels for the instruction set in use.
+const SFilterKernels& FilterKernels() noexcept;
+
+} // namespace TEVRA::Impl

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <cstddef>
+
+#if defined(__AVX2__)
+#include <immintrin.h>
+#endif
+
+/// Numbers side by side, as many as fit the vector registers that the including source is compiled for. For
+/// sources that are compiled once per instruction set, and for nobody else: everything here lives in the
+/// namespace of one instruction set.
+namespace TEVRA::Impl::FilterLoops::TEVRA_WIDE {
+
+#if defined(__AVX512F__)
+constexpr std::size_t REGISTER_BYTES = 64;
+#elif defined(__AVX2__)
+constexpr std::size_t REGISTER_BYTES = 32;
+#else
+constexpr std::size_t REGISTER_BYTES = 16;
+#endif
+/// Doubles in a register; as many floats are taken in and given out at a time.
+constexpr std::size_t LANES = REGISTER_BYTES / sizeof(double);
+
+using RawDoubles [[gnu::vector_size(LANES * sizeof(double))]] = double;
+using RawFloats [[gnu::vector_size(LANES * sizeof(float))]] = float;
+
+/// One double per lane; the arithmetic is that of plain numbers, lane by lane.
+struct SDoubles {
+    RawDoubles lanes;
+
+    SDoubles() = default;
+    [[gnu::always_inline]] explicit SDoubles(RawDoubles values) : lanes(values) {}
+    [[gnu::always_inline]] explicit SDoubles(double all) : lanes(RawDoubles{} + all) {}
+
+    [[gnu::always_inline]] friend SDoubles operator+(const SDoubles& a, const SDoubles& b) {
+        return SDoubles(a.lanes + b.lanes);
+    }
+    [[gnu::always_inline]] friend SDoubles operator-(const SDoubles& a, const SDoubles& b) {
+        return SDoubles(a.lanes - b.lanes);
+    }
+    [[gnu::always_inline]] friend SDoubles operator*(const SDoubles& a, const SDoubles& b) {
+        return SDoubles(a.lanes * b.lanes);
+    }
+    [[gnu::always_inline]] friend SDoubles operator*(double factor, const SDoubles& a) {
+        return SDoubles(factor * a.lanes);
+    }
+};
+
+/// All lanes, or the first few of them where a row ends. Lanes beyond hold zeros.
+struct SAllLanes {
+    template <typename RawT, typename NumberT>
+    [[gnu::always_inline]] static void Load(RawT& to, const NumberT* from) {
+        __builtin_memcpy(&to, from, sizeof to);
+    }
+    template <typename RawT, typename NumberT>
+    [[gnu::always_inline]] static void Store(const RawT& from, NumberT* to) {
+        __builtin_memcpy(to, &from, sizeof from);
+    }
+};
+
+struct SFirstLanes {
+    std::size_t count;
+
+    template <typename RawT, typename NumberT>
+    [[gnu::always_inline]] void Load(RawT& to, const NumberT* from) const {
+        to = RawT{};
+        for (std::size_t lane = 0; lane < LANES; ++lane) {
+            if (lane < count) {
+                to[lane] = from[lane];
+            }
+        }
+    }
+    template <typename RawT, typename NumberT>
+    [[gnu::always_inline]] void Store(const RawT& from, NumberT* to) const {
+        for (std::size_t lane = 0; lane < LANES; ++lane) {
+            if (lane < count) {
+                to[lane] = from[lane];
+            }
+        }
+    }
+};
+
+[[gnu::always_inline]] inline RawDoubles Widened(const RawFloats& floats) {
+    // One instruction, where GCC makes four of __builtin_convertvector.
+#if defined(__AVX512F__)
+    return _mm512_maskz_cvtps_pd(0xFF, floats); // all lanes; GCC 12 warns of the form without a mask
+#elif defined(__AVX2__)
+    return _mm256_cvtps_pd(floats);
+#else
+    return __builtin_convertvector(floats, RawDoubles);
+#endif
+}
+
+template <typename WhichT>
+[[gnu::always_inline]] inline SDoubles LoadDoubles(const WhichT& which, const double* from) {
+    SDoubles result;
+    which.Load(result.lanes, from);
+    return result;
+}
+
+template <typename WhichT>
+[[gnu::always_inline]] inline SDoubles LoadFloats(const WhichT& which, const float* from) {
+    RawFloats floats;
+    which.Load(floats, from);
+    return SDoubles(Widened(floats));
+}
+
+template <typename WhichT>
+[[gnu::always_inline]] inline void StoreFloats(const WhichT& which, const SDoubles& values, float* to) {
+    which.Store(__builtin_convertvector(values.lanes, RawFloats), to);
+}
+
+} // namespace TEVRA::Impl::FilterLoops::TEVRA_WIDE
