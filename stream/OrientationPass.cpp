@@ -4,11 +4,11 @@
 #include "stream/HessianRows.h"
 #include "stream/SlabReader.h"
 
-#include "FilterOrientations/HessianAxis.h"
-#include "FilterOrientations/OrientationSums.h"
+#include "FilterOrientations/RowKernels.h"
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <future>
 #include <memory>
 #include <vector>
@@ -67,13 +67,10 @@ class CAngleWriter {
 /// What one worker needs.
 template <std::size_t Dim>
 struct SWorkspace {
-    explicit SWorkspace(std::size_t width)
-        : hessian(width), axis(Impl::EEigenvalue::smallest), foreground(width),
-          theta(width), phi(width) {}
+    explicit SWorkspace(std::size_t width) : hessian(width), foreground(width), theta(width), phi(width) {}
 
     CHessianRows<Dim> hessian;
-    Impl::CHessianAxis<Dim> axis;
-    std::vector<std::byte> foreground;
+    std::vector<unsigned char> foreground;
     std::vector<float> theta;
     std::vector<float> phi;
     long long axes = 0;
@@ -156,80 +153,46 @@ class COrientations {
             slice * CTileSums<Dim>::SumsPerSlice(m_pass.grid) + number * tiles, tiles);
         for (long long row = band.rows.lo; row < band.rows.hi; ++row) {
             const auto y = static_cast<std::size_t>(row);
-            const std::size_t inSlab = (slice * m_height + y) * m_width;
-            float* const theta =
-                slab.angles != nullptr ? slab.angles->theta.data() + inSlab : workspace.theta.data();
-            float* const phi =
-                slab.angles != nullptr && Dim == 3 ? slab.angles->phi.data() + inSlab : workspace.phi.data();
-            const std::byte* foreground = slab.mask != nullptr ? slab.mask + inSlab : nullptr;
-            if (foreground == nullptr) {
-                foreground = exceeding(m_pass.store.Slice(z) + y * m_width, workspace);
-            }
-            find_axes(foreground, y, theta, phi, workspace);
+            const Impl::StAngleRow angles = angle_row(slab, (slice * m_height + y) * m_width, workspace);
+            find_axes(slab, z, y, angles, workspace);
             for (std::size_t tile = 0; counts && tile < tiles; ++tile) {
-                add(m_pass.grid.Range(0, static_cast<long long>(tile)), theta, phi, sums[tile]);
+                add(m_pass.grid.Range(0, static_cast<long long>(tile)), angles, sums[tile]);
             }
         }
     }
 
-    const std::byte* exceeding(const float* smoothed, SWorkspace<Dim>& workspace) const {
-        for (std::size_t x = 0; x < m_width; ++x) {
-            workspace.foreground[x] =
-                static_cast<std::byte>(static_cast<double>(smoothed[x]) > m_pass.threshold);
+    /// Where a row's angles go: into the maps, or nowhere for long.
+    static Impl::StAngleRow angle_row(const SSlab& slab, std::size_t inSlab, SWorkspace<Dim>& workspace) {
+        Impl::StAngleRow row{workspace.theta.data(), Dim == 3 ? workspace.phi.data() : nullptr};
+        if (slab.angles != nullptr) {
+            row.theta = slab.angles->theta.data() + inSlab;
+            row.phi = Dim == 3 ? slab.angles->phi.data() + inSlab : nullptr;
         }
-        return workspace.foreground.data();
+        return row;
     }
 
-    void find_axes(const std::byte* foreground, std::size_t y, float* theta, float* phi,
+    /// Fills a row of the maps, and counts its axes.
+    void find_axes(const SSlab& slab, long long z, std::size_t y, const Impl::StAngleRow& angles,
                    SWorkspace<Dim>& workspace) const {
-        std::fill_n(theta, m_width, Dim == 3 ? Impl::NO_COLATITUDE : Impl::NO_ANGLE);
-        std::fill_n(phi, Dim == 3 ? m_width : 0, Impl::NO_ANGLE);
-        if (std::all_of(foreground, foreground + m_width,
-                        [](std::byte set) { return set == std::byte{0}; })) {
-            return;
+        const unsigned char* foreground = workspace.foreground.data();
+        if (slab.mask != nullptr) {
+            const auto slice = static_cast<std::size_t>(z - slab.slices.first);
+            foreground = reinterpret_cast<const unsigned char*>(slab.mask) + (slice * m_height + y) * m_width;
+        } else {
+            Impl::ForegroundOfRow(m_pass.store.Slice(z) + y * m_width, m_width, m_pass.threshold,
+                                  workspace.foreground.data());
         }
-        const typename CHessianRows<Dim>::Rows& rows = workspace.hessian.At(y);
-        std::array<double, Dim> axis{};
-        for (std::size_t x = 0; x < m_width; ++x) {
-            if (foreground[x] == std::byte{0}) {
-                continue;
-            }
-            std::size_t entry = 0;
-            for (std::size_t i = 0; i < Dim; ++i) {
-                for (std::size_t j = i; j < Dim; ++j) {
-                    workspace.axis.Set(i, j, static_cast<double>(rows[entry++][x]));
-                }
-            }
-            if (!workspace.axis.Compute(axis)) {
-                continue;
-            }
-            ++workspace.axes;
-            if constexpr (Dim == 3) {
-                const Impl::StAxisAngles angles = Impl::AnglesOfAxis(axis);
-                theta[x] = angles.colatitudeRad;
-                phi[x] = angles.longitudeRad;
-            } else {
-                theta[x] = Impl::AngleOfAxis(axis);
-            }
-        }
+        static constexpr typename CHessianRows<Dim>::Rows NOTHING{};
+        const bool isEmpty = std::memchr(foreground, 1, m_width) == nullptr;
+        workspace.axes += static_cast<long long>(
+            Impl::AxesOfRow<Dim>(isEmpty ? NOTHING : workspace.hessian.At(y), foreground, m_width,
+                                 Impl::EEigenvalue::smallest, angles));
     }
 
-    void add(const SPixelRange& range, const float* theta, const float* phi, Sums& sums) const {
-        for (long long x = range.lo; x < range.hi; ++x) {
-            if (!(theta[x] >= 0.0F)) {
-                continue;
-            }
-            std::array<double, Dim> axis{};
-            if constexpr (Dim == 3) {
-                axis = Impl::AxisOfAngles(theta[x], phi[x]);
-            } else {
-                axis = Impl::AxisOfAngle(theta[x]);
-            }
-            sums.second.Add(axis);
-            if (m_pass.withFourthOrder) {
-                sums.fourth.Add(axis);
-            }
-        }
+    void add(const SPixelRange& range, const Impl::StAngleRow& angles, Sums& sums) const {
+        const Impl::StConstAngleRow row{angles.theta + range.lo, Dim == 3 ? angles.phi + range.lo : nullptr};
+        Impl::AddRow<Dim>(sums.second, m_pass.withFourthOrder ? &sums.fourth : nullptr, row,
+                          static_cast<std::size_t>(range.hi - range.lo));
     }
 
     const SOrientationPass& m_pass;
