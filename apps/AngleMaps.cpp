@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "apps/AngleMaps.h"
 
+#include "apps/Analysis.h"
 #include "apps/Failure.h"
 
 #include "volume/ImageConversion.h"
@@ -68,8 +69,9 @@ SAngleMaps ReadAngleMaps(const std::string& thetaPath, const std::string& phiPat
     const auto phiReader = open_map(phiPath);
     const volume::SImageInfo& info = thetaReader->Info();
     if (!(info.size == phiReader->Info().size)) {
-        throw CWorkError("'" + thetaPath + "' has " + info.size.ToString() + " pixels, but '" + phiPath +
-                         "' has " + phiReader->Info().size.ToString() + "; give two maps of one image");
+        throw CWorkError("'" + thetaPath + "' has " + SizeText(ExtentsOf(info.size)) + " px, but '" +
+                         phiPath + "' has " + SizeText(ExtentsOf(phiReader->Info().size)) +
+                         " px; give two maps of one image");
     }
     SAngleMaps maps;
     if (info.spacing) {

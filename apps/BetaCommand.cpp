@@ -22,6 +22,7 @@
 #include <fstream>
 #include <iomanip>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <sstream>
@@ -51,12 +52,15 @@ struct SSample {
     std::vector<double> phi;
 };
 
+enum class ELimit { none, allAlong, allAcross };
+
 struct SEstimate {
     std::size_t sampleSize = 0;
     EType type = CEstimationBeta::eGirdle;
     Vector eigenvalues{};       // largest first
     std::optional<Vector> axis; // that polar angles were measured from; none if they were given
     double beta = 0.0;
+    ELimit limit = ELimit::none;
 };
 
 constexpr std::array<const char*, 3> TYPE_NAMES{"girdle", "cluster", "intermediate"};
@@ -253,25 +257,80 @@ std::vector<double> polar_angles(const SSample& sample, const Vector& a) {
     return theta;
 }
 
+/// Where all directions lie along the axis or across it, the likelihood has no maximum: it grows towards beta
+/// 0 or infinity, and the iteration ends anywhere.
+ELimit limit_of(const std::vector<double>& theta) {
+    constexpr double SMALLEST_ANGLE = 1e-6; // maps hold floats
+    if (std::all_of(theta.begin(), theta.end(),
+                    [](double t) { return std::abs(std::sin(t)) < SMALLEST_ANGLE; })) {
+        return ELimit::allAlong;
+    }
+    if (std::all_of(theta.begin(), theta.end(),
+                    [](double t) { return std::abs(std::cos(t)) < SMALLEST_ANGLE; })) {
+        return ELimit::allAcross;
+    }
+    return ELimit::none;
+}
+
+/// Estimates from polar angles that are measured from the symmetry axis.
+void estimate_beta(SEstimate& result, const std::vector<double>& theta, const std::vector<double>& phi) {
+    result.limit = limit_of(theta);
+    if (result.limit == ELimit::allAlong) {
+        result.beta = 0.0;
+    } else if (result.limit == ELimit::allAcross) {
+        result.beta = std::numeric_limits<double>::infinity();
+    } else {
+        result.beta = CEstimationBeta(nullptr, nullptr).computeEstimate(theta, phi, result.type, true);
+    }
+}
+
+EType classify(const SSample& sample) {
+    EType type = CEstimationBeta::eGirdle;
+    CEstimationBeta(nullptr, nullptr).computeEstimate(sample.theta, sample.phi, type, false);
+    return type;
+}
+
 SEstimate estimate(const SSample& sample, std::optional<EType> givenType, const SAxisChoice& choice) {
-    CEstimationBeta estimation(nullptr, nullptr);
     SEstimate result;
     result.sampleSize = sample.theta.size();
-    result.type = givenType.value_or(CEstimationBeta::eGirdle);
     // The type depends on the sample only, not on where polar angles are measured from.
-    result.beta = estimation.computeEstimate(sample.theta, sample.phi, result.type, givenType.has_value());
+    result.type = givenType ? *givenType : classify(sample);
     const SPrincipalAxes principal = principal_axes(sample);
     result.eigenvalues = principal.eigenvalues;
     if (choice.kind == EAxis::asGiven) {
+        estimate_beta(result, sample.theta, sample.phi);
         return result;
     }
     constexpr std::array<std::size_t, 3> AXIS_OF_TYPE{2, 0, 1};
     result.axis = choice.kind == EAxis::named
                       ? choice.axis
                       : principal.axes[AXIS_OF_TYPE[static_cast<std::size_t>(result.type)]];
-    result.beta =
-        estimation.computeEstimate(polar_angles(sample, *result.axis), sample.phi, result.type, true);
+    estimate_beta(result, polar_angles(sample, *result.axis), sample.phi);
     return result;
+}
+
+bool has_converged(const SEstimate& result) {
+    return result.limit == ELimit::none && result.beta > 0.0;
+}
+
+void warn_about(const SEstimate& result) {
+    switch (result.limit) {
+    case ELimit::allAlong:
+        PrintWarning(std::cerr,
+                     "all directions lie along the axis; beta is 0, the limit of ever narrower clusters");
+        return;
+    case ELimit::allAcross:
+        PrintWarning(
+            std::cerr,
+            "all directions lie across the axis; beta is infinite, the limit of ever flatter girdles");
+        return;
+    case ELimit::none:
+        break;
+    }
+    if (!has_converged(result)) {
+        PrintWarning(std::cerr, "the iteration ended at 0 without converging; the sample may hold too few "
+                                "different directions, or another --type or --axis may suit it better");
+    }
 }
 
 void print_text(const SEstimate& result) {
@@ -303,7 +362,7 @@ void print_json(const SEstimate& result) {
         json["axis"] = *result.axis;
     }
     json["beta"] = result.beta;
-    json["converged"] = result.beta > 0.0;
+    json["converged"] = has_converged(result);
     std::cout << report::ToText(json);
 }
 
@@ -311,10 +370,12 @@ void run(const SBetaOptions& options) {
     const std::optional<EType> type = read_type(options.type);
     const SAxisChoice axis = read_axis(options.axis);
     const SEstimate result = estimate(read_sample(options), type, axis);
-    if (!(result.beta > 0.0)) {
-        PrintWarning(std::cerr, "the iteration ended at 0 without converging; the sample may hold too few "
-                                "different directions, or another --type or --axis may suit it better");
+    if (std::isnan(result.beta)) {
+        throw CWorkError(
+            "the iteration did not end at a number; the sample may hold too few different directions, "
+            "or another --type or --axis may suit it better");
     }
+    warn_about(result);
     if (options.json) {
         print_json(result);
     } else {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
+#include "apps/Analysis.h"
 #include "apps/Arguments.h"
 #include "apps/Commands.h"
 #include "apps/Console.h"
@@ -11,6 +12,7 @@
 #include "FilterOrientations/OrientationTensor.h"
 #include "Numeric/Matrix.h"
 #include "report/Json.h"
+#include "volume/Failure.h"
 #include "volume/ImageConversion.h"
 #include "volume/ImageReader.h"
 #include "volume/MetaImageWriter.h"
@@ -92,7 +94,8 @@ CBox read_box(const std::optional<std::string>& text, const CSize& size) {
         const long long a = std::min(lower[axis], upper[axis]);
         const long long b = std::max(lower[axis], upper[axis]);
         if (a < 0 || b > size[axis]) {
-            throw CUsageError("--box: '" + *text + "' leaves the image of " + size.ToString() + " pixels");
+            throw CUsageError("--box: '" + *text + "' leaves the image of " + SizeText(ExtentsOf(size)) +
+                              " px");
         }
     }
     return {lower, upper};
@@ -129,17 +132,39 @@ void require_contrast(const CImage& image, const std::string& path) {
     }
 }
 
-std::unique_ptr<CImage> read_mask(const SFilterOptions& options, const CSize& size) {
-    if (!options.mask) {
-        return nullptr;
-    }
-    const auto reader = volume::OpenImage(*options.mask);
+std::unique_ptr<CImage> read_mask(const std::string& path, const CSize& size) {
+    const auto reader = volume::OpenImage(path);
     if (!(reader->Info().size == size)) {
-        throw CWorkError("mask '" + *options.mask + "' has " + reader->Info().size.ToString() +
-                         " pixels, but the image has " + size.ToString() +
-                         "; give a mask of the image's size");
+        throw CWorkError("mask '" + path + "' has " + SizeText(ExtentsOf(reader->Info().size)) +
+                         " px, but the image has " + SizeText(ExtentsOf(size)) +
+                         " px; give a mask of the image's size");
     }
-    return volume::ReadMask(*reader);
+    try {
+        return volume::ReadMask(*reader);
+    } catch (const volume::CInputError& error) {
+        throw CWorkError("mask '" + path + "': " + error.what());
+    }
+}
+
+void require_foreground(const CImage& mask, const std::string& path) {
+    const auto* first = mask.Pixels<unsigned char>();
+    const unsigned char* last = first + mask.Size().Elements();
+    if (std::none_of(first, last, [](unsigned char pixel) { return pixel != 0; })) {
+        throw CWorkError("no foreground: mask '" + path + "' marks no pixel");
+    }
+}
+
+/// Filters know pixels only: where those are no cubes, angles are not those of the material.
+void warn_unless_equal(const std::array<double, 3>& spacing, int dim, CConsole& console) {
+    constexpr double TOLERANCE = 1e-4; // headers hold rounded numbers
+    for (std::size_t axis = 1; axis < static_cast<std::size_t>(dim); ++axis) {
+        if (std::abs(spacing[axis] - spacing[0]) > TOLERANCE * spacing[0]) {
+            console.Warn(
+                "the spacing of the pixels is not equal along all axes; angles are those between rows, "
+                "columns and slices of pixels");
+            return;
+        }
+    }
 }
 
 nlohmann::ordered_json tensor_json(const CFilterOrientations& estimator, const CBox& box, int dim) {
@@ -188,9 +213,12 @@ void run(const SFilterOptions& options) {
     const std::string longitudePath = path_of("longitude.mha");
 
     const std::unique_ptr<CImage> image = volume::ReadImage(*reader);
-    const std::unique_ptr<CImage> mask = read_mask(options, size);
     require_numbers(*image, options.image);
-    if (!mask) {
+    std::unique_ptr<CImage> mask;
+    if (options.mask) {
+        mask = read_mask(*options.mask, size);
+        require_foreground(*mask, *options.mask);
+    } else {
         require_contrast(*image, options.image);
     }
     CFilterOrientations estimator(major, minor, nullptr, nullptr);
@@ -199,6 +227,7 @@ void run(const SFilterOptions& options) {
     const std::array<double, 3> spacing =
         reader->Info().spacing.value_or(std::array<double, 3>{1.0, 1.0, 1.0});
     const std::string& unit = reader->Info().spacingUnit;
+    warn_unless_equal(spacing, size.Dim(), console);
     CImage first(IMAGE_GREY_F, size, CSize(0, 0, 0));
     CImage second(IMAGE_GREY_F, size, CSize(0, 0, 0));
     estimator.GetBestResponse(first);

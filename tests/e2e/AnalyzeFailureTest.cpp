@@ -15,9 +15,6 @@ namespace TEVRA::test {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::MatchesRegex;
 
 using Words = std::vector<std::string>;
 
@@ -44,19 +41,11 @@ class AnalyzeFailure : public testing::Test {
     /// nothing new in the folder.
     void expect_refusal(const Words& words, int status, const Words& parts,
                         const SCircumstances& circumstances = {}) {
-        const Words before = m_folder.Entries();
         Words all = {"analyze", "--quiet"};
         all.insert(all.end(), words.begin(), words.end());
         SCircumstances inFolder = circumstances;
         inFolder.workingFolder = m_folder.Path();
-        const SOutcome outcome = RunTevra(all, inFolder);
-        EXPECT_EQ(outcome.status, status) << outcome.err;
-        EXPECT_EQ(outcome.out, "");
-        EXPECT_THAT(outcome.err, MatchesRegex("tevra: error: [^\n]+\n"));
-        for (const std::string& part : parts) {
-            EXPECT_THAT(outcome.err, HasSubstr(part));
-        }
-        EXPECT_EQ(m_folder.Entries(), before) << "something was left behind";
+        ExpectRefusal(all, status, parts, inFolder);
     }
     /// The same for an image that is refused with a good radius.
     void expect_image_refusal(const std::string& image, const Words& parts, const Words& options = {}) {

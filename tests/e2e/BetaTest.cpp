@@ -15,8 +15,10 @@
 #include <iomanip>
 #include <numbers>
 #include <random>
+#include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace TEVRA::test {
@@ -89,10 +91,24 @@ class Beta : public testing::Test {
         std::memcpy(image.pixels.data(), pixels.data(), image.pixels.size());
         WriteMetaImage(m_folder / name, image);
     }
-    void expect_refused(const SOutcome& outcome, int status, const std::string& part) {
-        EXPECT_EQ(outcome.status, status);
-        EXPECT_THAT(outcome.err, AllOf(MatchesRegex("tevra: error: [^\n]+\n"), HasSubstr(part)));
-        EXPECT_EQ(outcome.out, "");
+    void expect_refused(const std::vector<std::string>& words, int status,
+                        const std::vector<std::string>& parts) {
+        std::vector<std::string> all = {"beta"};
+        all.insert(all.end(), words.begin(), words.end());
+        ExpectRefusal(all, status, parts, {.workingFolder = m_folder.Path()});
+    }
+    void expect_table_refused(const std::string& text, const std::vector<std::string>& parts) {
+        WriteFile(m_folder / "angles.csv", text);
+        expect_refused({"--angles", "angles.csv"}, 1, parts);
+    }
+    /// A warning on standard error, JSON on standard output.
+    json parsed_with_warning(const std::string& text, const std::string& warning,
+                             std::vector<std::string> more = {}) {
+        more.emplace_back("--json");
+        const SOutcome outcome = run(text, more);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_THAT(outcome.err, AllOf(MatchesRegex("tevra: warning: [^\n]+\n"), HasSubstr(warning)));
+        return json::parse(outcome.out);
     }
 
     CTemporaryFolder m_folder;
@@ -176,45 +192,150 @@ TEST_F(Beta, PrintsATableForPeople) {
                                    HasSubstr("eigenvalues"), HasSubstr("beta")));
 }
 
+/// The loop from the parameter over an image's true angles back to the parameter.
+class BetaOfPhantom : public Beta, public testing::WithParamInterface<double> {
+  protected:
+    /// The estimate from thin fibers that cross a volume: angles of 0.3 million voxels.
+    json estimate(double beta, const std::string& axis) {
+        const SOutcome made =
+            RunTevra({"phantom", "-o", "fibers.mha", "--size", "128,128,128", "--fiber-radius", "0.5",
+                      "--volume-fraction", "0.15", "--beta", std::to_string(beta), "--symmetry-axis", axis,
+                      "--truth", "", "--quiet"},
+                     {.workingFolder = m_folder.Path()});
+        EXPECT_EQ(made.status, 0) << made.err;
+        const SOutcome outcome =
+            RunTevra({"beta", "theta.mha", "phi.mha", "--json"}, {.workingFolder = m_folder.Path()});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(outcome.err, "");
+        return json::parse(outcome.out);
+    }
+    /// Every fiber has angles of its own.
+    std::size_t fibers() const {
+        const std::vector<float> theta = ReadFloatMetaImage(m_folder / "theta.mha");
+        const std::vector<float> phi = ReadFloatMetaImage(m_folder / "phi.mha");
+        std::set<std::pair<float, float>> axes;
+        for (std::size_t i = 0; i < theta.size(); ++i) {
+            if (theta[i] >= 0.0F) {
+                axes.emplace(theta[i], phi[i]);
+            }
+        }
+        return axes.size();
+    }
+};
+
+TEST_P(BetaOfPhantom, IsFoundFromItsTrueAngles) {
+    const double beta = GetParam();
+    const json result = estimate(beta, "0,0,1");
+    EXPECT_GE(fibers(), 2000U);
+    EXPECT_NEAR(result["beta"].get<double>(), beta, 0.05 * beta);
+    EXPECT_EQ(result["converged"], true);
+    if (beta != 1.0) {
+        EXPECT_EQ(result["type"], beta < 1.0 ? "cluster" : "girdle");
+        EXPECT_GT(std::abs(result["axis"][2].get<double>()), std::cos(2.0 * PI / 180.0));
+    }
+}
+INSTANTIATE_TEST_SUITE_P(Family, BetaOfPhantom, testing::Values(0.1, 0.3, 1.0, 3.0), [](const auto& beta) {
+    return "Tenths" + std::to_string(std::lround(10 * beta.param));
+});
+
+TEST_F(BetaOfPhantom, IsFoundAroundATiltedAxis) {
+    const json result = estimate(0.3, "1,2,2");
+    EXPECT_NEAR(result["beta"].get<double>(), 0.3, 0.015);
+    const double cosine = (result["axis"][0].get<double>() + 2.0 * result["axis"][1].get<double>() +
+                           2.0 * result["axis"][2].get<double>()) /
+                          3.0;
+    EXPECT_GT(std::abs(cosine), std::cos(2.0 * PI / 180.0));
+}
+
 TEST_F(Beta, SaysWhenTheIterationDidNotConverge) {
     // The start for a girdle is far from so narrow a cluster.
-    const SOutcome outcome = run(table(family(0.01, 1000)), {"--type", "girdle", "--axis", "z", "--json"});
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_THAT(outcome.err, AllOf(HasSubstr("tevra: warning: "), HasSubstr("without converging")));
-    EXPECT_EQ(json::parse(outcome.out)["converged"], false);
-    EXPECT_EQ(json::parse(outcome.out)["beta"], 0.0);
+    const json result = parsed_with_warning(table(family(0.01, 1000)), "without converging",
+                                            {"--type", "girdle", "--axis", "z"});
+    EXPECT_EQ(result["converged"], false);
+    EXPECT_EQ(result["beta"], 0.0);
+}
+
+TEST_F(Beta, ExplainsTheLimitOfIdenticalAxes) {
+    const SAngles up{0.3, 0.4};
+    const SAngles down{PI - 0.3, 0.4 - PI};
+    for (const auto& sample : {std::vector{up}, std::vector{up, up, up}, std::vector{up, down, down}}) {
+        const json result = parsed_with_warning(table(sample), "all directions lie along the axis");
+        EXPECT_EQ(result["beta"], 0.0);
+        EXPECT_EQ(result["converged"], false);
+        EXPECT_EQ(result["type"], "cluster");
+    }
+    // From another axis they are a sample as any: beta = tan(angle) / sqrt(2).
+    const json result = parsed(table({up, up}), {"--axis", "z"});
+    EXPECT_NEAR(result["beta"].get<double>(), std::tan(0.3) / std::numbers::sqrt2, 1e-9);
+}
+
+TEST_F(Beta, ExplainsTheLimitOfAPlane) {
+    std::vector<SAngles> sample;
+    for (int i = 0; i < 12; ++i) {
+        sample.push_back({PI / 2, PI * i / 12});
+    }
+    const json result = parsed_with_warning(table(sample), "all directions lie across the axis");
+    EXPECT_TRUE(result["beta"].is_null()) << "infinity";
+    EXPECT_EQ(result["type"], "girdle");
+    EXPECT_THAT(run(table(sample)).out, HasSubstr("inf"));
 }
 
 TEST_F(Beta, RefusesAnEmptySample) {
-    expect_refused(run(""), 1, "holds no direction");
-    expect_refused(run("theta_rad,phi_rad\n"), 1, "holds no direction");
+    expect_table_refused("", {"angles.csv", "holds no direction"});
+    expect_table_refused("theta_rad,phi_rad\n", {"angles.csv", "holds no direction"});
+    expect_table_refused("\n\n", {"angles.csv", "holds no direction"});
     write_map("theta.mha", {-1.0F, -1.0F, -1.0F, -1.0F});
     write_map("phi.mha", {-1.0F, -1.0F, -1.0F, -1.0F});
-    expect_refused(RunTevra({"beta", "theta.mha", "phi.mha"}, {.workingFolder = m_folder.Path()}), 1,
-                   "holds no direction");
+    expect_refused({"theta.mha", "phi.mha"}, 1, {"theta.mha", "holds no direction"});
 }
 
 TEST_F(Beta, RefusesBrokenTables) {
-    expect_refused(run("0.1,0.2\n0.3\n"), 1, "line 2");
-    expect_refused(run("0.1,0.2\n0.3,x\n"), 1, "line 2");
-    expect_refused(run("colatitude,longitude\n0.1,0.2\n"), 1, "theta_rad");
-    expect_refused(run("0.1,0.2\nnan,0.2\n"), 1, "no number");
-    expect_refused(RunTevra({"beta", "--angles", "none.csv"}, {.workingFolder = m_folder.Path()}), 1,
-                   "none.csv");
+    expect_table_refused("0.1,0.2\n0.3\n", {"line 2", "angles.csv", "needs both"});
+    expect_table_refused("theta_rad,phi_rad\n0.1,0.2\n0.3\n", {"line 3", "needs both"});
+    expect_table_refused("0.1,0.2\n0.3,x\n", {"line 2", "'x'"});
+    expect_table_refused("0.1,0.2\n0.3,\n", {"line 2"});
+    expect_table_refused("0.1;0.2\n", {"theta_rad"});
+    expect_table_refused("colatitude,longitude\n0.1,0.2\n", {"theta_rad"});
+    expect_table_refused("0.1,0.2\nnan,0.2\n", {"line 2", "no number"});
+    expect_table_refused("0.1,0.2\n0.3,inf\n", {"line 2", "no number"});
+    expect_refused({"--angles", "none.csv"}, 1, {"none.csv"});
+    expect_refused({"--angles", "."}, 1, {"'.'"});
+}
+
+TEST_F(Beta, RefusesMapsThatDoNotBelongTogether) {
+    write_map("theta.mha", {0.1F, 0.2F, 0.3F, 0.4F});
+    expect_refused({"theta.mha", "phi.mha"}, 1, {"phi.mha"});
+    write_map("phi.mha", {0.1F, 0.2F});
+    expect_refused({"theta.mha", "phi.mha"}, 1, {"2 x 1 x 2", "1 x 1 x 2", "two maps of one image"});
+    WriteMetaImage(m_folder / "phi.mha", Constant({2, 1, 2}, 1));
+    expect_refused({"theta.mha", "phi.mha"}, 1, {"phi.mha", "32-bit floats"});
+}
+
+TEST_F(Beta, RefusesMapsInThePlane) {
+    WriteMetaImage(m_folder / "theta.mha",
+                   SMetaImage{.size = {2, 2}, .elementType = "MET_FLOAT", .pixels = std::string(16, '\0')});
+    expect_refused({"theta.mha", "theta.mha"}, 1, {"theta.mha", "2D"});
 }
 
 TEST_F(Beta, SuspectsDegreesBeyondAFullTurn) {
-    expect_refused(run("0.1,0.2\n45,0.2\n"), 1, "pi / 180");
-    expect_refused(run("0.1,0.2\n0.3,-120\n"), 1, "pi / 180");
+    expect_table_refused("0.1,0.2\n45,0.2\n", {"line 2", "45", "pi / 180"});
+    expect_table_refused("0.1,0.2\n0.3,-120\n", {"line 2", "-120", "pi / 180"});
+    write_map("theta.mha", {0.1F, 0.2F, 30.0F, 0.4F});
+    write_map("phi.mha", {0.1F, 0.2F, 0.3F, 0.4F});
+    expect_refused({"theta.mha", "phi.mha"}, 1, {"theta.mha", "30", "pi / 180"});
 }
 
 TEST_F(Beta, RefusesWrongOptions) {
-    expect_refused(run("0.1,0.2\n", {"--type", "ring"}), 2, "girdle, cluster or intermediate");
-    expect_refused(run("0.1,0.2\n", {"--axis", "0,0,0"}), 2, "--axis");
-    expect_refused(run("0.1,0.2\n", {"--axis", "y"}), 2, "--axis");
-    expect_refused(run("0.1,0.2\n", {"theta.mha", "phi.mha"}), 2, "either");
-    expect_refused(RunTevra({"beta"}, {.workingFolder = m_folder.Path()}), 2, "either");
-    expect_refused(RunTevra({"beta", "theta.mha"}, {.workingFolder = m_folder.Path()}), 2, "PHI");
+    WriteFile(m_folder / "angles.csv", "0.1,0.2\n");
+    expect_refused({"--angles", "angles.csv", "--type", "ring"}, 2,
+                   {"--type", "girdle, cluster or intermediate"});
+    for (const std::string axis : {"0,0,0", "y", "1,2", "nan,0,1", ""}) {
+        expect_refused({"--angles", "angles.csv", "--axis", axis}, 2, {"--axis", "'" + axis + "'"});
+    }
+    expect_refused({"--angles", "angles.csv", "theta.mha", "phi.mha"}, 2, {"either"});
+    expect_refused({}, 2, {"either"});
+    expect_refused({"theta.mha"}, 2, {"PHI"});
+    expect_refused({"--nonsense"}, 2, {"--nonsense"});
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <numbers>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,11 +18,11 @@
 namespace TEVRA::test {
 namespace {
 
-using testing::AllOf;
 using testing::ElementsAre;
 using testing::FloatNear;
 using testing::HasSubstr;
-using testing::MatchesRegex;
+
+constexpr double PI = std::numbers::pi;
 
 class Distance : public testing::Test {
   protected:
@@ -45,10 +46,15 @@ class Distance : public testing::Test {
         EXPECT_EQ(outcome.out, "");
         return ReadFloatMetaImage(m_folder / "distance.mha");
     }
-    void expect_refused(const SOutcome& outcome, int status, const std::string& part) {
-        EXPECT_EQ(outcome.status, status);
-        EXPECT_THAT(outcome.err, AllOf(MatchesRegex("tevra: error: [^\n]+\n"), HasSubstr(part)));
-        EXPECT_FALSE(std::filesystem::exists(m_folder / "distance.mha"));
+    void expect_refused(const std::string& reference, int status, const std::vector<std::string>& parts,
+                        const std::string& output = "distance.mha") {
+        ExpectRefusal({"distance", "theta.mha", "phi.mha", "--reference", reference, "-o", output}, status,
+                      parts, {.workingFolder = m_folder.Path()});
+    }
+    /// Two maps that nothing is wrong with.
+    void write_good_maps() {
+        write("theta.mha", {0.3F, 0.7F, 0.9F, 1.2F});
+        write("phi.mha", {1.0F, 2.0F, 3.0F, -2.0F});
     }
 
     CTemporaryFolder m_folder;
@@ -86,49 +92,101 @@ TEST_F(Distance, WritesZeroWhereRoundingLeavesTheRangeOfTheArcCosine) {
     }
 }
 
-TEST_F(Distance, RefusesAReferenceWithoutADirection) {
-    write("theta.mha", {0.3F, 0.7F, 0.9F, 1.2F});
-    write("phi.mha", {1.0F, 2.0F, 3.0F, -2.0F});
-    for (const char* const reference : {"0,0,0", "1,2", "1,2,3,4", "x,0,1", "nan,0,1"}) {
-        expect_refused(run(reference), 2, "--reference");
+TEST_F(Distance, MeasuresTheTruthOfParallelFibers) {
+    const SOutcome made = RunTevra({"phantom", "-o", "fibers.mha", "--size", "32,28,24", "--fiber-radius",
+                                    "3", "--axis", "1,0,0", "--truth", "", "--quiet"},
+                                   {.workingFolder = m_folder.Path()});
+    ASSERT_EQ(made.status, 0) << made.err;
+    const std::vector<float> theta = ReadFloatMetaImage(m_folder / "theta.mha");
+    for (const auto& [reference, expected] :
+         {std::pair{"-2,0,0", 0.0}, std::pair{"1,0,-1", PI / 4}, std::pair{"0,0,1", PI / 2}}) {
+        const std::vector<float> distance = distances(reference);
+        ASSERT_EQ(distance.size(), theta.size());
+        for (std::size_t i = 0; i < theta.size(); ++i) {
+            if (theta[i] >= 0.0F) {
+                // The arc cosine turns a rounding of 1e-7 near 1 into an angle of its square root.
+                ASSERT_NEAR(static_cast<double>(distance[i]), expected, 1e-3);
+            } else {
+                ASSERT_EQ(distance[i], -1.0F);
+            }
+        }
     }
 }
 
+TEST_F(Distance, RefusesAReferenceWithoutADirection) {
+    write_good_maps();
+    for (const char* const reference : {"0,0,0", "1,2", "1,2,3,4", "x,0,1", "nan,0,1", "inf,0,1", ""}) {
+        expect_refused(reference, 2, {"--reference", "'" + std::string(reference) + "'"});
+    }
+}
+
+TEST_F(Distance, RefusesWordsThatAreNoneOfTheCommand) {
+    const SCircumstances here{.workingFolder = m_folder.Path()};
+    ExpectRefusal({"distance", "theta.mha", "phi.mha", "-o", "d.mha"}, 2, {"--reference is required"}, here);
+    ExpectRefusal({"distance", "theta.mha", "phi.mha", "--reference", "0,0,1"}, 2, {"--output is required"},
+                  here);
+    ExpectRefusal({"distance", "theta.mha", "--reference", "0,0,1", "-o", "d.mha"}, 2, {"PHI is required"},
+                  here);
+    ExpectRefusal({"distance", "theta.mha", "phi.mha", "--reference", "0,0,1", "-o", "d.mha", "--nonsense"},
+                  2, {"--nonsense"}, here);
+}
+
+TEST_F(Distance, RefusesMapsThatAreNotThere) {
+    expect_refused("0,0,1", 1, {"theta.mha"});
+    write("theta.mha", {0.3F, 0.7F, 0.9F, 1.2F});
+    expect_refused("0,0,1", 1, {"phi.mha"});
+    WriteFile(m_folder / "phi.mha", "this is no image");
+    expect_refused("0,0,1", 1, {"phi.mha"});
+}
+
 TEST_F(Distance, RefusesAnOutputThatIsNoMetaImage) {
-    expect_refused(run("0,0,1", "distance.tif"), 2, ".mha");
+    write_good_maps();
+    expect_refused("0,0,1", 2, {"distance.tif", ".mha"}, "distance.tif");
+}
+
+TEST_F(Distance, RefusesAnOutputThatCannotBeWritten) {
+    write_good_maps();
+    expect_refused("0,0,1", 1, {"/none/distance.mha"}, "/none/distance.mha");
+    std::filesystem::create_directory(m_folder / "folder.mha");
+    expect_refused("0,0,1", 1, {"folder.mha", "not a plain file"}, "folder.mha");
+    ExpectRefusal({"distance", "theta.mha", "phi.mha", "--reference", "0,0,1", "-o", "distance.mha"}, 1,
+                  {"distance.mha"}, {.workingFolder = m_folder.Path(), .fileSizeLimit = 10});
 }
 
 TEST_F(Distance, RefusesMapsOfDifferentSizes) {
     write("theta.mha", {0.3F, 0.7F, 0.9F, 1.2F});
     write("phi.mha", {1.0F, 2.0F, 3.0F, -2.0F, 1.0F, 1.0F}, {3, 1, 2});
-    expect_refused(run("0,0,1"), 1, "two maps of one image");
+    expect_refused("0,0,1", 1, {"2 x 1 x 2", "3 x 1 x 2", "two maps of one image"});
 }
 
 TEST_F(Distance, RefusesMapsInThePlane) {
     write("theta.mha", {0.3F, 0.7F, 0.9F, 1.2F}, {2, 2});
     write("phi.mha", {1.0F, 2.0F, 3.0F, -2.0F}, {2, 2});
-    expect_refused(run("0,0,1"), 1, "2D");
+    expect_refused("0,0,1", 1, {"theta.mha", "2D"});
 }
 
 TEST_F(Distance, RefusesMapsThatHoldNoFloats) {
     write("theta.mha", {0.3F, 0.7F, 0.9F, 1.2F});
     WriteMetaImage(m_folder / "phi.mha", Constant({2, 1, 2}, 1));
-    expect_refused(run("0,0,1"), 1, "32-bit floats");
+    expect_refused("0,0,1", 1, {"phi.mha", "32-bit floats"});
 }
 
 TEST_F(Distance, SuspectsDegreesBeyondAFullTurn) {
     write("theta.mha", {0.3F, 45.0F, 0.9F, 1.2F});
     write("phi.mha", {1.0F, 2.0F, 3.0F, -2.0F});
-    expect_refused(run("0,0,1"), 1, "pi / 180");
+    expect_refused("0,0,1", 1, {"theta.mha", "45", "pi / 180"});
     write("theta.mha", {0.3F, 0.7F, 0.9F, 1.2F});
     write("phi.mha", {1.0F, 2.0F, 130.0F, -2.0F});
-    expect_refused(run("0,0,1"), 1, "pi / 180");
+    expect_refused("0,0,1", 1, {"phi.mha", "130", "pi / 180"});
 }
 
 TEST_F(Distance, RefusesAnglesThatAreNoNumbers) {
     write("theta.mha", {0.3F, 0.7F, 0.9F, 1.2F});
     write("phi.mha", {1.0F, 2.0F, std::numeric_limits<float>::quiet_NaN(), -2.0F});
-    expect_refused(run("0,0,1"), 1, "no number");
+    expect_refused("0,0,1", 1, {"phi.mha", "no number"});
+    write("theta.mha", {0.3F, std::numeric_limits<float>::quiet_NaN(), 0.9F, 1.2F});
+    write("phi.mha", {1.0F, 2.0F, 3.0F, -2.0F});
+    expect_refused("0,0,1", 1, {"theta.mha", "no number"});
 }
 
 TEST_F(Distance, WarnsWhereThereIsNoAxis) {

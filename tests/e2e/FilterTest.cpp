@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -20,9 +21,7 @@ namespace TEVRA::test {
 namespace {
 
 using nlohmann::json;
-using testing::AllOf;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 
 constexpr double PI = std::numbers::pi;
 
@@ -37,20 +36,24 @@ bool is_near_axis(std::size_t a, std::size_t b) {
 class Filter : public testing::Test {
   protected:
     SOutcome run(const std::string& image, const std::vector<std::string>& more = {}) {
+        return RunTevra(words_for(image, more), {.workingFolder = m_folder.Path()});
+    }
+    static std::vector<std::string> words_for(const std::string& image,
+                                              const std::vector<std::string>& more) {
         std::vector<std::string> words = {"filter", image,          "--major", "12", "--minor",
                                           "6",      "--resolution", "coarse",  "-o", "out"};
         words.insert(words.end(), more.begin(), more.end());
-        return RunTevra(words, {.workingFolder = m_folder.Path()});
+        return words;
     }
     void expect_done(const SOutcome& outcome) {
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_EQ(outcome.out, "");
     }
-    void expect_refused(const SOutcome& outcome, int status, const std::string& part) {
-        EXPECT_EQ(outcome.status, status);
-        EXPECT_THAT(outcome.err, AllOf(MatchesRegex("tevra: error: [^\n]+\n"), HasSubstr(part)));
-        EXPECT_EQ(outcome.out, "");
-        EXPECT_FALSE(std::filesystem::exists(m_folder / "out")) << "something was left half done";
+    /// The same words, refused.
+    void expect_refused(const std::string& image, int status, const std::vector<std::string>& parts,
+                        const std::vector<std::string>& more = {}, SCircumstances circumstances = {}) {
+        circumstances.workingFolder = m_folder.Path();
+        ExpectRefusal(words_for(image, more), status, parts, circumstances);
     }
     std::vector<float> map(const std::string& name) { return ReadFloatMetaImage(m_folder / "out" / name); }
     json parsed(const std::string& name) { return json::parse(ReadFile(m_folder / "out" / name)); }
@@ -143,29 +146,55 @@ TEST_F(Filter, TakesSixteenBitPixels) {
     EXPECT_EQ(ReadFile(m_folder / "out" / "index.mha"), expected);
 }
 
+TEST_F(Filter, WarnsWherePixelsAreNoCubes) {
+    WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22, 20}, 1), "0.5 0.5 2");
+    const SOutcome outcome = run("image.mha");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.err, HasSubstr("tevra: warning: the spacing of the pixels is not equal"));
+}
+
 TEST_F(Filter, RefusesWrongOptions) {
     WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22}, 0));
-    const auto with = [this](const std::string& major, const std::string& minor,
-                             const std::string& resolution) {
-        return RunTevra({"filter", "image.mha", "--major", major, "--minor", minor, "--resolution",
-                         resolution, "-o", "out"},
-                        {.workingFolder = m_folder.Path()});
+    const auto expect_option_refused = [this](const std::string& option, const std::string& text,
+                                              const std::string& part) {
+        std::vector<std::string> words = words_for("image.mha", {});
+        *(std::find(words.begin(), words.end(), option) + 1) = text;
+        ExpectRefusal(words, 2, {option, "'" + text + "'", part}, {.workingFolder = m_folder.Path()});
     };
-    expect_refused(with("0", "1", "coarse"), 2, "--major");
-    expect_refused(with("2", "-1", "coarse"), 2, "--minor");
-    expect_refused(with("nan", "1", "coarse"), 2, "--major");
-    expect_refused(with("1e9", "1", "coarse"), 2, "at most 1000");
-    expect_refused(with("2", "1", "finest"), 2, "coarse, medium or fine");
-    expect_refused(run("image.mha", {"--box", "0,0,0,5,5,5"}), 2, "x0,y0,x1,y1");
-    expect_refused(run("image.mha", {"--box", "0,0,25,5"}), 2, "leaves the image");
+    for (const char* const option : {"--major", "--minor"}) {
+        for (const char* const text : {"0", "-1", "nan", "inf", "x", "", "1,2"}) {
+            expect_option_refused(option, text, "");
+        }
+        expect_option_refused(option, "1e9", "at most 1000");
+    }
+    for (const char* const text : {"finest", "", "3", "Fine"}) {
+        expect_option_refused("--resolution", text, "coarse, medium or fine");
+    }
+    expect_refused("image.mha", 2, {"--box", "x0,y0,x1,y1"}, {"--box", "0,0,0,5,5,5"});
+    expect_refused("image.mha", 2, {"--box", "leaves the image"}, {"--box", "0,0,25,5"});
+    expect_refused("image.mha", 2, {"--box", "leaves the image"}, {"--box", "-1,0,5,5"});
+    expect_refused("image.mha", 2, {"--box"}, {"--box", "0,0,x,5"});
+    expect_refused("image.mha", 2, {"--nonsense"}, {"--nonsense"});
+}
+
+TEST_F(Filter, RefusesToGuessWhatIsRequired) {
+    WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22}, 0));
+    for (const char* const option : {"--major", "--minor", "--resolution", "-o"}) {
+        std::vector<std::string> words = words_for("image.mha", {});
+        const auto at = std::find(words.begin(), words.end(), option);
+        words.erase(at, at + 2);
+        ExpectRefusal(words, 2, {"is required"}, {.workingFolder = m_folder.Path()});
+    }
 }
 
 TEST_F(Filter, RefusesImagesItCannotWorkOn) {
-    expect_refused(run("none.mha"), 1, "none.mha");
-    WriteMetaImage(m_folder / "constant.mha", Constant({24, 22}, 90));
-    expect_refused(run("constant.mha"), 1, "no foreground");
+    expect_refused("none.mha", 1, {"none.mha"});
+    WriteFile(m_folder / "text.tif", "this is no TIFF file");
+    expect_refused("text.tif", 1, {"text.tif"});
     WriteTiff(m_folder / "rgb.tif", ParallelFibers({24, 22}, 0), 3);
-    expect_refused(run("rgb.tif"), 1, "rgb.tif");
+    expect_refused("rgb.tif", 1, {"rgb.tif"});
+    WriteMetaImage(m_folder / "line.mha", SMetaImage{.size = {64}, .pixels = std::string(64, '\1')});
+    expect_refused("line.mha", 1, {"line.mha"});
     SMetaImage floats{.size = {2, 2}, .elementType = "MET_FLOAT"};
     for (const float pixel : {1.0F, 2.0F, std::numeric_limits<float>::quiet_NaN(), 4.0F}) {
         char bytes[sizeof pixel];
@@ -173,13 +202,51 @@ TEST_F(Filter, RefusesImagesItCannotWorkOn) {
         floats.pixels.append(bytes, sizeof pixel);
     }
     WriteMetaImage(m_folder / "nan.mha", floats);
-    expect_refused(run("nan.mha"), 1, "without a finite value");
+    expect_refused("nan.mha", 1, {"nan.mha", "without a finite value"});
 }
 
-TEST_F(Filter, RefusesAMaskOfAnotherSize) {
+TEST_F(Filter, RefusesImagesWithoutForeground) {
+    WriteMetaImage(m_folder / "constant.mha", Constant({24, 22}, 90));
+    expect_refused("constant.mha", 1, {"no foreground", "constant.mha", "--mask"});
+    WriteMetaImage(m_folder / "zeros.mha",
+                   SMetaImage{.size = {8, 8, 8},
+                              .elementType = "MET_FLOAT",
+                              .pixels = std::string(std::size_t{8} * 8 * 8 * 4, '\0')});
+    expect_refused("zeros.mha", 1, {"no foreground", "zeros.mha"});
+    WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22}, 0));
+    WriteMetaImage(m_folder / "mask.mha", Constant({24, 22}, 0));
+    expect_refused("image.mha", 1, {"no foreground", "mask.mha"}, {"--mask", "mask.mha"});
+}
+
+TEST_F(Filter, RefusesMasksThatAreNone) {
     WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22}, 0));
     WriteMetaImage(m_folder / "mask.mha", Constant({24, 21}, 1));
-    expect_refused(run("image.mha", {"--mask", "mask.mha"}), 1, "mask");
+    expect_refused("image.mha", 1, {"mask.mha", "24 x 21", "24 x 22"}, {"--mask", "mask.mha"});
+    SGreyImage grey = Constant({24, 22}, 0);
+    grey.pixels[1] = '\1';
+    grey.pixels[2] = '\2';
+    WriteMetaImage(m_folder / "grey.mha", grey);
+    expect_refused("image.mha", 1, {"grey.mha"}, {"--mask", "grey.mha"});
+    expect_refused("image.mha", 1, {"none.mha"}, {"--mask", "none.mha"});
+}
+
+TEST_F(Filter, RefusesOutputsThatCannotBeWritten) {
+    WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22}, 0));
+    expect_refused("image.mha", 1, {"out/"}, {}, {.fileSizeLimit = 500});
+    WriteFile(m_folder / "out", "precious");
+    expect_refused("image.mha", 1, {"'out'", "is a file"});
+    EXPECT_EQ(ReadFile(m_folder / "out"), "precious");
+}
+
+TEST_F(Filter, LeavesTheResultsOfAnEarlierRunAsTheyWere) {
+    WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22}, 0));
+    expect_done(run("image.mha"));
+    const std::string earlier = ReadFile(m_folder / "out" / "index.mha");
+    const std::vector<std::string> files = CTemporaryFolder::EntriesOf(m_folder / "out");
+    WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22}, 1));
+    expect_refused("image.mha", 1, {"out/"}, {}, {.fileSizeLimit = 500});
+    EXPECT_EQ(ReadFile(m_folder / "out" / "index.mha"), earlier);
+    EXPECT_EQ(CTemporaryFolder::EntriesOf(m_folder / "out"), files);
 }
 
 } // namespace

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "e2e/ProgramRun.h"
 
+#include "support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -148,6 +153,20 @@ SOutcome CProgramRun::Wait() {
 
 SOutcome RunTevra(const std::vector<std::string>& arguments, const SCircumstances& circumstances) {
     return CProgramRun(arguments, circumstances).Wait();
+}
+
+void ExpectRefusal(const std::vector<std::string>& arguments, int status,
+                   const std::vector<std::string>& parts, const SCircumstances& circumstances) {
+    const std::vector<std::string> before = CTemporaryFolder::EntriesOf(circumstances.workingFolder);
+    const SOutcome outcome = RunTevra(arguments, circumstances);
+    EXPECT_EQ(outcome.status, status) << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, testing::MatchesRegex("tevra: error: [^\n]+\n"));
+    for (const std::string& part : parts) {
+        EXPECT_THAT(outcome.err, testing::HasSubstr(part));
+    }
+    EXPECT_EQ(CTemporaryFolder::EntriesOf(circumstances.workingFolder), before)
+        << "something was left behind";
 }
 
 } // namespace TEVRA::test

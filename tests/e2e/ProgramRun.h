@@ -52,4 +52,9 @@ class CProgramRun {
 /// Runs `tevra` with these arguments to its end.
 SOutcome RunTevra(const std::vector<std::string>& arguments, const SCircumstances& circumstances = {});
 
+/// Runs `tevra` with these arguments; expects the exit status, nothing on standard output, one line of error
+/// that holds all parts, and the same entries in the working folder as before.
+void ExpectRefusal(const std::vector<std::string>& arguments, int status,
+                   const std::vector<std::string>& parts, const SCircumstances& circumstances);
+
 } // namespace TEVRA::test
