@@ -104,7 +104,23 @@ const float* CPixelGrid::Row(const SPixel& first, long long count, float* buffer
 }
 
 void CPixelGrid::Read(const SPixel& first, long long count, float* buffer) const {
+    if (m_rowsAreFloats) {
+        std::memcpy(buffer, m_first + offset(first), static_cast<std::size_t>(count) * sizeof(float));
+        return;
+    }
     m_read(m_first + offset(first), m_stride[0], count, buffer);
+}
+
+void CPixelGrid::Prefetch(const SPixel& first, long long count) const {
+    constexpr std::ptrdiff_t CACHE_LINE = 64;
+    if (!m_rowsAreFloats) {
+        return;
+    }
+    const std::byte* const row = m_first + offset(first);
+    const std::ptrdiff_t bytes = count * static_cast<std::ptrdiff_t>(sizeof(float));
+    for (std::ptrdiff_t at = 0; at < bytes; at += CACHE_LINE) {
+        __builtin_prefetch(row + at);
+    }
 }
 
 float* CPixelGrid::RowToWrite(const SPixel& first, float* buffer) {

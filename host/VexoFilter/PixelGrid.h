@@ -36,6 +36,8 @@ class CPixelGrid {
     const float* Row(const SPixel& first, long long count, float* buffer) const;
     /// Copies a row into `buffer`, as above.
     void Read(const SPixel& first, long long count, float* buffer) const;
+    /// Asks the memory for a row that will be read soon.
+    void Prefetch(const SPixel& first, long long count) const;
     /// Where a row may be written: in the image itself if its pixels lie side by side as floats, else
     /// `buffer`; `Commit` brings it into the image then.
     float* RowToWrite(const SPixel& first, float* buffer);

@@ -4,19 +4,26 @@
 #include "VexoFilter/FilterKernels.h"
 
 #include <algorithm>
+#include <array>
 #include <span>
 
 namespace TEVRA::Impl {
 namespace {
 
 /// A tile's samples should stay in the second-level cache on their way there and back.
-constexpr long long SAMPLES_PER_TILE = 32768;
-/// Lines that the recursion takes through a tile at a time: a cache line's worth of floats.
+constexpr long long SAMPLES_PER_TILE = 65536;
+/// Side by side in x: a cache line's worth of floats at least; the longer the rows of a tile, the fewer
+/// places in memory, but more than 256 bring nothing.
 constexpr long long FEWEST_LINES = 16;
-/// Side by side in x; more bring nothing.
-constexpr long long MOST_LINES = 128;
+constexpr long long MOST_LINES = 256;
 /// Along x the samples are transposed on their way in and out.
 constexpr long long MOST_ROWS = 32;
+/// Rows of a tile lie far apart; the memory is asked for them this early.
+constexpr long long ROWS_AHEAD = 4;
+/// Planes of at most so many samples stay in the cache from x to y.
+constexpr long long MOST_SAMPLES_PER_PLANE = 1 << 20;
+/// Fewer planes are not worth being the unit of work.
+constexpr long long FEWEST_PLANES = 16;
 
 std::size_t count_of(long long number) {
     return static_cast<std::size_t>(number);
@@ -55,11 +62,17 @@ Gaussian GaussianFromSigma(double sigmaPx) {
 CSmoothingPass::CSmoothingPass(const Gaussian& gaussian, const CPixelGrid& source, CPixelGrid& target,
                                int axis)
     : m_gaussian(gaussian), m_source(source), m_target(target), m_axis(axis), m_length(source.Extent(axis)) {
-    const bool alongX = axis == 0;
-    const long long side = alongX ? source.Extent(1) * source.Extent(2) : source.Extent(0);
-    const long long planes = alongX ? 1 : source.Extent(axis == 1 ? 2 : 1);
-    m_linesPerTile = std::min(lines_per_tile(m_length, alongX ? MOST_ROWS : MOST_LINES), side);
-    m_tilesPerPlane = (side + m_linesPerTile - 1) / m_linesPerTile;
+    const bool rowsInY = source.Extent(1) > 1;
+    long long planes = 1;
+    if (axis == 0) {
+        m_side = source.Extent(rowsInY ? 1 : 2);
+        planes = rowsInY ? source.Extent(2) : 1;
+    } else {
+        m_side = source.Extent(0);
+        planes = source.Extent(axis == 1 ? 2 : 1);
+    }
+    m_linesPerTile = std::min(lines_per_tile(m_length, axis == 0 ? MOST_ROWS : MOST_LINES), m_side);
+    m_tilesPerPlane = (m_side + m_linesPerTile - 1) / m_linesPerTile;
     m_tileCount = m_tilesPerPlane * planes;
 }
 
@@ -90,16 +103,18 @@ void CSmoothingPass::Work(long long tile, int worker) {
 }
 
 CSmoothingPass::STile CSmoothingPass::tile_at(long long tile) const {
-    const long long side = m_axis == 0 ? m_source.Extent(1) * m_source.Extent(2) : m_source.Extent(0);
     STile result;
     result.first = tile % m_tilesPerPlane * m_linesPerTile;
-    result.lines = std::min(m_linesPerTile, side - result.first);
+    result.lines = std::min(m_linesPerTile, m_side - result.first);
     result.plane = tile / m_tilesPerPlane;
     return result;
 }
 
-CPixelGrid::SPixel CSmoothingPass::row_of(long long line) const {
-    return {.x = 0, .y = line % m_source.Extent(1), .z = line / m_source.Extent(1)};
+CPixelGrid::SPixel CSmoothingPass::row_of(const STile& tile, long long line) const {
+    if (m_source.Extent(1) > 1) {
+        return {.x = 0, .y = tile.first + line, .z = tile.plane};
+    }
+    return {.x = 0, .y = 0, .z = tile.first + line};
 }
 
 CPixelGrid::SPixel CSmoothingPass::start_of(const STile& tile, long long position) const {
@@ -112,7 +127,7 @@ void CSmoothingPass::along_x(const SRecursiveGaussian& filter, const STile& tile
     const std::size_t length = count_of(m_length);
     const auto step = static_cast<std::ptrdiff_t>(lines);
     const SFilterKernels& kernels = FilterKernels();
-    const auto pixel_of = [&](std::size_t line) { return row_of(tile.first + static_cast<long long>(line)); };
+    const auto pixel_of = [&](std::size_t line) { return row_of(tile, static_cast<long long>(line)); };
     const auto room_of = [&](std::size_t line) { return buffers.row.data() + line * length; };
     for (std::size_t line = 0; line < lines; ++line) {
         buffers.rowsIn[line] = m_source.Row(pixel_of(line), m_length, room_of(line));
@@ -141,7 +156,7 @@ void CSmoothingPass::along_x(const SSampledGaussian& kernel, const STile& tile, 
         shifted[k] = buffers.samples.data() + k;
     }
     for (long long line = 0; line < tile.lines; ++line) {
-        const CPixelGrid::SPixel pixel = row_of(tile.first + line);
+        const CPixelGrid::SPixel pixel = row_of(tile, line);
         m_source.Read(pixel, m_length, buffers.samples.data() + radius);
         std::fill(buffers.samples.begin(), first, *first);
         std::fill(end, end + radius, *(end - 1));
@@ -157,6 +172,7 @@ void CSmoothingPass::across(const SRecursiveGaussian& filter, const STile& tile,
         return buffers.samples.data() + count_of(position) * lines;
     };
     for (long long position = 0; position < m_length; ++position) {
+        m_source.Prefetch(start_of(tile, std::min(position + ROWS_AHEAD, m_length - 1)), tile.lines);
         m_source.Read(start_of(tile, position), tile.lines, samples_at(position));
     }
     smooth_samples(filter, std::span(buffers.samples).first(lines * count_of(m_length)),
@@ -186,6 +202,44 @@ void CSmoothingPass::across(const SSampledGaussian& kernel, const STile& tile, S
         WeightedSum(kernel, std::span(rows).first(neighbours), std::span(row, count_of(tile.lines)));
         m_target.Commit(pixel, tile.lines, row);
     }
+}
+
+CPlaneSmoothingPass::CPlaneSmoothingPass(const Gaussian& gaussian, const CPixelGrid& source,
+                                         CPixelGrid& target)
+    : m_alongX(gaussian, source, target, 0), m_alongY(gaussian, target, target, 1),
+      m_planes(source.Extent(2)) {}
+
+void CPlaneSmoothingPass::Reserve(int workers) {
+    m_alongX.Reserve(workers);
+    m_alongY.Reserve(workers);
+}
+
+void CPlaneSmoothingPass::Work(long long tile, int worker) {
+    for (CSmoothingPass* const pass : {&m_alongX, &m_alongY}) {
+        const long long tiles = pass->TileCount() / m_planes;
+        for (long long part = tile * tiles; part < (tile + 1) * tiles; ++part) {
+            pass->Work(part, worker);
+        }
+    }
+}
+
+TilePasses SmoothingPasses(const Gaussian& gaussian, const CPixelGrid& source, CPixelGrid& target) {
+    TilePasses passes;
+    const bool byPlanes = source.Extent(1) > 1 && source.Extent(2) >= FEWEST_PLANES &&
+                          source.Extent(0) * source.Extent(1) <= MOST_SAMPLES_PER_PLANE;
+    if (byPlanes) {
+        passes.push_back(std::make_unique<CPlaneSmoothingPass>(gaussian, source, target));
+    } else {
+        // Along x always, since that brings the pixels into the output.
+        passes.push_back(std::make_unique<CSmoothingPass>(gaussian, source, target, 0));
+        if (source.Extent(1) > 1) {
+            passes.push_back(std::make_unique<CSmoothingPass>(gaussian, target, target, 1));
+        }
+    }
+    if (source.Extent(2) > 1) {
+        passes.push_back(std::make_unique<CSmoothingPass>(gaussian, target, target, 2));
+    }
+    return passes;
 }
 
 } // namespace TEVRA::Impl

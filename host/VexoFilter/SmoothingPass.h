@@ -28,23 +28,25 @@ class CSmoothingPass : public ITilePass {
 
   private:
     struct SBuffers {
+
         std::vector<float> samples; // the tile: for each position along the axis, one sample of each line
+        std::vector<float> last;    // the input's last samples
+        std::vector<double> states; // of the recursion
         std::vector<float> row;     // rows in or out that the image does not hold as floats
         std::vector<const float*> rowsIn; // where they are, along x
         std::vector<float*> rowsOut;
-        std::vector<float> last;    // the input's last samples
-        std::vector<double> states; // of the recursion
     };
 
-    /// Adjacent lines. Along x they are rows, numbered through all planes; else they start side by side in x.
+    /// Adjacent lines of a plane: rows, side by side in y (in z if there is one row per plane only), or lines
+    /// side by side in x.
     struct STile {
         long long first = 0;
         long long lines = 0;
-        long long plane = 0; // the coordinate along the axis that is neither x nor the pass's
+        long long plane = 0; // the coordinate along the third axis
     };
 
     STile tile_at(long long tile) const;
-    CPixelGrid::SPixel row_of(long long line) const;
+    CPixelGrid::SPixel row_of(const STile& tile, long long line) const;
     CPixelGrid::SPixel start_of(const STile& tile, long long position) const;
     void along_x(const SRecursiveGaussian& filter, const STile& tile, SBuffers& buffers);
     void along_x(const SSampledGaussian& kernel, const STile& tile, SBuffers& buffers);
@@ -55,11 +57,32 @@ class CSmoothingPass : public ITilePass {
     const CPixelGrid& m_source;
     CPixelGrid& m_target;
     int m_axis;
-    long long m_length;       // samples of a line
-    long long m_linesPerTile; // at most
+    long long m_length;           // samples of a line
+    long long m_side = 0;         // lines of a plane
+    long long m_linesPerTile = 0; // at most
     long long m_tilesPerPlane;
     long long m_tileCount;
     std::vector<SBuffers> m_buffers; // by worker
 };
+
+/// Smooths planes along x and y: a plane that fits the cache is fetched once.
+class CPlaneSmoothingPass : public ITilePass {
+  public:
+    /// @param source, target as for CSmoothingPass.
+    CPlaneSmoothingPass(const Gaussian& gaussian, const CPixelGrid& source, CPixelGrid& target);
+
+    long long TileCount() const override { return m_planes; }
+    void Reserve(int workers) override;
+    void Work(long long tile, int worker) override;
+
+  private:
+    CSmoothingPass m_alongX;
+    CSmoothingPass m_alongY;
+    long long m_planes;
+};
+
+/// The passes that smooth along every axis, x first.
+/// @param source, target as for CSmoothingPass, without axes of extent 0.
+TilePasses SmoothingPasses(const Gaussian& gaussian, const CPixelGrid& source, CPixelGrid& target);
 
 } // namespace TEVRA::Impl

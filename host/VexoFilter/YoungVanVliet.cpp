@@ -64,15 +64,7 @@ void CYoungVanVliet::gauss(IImage& out, const IImage& in) {
         return;
     }
     const Impl::Gaussian gaussian = Impl::GaussianFromSigma(m_sigma);
-    // Along x always, since that brings the pixels into the output; along other axes if there is anything to
-    // do.
-    Impl::TilePasses passes;
-    passes.push_back(std::make_unique<Impl::CSmoothingPass>(gaussian, source, target, 0));
-    for (const int axis : {1, 2}) {
-        if (source.Extent(axis) > 1) {
-            passes.push_back(std::make_unique<Impl::CSmoothingPass>(gaussian, target, target, axis));
-        }
-    }
+    const Impl::TilePasses passes = Impl::SmoothingPasses(gaussian, source, target);
     Impl::RunPasses(passes, CParallelism::Threads(), Progress(), "Smoothing...");
 }
 

@@ -253,6 +253,7 @@ Pixels smooth_line_by_line(const IImage& image, Pixels pixels, double sigmaPx) {
 TEST(YoungVanVliet, SmoothsLineByLineToTheLastBitWithAnyInstructionSet) {
     std::vector<CSize> sizes = AwkwardSizes3D();
     sizes.emplace_back(150, 77);
+    sizes.emplace_back(19, 1, 40);
     sizes.emplace_back(67, 35, 33);
     for (const EnInstructionSet set : SupportedInstructionSets()) {
         const CInstructionSetScope scope(set);
