@@ -114,8 +114,36 @@ class CColumns {
         const std::size_t first = static_cast<std::size_t>(strip) * m_task.stripPixels;
         return {first, std::min(m_task.stripPixels, pixels() - first)};
     }
-    std::span<float> row(const STile& tile, long long z) const {
-        return {m_task.store.Slice(z) + tile.first, tile.columns};
+    std::span<float> row(const STile& tile, long long z) {
+        if (!m_task.store.IsInFile()) {
+            return {m_task.store.Slice(z) + tile.first, tile.columns};
+        }
+        return {run(z).data() + (tile.first - m_strip.first), tile.columns};
+    }
+
+    /// The current strip's run of pixels of a slice, of a store in a file.
+    std::span<float> run(long long z) {
+        const auto slice = static_cast<std::size_t>(z - m_task.store.Slices().first);
+        return {m_runs.data() + slice * m_strip.columns, m_strip.columns};
+    }
+
+    /// Makes a strip the current one.
+    void load(const STile& strip) {
+        m_strip = strip;
+        if (m_task.store.IsInFile()) {
+            const SSliceRange& slices = m_task.store.Slices();
+            m_runs.resize(static_cast<std::size_t>(slices.Count()) * strip.columns);
+            m_workers.Run(slices.Count(), [&](long long task, int /*worker*/) {
+                m_task.store.Load(slices.first + task, strip.first, run(slices.first + task));
+            });
+        }
+    }
+    void save() {
+        if (m_task.store.IsInFile()) {
+            m_workers.Run(m_own.Count(), [&](long long task, int /*worker*/) {
+                m_task.store.Save(m_own.first + task, m_strip.first, run(m_own.first + task));
+            });
+        }
     }
     std::span<float> samples(const STile& tile, SWorkspace& workspace, long long position) const {
         return std::span(workspace.samples)
@@ -125,12 +153,14 @@ class CColumns {
     /// Calls `work(tile, workspace)` for all tiles of a strip; threads share them.
     template <typename WorkT>
     void for_each_tile(const STile& strip, const WorkT& work) {
+        load(strip);
         const std::size_t tiles = (strip.columns + m_tileColumns - 1) / m_tileColumns;
         m_workers.Run(static_cast<long long>(tiles), [&](long long task, int worker) {
             const std::size_t offset = static_cast<std::size_t>(task) * m_tileColumns;
             const STile tile{strip.first + offset, std::min(m_tileColumns, strip.columns - offset)};
             work(tile, m_workspaces[static_cast<std::size_t>(worker)]);
         });
+        save();
     }
 
     /// Every process takes a strip up and, as many strips later as there are processes above it, down again.
@@ -145,7 +175,6 @@ class CColumns {
             if (!m_ranks.IsLast() && step >= lag) {
                 go_down(filter, strip_at(step - lag));
             }
-            m_task.store.Forget();
             report.Step();
         }
     }
@@ -218,7 +247,6 @@ class CColumns {
             for_each_tile(strip_at(strip), [&](const STile& tile, SWorkspace& workspace) {
                 smooth_by_kernel(kernel, tile, workspace);
             });
-            m_task.store.Forget();
             report.Step();
         }
     }
@@ -256,6 +284,8 @@ class CColumns {
     SSliceRange m_own;
     std::size_t m_tileColumns;
     std::vector<SWorkspace> m_workspaces; // by worker
+    STile m_strip{};                      // the current one
+    std::vector<float> m_runs;            // its pixels, of a store in a file
 };
 
 } // namespace

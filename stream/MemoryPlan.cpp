@@ -21,8 +21,9 @@ constexpr std::size_t MEGABYTE = std::size_t{1} << 20;
 /// The program and its libraries, and each thread's stack, heap and buffers of the smoothing in the plane.
 constexpr std::size_t PROGRAM_BYTES = 24 * MEGABYTE;
 constexpr std::size_t BYTES_PER_THREAD = 3 * MEGABYTE;
-/// Memory that comes with each run of mapped pixels at either end of it: pages are mapped in groups.
-constexpr std::size_t MAPPING_SLACK = 128 * 1024;
+/// Memory that comes with a slab of mapped slices at either end of it: the system maps files in pieces of up
+/// to 2 MB.
+constexpr std::size_t SLAB_SLACK = 4 * MEGABYTE;
 /// A subfield's entry in the result document with its text in the result files.
 constexpr std::size_t DOCUMENT_BYTES_PER_TILE = 16 * 1024;
 constexpr std::size_t FOURTH_ORDER_BYTES_PER_TILE = 40 * 1024;
@@ -67,26 +68,25 @@ class CDemand {
     }
 
   private:
-    std::size_t mapped(std::size_t bytes) const { return bytes + MAPPING_SLACK; }
-
     std::size_t reading(const SMemoryPlan& plan, bool isInFile) const {
         const std::size_t raw = m_slicePixels * m_workload.bytesPerPixel;
         const std::size_t slab = bytes_of(plan.slabSlices, m_slicePixels * sizeof(float));
-        return bytes_of(2 * plan.slabSlices + 1 + m_workload.threads, raw) + (isInFile ? mapped(slab) : 0);
+        return bytes_of(2 * plan.slabSlices + 1 + m_workload.threads, raw) +
+               (isInFile ? slab + SLAB_SLACK : 0);
     }
     std::size_t columns(const SMemoryPlan& plan, bool isInFile) const {
-        const std::size_t run = mapped(plan.stripPixels * sizeof(float));
+        const std::size_t run = plan.stripPixels * sizeof(float);
         const std::size_t strips = 2 * ColumnStateBytes(m_gaussian, plan.stripPixels) *
                                    static_cast<std::size_t>(m_workload.processes);
         return bytes_of(m_workload.threads, ColumnBytesPerWorker(m_gaussian, m_own)) + strips +
-               (isInFile ? bytes_of(std::min(m_own, m_workload.imageSize[2]), run) : 0);
+               (isInFile ? bytes_of(m_own + 2 * HaloSlices(m_gaussian), run) : 0);
     }
     std::size_t orientations(const SMemoryPlan& plan, bool isInFile) const {
         const std::size_t maps = m_workload.wantsAngles ? 2 * 2 * m_slicePixels * sizeof(float) : 0;
         const std::size_t mask = m_workload.hasMask ? 2 * m_slicePixels : 0;
         const std::size_t sums = bytes_of(m_workload.tilesPerSlice * 2, sizeof(SSums<3>));
         const std::size_t slices = bytes_of(plan.slabSlices + 2, m_slicePixels * sizeof(float));
-        return bytes_of(plan.slabSlices, maps + mask + sums) + (isInFile ? mapped(slices) : 0) +
+        return bytes_of(plan.slabSlices, maps + mask + sums) + (isInFile ? slices + SLAB_SLACK : 0) +
                bytes_of(m_workload.threads, OrientationBytesPerWorker(m_workload.imageSize[0])) +
                bytes_of(m_workload.tiles, sizeof(SSums<3>));
     }

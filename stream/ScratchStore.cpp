@@ -3,6 +3,7 @@
 
 #include "volume/Failure.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cmath>
@@ -38,40 +39,34 @@ int open_nameless_file(const std::string& folder) {
     return named;
 }
 
-class CDescriptor {
-  public:
-    explicit CDescriptor(int file) : m_file(file) {}
-    ~CDescriptor() {
-        if (m_file >= 0) {
-            close(m_file);
-        }
-    }
-    CDescriptor(const CDescriptor&) = delete;
-    CDescriptor& operator=(const CDescriptor&) = delete;
-    int Number() const noexcept { return m_file; }
-
-  private:
-    int m_file;
-};
-
 } // namespace
 
 CScratchStore::CScratchStore(const SScratchPlace& place, const SSliceRange& slices, std::size_t slicePixels)
     : m_slices(slices), m_slicePixels(slicePixels),
-      m_bytes(static_cast<std::size_t>(slices.Count()) * slicePixels * sizeof(float)), m_kind(place.kind) {
-    if (m_bytes == 0) {
-        return;
-    }
+      m_bytes(static_cast<std::size_t>(slices.Count()) * slicePixels * sizeof(float)), m_kind(place.kind),
+      m_folder(place.folder) {
     if (m_kind == SScratchPlace::EKind::memory) {
         map_memory();
-    } else {
-        map_file(place.folder);
+        return;
+    }
+    try {
+        map_file();
+    } catch (...) {
+        release();
+        throw;
     }
 }
 
 CScratchStore::~CScratchStore() {
+    release();
+}
+
+void CScratchStore::release() noexcept {
     if (m_pixels != nullptr) {
         munmap(m_pixels, m_bytes);
+    }
+    if (m_file >= 0) {
+        close(m_file);
     }
 }
 
@@ -85,19 +80,47 @@ void CScratchStore::map_memory() {
     m_pixels = static_cast<float*>(memory);
 }
 
-void CScratchStore::map_file(const std::string& folder) {
-    const CDescriptor file(open_nameless_file(folder));
-    if (file.Number() < 0) {
-        fail(folder, m_bytes, errno);
+void CScratchStore::map_file() {
+    m_file = open_nameless_file(m_folder);
+    if (m_file < 0) {
+        fail(m_folder, m_bytes, errno);
     }
-    if (const int reason = posix_fallocate(file.Number(), 0, static_cast<off_t>(m_bytes)); reason != 0) {
-        fail(folder, m_bytes, reason);
+    if (const int reason = posix_fallocate(m_file, 0, static_cast<off_t>(m_bytes)); reason != 0) {
+        fail(m_folder, m_bytes, reason);
     }
-    void* const memory = mmap(nullptr, m_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, file.Number(), 0);
+    void* const memory = mmap(nullptr, m_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, m_file, 0);
     if (memory == MAP_FAILED) {
-        fail(folder, m_bytes, errno);
+        fail(m_folder, m_bytes, errno);
     }
     m_pixels = static_cast<float*>(memory);
+}
+
+std::size_t CScratchStore::offset_of(long long z, std::size_t first) const noexcept {
+    return (static_cast<std::size_t>(z - m_slices.first) * m_slicePixels + first) * sizeof(float);
+}
+
+void CScratchStore::Load(long long z, std::size_t first, std::span<float> run) const {
+    const std::span<std::byte> bytes = std::as_writable_bytes(run);
+    for (std::size_t done = 0; done < bytes.size();) {
+        const ssize_t count = pread(m_file, bytes.data() + done, bytes.size() - done,
+                                    static_cast<off_t>(offset_of(z, first) + done));
+        if (count <= 0 && errno != EINTR) {
+            fail(m_folder, m_bytes, errno);
+        }
+        done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+    }
+}
+
+void CScratchStore::Save(long long z, std::size_t first, std::span<const float> run) {
+    const std::span<const std::byte> bytes = std::as_bytes(run);
+    for (std::size_t done = 0; done < bytes.size();) {
+        const ssize_t count = pwrite(m_file, bytes.data() + done, bytes.size() - done,
+                                     static_cast<off_t>(offset_of(z, first) + done));
+        if (count <= 0 && errno != EINTR) {
+            fail(m_folder, m_bytes, errno);
+        }
+        done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+    }
 }
 
 void CScratchStore::Forget() noexcept {

@@ -4,6 +4,7 @@
 #include "stream/SliceRange.h"
 
 #include <cstddef>
+#include <span>
 #include <string>
 
 namespace TEVRA::stream {
@@ -35,17 +36,28 @@ class CScratchStore {
         return m_pixels + static_cast<std::size_t>(z - m_slices.first) * m_slicePixels;
     }
 
+    /// A run of pixels of each slice, side by side: pixels `first` on. In a file they are copied, since
+    /// mapped files come into memory in pieces of the system's choice.
+    bool IsInFile() const noexcept { return m_kind == SScratchPlace::EKind::file; }
+    /// Copies `run.size()` pixels of one slice out of a file, or into it; callable by several threads.
+    /// @throws volume::CEnvironmentError if that fails.
+    void Load(long long z, std::size_t first, std::span<float> run) const;
+    void Save(long long z, std::size_t first, std::span<const float> run);
     /// What has been touched need not stay in memory: in a file it is still there.
     void Forget() noexcept;
 
   private:
     void map_memory();
-    void map_file(const std::string& folder);
+    void map_file();
+    void release() noexcept;
+    std::size_t offset_of(long long z, std::size_t first) const noexcept;
 
     SSliceRange m_slices;
     std::size_t m_slicePixels;
     std::size_t m_bytes;
     SScratchPlace::EKind m_kind;
+    std::string m_folder;
+    int m_file = -1;
     float* m_pixels = nullptr;
 };
 

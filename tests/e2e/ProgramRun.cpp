@@ -87,7 +87,8 @@ void drain(int out, int err, SOutcome& outcome) {
 } // namespace
 
 CProgramRun::CProgramRun(const std::vector<std::string>& arguments, const SCircumstances& circumstances) {
-    std::vector<std::string> words = {TEVRA_PROGRAM};
+    std::vector<std::string> words = circumstances.launcher;
+    words.emplace_back(TEVRA_PROGRAM);
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
     for (std::string& word : words) {
@@ -106,7 +107,7 @@ CProgramRun::CProgramRun(const std::vector<std::string>& arguments, const SCircu
     }
     if (m_process == 0) {
         apply(circumstances, out.writeEnd, err.writeEnd);
-        execv(argv[0], argv.data());
+        execvp(argv[0], argv.data());
         _exit(EXEC_FAILED);
     }
     close(out.writeEnd);
@@ -141,12 +142,14 @@ SOutcome CProgramRun::Wait() {
     SOutcome outcome;
     drain(m_out, m_err, outcome);
     int status = 0;
-    while (waitpid(m_process, &status, 0) < 0) {
+    rusage usage{};
+    while (wait4(m_process, &status, 0, &usage) < 0) {
         if (errno != EINTR) {
             throw_errno("waitpid");
         }
     }
     m_process = -1;
+    outcome.peakBytes = static_cast<std::size_t>(usage.ru_maxrss) * 1024;
     outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return outcome;
 }

@@ -14,6 +14,7 @@ struct SOutcome {
     int status = -1;
     std::string out;
     std::string err;
+    std::size_t peakBytes = 0; ///< most memory that was resident at a time
 };
 
 /// Circumstances of a run.
@@ -27,6 +28,8 @@ struct SCircumstances {
     bool standardOutputIsClosed = false;
     /// Largest file that may be written, in bytes: a disk that is full from there on.
     std::optional<long> fileSizeLimit{};
+    /// Words of a program that starts the program, as in {"mpirun", "-n", "2"}.
+    std::vector<std::string> launcher{};
 };
 
 /// The program `tevra`, started; standard input is empty.

@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Memory, scratch files and threads of `tevra analyze`.
+#include "e2e/Images.h"
+#include "e2e/ProgramRun.h"
+#include "support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <fstream>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace TEVRA::test {
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+using Words = std::vector<std::string>;
+
+constexpr std::size_t MEGABYTE = std::size_t{1} << 20;
+
+/// Wavy fibers, written slice by slice so that this process stays small.
+void write_raw_volume(const fs::path& path, int extent) {
+    std::ofstream file(path, std::ios::binary);
+    std::string slice(static_cast<std::size_t>(extent) * static_cast<std::size_t>(extent), '\0');
+    for (int z = 0; z < extent; ++z) {
+        std::size_t at = 0;
+        for (int y = 0; y < extent; ++y) {
+            for (int x = 0; x < extent; ++x) {
+                const bool isFiber = (x + z / 4) % 16 < 7 && (y + z / 7) % 15 < 7;
+                slice[at++] = static_cast<char>(isFiber ? 200 : 40 + (x * 7 + y * 5 + z * 3) % 13);
+            }
+        }
+        file.write(slice.data(), static_cast<std::streamsize>(slice.size()));
+    }
+}
+
+class Streaming : public testing::Test {
+  protected:
+    SOutcome run(const std::string& output, const Words& more, SCircumstances circumstances = {}) {
+        Words words = {"analyze", "image.raw", "--raw", m_layout, "--fiber-radius", "3", "-o", output};
+        words.insert(words.end(), more.begin(), more.end());
+        circumstances.workingFolder = m_folder.Path();
+        return RunTevra(words, circumstances);
+    }
+    void write_volume(int extent) {
+        write_raw_volume(m_folder / "image.raw", extent);
+        const std::string text = std::to_string(extent);
+        m_layout = text + "," + text + "," + text + ",u8";
+    }
+    Json record(const std::string& output) const {
+        return Json::parse(ReadFile(m_folder / (output + "/run.json")));
+    }
+    void expect_same_files(const std::string& a, const std::string& b) const {
+        for (const char* const name :
+             {"result.json", "subfields.csv", "profiles.csv", "theta.mha", "phi.mha"}) {
+            EXPECT_TRUE(ReadFile(m_folder / (a + "/" + name)) == ReadFile(m_folder / (b + "/" + name)))
+                << name << " of " << a << " and " << b;
+        }
+    }
+
+    CTemporaryFolder m_folder;
+    std::string m_layout;
+};
+
+TEST_F(Streaming, StaysWithinItsMemoryOnAVolumeOfThreeTimesItsSmoothedSlices) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer needs memory of its own";
+#endif
+    write_volume(320); // 125 MB of smoothed slices, 250 MB of maps
+    const SOutcome narrow = run("narrow", {"--memory", "64M", "--subfield", "100", "--maps"});
+    ASSERT_EQ(narrow.status, 0) << narrow.err;
+    EXPECT_LE(narrow.peakBytes, 64 * MEGABYTE);
+    EXPECT_EQ(record("narrow")["memory"]["scratch_place"], "file");
+    EXPECT_EQ(record("narrow")["memory"]["scratch_bytes"], std::size_t{320} * 320 * 320 * 4);
+    EXPECT_LE(narrow.peakBytes, record("narrow")["memory"]["expected_bytes"].get<std::size_t>());
+
+    const SOutcome roomy = run("roomy", {"--memory", "1G", "--subfield", "100", "--maps", "--threads", "3"});
+    ASSERT_EQ(roomy.status, 0) << roomy.err;
+    EXPECT_EQ(record("roomy")["memory"]["scratch_place"], "memory");
+    EXPECT_LE(roomy.peakBytes, record("roomy")["memory"]["expected_bytes"].get<std::size_t>());
+    expect_same_files("narrow", "roomy");
+    EXPECT_THAT(
+        CTemporaryFolder::EntriesOf(m_folder / "narrow"),
+        ElementsAre("phi.mha", "profiles.csv", "result.json", "run.json", "subfields.csv", "theta.mha"));
+}
+
+TEST_F(Streaming, ResultsAreTheSameFilesForAnyNumberOfThreads) {
+    write_volume(60);
+    run("one", {"--threads", "1", "--subfield", "20", "--maps", "--fourth-order"});
+    for (const std::string threads : {"2", "5", "16"}) {
+        run("more", {"--threads", threads, "--subfield", "20", "--maps", "--fourth-order"});
+        expect_same_files("one", "more");
+    }
+}
+
+TEST_F(Streaming, ADryRunOnlySaysWhatItWouldNeed) {
+    write_volume(60);
+    const SOutcome outcome = run("out", {"--dry-run", "--memory", "2G"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("of 2.0 GB allowed"), HasSubstr("scratch: 844 kB")));
+    EXPECT_THAT(m_folder.Entries(), ElementsAre("image.raw"));
+}
+
+TEST_F(Streaming, SaysWhatItNeedsBeforeItStarts) {
+    write_volume(60);
+    EXPECT_THAT(run("out", {}).err, HasSubstr("tevra: memory: up to "));
+}
+
+TEST_F(Streaming, TooLittleMemoryIsRefusedWithWhatIsNeeded) {
+    write_volume(60);
+    const SOutcome outcome = run("out", {"--memory", "1M"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("tevra: error: this analysis needs"), HasSubstr("--memory")));
+    EXPECT_THAT(m_folder.Entries(), ElementsAre("image.raw"));
+    EXPECT_EQ(run("out", {"--memory", "lots"}).status, 2);
+}
+
+TEST_F(Streaming, AScratchFolderThatDoesNotExistIsNamed) {
+    write_volume(200);
+    const SOutcome outcome = run("out", {"--memory", "48M", "--threads", "1", "--scratch", "nowhere"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("'nowhere'"), HasSubstr("--scratch")));
+    EXPECT_THAT(m_folder.Entries(), ElementsAre("image.raw"));
+}
+
+TEST_F(Streaming, AFullScratchDiskIsOneClearError) {
+    write_volume(200);
+    SCircumstances full;
+    full.fileSizeLimit = 1 << 20;
+    const SOutcome outcome = run("out", {"--memory", "48M", "--threads", "1"}, full);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("31 MB of intermediate images"), HasSubstr("File too large"),
+                                   HasSubstr("--scratch")));
+    EXPECT_THAT(m_folder.Entries(), ElementsAre("image.raw"));
+}
+
+TEST_F(Streaming, PixelsWithoutAValueCountAsDarkest) {
+    constexpr int EXTENT = 40;
+    std::vector<float> pixels;
+    for (int z = 0; z < EXTENT; ++z) {
+        for (int y = 0; y < EXTENT; ++y) {
+            for (int x = 0; x < EXTENT; ++x) {
+                const bool isFiber = x % 12 < 5 && y % 12 < 5;
+                pixels.push_back(isFiber ? 3.5F : -1.25F + 0.001F * static_cast<float>(x + y));
+            }
+        }
+    }
+    const auto write = [&] {
+        std::ofstream file(m_folder / "image.raw", std::ios::binary);
+        file.write(reinterpret_cast<const char*>(pixels.data()),
+                   static_cast<std::streamsize>(pixels.size() * sizeof(float)));
+    };
+    m_layout = "40,40,40,f32";
+    const std::vector<std::size_t> places = {0, 777, 30000};
+    constexpr float DARKEST = -1.25F;
+    pixels[500] = DARKEST;
+    for (const std::size_t place : places) {
+        pixels[place] = DARKEST;
+    }
+    write();
+    run("dark", {"--maps", "--subfield", "15"});
+    for (const std::size_t place : places) {
+        pixels[place] = std::numeric_limits<float>::quiet_NaN();
+    }
+    write();
+    const SOutcome outcome = run("missing", {"--maps", "--subfield", "15"});
+    EXPECT_THAT(outcome.err, HasSubstr("tevra: warning: 3 pixels have no value (NaN) and count as darkest"));
+    EXPECT_EQ(record("missing")["input"]["nan_pixels"], 3);
+    expect_same_files("dark", "missing");
+}
+
+} // namespace
+} // namespace TEVRA::test
