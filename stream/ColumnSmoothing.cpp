@@ -189,15 +189,19 @@ class CColumns {
         }
         for_each_tile(strip, [&](const STile& tile, SWorkspace& workspace) {
             const SRecursionPlanes tileStates = states.From(tile.first - strip.first);
+            fetch(tile, m_own, workspace);
             if (isFirst) {
-                StartCausal(tileStates, row(tile, m_own.first));
+                StartCausal(tileStates, samples(tile, workspace, 0));
             }
+            const std::span<const float> top = samples(tile, workspace, m_own.Count() - 1);
+            std::copy(top.begin(), top.end(), workspace.last.begin());
+            walk(filter, tileStates, tile, workspace, EDirection::up);
             if (m_ranks.IsLast()) {
-                up_and_down(filter, tileStates, tile, workspace);
+                StartAnticausal(filter, tileStates, std::span(workspace.last).first(tile.columns));
+                walk(filter, tileStates, tile, workspace, EDirection::down);
+                put_back_smoothed(tile, workspace);
             } else {
-                for (long long z = m_own.first; z < m_own.end; ++z) {
-                    Step(filter, tileStates, row(tile, z), row(tile, z));
-                }
+                put_back(tile, workspace);
             }
         });
         if (!m_ranks.IsLast()) {
@@ -212,29 +216,51 @@ class CColumns {
         const SRecursionPlanes states = SRecursionPlanes::Over(memory);
         receive(m_ranks.Rank() + 1, DOWNWARDS, memory);
         for_each_tile(strip, [&](const STile& tile, SWorkspace& workspace) {
-            const SRecursionPlanes tileStates = states.From(tile.first - strip.first);
-            workspace.columnExtents.Start(tile.columns);
-            for (long long z = m_own.end; z-- > m_own.first;) {
-                Step(filter, tileStates, row(tile, z), row(tile, z));
-                workspace.columnExtents.Add(row(tile, z));
-            }
-            workspace.columnExtents.AddTo(workspace.extent);
+            fetch(tile, m_own, workspace);
+            walk(filter, states.From(tile.first - strip.first), tile, workspace, EDirection::down);
+            put_back_smoothed(tile, workspace);
         });
         if (!m_ranks.IsFirst()) {
             m_ranks.Send(m_ranks.Rank() - 1, DOWNWARDS, MessageOf(std::span<const double>(memory)));
         }
     }
 
-    void up_and_down(const SRecursiveGaussian& filter, const SRecursionPlanes& states, const STile& tile,
-                     SWorkspace& workspace) {
-        for (long long z = m_own.first; z < m_own.end; ++z) {
-            Step(filter, states, row(tile, z), samples(tile, workspace, z - m_own.first));
+    enum class EDirection { up, down };
+
+    /// Takes the samples of a tile through the recursion.
+    void walk(const SRecursiveGaussian& filter, const SRecursionPlanes& states, const STile& tile,
+              SWorkspace& workspace, EDirection direction) const {
+        const bool isUp = direction == EDirection::up;
+        float* const first = samples(tile, workspace, isUp ? 0 : m_own.Count() - 1).data();
+        const auto step = static_cast<std::ptrdiff_t>(tile.columns) * (isUp ? 1 : -1);
+        Walk(filter, states,
+             {.in = {first, step},
+              .out = {first, step},
+              .lines = tile.columns,
+              .rows = static_cast<std::size_t>(m_own.Count())});
+    }
+
+    /// Copies a tile of some slices out of the store.
+    void fetch(const STile& tile, const SSliceRange& slices, SWorkspace& workspace) {
+        for (long long z = slices.first; z < slices.end; ++z) {
+            const std::span<const float> source = row(tile, z);
+            std::copy(source.begin(), source.end(), samples(tile, workspace, z - slices.first).begin());
         }
-        StartAnticausal(filter, states, row(tile, m_own.end - 1));
+    }
+
+    /// Copies a tile of the own slices back.
+    void put_back(const STile& tile, SWorkspace& workspace) {
+        for (long long z = m_own.first; z < m_own.end; ++z) {
+            const std::span<const float> source = samples(tile, workspace, z - m_own.first);
+            std::copy(source.begin(), source.end(), row(tile, z).begin());
+        }
+    }
+    /// The same with smoothed values.
+    void put_back_smoothed(const STile& tile, SWorkspace& workspace) {
+        put_back(tile, workspace);
         workspace.columnExtents.Start(tile.columns);
-        for (long long z = m_own.end; z-- > m_own.first;) {
-            Step(filter, states, samples(tile, workspace, z - m_own.first), row(tile, z));
-            workspace.columnExtents.Add(row(tile, z));
+        for (long long z = 0; z < m_own.Count(); ++z) {
+            workspace.columnExtents.Add(samples(tile, workspace, z));
         }
         workspace.columnExtents.AddTo(workspace.extent);
     }
@@ -255,10 +281,7 @@ class CColumns {
         const auto radius = static_cast<long long>(kernel.radius);
         const long long first = std::max(m_own.first - radius, 0LL);
         const long long end = std::min(m_own.end + radius, m_task.depth);
-        for (long long z = first; z < end; ++z) {
-            const std::span<const float> source = row(tile, z);
-            std::copy(source.begin(), source.end(), samples(tile, workspace, z - first).begin());
-        }
+        fetch(tile, {first, end}, workspace);
         std::array<const float*, 2 * SSampledGaussian::c_largestRadius + 1> rows{};
         const std::size_t neighbours = 2 * kernel.radius + 1;
         workspace.columnExtents.Start(tile.columns);

@@ -56,11 +56,7 @@ volume::SValueRange CSliceSmoothing::smooth_slice(const std::byte* raw, float* s
     CSliceView view(smoothed, slice.Size());
     const Impl::CPixelGrid source(static_cast<const IImage&>(slice));
     Impl::CPixelGrid target(view);
-    Impl::TilePasses passes;
-    passes.push_back(std::make_unique<Impl::CSmoothingPass>(m_gaussian, source, target, 0));
-    if (source.Extent(1) > 1) {
-        passes.push_back(std::make_unique<Impl::CSmoothingPass>(m_gaussian, target, target, 1));
-    }
+    const Impl::TilePasses passes = Impl::SmoothingPasses(m_gaussian, source, target);
     CSilence silence;
     Impl::RunPasses(passes, threads, silence, "");
     return range;
