@@ -30,6 +30,11 @@ class CColumnBlocks {
         return values()[((column / WIDTH) * m_rows + row) * WIDTH + column % WIDTH];
     }
 
+    /// The row's values in one block: the columns WIDTH * block and following.
+    Complex* RowOfBlock(std::size_t row, std::size_t block) {
+        return values() + (block * m_rows + row) * WIDTH;
+    }
+
     /// Sets the first `count` columns of a row.
     void PutRow(std::size_t row, const Complex* source, std::size_t count) {
         Complex* target = values() + row * WIDTH;
@@ -65,9 +70,10 @@ class CColumnBlocks {
         return std::min(columns, blocks * WIDTH);
     }
 
-  private:
+    /// Columns in a block.
     static constexpr std::size_t WIDTH = 8;
 
+  private:
     Complex* values() { return reinterpret_cast<Complex*>(m_memory.Data()); }
 
     std::size_t m_rows;

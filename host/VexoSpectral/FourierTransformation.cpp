@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "VexoSpectral/FourierTransformation.h"
 
+#include "VexoBase/Parallelism.h"
 #include "VexoSpectral/ForwardTransform.h"
 #include "VexoSpectral/InverseTransform.h"
 #include "zeklib2core/Exception.h"
@@ -160,7 +161,8 @@ void CFourierTransformation::InverseFft(IImage& out, const IImage& in, std::vect
     }
     const std::unique_ptr<IImage::IAccess> source(in.CreateAccess(true));
     const std::unique_ptr<IImage::IAccess> target(out.CreateAccess(false));
-    transform_for(m_plans->inverse, extents_of(in)).Run(pixels_to_read(*source), pixels_to_write(*target));
+    transform_for(m_plans->inverse, extents_of(in))
+        .Run(pixels_to_read(*source), pixels_to_write(*target), CParallelism::Threads());
 }
 
 } // namespace TEVRA

@@ -1,81 +1,147 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "VexoSpectral/InverseTransform.h"
 
+#include "VexoSpectral/Workers.h"
+
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 
 namespace TEVRA::Impl {
 namespace {
+
+constexpr std::size_t WIDTH = CColumnBlocks::WIDTH;
+constexpr std::size_t CACHE_LINE = 64;
+constexpr std::size_t ROWS_AHEAD = 2; // memory is asked for so many rows before it is read
 
 /// (a + conj b) / 2
 Complex hermitian_part(const Complex& a, const Complex& b) {
     return {(a.real() + b.real()) * 0.5F, (a.imag() - b.imag()) * 0.5F};
 }
 
+/// The same for a block: `upward` runs up from its first value, `downward` down from its own.
+void hermitian_block(const Complex* upward, const Complex* downward, Complex* target) {
+    using Pair [[gnu::vector_size(16)]] = float; // two complex numbers
+    using Order [[gnu::vector_size(16)]] = int;
+    for (std::size_t i = 0; i < WIDTH; i += 2) {
+        Pair a;
+        Pair b;
+        std::memcpy(&a, upward + i, sizeof a);
+        std::memcpy(&b, downward - i - 1, sizeof b);
+        b = __builtin_shuffle(b, Order{2, 3, 0, 1}) * Pair{1.0F, -1.0F, 1.0F, -1.0F};
+        a = (a + b) * 0.5F;
+        std::memcpy(reinterpret_cast<float*>(target + i), &a, sizeof a);
+    }
+}
+
+/// Writes a row, multiplied; `values` may be changed.
+void store_scaled(float* values, std::size_t count, float scale, std::byte* row, std::ptrdiff_t stride) {
+    const bool isSideBySide = stride == static_cast<std::ptrdiff_t>(sizeof(float)) &&
+                              reinterpret_cast<std::uintptr_t>(row) % alignof(float) == 0;
+    float* target = isSideBySide ? reinterpret_cast<float*>(row) : values;
+    for (std::size_t i = 0; i < count; ++i) {
+        target[i] = values[i] * scale;
+    }
+    if (!isSideBySide) {
+        CopyToRow(values, count, row, stride);
+    }
+}
+
 } // namespace
+
+CInverseTransform::StWorker::StWorker(const CInverseTransform& transform)
+    : packedRow(transform.m_columns * sizeof(Complex)),
+      halfRow((transform.m_size[0] / 2 + 1) * sizeof(Complex)),
+      packed(reinterpret_cast<Complex*>(packedRow.Data())), real(reinterpret_cast<float*>(packed)),
+      half(reinterpret_cast<Complex*>(halfRow.Data())),
+      rowPlan(CFftwPlan::HalfToReal(transform.m_size[0], half, real)),
+      plane(EnDirection::inverse, transform.m_size[1], transform.m_stripWidth),
+      slab(EnDirection::inverse, transform.m_size[2], transform.m_columns) {}
 
 CInverseTransform::CInverseTransform(const Extents& extents)
     : m_size(extents), m_x{extents[0]}, m_y{extents[1]}, m_z{extents[2]}, m_columns((extents[0] + 1) / 2),
       m_stripWidth(CColumnBlocks::ColumnsInCache(extents[1], m_columns)),
       m_scale(static_cast<float>(1.0 / (static_cast<double>(extents[0]) * static_cast<double>(extents[1]) *
-                                        static_cast<double>(extents[2])))),
-      m_packedRow(m_columns * sizeof(Complex)), m_halfRow((extents[0] / 2 + 1) * sizeof(Complex)),
-      m_packed(reinterpret_cast<Complex*>(m_packedRow.Data())), m_real(reinterpret_cast<float*>(m_packed)),
-      m_half(reinterpret_cast<Complex*>(m_halfRow.Data())),
-      m_rowPlan(CFftwPlan::HalfToReal(extents[0], m_half, m_real)),
-      m_plane(EnDirection::inverse, extents[1], m_stripWidth),
-      m_slab(EnDirection::inverse, extents[2], m_columns) {}
+                                        static_cast<double>(extents[2])))) {
+    m_workers.push_back(std::make_unique<StWorker>(*this));
+}
 
-void CInverseTransform::Run(const StPixels<const std::byte>& spectrum, const StPixels<std::byte>& image) {
-    for (std::size_t kz = 0; kz < m_z.extent; ++kz) {
+void CInverseTransform::Run(const StPixels<const std::byte>& spectrum, const StPixels<std::byte>& image,
+                            int threads) {
+    const std::size_t mostItems = std::max(m_y.extent, m_z.extent);
+    const auto workers = std::min(static_cast<std::size_t>(std::max(threads, 1)), mostItems);
+    while (m_workers.size() < workers) {
+        m_workers.push_back(std::make_unique<StWorker>(*this));
+    }
+    const auto workerCount = static_cast<int>(workers);
+    ShareWork(m_z.extent, workerCount, [&](std::size_t kz, std::size_t worker) {
         for (std::size_t first = 0; first < m_columns; first += m_stripWidth) {
-            transform_plane(spectrum, image, kz, first, std::min(m_stripWidth, m_columns - first));
+            transform_plane(*m_workers[worker], spectrum, image, kz,
+                            {first, std::min(m_stripWidth, m_columns - first)});
+        }
+    });
+    ShareWork(m_y.extent, workerCount,
+              [&](std::size_t y, std::size_t worker) { transform_slab(*m_workers[worker], image, y); });
+}
+
+void CInverseTransform::transform_plane(StWorker& worker, const StPixels<const std::byte>& spectrum,
+                                        const StPixels<std::byte>& image, std::size_t kz,
+                                        const StStrip& strip) const {
+    for (std::size_t ky = 0; ky < m_y.extent; ++ky) {
+        gather_row(worker, spectrum, ky, kz, strip);
+    }
+    worker.plane.Transform(strip.count);
+    for (std::size_t y = 0; y < m_y.extent; ++y) {
+        store_row(worker, image, y, kz, strip);
+    }
+}
+
+/// The packed half row of the spectrum's Hermitian part.
+void CInverseTransform::gather_row(StWorker& worker, const StPixels<const std::byte>& spectrum,
+                                   std::size_t ky, std::size_t kz, const StStrip& strip) const {
+    const Complex* row = row_of(spectrum, ky, kz, worker.row);
+    const Complex* opposite = row_of(spectrum, m_y.Opposite(ky), m_z.Opposite(kz), worker.oppositeRow);
+    const Complex* upward = row + m_x.Centre() + strip.first;
+    const Complex* downward = opposite + m_x.Centre() - strip.first;
+    // The processor does not foresee rows that alternate and run against each other.
+    const std::size_t later = std::min(ky + ROWS_AHEAD, m_y.extent - 1);
+    const std::byte* laterUpward =
+        spectrum.At(m_x.Centre() + strip.first, m_y.PixelOf(later), m_z.PixelOf(kz));
+    const std::byte* laterDownward = spectrum.At(m_x.Centre() - strip.first, m_y.PixelOf(m_y.Opposite(later)),
+                                                 m_z.PixelOf(m_z.Opposite(kz)));
+    for (std::size_t i = 0; i < strip.count; i += WIDTH) {
+        Complex* target = worker.plane.RowOfBlock(ky, i / WIDTH);
+        __builtin_prefetch(laterUpward + i * sizeof(Complex));
+        __builtin_prefetch(laterDownward - i * sizeof(Complex));
+        if (i + WIDTH <= strip.count) {
+            hermitian_block(upward + i, downward - i, target);
+        } else {
+            for (std::size_t k = i; k < strip.count; ++k) {
+                target[k - i] = hermitian_part(upward[k], *(downward - k));
+            }
         }
     }
-    for (std::size_t y = 0; y < m_y.extent; ++y) {
-        transform_slab(image, y);
-    }
-}
-
-void CInverseTransform::transform_plane(const StPixels<const std::byte>& spectrum,
-                                        const StPixels<std::byte>& image, std::size_t kz, std::size_t first,
-                                        std::size_t count) {
-    for (std::size_t ky = 0; ky < m_y.extent; ++ky) {
-        gather_row(spectrum, ky, kz, first, count);
-        m_plane.PutRow(ky, m_half, count);
-    }
-    m_plane.Transform(count);
-    for (std::size_t y = 0; y < m_y.extent; ++y) {
-        m_plane.GetRow(y, m_half, count);
-        store_row(image, y, kz, first, count);
-    }
-}
-
-/// The packed half row of the spectrum's Hermitian part, `count` columns from `first` on.
-void CInverseTransform::gather_row(const StPixels<const std::byte>& spectrum, std::size_t ky, std::size_t kz,
-                                   std::size_t first, std::size_t count) {
-    const Complex* row = row_of(spectrum, ky, kz, m_row);
-    const Complex* opposite = row_of(spectrum, m_y.Opposite(ky), m_z.Opposite(kz), m_oppositeRow);
-    const Complex* upward = row + m_x.Centre() + first;
-    const Complex* downward = opposite + m_x.Centre() - first;
-    for (std::size_t i = 0; i < count; ++i) {
-        m_half[i] = hermitian_part(upward[i], *(downward - i));
-    }
-    if (first == 0 && m_x.IsEven()) {
+    if (strip.first == 0 && m_x.IsEven()) {
         const Complex halfExtent = hermitian_part(row[0], opposite[0]);
-        m_half[0] += Complex(-halfExtent.imag(), halfExtent.real()); // first + i * last column
+        worker.plane.At(ky, 0) += Complex(-halfExtent.imag(), halfExtent.real()); // first + i * last column
     }
 }
 
-void CInverseTransform::store_row(const StPixels<std::byte>& image, std::size_t y, std::size_t kz,
-                                  std::size_t first, std::size_t count) {
+void CInverseTransform::store_row(StWorker& worker, const StPixels<std::byte>& image, std::size_t y,
+                                  std::size_t kz, const StStrip& strip) const {
+    if (are_rows_whole(image)) {
+        worker.plane.GetRow(y, reinterpret_cast<Complex*>(image.At(2 * strip.first, y, kz)), strip.count);
+        return;
+    }
+    worker.plane.GetRow(y, worker.half, strip.count);
     // Real and imaginary parts side by side; of an odd row's first column only one of them.
-    const float* values = reinterpret_cast<const float*>(m_half);
-    std::size_t valueCount = 2 * count;
-    std::size_t x = 2 * first;
+    const float* values = reinterpret_cast<const float*>(worker.half);
+    std::size_t valueCount = 2 * strip.count;
+    std::size_t x = 2 * strip.first;
     if (!m_x.IsEven()) {
-        if (first == 0) {
+        if (strip.first == 0) {
             const bool keepsReal = kz <= m_z.Opposite(kz);
-            m_half[0].imag(keepsReal ? m_half[0].real() : -m_half[0].imag());
+            worker.half[0].imag(keepsReal ? worker.half[0].real() : -worker.half[0].imag());
             ++values;
             --valueCount;
         } else {
@@ -85,42 +151,60 @@ void CInverseTransform::store_row(const StPixels<std::byte>& image, std::size_t 
     CopyToRow(values, valueCount, image.At(x, y, kz), image.strides[0]);
 }
 
-void CInverseTransform::transform_slab(const StPixels<std::byte>& image, std::size_t y) {
-    const std::size_t unused = m_x.IsEven() ? 0 : 1;
-    m_real[0] = 0.0F;
+void CInverseTransform::transform_slab(StWorker& worker, const StPixels<std::byte>& image,
+                                       std::size_t y) const {
     for (std::size_t kz = 0; kz < m_z.extent; ++kz) {
-        CopyFromRow(image.Row(y, kz), image.strides[0], m_x.extent, m_real + unused);
-        m_slab.PutRow(kz, m_packed, m_columns);
+        const std::byte* later = image.Row(y, std::min(kz + ROWS_AHEAD, m_z.extent - 1));
+        for (std::size_t x = 0; x < m_x.extent; x += CACHE_LINE / sizeof(float)) {
+            __builtin_prefetch(later + x * sizeof(float), 1);
+        }
+        load_row(worker, image, y, kz);
     }
     if (!m_x.IsEven()) {
-        rejoin_first_column();
+        rejoin_first_column(worker);
     }
-    m_slab.Transform(m_columns);
+    worker.slab.Transform(m_columns);
     for (std::size_t z = 0; z < m_z.extent; ++z) {
-        m_slab.GetRow(z, m_half, m_columns);
+        worker.slab.GetRow(z, worker.half, m_columns);
         if (m_x.IsEven()) {
-            m_half[m_columns] = m_half[0].imag();
+            worker.half[m_columns] = worker.half[0].imag();
         }
-        m_half[0].imag(0.0F);
-        m_rowPlan.Execute();
+        worker.half[0].imag(0.0F);
+        worker.rowPlan.Execute();
         // Scaled last: tiny values of the spectrum would become subnormal, inexact and slow.
-        for (std::size_t x = 0; x < m_x.extent; ++x) {
-            m_real[x] *= m_scale;
-        }
-        CopyToRow(m_real, m_x.extent, image.Row(y, z), image.strides[0]);
+        store_scaled(worker.real, m_x.extent, m_scale, image.Row(y, z), image.strides[0]);
     }
 }
 
+void CInverseTransform::load_row(StWorker& worker, const StPixels<std::byte>& image, std::size_t y,
+                                 std::size_t kz) const {
+    if (are_rows_whole(image)) {
+        worker.slab.PutRow(kz, reinterpret_cast<const Complex*>(image.Row(y, kz)), m_columns);
+        return;
+    }
+    const std::size_t unused = m_x.IsEven() ? 0 : 1;
+    worker.real[0] = 0.0F;
+    CopyFromRow(image.Row(y, kz), image.strides[0], m_x.extent, worker.real + unused);
+    worker.slab.PutRow(kz, worker.packed, m_columns);
+}
+
 /// Puts the parts that `store_row` kept, now the imaginary parts of the first column, back into place.
-void CInverseTransform::rejoin_first_column() {
+void CInverseTransform::rejoin_first_column(StWorker& worker) const {
     for (std::size_t kz = 0; kz < m_z.extent && kz <= m_z.Opposite(kz); ++kz) {
-        Complex& value = m_slab.At(kz, 0);
-        Complex& opposite = m_slab.At(m_z.Opposite(kz), 0);
+        Complex& value = worker.slab.At(kz, 0);
+        Complex& opposite = worker.slab.At(m_z.Opposite(kz), 0);
         const bool isOwnOpposite = &value == &opposite;
         const Complex joined(value.imag(), isOwnOpposite ? 0.0F : opposite.imag());
         opposite = std::conj(joined);
         value = joined;
     }
+}
+
+bool CInverseTransform::are_rows_whole(const StPixels<std::byte>& image) const {
+    const auto isAligned = [](auto address) { return address % alignof(Complex) == 0; };
+    return m_x.IsEven() && image.strides[0] == static_cast<std::ptrdiff_t>(sizeof(float)) &&
+           isAligned(reinterpret_cast<std::uintptr_t>(image.first)) && isAligned(image.strides[1]) &&
+           isAligned(image.strides[2]);
 }
 
 /// The row as an array: in place if its pixels lie side by side, else copied.

@@ -5,6 +5,7 @@
 #include "VexoSpectral/ColumnBlocks.h"
 #include "VexoSpectral/PixelRows.h"
 
+#include <memory>
 #include <vector>
 
 namespace TEVRA::Impl {
@@ -20,37 +21,56 @@ namespace TEVRA::Impl {
 /// columns along y and z are real, so they travel as real and imaginary part of one column. An odd row has
 /// one value too many: in the column of x frequency 0, opposite z frequencies are conjugate after the pass
 /// along y, so one of the pair keeps the real part and the other the imaginary part.
+///
+/// Planes of equal z frequency, and then slabs of equal y, are transformed on their own, several at a time by
+/// as many threads as are asked for; the result does not depend on their number.
 class CInverseTransform {
   public:
     explicit CInverseTransform(const Extents& extents);
 
     const Extents& Size() const { return m_size; }
-    void Run(const StPixels<const std::byte>& spectrum, const StPixels<std::byte>& image);
+    void Run(const StPixels<const std::byte>& spectrum, const StPixels<std::byte>& image, int threads);
 
   private:
-    void transform_plane(const StPixels<const std::byte>& spectrum, const StPixels<std::byte>& image,
-                         std::size_t kz, std::size_t first, std::size_t count);
-    void gather_row(const StPixels<const std::byte>& spectrum, std::size_t ky, std::size_t kz,
-                    std::size_t first, std::size_t count);
-    void store_row(const StPixels<std::byte>& image, std::size_t y, std::size_t kz, std::size_t first,
-                   std::size_t count);
-    void transform_slab(const StPixels<std::byte>& image, std::size_t y);
-    void rejoin_first_column();
+    /// Plans, and scratch for one thread.
+    struct StWorker {
+        StWorker(const CInverseTransform& transform);
+
+        CPixelMemory packedRow, halfRow;
+        Complex* packed; ///< one row as packed in the output ...
+        float* real;     ///< ... and the same memory as floats
+        Complex* half;
+        std::vector<Complex> row, oppositeRow; ///< used if the spectrum's pixels do not lie side by side
+        CFftwPlan rowPlan;
+        CColumnBlocks plane, slab;
+    };
+
+    /// Columns of the half spectrum that are transformed at a time.
+    struct StStrip {
+        std::size_t first;
+        std::size_t count;
+    };
+
+    void transform_plane(StWorker& worker, const StPixels<const std::byte>& spectrum,
+                         const StPixels<std::byte>& image, std::size_t kz, const StStrip& strip) const;
+    void gather_row(StWorker& worker, const StPixels<const std::byte>& spectrum, std::size_t ky,
+                    std::size_t kz, const StStrip& strip) const;
+    void store_row(StWorker& worker, const StPixels<std::byte>& image, std::size_t y, std::size_t kz,
+                   const StStrip& strip) const;
+    void transform_slab(StWorker& worker, const StPixels<std::byte>& image, std::size_t y) const;
+    void load_row(StWorker& worker, const StPixels<std::byte>& image, std::size_t y, std::size_t kz) const;
+    void rejoin_first_column(StWorker& worker) const;
     const Complex* row_of(const StPixels<const std::byte>& spectrum, std::size_t ky, std::size_t kz,
                           std::vector<Complex>& buffer) const;
+    /// True if rows travel as they are: as many pairs of values as there are columns.
+    bool are_rows_whole(const StPixels<std::byte>& image) const;
 
     Extents m_size;
     StCentredAxis m_x, m_y, m_z;
     std::size_t m_columns; ///< as packed in the output
     std::size_t m_stripWidth;
     float m_scale;
-    CPixelMemory m_packedRow, m_halfRow;
-    Complex* m_packed; ///< one row as packed in the output ...
-    float* m_real;     ///< ... and the same memory as floats
-    Complex* m_half;
-    std::vector<Complex> m_row, m_oppositeRow; ///< used if the spectrum's pixels do not lie side by side
-    CFftwPlan m_rowPlan;
-    CColumnBlocks m_plane, m_slab;
+    std::vector<std::unique_ptr<StWorker>> m_workers;
 };
 
 } // namespace TEVRA::Impl

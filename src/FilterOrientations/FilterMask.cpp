@@ -99,4 +99,28 @@ void FillGaussianRow(const StGaussianRow& row, std::span<float> values) {
     fill(row, 0, values);
 }
 
+void MultiplyRow(std::span<const std::complex<float>> spectrum, std::span<const float> values,
+                 std::span<std::complex<float>> product) {
+    // An array of complex numbers is one of floats as well.
+    const auto* from = reinterpret_cast<const float*>(spectrum.data());
+    auto* to = reinterpret_cast<float*>(product.data());
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        to[2 * i] = from[2 * i] * values[i];
+        to[2 * i + 1] = from[2 * i + 1] * values[i];
+    }
+}
+
+void KeepMaximum(std::span<const float> responses, std::span<float> best, std::span<unsigned char> numbers,
+                 unsigned char number) {
+    // Without branches, and told that nothing overlaps, the compiler takes many pixels at a time.
+    const float* __restrict response = responses.data();
+    float* __restrict largest = best.data();
+    unsigned char* __restrict index = numbers.data();
+    const std::size_t count = responses.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        index[i] = response[i] > largest[i] ? number : index[i];
+        largest[i] = response[i] > largest[i] ? response[i] : largest[i];
+    }
+}
+
 } // namespace TEVRA::Impl

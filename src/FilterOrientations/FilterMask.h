@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <complex>
 #include <span>
 
 namespace TEVRA::Impl {
@@ -27,5 +28,14 @@ struct StGaussianRow {
 /// pixel, relatively: the floats differ by one rounding at most. Where products could leave the range of
 /// doubles, the row is halved until they cannot, in the end down to single exponentials.
 void FillGaussianRow(const StGaussianRow& row, std::span<float> values);
+
+/// product = spectrum * values, pixel by pixel; all of one length. The product may be the spectrum itself.
+void MultiplyRow(std::span<const std::complex<float>> spectrum, std::span<const float> values,
+                 std::span<std::complex<float>> product);
+
+/// Where a response is larger than the best one so far, it becomes the best one, and `number` the number of
+/// its pixel; NaN is never larger. All of one length, none overlapping another.
+void KeepMaximum(std::span<const float> responses, std::span<float> best, std::span<unsigned char> numbers,
+                 unsigned char number);
 
 } // namespace TEVRA::Impl

@@ -169,17 +169,63 @@ double frequency_at(long long pixel, long long extent) {
     return (static_cast<double>(pixel) - centre) / centre;
 }
 
-/// The quadratic form of a mask along one of its rows.
-Impl::StGaussianRow row_of_form(const CMatrix<double>& form, const std::array<double, 2>& w,
-                                long long extent) {
-    Impl::StGaussianRow row{form(0, 0), 0.0, 0.0, centre_of(extent)};
-    for (std::size_t i = 1; i < form.Rows(); ++i) {
-        row.b += (form(0, i) + form(i, 0)) * w[i - 1];
-        for (std::size_t j = 1; j < form.Rows(); ++j) {
-            row.c += w[i - 1] * form(i, j) * w[j - 1];
-        }
+/// The quadratic form of a mask in frequency space.
+class CMaskForm {
+  public:
+    /// @throws CException if the direction is not of unit length.
+    CMaskForm(const double* direction, int dimension, const IMatrix<double>& widths)
+        : m_form(ConstructBase(direction, dimension)) {
+        CMatrix<double> base = m_form;
+        m_form *= widths;
+        base.Transpose();
+        m_form *= base;
     }
-    return row;
+
+    /// The row of the mask at `y` and, in space, `z` of an image of this size.
+    Impl::StGaussianRow Row(const std::array<long long, 3>& size, long long y, long long z) const {
+        const std::array<double, 2> w{frequency_at(y, size[1]),
+                                      m_form.Rows() == 3 ? frequency_at(z, size[2]) : 0.0};
+        Impl::StGaussianRow row{m_form(0, 0), 0.0, 0.0, centre_of(size[0])};
+        for (std::size_t i = 1; i < m_form.Rows(); ++i) {
+            row.b += (m_form(0, i) + m_form(i, 0)) * w[i - 1];
+            for (std::size_t j = 1; j < m_form.Rows(); ++j) {
+                row.c += w[i - 1] * m_form(i, j) * w[j - 1];
+            }
+        }
+        return row;
+    }
+
+  private:
+    CMatrix<double> m_form;
+};
+
+std::array<long long, 3> extents_of(const IImage& image) {
+    const CSize& size = image.Size();
+    return {size[0], size.Dim() > 1 ? size[1] : 1, size.Dim() > 2 ? size[2] : 1};
+}
+
+/// Multiplies a mask with a spectrum. Where rows have no gaps it also fills the mask, row by row, so that the
+/// mask buffer is written once and never read; elsewhere the mask must be there already.
+class CMaskTimesSpectrum : public visitors::CMult<Complex> {
+  public:
+    CMaskTimesSpectrum(const CMaskForm& form, const std::array<long long, 3>& size)
+        : m_form(form), m_size(size), m_values(static_cast<std::size_t>(size[0])) {}
+
+    void VisitRow(Complex* product, const Complex* spectrum, long long count, long long y, long long z) {
+        const auto columns = static_cast<std::size_t>(count);
+        Impl::FillGaussianRow(m_form.Row(m_size, y, z), m_values);
+        Impl::MultiplyRow({spectrum, columns}, m_values, {product, columns});
+    }
+
+  private:
+    const CMaskForm& m_form;
+    std::array<long long, 3> m_size;
+    std::vector<float> m_values;
+};
+
+bool has_gaps(const IImage& image) {
+    const std::unique_ptr<IImage::IAccess> access(image.CreateAccess(true));
+    return access->Stride(0) != static_cast<std::ptrdiff_t>(sizeof(Complex));
 }
 
 /// Keeps, per pixel, the larger response and the number of the direction it belongs to; NaN is never larger.
@@ -464,19 +510,13 @@ void CFilterOrientations::fill_filter_mask(IImage& mask, const double* direction
                         CString::eEncodingUtf8);
         throw_at(function, __LINE__, message.Arg(mask.Type().ToString()));
     }
-    CMatrix<double> base = ConstructBase(direction, dimension);
-    CMatrix<double> form = base;
-    form *= *m_widths;
-    base.Transpose();
-    form *= base;
-
+    const CMaskForm form(direction, dimension, *m_widths);
+    const std::array<long long, 3> size = extents_of(mask);
     const auto pixels = Impl::WritablePixelsOf<Complex>(mask, "mask image");
     std::vector<float> values(static_cast<std::size_t>(pixels.Size(0)));
     for (long long z = 0; z < pixels.Size(2); ++z) {
-        const double wz = dimension == 3 ? frequency_at(z, pixels.Size(2)) : 0.0;
         for (long long y = 0; y < pixels.Size(1); ++y) {
-            const double wy = frequency_at(y, pixels.Size(1));
-            Impl::FillGaussianRow(row_of_form(form, {wy, wz}, pixels.Size(0)), values);
+            Impl::FillGaussianRow(form.Row(size, y, z), values);
             const Impl::CPixelRow pixel(pixels, y, z);
             for (long long x = 0; x < pixels.Size(0); ++x) {
                 pixel[x] = values[static_cast<std::size_t>(x)];
@@ -503,12 +543,15 @@ bool CFilterOrientations::filter_image(IImage& response, IImage& maskBuffer, con
         throw_at(function, __LINE__, "This function filters 2D and 3D images, only.");
     }
     SetupDiag(dimension);
-    if (dimension == 3) {
-        FillFilterMask3(maskBuffer, direction);
-    } else {
-        FillFilterMask2(maskBuffer, direction);
+    if (has_gaps(maskBuffer) || has_gaps(spectrum)) {
+        if (dimension == 3) {
+            FillFilterMask3(maskBuffer, direction);
+        } else {
+            FillFilterMask2(maskBuffer, direction);
+        }
     }
-    visitors::CMult<Complex> product;
+    const CMaskForm form(direction, dimension, *m_widths);
+    CMaskTimesSpectrum product(form, extents_of(maskBuffer));
     if (!Visit::VisitImageData(maskBuffer, spectrum, product, Progress())) {
         return false;
     }
@@ -549,6 +592,16 @@ void CFilterOrientations::AssignToMaximum(IImage& index, IImage& best, const IIm
     const auto bests = Impl::WritablePixelsOf<float>(best, "best response image");
     const auto responses = Impl::PixelsOf<float>(filtered, "filtered image");
     const long long padZ = numbers.Dim() == 3 ? m_padWidth : 0;
+    if (numbers.HasContiguousRows() && bests.HasContiguousRows() && responses.HasContiguousRows()) {
+        const auto columns = static_cast<std::size_t>(numbers.Size(0));
+        for (long long z = 0; z < numbers.Size(2); ++z) {
+            for (long long y = 0; y < numbers.Size(1); ++y) {
+                Impl::KeepMaximum({responses.Row(y + m_padWidth, z + padZ) + m_padWidth, columns},
+                                  {bests.Row(y, z), columns}, {numbers.Row(y, z), columns}, number);
+            }
+        }
+        return;
+    }
     for (long long z = 0; z < numbers.Size(2); ++z) {
         for (long long y = 0; y < numbers.Size(1); ++y) {
             keep_maximum(Impl::CPixelRow(numbers, y, z), Impl::CPixelRow(bests, y, z),

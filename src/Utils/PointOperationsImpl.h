@@ -148,7 +148,9 @@ struct VisitorHelper;
 /// Runs a per-pixel operation over images: slices outer, rows, columns inner.
 ///
 /// A visitor names the pixel type it works on (`PixelType`, or `FirstPixelType` and `SecondPixelType` for a
-/// pair; const-qualified for reading only), starts anew with `Reset()`, and is called once per pixel.
+/// pair; const-qualified for reading only), starts anew with `Reset()`, and is called once per pixel. A
+/// visitor of a pair may also have `VisitRow(first, second, count, y, z)`: it is called instead, once per
+/// row, where the pixels of both images follow each other without gaps.
 template <>
 struct VisitorHelper<0> {
     /// Visits one image. @return false if the visit was cancelled.
@@ -183,8 +185,12 @@ struct VisitorHelper<0> {
             FirstT* a = target.Row(y, z);
             const SecondT* b = source.Row(y, z);
             if (contiguous) {
-                for (long long x = 0; x < columns; ++x) {
-                    visitor(a[x], b[x]);
+                if constexpr (requires { visitor.VisitRow(a, b, columns, y, z); }) {
+                    visitor.VisitRow(a, b, columns, y, z);
+                } else {
+                    for (long long x = 0; x < columns; ++x) {
+                        visitor(a[x], b[x]);
+                    }
                 }
                 return;
             }

@@ -6,7 +6,9 @@
 #include "support/MakeImage.h"
 #include "support/MemoryLimit.h"
 #include "support/StridedImage.h"
+#include "support/ThreadCount.h"
 #include "support/ThrownException.h"
+#include "support/TransposedView.h"
 #include "zeklib2core/Exception.h"
 
 #include <gtest/gtest.h>
@@ -133,53 +135,6 @@ void expect_real_part_of_direct_sum(const CSize& size) {
 const CSize size_1d(long long extent) {
     return CSize({extent});
 }
-
-/// Another view of an image: axes in opposite order, so that neighbours along x are far apart in memory.
-class CTransposedView : public IImage {
-  public:
-    explicit CTransposedView(IImage& image) : m_image(image), m_size(transposed(image.Size())) {}
-
-    const CSize& Size() const override { return m_size; }
-    const CType& Type() const override { return m_image.Type(); }
-    const CValueMap& Attributes() const override { return std::as_const(m_image).Attributes(); }
-    CValueMap& Attributes() override { return m_image.Attributes(); }
-    IAccess* CreateAccess(bool readOnly) override {
-        return new CAccess(std::unique_ptr<IAccess>(m_image.CreateAccess(readOnly)), m_size.Dim());
-    }
-    IAccess* CreateAccess(bool readOnly) const override {
-        return new CAccess(std::unique_ptr<IAccess>(std::as_const(m_image).CreateAccess(readOnly)),
-                           m_size.Dim());
-    }
-    IImage& Resize(const CSize& /*size*/, const CSize& /*border*/) override {
-        throw std::logic_error("a view");
-    }
-
-  private:
-    class CAccess : public IAccess {
-      public:
-        CAccess(std::unique_ptr<IAccess> access, int dim) : m_access(std::move(access)), m_dim(dim) {}
-        void SetRegion(const CPos& /*first*/, const CPos& /*last*/) override {
-            throw std::logic_error("a view");
-        }
-        void* Data() override { return m_access->Data(); }
-        const void* ConstData() const override { return m_access->ConstData(); }
-        std::ptrdiff_t Stride(int axis) const override {
-            return axis < m_dim ? m_access->Stride(m_dim - 1 - axis) : 0;
-        }
-        bool IsReadOnly() const noexcept override { return m_access->IsReadOnly(); }
-
-      private:
-        std::unique_ptr<IAccess> m_access;
-        int m_dim;
-    };
-
-    static CSize transposed(const CSize& size) {
-        return size.Dim() == 2 ? CSize(size[1], size[0]) : CSize(size[2], size[1], size[0]);
-    }
-
-    IImage& m_image;
-    CSize m_size;
-};
 
 TEST(FourierTransformation, ForwardEqualsTheDirectSumIn1D) {
     for (const long long extent : {1, 2, 3, 4, 5, 7, 8, 9, 16, 17, 31, 64, 97, 100, 146, 243, 257}) {
@@ -496,6 +451,21 @@ TEST(FourierTransformation, ObjectsWorkSideBySideInThreads) {
     }
     for (const std::vector<ComplexF>& result : results) {
         EXPECT_EQ(result, expected);
+    }
+}
+
+TEST(FourierTransformation, TheInverseHasTheSameBitsForEveryNumberOfThreads) {
+    for (const CSize& size : {size_1d(31), CSize(33, 20), CSize(20, 33), CSize(18, 17, 16), CSize(17, 12, 1),
+                              CSize(13, 1, 30), CSize(40, 9, 2)}) {
+        const auto spectrum = random_spectrum(size, 33);
+        const std::vector<float> expected = inverse_of(*spectrum);
+        CFourierTransformation transformation(nullptr, nullptr);
+        for (const int threads : {2, 5, 1, 3}) {
+            const CThreadCountScope scope(threads);
+            const auto image = empty_image(IMAGE_GREY_F, size);
+            transformation.InverseFft(*image, *spectrum, nullptr);
+            EXPECT_EQ(PixelsOf<float>(*image), expected) << size.ToString() << ", threads " << threads;
+        }
     }
 }
 

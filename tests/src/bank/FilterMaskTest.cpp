@@ -14,6 +14,7 @@
 #include <array>
 #include <cmath>
 #include <complex>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <vector>
@@ -130,6 +131,51 @@ TEST(GaussianRow, TurnsNotANumberIntoTheLowestFloat) {
     std::vector<float> values(40, 7.0F);
     Impl::FillGaussianRow({std::nan(""), 0.0, 0.0, 20.0}, values);
     EXPECT_EQ(values, std::vector<float>(40, LOWEST));
+}
+
+TEST(MultiplyRow, MultipliesEveryPixel) {
+    for (const std::size_t count : {0, 1, 2, 3, 4, 5, 7, 8, 9, 16, 17, 31, 200}) {
+        std::vector<Complex> spectrum(count);
+        std::vector<float> values(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            spectrum[i] = Complex(1.5F + static_cast<float>(i), -0.25F * static_cast<float>(i * i));
+            values[i] = 1.0F / (3.0F + static_cast<float>(i));
+        }
+        std::vector<Complex> product(count + 1, Complex(7.0F, 7.0F));
+        Impl::MultiplyRow(spectrum, values, {product.data(), count});
+        for (std::size_t i = 0; i < count; ++i) {
+            EXPECT_EQ(product[i].real(), spectrum[i].real() * values[i]);
+            EXPECT_EQ(product[i].imag(), spectrum[i].imag() * values[i]);
+        }
+        EXPECT_EQ(product[count], Complex(7.0F, 7.0F));
+        Impl::MultiplyRow(spectrum, values, spectrum);
+        product.resize(count);
+        EXPECT_EQ(spectrum, product) << "in place";
+    }
+}
+
+TEST(KeepMaximum, TakesLargerResponsesOnly) {
+    constexpr float NO_NUMBER = std::numeric_limits<float>::quiet_NaN();
+    const std::vector<float> cases{-INFINITE, -2.0F, -1.0F, -0.0F, 0.0F, 1e-45F, 1.0F, INFINITE, NO_NUMBER};
+    std::vector<float> responses;
+    std::vector<float> best;
+    for (const float response : cases) {
+        for (const float before : cases) {
+            responses.push_back(response);
+            best.push_back(before);
+        }
+    }
+    for (std::size_t count = 0; count <= responses.size(); ++count) {
+        std::vector<float> after = best;
+        std::vector<unsigned char> numbers(best.size(), 3);
+        Impl::KeepMaximum({responses.data(), count}, {after.data(), count}, {numbers.data(), count}, 200);
+        for (std::size_t i = 0; i < best.size(); ++i) {
+            const bool isTaken = i < count && responses[i] > best[i];
+            EXPECT_EQ(numbers[i], isTaken ? 200 : 3);
+            const float expected = isTaken ? responses[i] : best[i];
+            EXPECT_EQ(std::memcmp(&after[i], &expected, sizeof expected), 0) << i << " of " << count;
+        }
+    }
 }
 
 TEST(FilterMask, IsWithinOneRoundingOfTheStraightforwardEvaluationInSpace) {

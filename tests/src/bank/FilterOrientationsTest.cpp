@@ -8,6 +8,8 @@
 #include "support/MemoryLimit.h"
 #include "support/RecordingMonitor.h"
 #include "support/StridedImage.h"
+#include "support/ThreadCount.h"
+#include "support/TransposedView.h"
 
 #include <gtest/gtest.h>
 
@@ -353,6 +355,38 @@ TEST_F(AssignToMaximum, ClampsTheNumberToAByte) {
     expect_all(2.0F, 0);
 }
 
+TEST(AssignToMaximumOfImagesWithGaps, DoesTheSame) {
+    const CSize size(19, 18);
+    const CSize padded(23, 22); // pad width 2
+    std::mt19937 random(5);
+    const auto response = [&random] { return static_cast<float>(random() % 5); };
+    CImage index(IMAGE_GREY_8, size, CSize(0, 0, 0));
+    CImage best(IMAGE_GREY_F, size, CSize(0, 0, 0));
+    CImage transposedIndex(IMAGE_GREY_8, CSize(18, 19), CSize(0, 0, 0));
+    CImage transposedBest(IMAGE_GREY_F, CSize(18, 19), CSize(0, 0, 0));
+    test::CTransposedView indexView(transposedIndex);
+    test::CTransposedView bestView(transposedBest);
+    CFilterOrientations estimator(1.0F, 1.0F, nullptr, nullptr);
+    for (int direction = 0; direction < 6; ++direction) {
+        const auto filtered = test::MakeImage<float>(
+            IMAGE_GREY_F, padded, [&](long long, long long, long long) { return response(); });
+        const auto transposed =
+            test::MakeImage<float>(IMAGE_GREY_F, CSize(22, 23), [&](long long x, long long y, long long) {
+                return filtered->Pixels<float>()[x * 23 + y];
+            });
+        test::CTransposedView filteredView(*transposed);
+        CTestAccess::AssignToMaximum(estimator, index, best, *filtered, direction);
+        CTestAccess::AssignToMaximum(estimator, indexView, bestView, filteredView, direction);
+    }
+    for (long long y = 0; y < 18; ++y) {
+        for (long long x = 0; x < 19; ++x) {
+            EXPECT_EQ(index.Pixels<unsigned char>()[y * 19 + x],
+                      transposedIndex.Pixels<unsigned char>()[x * 18 + y]);
+            EXPECT_EQ(best.Pixels<float>()[y * 19 + x], transposedBest.Pixels<float>()[x * 18 + y]);
+        }
+    }
+}
+
 TEST(MaskOutByThreshold, ExcludesPixelsBelowIt) {
     const auto check = [](const IImage::CType& type, auto pixel) {
         using PixelT = decltype(pixel);
@@ -475,6 +509,18 @@ TEST(FilterPipeline, GivesTheSameForEveryPixelType) {
     EXPECT_TRUE(run(*test::MakeImage<unsigned short>(IMAGE_GREY_16, size, value)) == expected);
 }
 
+TEST(FilterPipeline, DoesNotDependOnTheNumberOfThreads) {
+    const auto image = line(CSize(21, 18, 17), 2);
+    CFilterOrientations estimator(3.0F, 1.5F, nullptr, nullptr);
+    estimator.Compute(*image, CFilterOrientations::eCoarse, nullptr);
+    const SSnapshot one = snapshot(estimator, *image);
+    for (const int threads : {2, 3}) {
+        const test::CThreadCountScope scope(threads);
+        estimator.Compute(*image, CFilterOrientations::eCoarse, nullptr);
+        EXPECT_TRUE(snapshot(estimator, *image) == one) << threads;
+    }
+}
+
 TEST(FilterPipeline, IsRepeatable) {
     const auto image = random_image(CSize(10, 9, 8));
     CFilterOrientations estimator(2.0F, 1.0F, nullptr, nullptr);
@@ -506,6 +552,36 @@ TEST(FilterImageFourier, LeavesTheSpectrumAloneAndTheProductInTheBuffer) {
             const Complex filtered = buffer.Pixels<Complex>()[y * 8 + x];
             EXPECT_NEAR(filtered.real(), value * static_cast<double>(x), 1e-6);
             EXPECT_NEAR(filtered.imag(), value * static_cast<double>(y), 1e-6);
+        }
+    }
+}
+
+TEST(FilterImageFourier, DoesTheSameToImagesWithGaps) {
+    using Complex = std::complex<float>;
+    std::mt19937 random(6);
+    const auto part = [&random] { return static_cast<float>(random() % 1000) - 500.0F; };
+    const CSize size(9, 8, 7);
+    const auto spectrum =
+        test::MakeImage<Complex>(IMAGE_COMPLEX_F, size, [&](long long, long long, long long) {
+            const float real = part();
+            return Complex(real, part());
+        });
+    CImage buffer(IMAGE_COMPLEX_F, size, CSize(0, 0, 0));
+    CImage response(IMAGE_GREY_F, size, CSize(0, 0, 0));
+    CImage transposedBuffer(IMAGE_COMPLEX_F, CSize(7, 8, 9), CSize(0, 0, 0));
+    test::CTransposedView bufferView(transposedBuffer);
+    CImage otherResponse(IMAGE_GREY_F, size, CSize(0, 0, 0));
+    CFilterOrientations estimator(3.0F, 1.0F, nullptr, nullptr);
+    double direction[3] = {0.48, -0.6, 0.64};
+    estimator.FilterImageFourier(response, buffer, *spectrum, direction);
+    estimator.FilterImageFourier(otherResponse, bufferView, *spectrum, direction);
+    EXPECT_EQ(test::PixelsOf<float>(otherResponse), test::PixelsOf<float>(response));
+    for (long long z = 0; z < 7; ++z) {
+        for (long long y = 0; y < 8; ++y) {
+            for (long long x = 0; x < 9; ++x) {
+                EXPECT_EQ(transposedBuffer.Pixels<Complex>()[(x * 8 + y) * 7 + z],
+                          buffer.Pixels<Complex>()[(z * 8 + y) * 9 + x]);
+            }
         }
     }
 }
