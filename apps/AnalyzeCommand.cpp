@@ -28,7 +28,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -107,14 +106,6 @@ std::optional<std::vector<double>> read_spacing(const std::optional<std::string>
     return spacing;
 }
 
-int read_threads(const std::optional<std::string>& text) {
-    constexpr long long MOST_THREADS = 1024;
-    if (!text) {
-        return static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
-    }
-    return static_cast<int>(std::min(ReadWholeNumber({"--threads", *text}, 1), MOST_THREADS));
-}
-
 SAnalyzeSettings read_settings(const SAnalyzeOptions& options) {
     SAnalyzeSettings settings{};
     settings.fiberRadius = ReadPositiveNumber({"--fiber-radius", options.fiberRadius});
@@ -122,7 +113,7 @@ SAnalyzeSettings read_settings(const SAnalyzeOptions& options) {
     settings.subfieldPx = read_subfield(options.subfield);
     settings.spacing = read_spacing(options.spacing);
     settings.window = read_window(options.window);
-    settings.threads = read_threads(options.threads);
+    settings.threads = ReadThreads(options.threads);
     settings.memoryBytes =
         options.memory ? ReadBytes({"--memory", *options.memory}) : stream::DefaultBudget();
     return settings;

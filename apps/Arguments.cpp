@@ -4,10 +4,12 @@
 #include "apps/Failure.h"
 #include "volume/NumberText.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <optional>
 #include <string_view>
+#include <thread>
 
 namespace TEVRA::apps {
 
@@ -104,6 +106,14 @@ std::size_t ReadBytes(const SArgument& argument) {
         refuse(argument, "an amount of memory, as in 512M or 1.5G");
     }
     return static_cast<std::size_t>(*number * unit);
+}
+
+int ReadThreads(const std::optional<std::string>& text) {
+    constexpr long long MOST_THREADS = 1024;
+    if (!text) {
+        return static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+    }
+    return static_cast<int>(std::min(ReadWholeNumber({"--threads", *text}, 1), MOST_THREADS));
 }
 
 } // namespace TEVRA::apps

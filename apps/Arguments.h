@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,8 @@ double ReadNumber(const SArgument& argument);
 double ReadPositiveNumber(const SArgument& argument);
 /// One whole number of at least `smallest`.
 long long ReadWholeNumber(const SArgument& argument, long long smallest);
+/// The value of --threads: at least 1, by default as many as the machine has cores.
+int ReadThreads(const std::optional<std::string>& text);
 
 /// An amount of memory, as in "512M" or "1.5G"; units of 1024. @return bytes, 1 or more.
 std::size_t ReadBytes(const SArgument& argument);

@@ -7,10 +7,12 @@
 #include "apps/ImageInput.h"
 #include "apps/Interruption.h"
 #include "apps/PendingFile.h"
+#include "apps/TransformSizes.h"
 
 #include "FilterOrientations/FilterOrientations.h"
 #include "FilterOrientations/OrientationTensor.h"
 #include "Numeric/Matrix.h"
+#include "VexoBase/Parallelism.h"
 #include "report/Json.h"
 #include "volume/Failure.h"
 #include "volume/ImageConversion.h"
@@ -45,6 +47,8 @@ struct SFilterOptions {
     std::optional<std::string> mask;
     std::optional<std::string> box;
     std::optional<std::string> raw;
+    std::optional<std::string> threads;
+    bool quiet = false;
 };
 
 float read_width(const SArgument& argument) {
@@ -200,7 +204,8 @@ void run(const SFilterOptions& options) {
     const float minor = read_width({"--minor", options.minor});
     const EResolution resolution = read_resolution(options.resolution);
 
-    CConsole console(EVerbosity::normal);
+    CParallelism::SetThreads(ReadThreads(options.threads));
+    CConsole console(options.quiet ? EVerbosity::quiet : EVerbosity::normal);
     const auto reader = OpenInput(options.image, options.raw);
     const CSize size = reader->Info().size;
     const CBox box = read_box(options.box, size);
@@ -222,6 +227,9 @@ void run(const SFilterOptions& options) {
         require_contrast(*image, options.image);
     }
     CFilterOrientations estimator(major, minor, nullptr, nullptr);
+    if (const auto note = SlowTransformNote(size, estimator.PadWidth())) {
+        console.Say(*note);
+    }
     estimator.Compute(*image, resolution, mask.get());
 
     const std::array<double, 3> spacing =
@@ -295,6 +303,11 @@ SCommand AddFilterCommand(CLI::App& program) {
                      "Default: the image without its last column, row and slice")
         ->type_name("CORNERS");
     parser->add_option("--raw", options->raw, RAW_OPTION_HELP)->type_name("X,Y,Z,TYPE");
+    parser
+        ->add_option("--threads", options->threads,
+                     "Number of threads to use; results do not depend on it. Default: all cores")
+        ->type_name("N");
+    parser->add_flag("--quiet", options->quiet, "Print nothing but warnings and errors");
     parser->footer(
         "Results: index.mha (number of the direction, 255 for background), response.mha (strongest filter "
         "answer), colatitude.mha and longitude.mha (radians, -1 for background; in 2D the angle from the x "

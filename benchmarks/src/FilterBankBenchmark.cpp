@@ -10,6 +10,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cmath>
+#include <complex>
 #include <cstddef>
 #include <memory>
 #include <random>
@@ -129,6 +130,38 @@ void PlainLoopMedium(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * static_cast<long long>(index.size()));
 }
 BENCHMARK(PlainLoopMedium)->Unit(benchmark::kMillisecond)->Iterations(1);
+
+/// One filter on cubes of good and bad extents, the frame included: their prime factors decide.
+void FilterOneDirection(benchmark::State& state) {
+    const long long extent = state.range(0);
+    const CSize size(extent, extent, extent);
+    CImage spectrum(IMAGE_COMPLEX_F, size, CSize(0, 0, 0));
+    CImage buffer(IMAGE_COMPLEX_F, size, CSize(0, 0, 0));
+    CImage response(IMAGE_GREY_F, size, CSize(0, 0, 0));
+    const std::complex<float> value(1000.0F, 0.0F);
+    const long long centre = extent / 2;
+    spectrum.Pixels<std::complex<float>>()[(centre * extent + centre) * extent + centre] = value;
+    CFilterOrientations estimator(MAJOR_WIDTH, MINOR_WIDTH, nullptr, nullptr);
+    double direction[3] = {0.48, -0.6, 0.64};
+    for (auto _ : state) {
+        estimator.FilterImageFourier(response, buffer, spectrum, direction);
+        benchmark::ClobberMemory();
+    }
+    // Frequency zero alone is a constant, which passes unchanged.
+    const double expected = 1000.0 / static_cast<double>(size.Elements());
+    if (std::abs(static_cast<double>(response.Pixels<float>()[extent]) - expected) > 1e-5 * expected) {
+        state.SkipWithError("a constant does not pass");
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<long long>(size.Elements()));
+}
+BENCHMARK(FilterOneDirection)
+    ->ArgName("extent")
+    ->Arg(144) // 2^4 3^2
+    ->Arg(146) // 2 73
+    ->Arg(147) // 3 7^2
+    ->Arg(148) // 2^2 37
+    ->Arg(150) // 2 3 5^2
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace
 } // namespace TEVRA

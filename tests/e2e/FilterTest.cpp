@@ -146,6 +146,25 @@ TEST_F(Filter, TakesSixteenBitPixels) {
     EXPECT_EQ(ReadFile(m_folder / "out" / "index.mha"), expected);
 }
 
+TEST_F(Filter, SaysWhenAnotherSizeWouldBeMuchFaster) {
+    WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 26}, 1)); // 72, 74 with the frame
+    EXPECT_THAT(run("image.mha").err,
+                HasSubstr("tevra: along y, 74 = 2 x 37 pixels are transformed: 24 or 27 instead of 26"));
+    EXPECT_EQ(run("image.mha", {"--quiet"}).err, "");
+    WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 24}, 1));
+    EXPECT_THAT(run("image.mha").err, testing::Not(HasSubstr("faster")));
+}
+
+TEST_F(Filter, GivesTheSameForEveryNumberOfThreads) {
+    WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22, 20}, 1));
+    expect_done(run("image.mha", {"--threads", "1"}));
+    const std::string expected = ReadFile(m_folder / "out" / "response.mha");
+    expect_done(run("image.mha", {"--threads", "3"}));
+    EXPECT_EQ(ReadFile(m_folder / "out" / "response.mha"), expected);
+    expect_done(run("image.mha"));
+    EXPECT_EQ(ReadFile(m_folder / "out" / "response.mha"), expected);
+}
+
 TEST_F(Filter, WarnsWherePixelsAreNoCubes) {
     WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22, 20}, 1), "0.5 0.5 2");
     const SOutcome outcome = run("image.mha");
@@ -174,6 +193,7 @@ TEST_F(Filter, RefusesWrongOptions) {
     expect_refused("image.mha", 2, {"--box", "leaves the image"}, {"--box", "0,0,25,5"});
     expect_refused("image.mha", 2, {"--box", "leaves the image"}, {"--box", "-1,0,5,5"});
     expect_refused("image.mha", 2, {"--box"}, {"--box", "0,0,x,5"});
+    expect_refused("image.mha", 2, {"--threads", "at least 1"}, {"--threads", "0"});
     expect_refused("image.mha", 2, {"--nonsense"}, {"--nonsense"});
 }
 
