@@ -26,22 +26,10 @@ constexpr NumberT FirstDifference(NumberT left, NumberT right) {
 
 /// Second differences of whole lines or planes: sample k of `out` from samples k of three neighbours along
 /// the axis. All have the same length; `out` may be one of the others.
-inline void SecondDifference(std::span<const float> left, std::span<const float> here,
-                             std::span<const float> right, std::span<float> out) {
-    const std::size_t count = out.size();
-#pragma GCC ivdep
-    for (std::size_t k = 0; k < count; ++k) {
-        out[k] = SecondDifference(left[k], here[k], right[k]);
-    }
-}
+void SecondDifference(std::span<const float> left, std::span<const float> here, std::span<const float> right,
+                      std::span<float> out);
 
 /// First differences of whole lines or planes, as above.
-inline void FirstDifference(std::span<const float> left, std::span<const float> right, std::span<float> out) {
-    const std::size_t count = out.size();
-#pragma GCC ivdep
-    for (std::size_t k = 0; k < count; ++k) {
-        out[k] = FirstDifference(left[k], right[k]);
-    }
-}
+void FirstDifference(std::span<const float> left, std::span<const float> right, std::span<float> out);
 
 } // namespace TEVRA::Impl

@@ -2,9 +2,11 @@
 #include "VexoFilter/PartialDerivatives.h"
 
 #include "VexoBase/Parallelism.h"
+#include "VexoFilter/DerivativePass.h"
 #include "VexoFilter/DifferencePass.h"
 #include "zeklib2core/Exception.h"
 #include "zeklib2core/String.h"
+#include "zeklib2image/Image.h"
 
 #include <array>
 #include <memory>
@@ -64,10 +66,24 @@ CPartialDerivatives::~CPartialDerivatives() = default;
 void CPartialDerivatives::Derivative(IImage& image, int orderX, int orderY, int orderZ) {
     const Orders orders{orderX, orderY, orderZ};
     check(image, orders);
-    Impl::CPixelGrid grid(image);
-    if (grid.IsEmpty()) {
+    if (orders == Orders{} || image.Size().Elements() == 0) {
         return;
     }
+    const auto run = [&](const Impl::TilePasses& passes) {
+        Impl::RunPasses(passes, CParallelism::Threads(), Progress(), "Computing derivatives...");
+    };
+    const auto differentiate_original = [&](const std::byte* original, std::byte* pixels) {
+        const Impl::CPixelGrid source(reinterpret_cast<const float*>(original), image.Size());
+        Impl::CPixelGrid target(reinterpret_cast<float*>(pixels), image.Size());
+        Impl::TilePasses passes;
+        passes.push_back(std::make_unique<Impl::CDerivativePass>(source, target, orders));
+        run(passes);
+    };
+    auto* const copy = dynamic_cast<CImage*>(&image);
+    if (copy != nullptr && copy->SetFromOriginal(differentiate_original)) {
+        return;
+    }
+    Impl::CPixelGrid grid(image);
     Impl::TilePasses passes;
     for (std::size_t axis = 0; axis < orders.size(); ++axis) {
         if (orders[axis] > 0) {
@@ -75,7 +91,7 @@ void CPartialDerivatives::Derivative(IImage& image, int orderX, int orderY, int 
                 grid, static_cast<int>(axis), static_cast<Impl::CDifferencePass::EnOrder>(orders[axis])));
         }
     }
-    Impl::RunPasses(passes, CParallelism::Threads(), Progress(), "Computing derivatives...");
+    run(passes);
 }
 
 } // namespace TEVRA

@@ -56,6 +56,22 @@ CPixelGrid::CPixelGrid(IImage& image) : m_access(image.CreateAccess(false)) {
     m_firstToWrite = static_cast<std::byte*>(m_access->Data());
 }
 
+CPixelGrid::CPixelGrid(const float* pixels, const CSize& size)
+    : m_first(reinterpret_cast<const std::byte*>(pixels)), m_read(read_numbers<float>),
+      m_rowsAreFloats(true) {
+    auto stride = static_cast<std::ptrdiff_t>(sizeof(float));
+    for (int axis = 0; axis < size.Dim(); ++axis) {
+        m_extent[static_cast<std::size_t>(axis)] = size[axis];
+        m_stride[static_cast<std::size_t>(axis)] = stride;
+        stride *= static_cast<std::ptrdiff_t>(size[axis]);
+    }
+}
+
+CPixelGrid::CPixelGrid(float* pixels, const CSize& size)
+    : CPixelGrid(static_cast<const float*>(pixels), size) {
+    m_firstToWrite = reinterpret_cast<std::byte*>(pixels);
+}
+
 bool CPixelGrid::CanRead(const IImage::CType& type) {
     return type == IMAGE_GREY_8 || type == IMAGE_GREY_16 || type == IMAGE_GREY_F || type == IMAGE_BINARY_FG ||
            type == IMAGE_BINARY_BG || type == IMAGE_BOOL;

@@ -18,6 +18,11 @@ class CPixelGrid {
     /// Reads and writes rows. @param image GREY_F.
     explicit CPixelGrid(IImage& image);
 
+    /// Reads rows of floats that lie close together, x fastest. @param size of one to three dimensions.
+    CPixelGrid(const float* pixels, const CSize& size);
+    /// Reads and writes such rows.
+    CPixelGrid(float* pixels, const CSize& size);
+
     /// The type's pixels have a grey value: whole-number and float types theirs, binary types 1 in the
     /// foreground and 0 in the background.
     static bool CanRead(const IImage::CType& type);

@@ -3,6 +3,7 @@
 
 #include "VexoFilter/WideLanes.h"
 
+#include "VexoFilter/Differences.h"
 #include "VexoFilter/FilterKernels.h"
 
 #include <utility>
@@ -129,6 +130,21 @@ void weighted_sum(const SSampledGaussian& kernel, const float* const* rows, floa
     }
 }
 
+void second_difference(const float* left, const float* here, const float* right, float* out,
+                       std::size_t count) {
+#pragma GCC ivdep
+    for (std::size_t k = 0; k < count; ++k) {
+        out[k] = SecondDifference(left[k], here[k], right[k]);
+    }
+}
+
+void first_difference(const float* left, const float* right, float* out, std::size_t count) {
+#pragma GCC ivdep
+    for (std::size_t k = 0; k < count; ++k) {
+        out[k] = FirstDifference(left[k], right[k]);
+    }
+}
+
 /// Floats of a whole register.
 constexpr std::size_t BLOCK = 2 * LANES;
 using RawBlockRow [[gnu::vector_size(BLOCK * sizeof(float))]] = float;
@@ -226,6 +242,8 @@ extern const SFilterKernels KERNELS;
 const SFilterKernels KERNELS{.walk = walk,
                              .startAnticausal = start_anticausal_of_lines,
                              .weightedSum = weighted_sum,
+                             .secondDifference = second_difference,
+                             .firstDifference = first_difference,
                              .toColumns = to_columns,
                              .toRows = to_rows};
 

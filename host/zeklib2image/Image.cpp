@@ -3,14 +3,21 @@
 
 #include "zeklib2core/Exception.h"
 #include "zeklib2core/String.h"
+#include "zeklib2image/DeferredCopies.h"
 
+#include <cstring>
 #include <limits>
+#include <mutex>
 #include <new>
+#include <utility>
 
 namespace TEVRA {
 namespace {
 
 constexpr const char* SOURCE = "host/zeklib2image/Image";
+
+/// Smaller images are copied at once: that costs less than to keep account of it.
+constexpr std::size_t SMALLEST_DEFERRED_COPY = std::size_t{1} << 20U;
 
 /// Bytes of an image. @throws CExBadParam for unusable extents, std::bad_alloc beyond the address space.
 std::size_t checked_bytes(const IImage::CType& type, const CSize& size, const CSize& border,
@@ -47,9 +54,22 @@ std::size_t checked_bytes(const IImage::CType& type, const CSize& size, const CS
 /// Access to a region of contiguous pixels.
 class CContiguousAccess : public IImage::IAccess {
   public:
-    CContiguousAccess(std::byte* pixels, const CSize& size, std::size_t bytesPerPixel, bool readOnly)
+    /// @param writers counts this access while it lives; null for a read-only one.
+    CContiguousAccess(std::byte* pixels, const CSize& size, std::size_t bytesPerPixel,
+                      std::shared_ptr<std::atomic<int>> writers)
         : m_pixels(pixels), m_region(pixels), m_size(size),
-          m_bytesPerPixel(static_cast<std::ptrdiff_t>(bytesPerPixel)), m_readOnly(readOnly) {}
+          m_bytesPerPixel(static_cast<std::ptrdiff_t>(bytesPerPixel)), m_writers(std::move(writers)) {
+        if (m_writers) {
+            ++*m_writers;
+        }
+    }
+    ~CContiguousAccess() override {
+        if (m_writers) {
+            --*m_writers;
+        }
+    }
+    CContiguousAccess(const CContiguousAccess&) = delete;
+    CContiguousAccess& operator=(const CContiguousAccess&) = delete;
 
     void SetRegion(const CPos& first, const CPos& last) override {
         constexpr const char* function = "TEVRA::IImage::IAccess::SetRegion";
@@ -72,7 +92,7 @@ class CContiguousAccess : public IImage::IAccess {
     }
 
     void* Data() override {
-        if (m_readOnly) {
+        if (!m_writers) {
             throw CException(TEVRA_LOCATION(SOURCE, "TEVRA::IImage::IAccess::Data", __LINE__),
                              "The image access is read-only.");
         }
@@ -92,25 +112,49 @@ class CContiguousAccess : public IImage::IAccess {
         return stride;
     }
 
-    bool IsReadOnly() const noexcept override { return m_readOnly; }
+    bool IsReadOnly() const noexcept override { return !m_writers; }
 
   private:
     std::byte* m_pixels;
     std::byte* m_region;
     CSize m_size;
     std::ptrdiff_t m_bytesPerPixel;
-    bool m_readOnly;
+    std::shared_ptr<std::atomic<int>> m_writers;
 };
 
 } // namespace
 
-CImage::CImage(const IImage::CType& type, const CSize& size, const CSize& border)
-    : m_type(type), m_size(size), m_memory(checked_bytes(type, size, border, "TEVRA::CImage::CImage")) {}
+/// What a copy knows of the copying that is still to be done.
+struct CImage::SDeferral {
+    SDeferral(std::shared_ptr<Impl::CDeferredCopies> copies, std::byte* pixels)
+        : original(std::move(copies)) {
+        copy.pixels = pixels;
+        original->Add(copy);
+    }
+    ~SDeferral() { original->Forget(copy); }
+    SDeferral(const SDeferral&) = delete;
+    SDeferral& operator=(const SDeferral&) = delete;
 
-CImage::~CImage() = default;
+    std::shared_ptr<Impl::CDeferredCopies> original;
+    Impl::CDeferredCopies::SCopy copy;
+};
+
+CImage::CImage(const IImage::CType& type, const CSize& size, const CSize& border)
+    : m_type(type), m_size(size), m_memory(checked_bytes(type, size, border, "TEVRA::CImage::CImage")),
+      m_writers(std::make_shared<std::atomic<int>>(0)) {}
+
+CImage::~CImage() {
+    if (m_copies) {
+        m_copies->MakeAll();
+    }
+}
 
 IImage::IAccess* CImage::CreateAccess(bool readOnly) {
-    return new CContiguousAccess(m_memory.Data(), m_size, m_type.BytesPerPixel(), readOnly);
+    if (readOnly) {
+        return std::as_const(*this).CreateAccess(true);
+    }
+    prepare_to_change();
+    return new CContiguousAccess(m_memory.Data(), m_size, m_type.BytesPerPixel(), m_writers);
 }
 
 IImage::IAccess* CImage::CreateAccess(bool readOnly) const {
@@ -118,16 +162,68 @@ IImage::IAccess* CImage::CreateAccess(bool readOnly) const {
         throw CExBadParam(TEVRA_LOCATION(SOURCE, "TEVRA::CImage::CreateAccess", __LINE__),
                           "A constant image gives read-only access only.");
     }
+    prepare_to_look();
     // The access never writes: it is read-only.
     return new CContiguousAccess(const_cast<std::byte*>(m_memory.Data()), m_size, m_type.BytesPerPixel(),
-                                 true);
+                                 nullptr);
 }
 
 CImage& CImage::Resize(const CSize& size, const CSize& border) {
     CPixelMemory memory(checked_bytes(m_type, size, border, "TEVRA::CImage::Resize"));
+    prepare_to_change();
+    m_deferral.reset();
     m_memory = std::move(memory);
     m_size = size;
     return *this;
+}
+
+std::unique_ptr<CImage> CImage::Copy() const {
+    prepare_to_look();
+    auto copy = std::make_unique<CImage>(m_type, m_size, CSize(0, 0, 0));
+    if (may_defer()) {
+        copy->m_deferral = std::make_unique<SDeferral>(copies(), copy->m_memory.Data());
+    } else if (m_memory.Bytes() > 0) {
+        std::memcpy(copy->m_memory.Data(), m_memory.Data(), m_memory.Bytes());
+    }
+    copy->m_attributes = m_attributes;
+    return copy;
+}
+
+bool CImage::SetFromOriginal(const std::function<void(const std::byte*, std::byte*)>& compute) {
+    return m_deferral && m_deferral->original->Replace(m_deferral->copy, compute);
+}
+
+/// Whether nobody can write to the pixels without this image's knowing.
+bool CImage::may_defer() const noexcept {
+    return m_memory.Bytes() >= SMALLEST_DEFERRED_COPY && !m_isExposed && m_writers->load() == 0;
+}
+
+std::shared_ptr<Impl::CDeferredCopies> CImage::copies() const {
+    const std::lock_guard lock(m_copiesAccess);
+    if (!m_copies) {
+        m_copies = std::make_shared<Impl::CDeferredCopies>(m_memory.Data(), m_memory.Bytes());
+        m_hasCopies = true;
+    }
+    return m_copies;
+}
+
+void CImage::prepare_to_look() const noexcept {
+    if (m_deferral) {
+        m_deferral->original->Make(m_deferral->copy);
+    }
+}
+
+void CImage::prepare_to_change() noexcept {
+    prepare_to_look();
+    if (!m_hasCopies) {
+        return;
+    }
+    const std::lock_guard lock(m_copiesAccess);
+    if (m_copies) {
+        m_copies->MakeAll();
+        m_copies.reset();
+        m_hasCopies = false;
+    }
 }
 
 } // namespace TEVRA

@@ -2,11 +2,13 @@
 #include "VexoFilter/PartialDerivatives.h"
 
 #include "support/AwkwardSizes.h"
+#include "support/InstructionSets.h"
 #include "support/MakeImage.h"
 #include "support/RecordingMonitor.h"
 #include "support/StridedImage.h"
 #include "support/ThreadCount.h"
 #include "support/ThrownException.h"
+#include "zeklib2image/ImageExtraction.h"
 
 #include <gtest/gtest.h>
 
@@ -200,6 +202,69 @@ TEST(PartialDerivatives, GiveTheSameBitsForImagesThatAreNotContiguous) {
         }
         EXPECT_TRUE(image.GuardsIntact());
         EXPECT_EQ(image.OpenAccesses(), 0);
+    }
+}
+
+/// Large enough for clones whose pixels have not been copied when they are differentiated.
+std::unique_ptr<CImage> closed_image(const CSize& size) {
+    auto image = std::make_unique<CImage>(IMAGE_GREY_F, size, NO_BORDER);
+    const std::unique_ptr<IImage::IAccess> access(image->CreateAccess(false));
+    const Pixels pixels = PixelsOf<float>(*MakeImage<float>(IMAGE_GREY_F, size, texture));
+    std::copy(pixels.begin(), pixels.end(), static_cast<float*>(access->Data()));
+    return image;
+}
+
+TEST(PartialDerivatives, OfLargeClonesAreThoseOfTheirOriginalsToTheLastBit) {
+    std::vector<Orders> all(HESSIAN.begin(), HESSIAN.end());
+    all.insert(all.end(), {{0, 0, 0}, {1, 0, 0}, {1, 2, 1}, {2, 2, 2}, {2, 0, 1}});
+    for (const CSize& size :
+         {CSize(90, 75, 41), CSize(701, 389), CSize(3, 300, 301), CSize(290000, 1, 1), CSize(1, 2, 140000)}) {
+        for (const Orders& orders : all) {
+            if (size.Dim() == 2 && orders[2] > 0) {
+                continue;
+            }
+            const Pixels expected = derivative_of(*MakeImage<float>(IMAGE_GREY_F, size, texture), orders);
+            const auto image = closed_image(size);
+            const std::unique_ptr<CImage> clone(CImageExtraction::Clone(*image));
+            EXPECT_TRUE(derivative_of(*clone, orders) == expected)
+                << name_of(orders) << ", size " << size.ToString();
+        }
+    }
+}
+
+TEST(PartialDerivatives, OfLargeClonesHaveTheSameBitsWithAnyNumberOfThreadsAndInstructionSet) {
+    const CSize size(65, 70, 90);
+    const auto image = closed_image(size);
+    for (const Orders& orders : HESSIAN) {
+        const Pixels expected = derivative_of(*MakeImage<float>(IMAGE_GREY_F, size, texture), orders);
+        for (const EnInstructionSet set : SupportedInstructionSets()) {
+            for (const int threads : {1, 2, 3, 4, 5}) {
+                const CInstructionSetScope setScope(set);
+                const CThreadCountScope threadScope(threads);
+                const std::unique_ptr<CImage> clone(CImageExtraction::Clone(*image));
+                EXPECT_TRUE(derivative_of(*clone, orders) == expected)
+                    << name_of(orders) << ", " << threads << " threads, " << CInstructionSet::Name(set);
+                EXPECT_TRUE(derivative_of(*MakeImage<float>(IMAGE_GREY_F, size, texture), orders) == expected)
+                    << name_of(orders) << ", " << threads << " threads, " << CInstructionSet::Name(set);
+            }
+        }
+    }
+    EXPECT_TRUE(PixelsOf<float>(*image) == PixelsOf<float>(*closed_image(size))) << "the original changed";
+}
+
+TEST(PartialDerivatives, OfLargeClonesLeaveThemAsTheyWereWhenTheMonitorThrows) {
+    const CSize size(130, 200, 260);
+    const auto image = closed_image(size);
+    for (const int call : {1, 2, 3}) {
+        const std::unique_ptr<CImage> clone(CImageExtraction::Clone(*image));
+        CRecordingMonitor monitor;
+        monitor.throwAtCall = call;
+        {
+            const CProgressMonitorScope scope(monitor);
+            EXPECT_THROW(differentiate(*clone, {0, 1, 1}), CInterrupted);
+        }
+        EXPECT_EQ(monitor.openReports, 0);
+        EXPECT_TRUE(PixelsOf<float>(*clone) == PixelsOf<float>(*image)) << "at call " << call;
     }
 }
 
