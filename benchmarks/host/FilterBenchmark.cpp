@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Smoothing and derivatives of float volumes, beside a copy of the same volume. Each case checks its result.
+// Smoothing, derivatives and clones of float volumes, beside a copy of the same volume, with one and two
+// threads. Each case checks its result.
 
 #include "VexoBase/Parallelism.h"
 #include "VexoFilter/PartialDerivatives.h"
 #include "VexoFilter/YoungVanVliet.h"
 #include "zeklib2image/Image.h"
+#include "zeklib2image/ImageExtraction.h"
 
 #include <benchmark/benchmark.h>
 
@@ -75,7 +77,7 @@ void Gaussian(benchmark::State& state) {
 }
 BENCHMARK(Gaussian)
     ->ArgNames({"extent", "sigma/10", "threads"})
-    ->ArgsProduct({{128, 256}, {15, 40}, {1, 2}})
+    ->ArgsProduct({{128, 251, 256}, {15, 30, 100}, {1, 2}})
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 
@@ -109,10 +111,95 @@ void Derivative(benchmark::State& state) {
 }
 BENCHMARK(Derivative)
     ->ArgNames({"extent", "x", "y", "z", "threads"})
-    ->ArgsProduct({{128, 256}, {2}, {0}, {0}, {1}})
-    ->ArgsProduct({{128, 256}, {0}, {2}, {0}, {1}})
-    ->ArgsProduct({{128, 256}, {0}, {0}, {2}, {1, 2}})
-    ->ArgsProduct({{128, 256}, {1}, {0}, {1}, {1, 2}})
+    ->ArgsProduct({{256}, {2}, {0}, {0}, {1, 2}})
+    ->ArgsProduct({{256}, {0}, {2}, {0}, {1, 2}})
+    ->ArgsProduct({{256}, {0}, {0}, {2}, {1, 2}})
+    ->ArgsProduct({{256}, {1}, {0}, {1}, {1, 2}})
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+/// Written through an access that is closed again, so that clones need not be copied at once.
+std::unique_ptr<CImage> squares(long long extent) {
+    auto image = std::make_unique<CImage>(IMAGE_GREY_F, CSize(extent, extent, extent), CSize(0, 0, 0));
+    const std::unique_ptr<IImage::IAccess> access(image->CreateAccess(false));
+    auto* pixel = static_cast<float*>(access->Data());
+    for (long long z = 0; z < extent; ++z) {
+        for (long long y = 0; y < extent; ++y) {
+            for (long long x = 0; x < extent; ++x) {
+                *pixel++ = 0.5F * static_cast<float>((x + y + z) * (x + y + z));
+            }
+        }
+    }
+    return image;
+}
+
+/// The pages of an image that nobody has written yet. Arguments: extent, threads.
+void NewImage(benchmark::State& state) {
+    CParallelism::SetThreads(static_cast<int>(state.range(1)));
+    std::unique_ptr<CImage> image;
+    for (auto _ : state) {
+        image.reset();
+        image = std::make_unique<CImage>(IMAGE_GREY_F, CSize(state.range(0), state.range(0), state.range(0)),
+                                         CSize(0, 0, 0));
+        benchmark::DoNotOptimize(image->Pixels<float>());
+    }
+    CParallelism::SetThreads(1);
+    count_voxels(state, *image);
+}
+BENCHMARK(NewImage)
+    ->ArgNames({"extent", "threads"})
+    ->ArgsProduct({{256}, {1, 2}})
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+/// A new image with the pixels of another one, looked at. Arguments: extent, threads.
+void Clone(benchmark::State& state) {
+    const auto image = squares(state.range(0));
+    CParallelism::SetThreads(static_cast<int>(state.range(1)));
+    std::unique_ptr<const CImage> clone;
+    for (auto _ : state) {
+        clone.reset();
+        clone.reset(CImageExtraction::Clone(*image));
+        benchmark::DoNotOptimize(clone->Pixels<float>());
+    }
+    CParallelism::SetThreads(1);
+    const CImage& original = *image;
+    if (std::memcmp(clone->Pixels<float>(), original.Pixels<float>(),
+                    image->Size().Elements() * sizeof(float)) != 0) {
+        state.SkipWithError("the clone is not the image");
+    }
+    count_voxels(state, *image);
+}
+BENCHMARK(Clone)
+    ->ArgNames({"extent", "threads"})
+    ->ArgsProduct({{128, 256}, {1, 2}})
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+/// A derivative in a new image. Arguments: extent, orders along x, y and z, threads.
+void DerivativeOfClone(benchmark::State& state) {
+    const long long extent = state.range(0);
+    const auto image = squares(extent);
+    CParallelism::SetThreads(static_cast<int>(state.range(4)));
+    std::unique_ptr<CImage> clone;
+    for (auto _ : state) {
+        clone.reset();
+        clone.reset(CImageExtraction::Clone(*image));
+        CPartialDerivatives().Derivative(*clone, static_cast<int>(state.range(1)),
+                                         static_cast<int>(state.range(2)), static_cast<int>(state.range(3)));
+    }
+    CParallelism::SetThreads(1);
+    if (clone->Pixels<float>()[8 + extent * (8 + extent * 8)] != 1.0F) {
+        state.SkipWithError("the derivative of a parabola is wrong");
+    }
+    count_voxels(state, *image);
+}
+BENCHMARK(DerivativeOfClone)
+    ->ArgNames({"extent", "x", "y", "z", "threads"})
+    ->ArgsProduct({{256}, {2}, {0}, {0}, {1, 2}})
+    ->ArgsProduct({{256}, {0}, {0}, {2}, {1, 2}})
+    ->ArgsProduct({{256}, {1}, {0}, {1}, {1, 2}})
+    ->ArgsProduct({{256}, {0}, {1}, {1}, {1, 2}})
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 

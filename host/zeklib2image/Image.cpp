@@ -226,4 +226,10 @@ void CImage::prepare_to_change() noexcept {
     }
 }
 
+/// The caller may keep the pixels' address and write whenever it likes.
+void CImage::expose() noexcept {
+    m_isExposed = true;
+    prepare_to_change();
+}
+
 } // namespace TEVRA

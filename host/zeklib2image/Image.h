@@ -36,8 +36,7 @@ class CImage : public IImage {
     /// The pixels as a C array of `Size().Elements()` pixels; PixelT is the C type of one pixel.
     template <typename PixelT>
     PixelT* Pixels() noexcept {
-        m_isExposed = true; // the caller may keep the address and write whenever it likes
-        prepare_to_change();
+        expose();
         return reinterpret_cast<PixelT*>(m_memory.Data());
     }
     template <typename PixelT>
@@ -62,6 +61,7 @@ class CImage : public IImage {
     std::shared_ptr<Impl::CDeferredCopies> copies() const;
     void prepare_to_look() const noexcept;
     void prepare_to_change() noexcept;
+    void expose() noexcept;
 
     CType m_type;
     CSize m_size;
