@@ -8,6 +8,7 @@
 #include "apps/Interruption.h"
 #include "apps/MapFiles.h"
 #include "apps/Program.h"
+#include "apps/Ranks.h"
 #include "apps/ResultFiles.h"
 
 #include "report/Json.h"
@@ -106,16 +107,21 @@ std::optional<std::vector<double>> read_spacing(const std::optional<std::string>
     return spacing;
 }
 
-SAnalyzeSettings read_settings(const SAnalyzeOptions& options) {
+SAnalyzeSettings read_settings(const SAnalyzeOptions& options, const stream::ICommunicator& ranks) {
     SAnalyzeSettings settings{};
     settings.fiberRadius = ReadPositiveNumber({"--fiber-radius", options.fiberRadius});
     settings.otsuFactor = ReadPositiveNumber({"--otsu-factor", options.otsuFactor});
     settings.subfieldPx = read_subfield(options.subfield);
     settings.spacing = read_spacing(options.spacing);
     settings.window = read_window(options.window);
+    // Processes on one machine share what it has.
+    const int sharers = ranks.SizeOnThisMachine();
     settings.threads = ReadThreads(options.threads);
-    settings.memoryBytes =
-        options.memory ? ReadBytes({"--memory", *options.memory}) : stream::DefaultBudget();
+    if (!options.threads) {
+        settings.threads = std::max(1, settings.threads / sharers);
+    }
+    settings.memoryBytes = options.memory ? ReadBytes({"--memory", *options.memory})
+                                          : stream::DefaultBudget() / static_cast<std::size_t>(sharers);
     return settings;
 }
 
@@ -170,45 +176,54 @@ std::string direction_text(const CValueMap& direction) {
 /// One run of the command: from the files named to the files written.
 class CAnalyzeRun {
   public:
-    explicit CAnalyzeRun(const SAnalyzeOptions& options)
-        : m_options(options), m_settings(read_settings(options)),
-          m_console(options.quiet ? EVerbosity::quiet : EVerbosity::normal) {}
+    CAnalyzeRun(const SAnalyzeOptions& options, stream::ICommunicator& ranks)
+        : m_options(options), m_settings(read_settings(options, ranks)), m_ranks(ranks),
+          m_console(options.quiet || !ranks.IsFirst() ? EVerbosity::quiet : EVerbosity::normal) {}
 
     void Run() {
         const Clock::time_point start = Clock::now();
         m_record.version = ProgramVersion();
         m_record.startTime = utc_now();
-        m_record.parameters.threads = m_settings.threads;
+        // All cut their work alike.
+        const int threads = static_cast<int>(m_ranks.Smallest(m_settings.threads));
+        const auto memoryBytes =
+            static_cast<std::size_t>(m_ranks.Smallest(static_cast<double>(m_settings.memoryBytes)));
 
-        const auto reader = OpenInput(m_options.image, m_options.raw);
-        plan(reader->Info());
-        const auto mask = open_mask(reader->Info().size);
-        const std::string scratch = m_options.scratch.value_or(m_options.outputFolder);
-        stream::CStreamingAnalysis analysis({*reader, mask.get(), m_settings.window}, ParametersOf(m_request),
-                                            {m_settings.threads, m_settings.memoryBytes, scratch}, *m_ranks,
-                                            m_options.maps);
-        record_memory(analysis.Plan());
+        std::unique_ptr<volume::IImageReader> image;
+        std::unique_ptr<volume::IImageReader> mask;
+        std::optional<stream::CStreamingAnalysis> analysis;
+        std::optional<CResultFiles> files; // of the first process
+        DoTogether(m_ranks, [&] {
+            image = OpenInput(m_options.image, m_options.raw);
+            plan(image->Info());
+            mask = open_mask(image->Info().size);
+            analysis.emplace(
+                stream::SStreamInput{*image, mask.get(), m_settings.window}, ParametersOf(m_request),
+                stream::SStreamResources{threads, memoryBytes, scratch_folder()}, m_ranks, m_options.maps);
+            record_memory(analysis->Plan());
+            say_memory(analysis->Plan());
+            say_grey_values(image->Info());
+            if (m_ranks.IsFirst() && !m_options.dryRun) {
+                files.emplace(m_options.outputFolder, result_names(m_options, image->Info().size.Dim()));
+            }
+        });
         if (m_options.dryRun) {
-            std::cout << memory_text(analysis.Plan(), scratch) << std::endl;
             return;
         }
-        m_console.Say(memory_text(analysis.Plan(), scratch));
-        const int dim = reader->Info().size.Dim();
-        CResultFiles files(m_options.outputFolder, result_names(m_options, dim));
-        say_grey_values(reader->Info());
-
         const Clock::time_point analysisStart = Clock::now();
-        const stream::SStreamResult result = analyze(analysis, reader->Info().size, files);
+        const stream::SStreamResult result = analyze(*analysis, image->Info().size, files);
         m_record.analyzeSeconds = seconds_since(analysisStart);
-
-        record_analysis(result, reader->Info().size);
-        write_results(*result.document, files);
-        m_record.files = files.Names();
+        if (!m_ranks.IsFirst()) {
+            return;
+        }
+        record_analysis(result, image->Info().size);
+        write_results(*result.document, *files);
+        m_record.files = files->Names();
         m_record.totalSeconds = seconds_since(start);
-        files.WriteText(CResultFiles::RUN_RECORD, report::RunJson(m_record));
+        files->WriteText(CResultFiles::RUN_RECORD, report::RunJson(m_record));
         ThrowIfInterrupted();
-        files.Commit();
-        say_result(*result.document, files);
+        files->Commit();
+        say_result(*result.document, *files);
     }
 
   private:
@@ -277,13 +292,14 @@ class CAnalyzeRun {
     }
 
     stream::SStreamResult analyze(stream::CStreamingAnalysis& analysis, const CSize& size,
-                                  CResultFiles& files) const {
-        std::unique_ptr<CMapFiles> maps = new_maps(size, files);
+                                  std::optional<CResultFiles>& files) const {
+        const std::unique_ptr<CMapFiles> maps = new_maps(size, files);
         try {
             stream::SStreamResult result = analysis.Run(maps.get());
             if (maps) {
                 maps->Close();
             }
+            m_ranks.Meet(); // the maps are complete
             return result;
         } catch (const stream::CNoForegroundError& failure) {
             throw CWorkError(NoForegroundText(failure.Reason(), m_options.mask.has_value(), m_request));
@@ -292,25 +308,43 @@ class CAnalyzeRun {
         }
     }
 
-    std::unique_ptr<CMapFiles> new_maps(const CSize& size, CResultFiles& files) const {
-        if (!files.Has(CResultFiles::THETA)) {
+    /// The first process makes the maps, all write into them.
+    std::unique_ptr<CMapFiles> new_maps(const CSize& size, std::optional<CResultFiles>& files) const {
+        if (!m_options.maps) {
             return nullptr;
         }
         const std::array<double, 3> spacing = {m_request.spacing, m_request.spacing, m_request.spacing};
         const volume::SMetaImageHeader header{size, volume::EPixelType::f32, spacing, spacing_unit()};
-        CMapFiles::SPaths paths{files.PathOf(CResultFiles::THETA), {}};
-        if (files.Has(CResultFiles::PHI)) {
-            paths.phi = files.PathOf(CResultFiles::PHI);
+        CMapFiles::SPaths paths;
+        if (files) {
+            paths.theta = files->PathOf(CResultFiles::THETA);
+            paths.phi = size.Dim() == 3 ? files->PathOf(CResultFiles::PHI) : "";
         }
-        CMapFiles::Create(paths, header);
+        DoTogether(m_ranks, [&] {
+            if (m_ranks.IsFirst()) {
+                CMapFiles::Create(paths, header);
+            }
+        });
+        paths.theta = SharedText(m_ranks, paths.theta);
+        paths.phi = SharedText(m_ranks, paths.phi);
         return std::make_unique<CMapFiles>(paths, header);
     }
+
+    std::string scratch_folder() const { return m_options.scratch.value_or(m_options.outputFolder); }
 
     void record_memory(const stream::SMemoryPlan& plan) {
         const bool isInMemory = plan.scratchKind == stream::SScratchPlace::EKind::memory;
         m_record.memory = {plan.budgetBytes, plan.peakBytes, plan.scratchBytes,
                            isInMemory ? "memory" : "file"};
-        m_record.parameters.processes = m_ranks->Size();
+    }
+
+    /// On standard output where that is all there is to do.
+    void say_memory(const stream::SMemoryPlan& plan) {
+        if (!m_options.dryRun) {
+            m_console.Say(memory_text(plan, scratch_folder()));
+        } else if (m_ranks.IsFirst()) {
+            std::cout << memory_text(plan, scratch_folder()) << std::endl;
+        }
     }
 
     static std::string memory_text(const stream::SMemoryPlan& plan, const std::string& scratchFolder) {
@@ -340,6 +374,9 @@ class CAnalyzeRun {
         m_record.foreground.ofPixels = static_cast<long long>(size.Elements());
         for (const stream::SStreamResult::SPass& pass : result.passes) {
             m_record.passes.push_back({pass.name, pass.seconds});
+        }
+        if (m_ranks.Size() > 1) {
+            m_record.idleSeconds = result.idleSeconds;
         }
         m_record.input.nanPixels = result.range.nanCount;
         m_record.input.infinitePixels = result.range.infiniteCount;
@@ -373,8 +410,8 @@ class CAnalyzeRun {
 
     const SAnalyzeOptions& m_options;
     SAnalyzeSettings m_settings;
+    stream::ICommunicator& m_ranks;
     CConsole m_console;
-    std::unique_ptr<stream::ICommunicator> m_ranks = stream::SingleProcess();
     SAnalysisRequest m_request;
     report::SRunRecord m_record;
 };
@@ -466,7 +503,9 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
                    "slices). They appear "
                    "together once all is done.\n\n"
                    "Example: tevra analyze fibers.tif --fiber-radius 3 --subfield 64 -o results");
-    return {parser, [options] { CAnalyzeRun(*options).Run(); }};
+    return {parser, [options] {
+                DoAsRanks([&options](stream::ICommunicator& ranks) { CAnalyzeRun(*options, ranks).Run(); });
+            }};
 }
 
 } // namespace TEVRA::apps

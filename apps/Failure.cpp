@@ -44,6 +44,8 @@ int RunGuarded(const std::function<void()>& work, std::ostream& errors) {
     } catch (const CInterrupted& interruption) {
         PrintError(errors, "stopped by the user; no output was written");
         return 128 + interruption.Signal();
+    } catch (const CAlreadyReported& failure) {
+        return failure.Status();
     } catch (const CUsageError& failure) {
         PrintError(errors, failure.what());
         return STATUS_WRONG_USAGE;

@@ -25,6 +25,17 @@ class CWorkError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// The work has failed and has said why; the program ends with this status. It is no std::exception, so that
+/// nothing on the way takes it for one to be reported.
+class CAlreadyReported {
+  public:
+    explicit CAlreadyReported(int status) noexcept : m_status(status) {}
+    int Status() const noexcept { return m_status; }
+
+  private:
+    int m_status;
+};
+
 /// Does the work and turns whatever leaves it as an exception into one line `tevra: error: ...`.
 /// @return the program's exit status.
 int RunGuarded(const std::function<void()>& work, std::ostream& errors);

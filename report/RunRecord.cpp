@@ -105,6 +105,9 @@ std::string RunJson(const SRunRecord& record) {
     json["foreground"] = foreground_json(record.foreground);
     json["memory"] = memory_json(record.memory);
     json["seconds"] = seconds_json(record);
+    if (!record.idleSeconds.empty()) {
+        json["idle_seconds"] = record.idleSeconds;
+    }
     json["files"] = record.files;
     return ToText(json);
 }

@@ -73,7 +73,8 @@ struct SRunRecord {
     SParameters parameters;
     SForeground foreground;
     SMemory memory;
-    std::vector<SPass> passes; ///< in order
+    std::vector<SPass> passes;       ///< in order
+    std::vector<double> idleSeconds; ///< that each process waited for others; empty for a single one
     double analyzeSeconds = 0.0;
     double totalSeconds = 0.0;      ///< until the results were written
     std::vector<std::string> files; ///< written beside the record

@@ -2,6 +2,7 @@
 #include "stream/Communicator.h"
 
 #include <stdexcept>
+#include <string>
 
 namespace TEVRA::stream {
 namespace {
@@ -10,6 +11,7 @@ class CSingleProcess : public ICommunicator {
   public:
     int Rank() const override { return 0; }
     int Size() const override { return 1; }
+    int SizeOnThisMachine() const override { return 1; }
     void Send(int /*to*/, int /*tag*/, Message /*message*/) override { nobody(); }
     Message Receive(int /*from*/, int /*tag*/) override { nobody(); }
     void Flush() override {}
@@ -19,6 +21,7 @@ class CSingleProcess : public ICommunicator {
     void Share(Message& /*message*/) override {}
     void Meet() override {}
     void Abort(int /*status*/) override {}
+    double WaitedSeconds() const override { return 0.0; }
 
   private:
     [[noreturn]] static void nobody() { throw std::logic_error("a message, but there is only one process"); }

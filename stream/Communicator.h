@@ -22,6 +22,8 @@ class ICommunicator {
 
     virtual int Rank() const = 0;
     virtual int Size() const = 0;
+    /// How many of the processes run on this machine, this one included.
+    virtual int SizeOnThisMachine() const = 0;
     bool IsFirst() const { return Rank() == 0; }
     bool IsLast() const { return Rank() == Size() - 1; }
 
@@ -43,10 +45,17 @@ class ICommunicator {
     virtual void Meet() = 0;
     /// Ends the processes of all ranks.
     virtual void Abort(int status) = 0;
+    /// How long this process has waited for others.
+    virtual double WaitedSeconds() const = 0;
 };
 
 /// The communicator of a process on its own: it has nobody to talk to.
 std::unique_ptr<ICommunicator> SingleProcess();
+
+/// The processes that this one was started with by an MPI launcher; it alone if there was none. To be called
+/// once.
+/// @throws volume::CEnvironmentError if there was one, but the program was built without MPI.
+std::unique_ptr<ICommunicator> StartedProcesses();
 
 /// The numbers as a message.
 template <typename T>

@@ -59,7 +59,7 @@ void check(const SStreamInput& input, const Impl::CSubfieldLayout& layout, const
     }
     if (ranks.Size() > input.image.SliceCount()) {
         throw volume::CInputError("the image has " + std::to_string(input.image.SliceCount()) +
-                                  " slices, but " + std::to_string(ranks.Size()) +
+                                  " slice(s), but " + std::to_string(ranks.Size()) +
                                   " processes want to share them; start at most as many as there are slices");
     }
 }
@@ -109,11 +109,27 @@ class CStreamingAnalysis::CRun {
                 find_orientations<2>(result);
             }
         });
+        result.idleSeconds = idle_seconds();
         return result;
     }
 
   private:
     const CSize& size() const { return m_input.image.Info().size; }
+
+    std::vector<double> idle_seconds() {
+        constexpr int IDLE = 5; // tag of the messages
+        std::vector<double> seconds{m_ranks.WaitedSeconds()};
+        if (!m_ranks.IsFirst()) {
+            m_ranks.Send(0, IDLE, MessageOf(std::span<const double>(seconds)));
+            m_ranks.Flush();
+            return {};
+        }
+        for (int rank = 1; rank < m_ranks.Size(); ++rank) {
+            seconds.push_back(0.0);
+            CopyMessage(m_ranks.Receive(rank, IDLE), std::as_writable_bytes(std::span(&seconds.back(), 1)));
+        }
+        return seconds;
+    }
 
     /// A mask that is none shows before the work, not in the course of it.
     void check_mask() {

@@ -50,7 +50,7 @@ struct SStreamParameters {
 
 struct SStreamResources {
     int threads = 1;
-    std::size_t memoryBytes = 0;        ///< of one process
+    std::size_t memoryBytes = 0;        ///< of one process; the same for all, as are the threads
     std::string scratchFolder = "/tmp"; ///< for a temporary file if the memory does not suffice
 };
 
@@ -64,7 +64,8 @@ struct SStreamResult {
         const char* name;
         double seconds;
     };
-    std::vector<SPass> passes; ///< of this process, in order
+    std::vector<SPass> passes;       ///< of this process, in order
+    std::vector<double> idleSeconds; ///< on rank 0: how long each process has waited for others
 };
 
 /// The field-by-field analysis of CSubfieldFiberDirections, slice by slice.

@@ -53,6 +53,8 @@ class CRankThread : public stream::ICommunicator {
 
     int Rank() const override { return m_rank; }
     int Size() const override { return m_size; }
+    int SizeOnThisMachine() const override { return m_size; }
+    double WaitedSeconds() const override { return 0.0; }
     void Send(int to, int tag, Message message) override { m_post.Send(m_rank, to, tag, std::move(message)); }
     Message Receive(int from, int tag) override { return m_post.Receive(from, m_rank, tag); }
     void Flush() override {}
