@@ -188,6 +188,8 @@ class CAnalyzeRun {
         const int threads = static_cast<int>(m_ranks.Smallest(m_settings.threads));
         const auto memoryBytes =
             static_cast<std::size_t>(m_ranks.Smallest(static_cast<double>(m_settings.memoryBytes)));
+        m_record.parameters.threads = threads;
+        m_record.parameters.processes = m_ranks.Size();
 
         std::unique_ptr<volume::IImageReader> image;
         std::unique_ptr<volume::IImageReader> mask;
