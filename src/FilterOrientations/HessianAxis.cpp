@@ -1,50 +1,61 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "FilterOrientations/HessianAxis.h"
 
+#include "FilterOrientations/AngleKernel.h"
+#include "FilterOrientations/HessianKernel.h"
 #include "VexoNumeric/Numeric.h"
 
-#include <algorithm>
 #include <cmath>
 
 namespace TEVRA::Impl {
 namespace {
 
-/// Negative zero becomes zero: the arc tangent would turn it into -pi or -0.
-double without_negative_zero(double value) {
-    return value == 0.0 ? 0.0 : value;
+template <bool IsSmallest>
+bool closed_form(const IMatrix<double>& h, std::array<double, 2>& axis) {
+    const auto result = EigenAxis<IsSmallest>(StHessian2<double>{h(0, 0), h(0, 1), h(1, 1)});
+    axis = {result.axis.x, result.axis.y};
+    return result.isFound;
+}
+
+template <bool IsSmallest>
+bool closed_form(const IMatrix<double>& h, std::array<double, 3>& axis) {
+    const auto result =
+        EigenAxis<IsSmallest>(StHessian3<double>{h(0, 0), h(0, 1), h(0, 2), h(1, 1), h(1, 2), h(2, 2)});
+    axis = {result.axis.x, result.axis.y, result.axis.z};
+    return result.isFound;
 }
 
 } // namespace
 
 StAxisAngles AnglesOfAxis(const std::array<double, 3>& axis) {
-    const double sign = axis[2] < 0.0 ? -1.0 : 1.0;
-    const double x = without_negative_zero(sign * axis[0]);
-    const double y = without_negative_zero(sign * axis[1]);
-    const double z = without_negative_zero(sign * axis[2]);
-    // A length rounded down can leave a component just above 1.
-    return {static_cast<float>(std::acos(std::min(z, 1.0))), static_cast<float>(std::atan2(y, x))};
+    const StAngles<double> angles = FoldedAngles(StVector3<double>{axis[0], axis[1], axis[2]});
+    return {static_cast<float>(angles.colatitude), static_cast<float>(angles.longitude)};
 }
 
 float AngleOfAxis(const std::array<double, 2>& axis) {
-    const double sign = axis[1] < 0.0 ? -1.0 : 1.0;
-    const double x = without_negative_zero(sign * axis[0]);
-    const double y = without_negative_zero(sign * axis[1]);
-    return static_cast<float>(std::atan2(y, x));
+    return static_cast<float>(FoldedAngle(StVector2<double>{axis[0], axis[1]}));
 }
 
 template <std::size_t Dim>
 CHessianAxis<Dim>::CHessianAxis(EEigenvalue which)
-    : m_hessian(Dim, Dim), m_u(Dim, Dim), m_s(Dim, 1), m_v(Dim, Dim),
-      m_column(which == EEigenvalue::smallest ? Dim - 1 : 0) {}
+    : m_hessian(Dim, Dim), m_u(Dim, Dim), m_s(Dim, 1), m_v(Dim, Dim), m_which(which) {}
 
 template <std::size_t Dim>
 bool CHessianAxis<Dim>::Compute(std::array<double, Dim>& axis) {
+    const bool isFound = m_which == EEigenvalue::smallest ? closed_form<true>(m_hessian, axis)
+                                                          : closed_form<false>(m_hessian, axis);
+    return isFound || Decompose(axis);
+}
+
+template <std::size_t Dim>
+bool CHessianAxis<Dim>::Decompose(std::array<double, Dim>& axis) {
     if (!CNumeric::Svd(m_hessian, m_u, m_s, m_v, true)) {
         return false;
     }
+    const std::size_t column = m_which == EEigenvalue::smallest ? Dim - 1 : 0;
     double sumOfSquares = 0.0;
     for (std::size_t i = 0; i < Dim; ++i) {
-        axis[i] = m_u(i, m_column);
+        axis[i] = m_u(i, column);
         sumOfSquares += axis[i] * axis[i];
     }
     const double length = std::sqrt(sumOfSquares);

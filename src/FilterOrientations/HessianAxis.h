@@ -1,16 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "FilterOrientations/Markers.h"
 #include "Numeric/Matrix.h"
 
 #include <array>
 #include <cstddef>
 
 namespace TEVRA::Impl {
-
-/// Markers of angle maps for pixels without a direction.
-inline constexpr float NO_COLATITUDE = -1.0F;
-inline constexpr float NO_ANGLE = -4.1415925F; // -(pi + 1), of longitudes and of in-plane angles
 
 /// Angles of an axis in space, in radians: colatitude in [0, pi/2], longitude in (-pi, pi].
 struct StAxisAngles {
@@ -29,7 +26,9 @@ float AngleOfAxis(const std::array<double, 2>& axis);
 enum class EEigenvalue { smallest, largest };
 
 /// Fiber axis from a Hessian matrix: the unit eigenvector of its smallest (along a fiber) or largest absolute
-/// eigenvalue. Where eigenvalues are equal, or all zero, it is the one that the decomposition gives.
+/// eigenvalue, of either sign. In closed form (HessianKernel.h), or by the host's decomposition where that
+/// loses digits and where eigenvalues are equal in magnitude, or all zero: then it is the one that the
+/// decomposition gives.
 ///
 /// Holds the matrices of the decomposition, so that one object serves many pixels without allocating.
 template <std::size_t Dim>
@@ -46,12 +45,15 @@ class CHessianAxis {
     /// Writes the axis of the Hessian that was set. @return false if the decomposition failed.
     [[nodiscard]] bool Compute(std::array<double, Dim>& axis);
 
+    /// The same by decomposition alone.
+    [[nodiscard]] bool Decompose(std::array<double, Dim>& axis);
+
   private:
     CMatrix<double> m_hessian;
     CMatrix<double> m_u;
     CMatrix<double> m_s;
     CMatrix<double> m_v;
-    std::size_t m_column;
+    EEigenvalue m_which;
 };
 
 extern template class CHessianAxis<2>;

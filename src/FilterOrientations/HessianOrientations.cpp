@@ -2,8 +2,8 @@
 #include "FilterOrientations/HessianOrientations.h"
 
 #include "FilterOrientations/FilterOrientations.h"
-#include "FilterOrientations/HessianAxis.h"
 #include "FilterOrientations/OrientationSums.h"
+#include "FilterOrientations/RowKernels.h"
 #include "Utils/PointOperationsImpl.h"
 #include "VexoFilter/PartialDerivatives.h"
 #include "VexoFilter/YoungVanVliet.h"
@@ -41,128 +41,66 @@ DataT opened(ImageT& image) {
     return data;
 }
 
-/// A pixel is foreground by its mask byte if there is a mask, else if its smoothed value exceeds the
+/// Foreground of rows: by their mask bytes if there is a mask, else where the smoothed value exceeds the
 /// threshold.
 class CForegroundRows {
   public:
     /// @param mask one byte per pixel, x fastest, no padding; may be null.
     CForegroundRows(const unsigned char* mask, const CImage& smoothed, double threshold)
-        : m_mask(mask), m_smoothed(opened<FloatInput>(smoothed)), m_threshold(threshold) {}
-
-    void GoTo(long long y, long long z) {
-        m_row = m_smoothed.Row(y, z);
-        if (m_mask != nullptr) {
-            m_maskRow = m_mask + (z * m_smoothed.Size(1) + y) * m_smoothed.Size(0);
-        }
+        : m_mask(mask), m_smoothed(opened<FloatInput>(smoothed)), m_threshold(threshold) {
+        m_row.resize(mask == nullptr ? static_cast<std::size_t>(m_smoothed.Size(0)) : 0);
     }
-    bool operator()(long long x) const {
-        return m_mask != nullptr ? m_maskRow[x] != 0 : static_cast<double>(m_row[x]) > m_threshold;
+
+    /// One byte per pixel, valid until the next call.
+    const unsigned char* At(long long y, long long z) {
+        if (m_mask != nullptr) {
+            return m_mask + (z * m_smoothed.Size(1) + y) * m_smoothed.Size(0);
+        }
+        Impl::ForegroundOfRow(m_smoothed.Row(y, z), m_row.size(), m_threshold, m_row.data());
+        return m_row.data();
     }
 
   private:
     const unsigned char* m_mask;
-    const unsigned char* m_maskRow = nullptr;
     FloatInput m_smoothed;
-    const float* m_row = nullptr;
+    std::vector<unsigned char> m_row;
     double m_threshold;
 };
 
-/// Reads Hessian matrices from images that hold one entry each.
-template <std::size_t Dim>
-class CHessianRows {
-  public:
-    static constexpr std::size_t c_entries = Dim * (Dim + 1) / 2;
+template <typename DataT, typename ImageT>
+std::vector<DataT> all_opened(const std::vector<ImageT*>& images) {
+    std::vector<DataT> all;
+    all.reserve(images.size());
+    for (ImageT* image : images) {
+        all.push_back(opened<DataT>(*image));
+    }
+    return all;
+}
 
-    /// @param derivatives the upper triangle, row by row: xx, xy[, xz], yy[, yz, zz].
-    explicit CHessianRows(const std::array<const CImage*, c_entries>& derivatives) {
-        m_images.reserve(c_entries);
-        for (const CImage* derivative : derivatives) {
-            m_images.push_back(opened<FloatInput>(*derivative));
-        }
-    }
-
-    void GoTo(long long y, long long z) {
-        for (std::size_t entry = 0; entry < c_entries; ++entry) {
-            m_rows[entry] = m_images[entry].Row(y, z);
-        }
-    }
-    void Load(long long x, Impl::CHessianAxis<Dim>& hessian) const {
-        std::size_t entry = 0;
-        for (std::size_t row = 0; row < Dim; ++row) {
-            for (std::size_t col = row; col < Dim; ++col) {
-                hessian.Set(row, col, static_cast<double>(m_rows[entry++][x]));
-            }
-        }
-    }
-
-  private:
-    std::vector<FloatInput> m_images;
-    std::array<const float*, c_entries> m_rows{};
-};
-
-/// Writes the angles of axes, or the markers, into the maps.
-template <std::size_t Dim>
-class CAngleRows {
-  public:
-    CAngleRows(CImage& theta, CImage* phi) {
-        m_images.reserve(Dim - 1);
-        m_images.push_back(opened<FloatOutput>(theta));
-        if constexpr (Dim == 3) {
-            m_images.push_back(opened<FloatOutput>(*phi));
-        }
-    }
-
-    void GoTo(long long y, long long z) {
-        for (std::size_t map = 0; map < Dim - 1; ++map) {
-            m_rows[map] = m_images[map].Row(y, z);
-        }
-    }
-    void SetAxis(long long x, const std::array<double, Dim>& axis) {
-        if constexpr (Dim == 3) {
-            const Impl::StAxisAngles angles = Impl::AnglesOfAxis(axis);
-            m_rows[0][x] = angles.colatitudeRad;
-            m_rows[1][x] = angles.longitudeRad;
-        } else {
-            m_rows[0][x] = Impl::AngleOfAxis(axis);
-        }
-    }
-    void SetNone(long long x) {
-        m_rows[0][x] = Dim == 3 ? Impl::NO_COLATITUDE : Impl::NO_ANGLE;
-        if constexpr (Dim == 3) {
-            m_rows[1][x] = Impl::NO_ANGLE;
-        }
-    }
-
-  private:
-    std::vector<FloatOutput> m_images;
-    std::array<float*, Dim - 1> m_rows{};
+/// The images of a scan for directions.
+struct StDirectionImages {
+    std::array<long long, 3> sizePx;
+    /// Upper triangle of the Hessian, row by row: xx, xy[, xz], yy[, yz, zz].
+    std::vector<FloatInput> hessian;
+    /// Angle maps: theta[, phi].
+    std::vector<FloatOutput> maps;
 };
 
 template <std::size_t Dim>
-void scan_directions(const std::array<long long, 3>& size, CForegroundRows& foreground,
-                     CHessianRows<Dim>& hessians, CAngleRows<Dim>& angles, bool smallest,
+void scan_directions(const StDirectionImages& images, CForegroundRows& foreground, Impl::EEigenvalue which,
                      IProgressMonitor& progress) {
-    using CAxis = Impl::CHessianAxis<Dim>;
-    CAxis axisOfHessian(smallest ? Impl::EEigenvalue::smallest : Impl::EEigenvalue::largest);
-    std::array<double, Dim> axis{};
+    const auto& size = images.sizePx;
     Impl::CProgressScope report(progress, size[1] * size[2], "Computing fiber directions...");
     for (long long z = 0; z < size[2]; ++z) {
         for (long long y = 0; y < size[1]; ++y) {
-            foreground.GoTo(y, z);
-            hessians.GoTo(y, z);
-            angles.GoTo(y, z);
-            for (long long x = 0; x < size[0]; ++x) {
-                if (!foreground(x)) {
-                    angles.SetNone(x);
-                    continue;
-                }
-                hessians.Load(x, axisOfHessian);
-                if (axisOfHessian.Compute(axis)) {
-                    angles.SetAxis(x, axis);
-                } else {
-                    angles.SetNone(x);
-                }
+            Impl::HessianRows<Dim> hessian{};
+            for (std::size_t entry = 0; entry < hessian.size(); ++entry) {
+                hessian[entry] = images.hessian[entry].Row(y, z);
             }
+            const Impl::StAngleRow angles{images.maps[0].Row(y, z),
+                                          Dim == 3 ? images.maps[1].Row(y, z) : nullptr};
+            Impl::AxesOfRow<Dim>(hessian, foreground.At(y, z), static_cast<std::size_t>(size[0]), which,
+                                 angles);
             report.Step();
         }
     }
@@ -180,46 +118,31 @@ StRange covered_range(const CBox& box, int axis, long long extent) {
     return {std::max(std::min(a, b), 0LL), std::min(std::max(a, b), extent - 1)};
 }
 
-/// Calls `operation(axis)` for every foreground pixel that a box covers in a 2D angle map.
-template <typename OperationT>
-void for_each_axis(const CBox& box, const CImage& map, const OperationT& operation) {
-    const auto angles = opened<FloatInput>(map);
-    const StRange xs = covered_range(box, 0, angles.Size(0));
-    const StRange ys = covered_range(box, 1, angles.Size(1));
-    for (long long y = ys.lo; y < ys.hi; ++y) {
-        const float* angle = angles.Row(y, 0);
-        for (long long x = xs.lo; x < xs.hi; ++x) {
-            if (angle[x] >= 0.0F) {
-                operation(Impl::AxisOfAngle(angle[x]));
-            }
-        }
+/// Adds the axes of the pixels that a box covers. @param maps theta[, phi].
+template <std::size_t Dim>
+void add_axes(const CBox& box, const std::vector<const CImage*>& maps, Impl::CSecondOrderSums<Dim>& second,
+              Impl::CFourthOrderSums<Dim>* fourth) {
+    const auto angles = all_opened<FloatInput>(maps);
+    const FloatInput& theta = angles.front();
+    const StRange xs = covered_range(box, 0, theta.Size(0));
+    const StRange ys = covered_range(box, 1, theta.Size(1));
+    const StRange zs = Dim == 3 ? covered_range(box, 2, theta.Size(2)) : StRange{0, 1};
+    if (xs.hi <= xs.lo) {
+        return;
     }
-}
-
-/// The same for colatitude and longitude of a volume.
-template <typename OperationT>
-void for_each_axis(const CBox& box, const CImage& theta, const CImage& phi, const OperationT& operation) {
-    const auto colatitudes = opened<FloatInput>(theta);
-    const auto longitudes = opened<FloatInput>(phi);
-    const StRange xs = covered_range(box, 0, colatitudes.Size(0));
-    const StRange ys = covered_range(box, 1, colatitudes.Size(1));
-    const StRange zs = covered_range(box, 2, colatitudes.Size(2));
     for (long long z = zs.lo; z < zs.hi; ++z) {
         for (long long y = ys.lo; y < ys.hi; ++y) {
-            const float* colatitude = colatitudes.Row(y, z);
-            const float* longitude = longitudes.Row(y, z);
-            for (long long x = xs.lo; x < xs.hi; ++x) {
-                if (colatitude[x] >= 0.0F) {
-                    operation(Impl::AxisOfAngles(colatitude[x], longitude[x]));
-                }
-            }
+            const Impl::StConstAngleRow row{theta.Row(y, z) + xs.lo,
+                                            Dim == 3 ? angles.back().Row(y, z) + xs.lo : nullptr};
+            Impl::AddRow<Dim>(second, fourth, row, static_cast<std::size_t>(xs.hi - xs.lo));
         }
     }
 }
 
-/// Sums of the axes that `walk` visits, written to the caller's tensors.
-template <std::size_t Dim, typename WalkT>
-long long sum_tensors(IMatrix<double>& tensor, bool normalize, CTensorRank4* tensor4, const WalkT& walk) {
+/// Sums of the axes in a box, written to the caller's tensors.
+template <std::size_t Dim>
+long long sum_tensors(IMatrix<double>& tensor, const CBox& box, bool normalize, CTensorRank4* tensor4,
+                      const std::vector<const CImage*>& maps) {
     if (tensor.Rows() != Dim || tensor.Cols() != Dim) {
         // One text for both dimensions.
         CString message("3D-orientation tensor must be a 3x3 matrix (but it is %1 x %2).",
@@ -231,13 +154,8 @@ long long sum_tensors(IMatrix<double>& tensor, bool normalize, CTensorRank4* ten
     }
     Impl::CSecondOrderSums<Dim> second;
     Impl::CFourthOrderSums<Dim> fourth;
-    if (tensor4 == nullptr) {
-        walk([&second](const std::array<double, Dim>& axis) { second.Add(axis); });
-    } else {
-        walk([&second, &fourth](const std::array<double, Dim>& axis) {
-            second.Add(axis);
-            fourth.Add(axis);
-        });
+    add_axes(box, maps, second, tensor4 != nullptr ? &fourth : nullptr);
+    if (tensor4 != nullptr) {
         fourth.AddTo(*tensor4);
     }
     second.CopyTo(tensor);
@@ -413,17 +331,18 @@ void CHessianOrientations::compute_directions(const unsigned char* mask, eEVSele
         m_fThreshold = CFilterOrientations::ComputeThreshold(*m_pSmoothed, m_fOtsuFactor);
     }
     CForegroundRows foreground(mask, *m_pSmoothed, m_fThreshold);
-    const bool smallest = select == eEVSmallest;
+    const auto which = select == eEVSmallest ? Impl::EEigenvalue::smallest : Impl::EEigenvalue::largest;
+    StDirectionImages images{{m_nSizeX, m_nSizeY, isVolume ? m_nSizeZ : 1}, {}, {}};
     if (isVolume) {
-        CHessianRows<3> hessians(
-            {m_pDxx.Get(), m_pDxy.Get(), m_pDxz.Get(), m_pDyy.Get(), m_pDyz.Get(), m_pDzz.Get()});
-        CAngleRows<3> angles(*thetaMap, phiMap.Get());
-        scan_directions<3>({m_nSizeX, m_nSizeY, m_nSizeZ}, foreground, hessians, angles, smallest,
-                           Progress());
+        images.hessian = all_opened<FloatInput>(std::vector<const CImage*>{
+            m_pDxx.Get(), m_pDxy.Get(), m_pDxz.Get(), m_pDyy.Get(), m_pDyz.Get(), m_pDzz.Get()});
+        images.maps = all_opened<FloatOutput>(std::vector<CImage*>{thetaMap.Get(), phiMap.Get()});
+        scan_directions<3>(images, foreground, which, Progress());
     } else {
-        CHessianRows<2> hessians({m_pDxx.Get(), m_pDxy.Get(), m_pDyy.Get()});
-        CAngleRows<2> angles(*thetaMap, nullptr);
-        scan_directions<2>({m_nSizeX, m_nSizeY, 1}, foreground, hessians, angles, smallest, Progress());
+        images.hessian =
+            all_opened<FloatInput>(std::vector<const CImage*>{m_pDxx.Get(), m_pDxy.Get(), m_pDyy.Get()});
+        images.maps = all_opened<FloatOutput>(std::vector<CImage*>{thetaMap.Get()});
+        scan_directions<2>(images, foreground, which, Progress());
     }
     m_pThetaMap = thetaMap;
     m_pPhiMap = phiMap;
@@ -479,12 +398,10 @@ long long CHessianOrientations::OrientationTensor(IMatrix<double>& tensor, const
     }
     const int dim = m_pSmoothed->Size().Dim();
     if (dim == 2 && m_pThetaMap) {
-        return sum_tensors<2>(tensor, normalize, tensor4,
-                              [&](const auto& add) { for_each_axis(box, *m_pThetaMap, add); });
+        return sum_tensors<2>(tensor, box, normalize, tensor4, {m_pThetaMap.Get()});
     }
     if (dim == 3 && m_pThetaMap && m_pPhiMap) {
-        return sum_tensors<3>(tensor, normalize, tensor4,
-                              [&](const auto& add) { for_each_axis(box, *m_pThetaMap, *m_pPhiMap, add); });
+        return sum_tensors<3>(tensor, box, normalize, tensor4, {m_pThetaMap.Get(), m_pPhiMap.Get()});
     }
     throw_at(function, __LINE__, missing);
 }

@@ -1,47 +1,48 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "FilterOrientations/AngleKernel.h"
+#include "FilterOrientations/SumKernel.h"
+
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstddef>
 
 namespace TEVRA::Impl {
 
 /// The unit axis with the given angles in radians: sines and cosines in single precision, products in double.
+/// Magnitudes up to 2^20; NaN beyond.
 inline std::array<double, 3> AxisOfAngles(float colatitudeRad, float longitudeRad) {
-    const double sinColatitude = std::sin(colatitudeRad);
-    const double cosColatitude = std::cos(colatitudeRad);
-    const double sinLongitude = std::sin(longitudeRad);
-    const double cosLongitude = std::cos(longitudeRad);
-    return {sinColatitude * cosLongitude, sinColatitude * sinLongitude, cosColatitude};
+    const StVector3<double> axis =
+        AxisAt(static_cast<double>(colatitudeRad), static_cast<double>(longitudeRad));
+    return {axis.x, axis.y, axis.z};
 }
 
 /// The unit axis in the plane at the given angle from the x axis, in radians.
 inline std::array<double, 2> AxisOfAngle(float angleRad) {
-    return {std::cos(angleRad), std::sin(angleRad)};
+    const StVector2<double> axis = AxisAt(static_cast<double>(angleRad));
+    return {axis.x, axis.y};
 }
 
 /// Sum of the outer products of axes with themselves, and their number. Sums can be merged.
 template <std::size_t Dim>
 class CSecondOrderSums {
   public:
-    static constexpr std::size_t c_size = Dim * (Dim + 1) / 2;
+    static constexpr std::size_t c_size = StTensorSize<Dim>::second;
+    /// Upper triangle, row by row.
+    using Sums = std::array<double, c_size>;
 
     void Add(const std::array<double, Dim>& axis) {
-        std::size_t at = 0;
-        for (std::size_t i = 0; i < Dim; ++i) {
-            for (std::size_t j = i; j < Dim; ++j) {
-                m_sums[at++] += axis[i] * axis[j];
-            }
-        }
+        AddSecondOrder<Dim>(axis.data(), m_sums.data());
         ++m_count;
     }
-    void Add(const CSecondOrderSums& other) {
+    void Add(const CSecondOrderSums& other) { Add(other.m_sums, other.m_count); }
+    /// Adds the sums over `count` axes.
+    void Add(const Sums& sums, long long count) {
         for (std::size_t at = 0; at < c_size; ++at) {
-            m_sums[at] += other.m_sums[at];
+            m_sums[at] += sums[at];
         }
-        m_count += other.m_count;
+        m_count += count;
     }
 
     long long Count() const noexcept { return m_count; }
@@ -60,7 +61,7 @@ class CSecondOrderSums {
     }
 
   private:
-    std::array<double, c_size> m_sums{}; // upper triangle, row by row
+    Sums m_sums{};
     long long m_count = 0;
 };
 
@@ -69,16 +70,16 @@ class CSecondOrderSums {
 template <std::size_t Dim>
 class CFourthOrderSums {
   public:
-    static constexpr std::size_t c_size = Dim * (Dim + 1) * (Dim + 2) * (Dim + 3) / 24;
+    static constexpr std::size_t c_size = StTensorSize<Dim>::fourth;
+    /// One per ascending quadruple of indices, the last index fastest.
+    using Sums = std::array<double, c_size>;
 
-    void Add(const std::array<double, Dim>& axis) {
-        for_each_ascending([&](std::size_t at, std::size_t i, std::size_t j, std::size_t k, std::size_t l) {
-            m_sums[at] += axis[i] * axis[j] * axis[k] * axis[l];
-        });
-    }
-    void Add(const CFourthOrderSums& other) {
+    void Add(const std::array<double, Dim>& axis) { AddFourthOrder<Dim>(axis.data(), m_sums.data()); }
+    void Add(const CFourthOrderSums& other) { Add(other.m_sums); }
+    /// Adds sums over other axes.
+    void Add(const Sums& sums) {
         for (std::size_t at = 0; at < c_size; ++at) {
-            m_sums[at] += other.m_sums[at];
+            m_sums[at] += sums[at];
         }
     }
 
@@ -114,7 +115,7 @@ class CFourthOrderSums {
         } while (std::next_permutation(index.begin(), index.end()));
     }
 
-    std::array<double, c_size> m_sums{};
+    Sums m_sums{};
 };
 
 } // namespace TEVRA::Impl

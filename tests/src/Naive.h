@@ -22,15 +22,24 @@ struct SAngles {
     std::vector<float> phi;
 };
 
-/// The axis of a pixel: single-precision sines and cosines, multiplied in double precision.
+/// Rounds to single precision. By itself: when GCC 12 works on pairs of numbers, it takes the way through
+/// single precision and back for nothing and leaves it out.
+[[gnu::noinline]] inline float RoundedToFloat(double value) {
+    return static_cast<float>(value);
+}
+
+/// The axis of a pixel: single-precision sines and cosines, multiplied in double precision. They are rounded
+/// from double: the C library's own single-precision functions are off by a last digit here and there.
 inline std::vector<double> NaiveAxis(const SAngles& angles, std::size_t i) {
-    const double sinTheta = static_cast<double>(std::sin(angles.theta[i]));
-    const double cosTheta = static_cast<double>(std::cos(angles.theta[i]));
+    const auto rounded = [](double value) { return static_cast<double>(RoundedToFloat(value)); };
+    const auto theta = static_cast<double>(angles.theta[i]);
+    const double sinTheta = rounded(std::sin(theta));
+    const double cosTheta = rounded(std::cos(theta));
     if (angles.phi.empty()) {
         return {cosTheta, sinTheta};
     }
-    return {sinTheta * static_cast<double>(std::cos(angles.phi[i])),
-            sinTheta * static_cast<double>(std::sin(angles.phi[i])), cosTheta};
+    const auto phi = static_cast<double>(angles.phi[i]);
+    return {sinTheta * rounded(std::cos(phi)), sinTheta * rounded(std::sin(phi)), cosTheta};
 }
 
 /// Sums of products of axis components, row by row.

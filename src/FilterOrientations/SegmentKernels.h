@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <cstddef>
+
+/// What the files that are compiled once per instruction set offer to RowKernels.cpp.
+namespace TEVRA::Impl {
+
+/// Rows are worked on in segments of at most this many pixels, whose packed pixels fit the stack and the
+/// first-level cache.
+inline constexpr std::size_t SEGMENT_PIXELS = 512;
+
+/// Axes are summed in this many partial sums, of every eighth axis each.
+inline constexpr std::size_t SUM_STRIPES = 8;
+
+struct StAxesOfSegment {
+    const float* hessian[6]; ///< rows xx, xy[, xz], yy[, yz, zz]
+    const unsigned char* foreground;
+    std::size_t count;
+    bool isSmallest; ///< which eigenvalue
+    float* theta;
+    float* phi;             ///< not used in the plane
+    unsigned short* failed; ///< receives positions of foreground pixels that got no axis
+};
+
+struct StAxesFound {
+    std::size_t foreground; ///< foreground pixels of the segment
+    std::size_t failed;     ///< how many of them got no axis
+};
+
+struct StSumsOfSegment {
+    const float* theta;
+    const float* phi; ///< not used in the plane
+    std::size_t count;
+    double* second; ///< one sum per distinct element, overwritten
+    double* fourth; ///< the same, or null
+};
+
+struct StSegmentKernels {
+    StAxesFound (*axes[2])(const StAxesOfSegment&); ///< in the plane, in space
+    std::size_t (*sums[2])(const StSumsOfSegment&); ///< number of axes
+    void (*exceeding)(const float* values, std::size_t count, float threshold, unsigned char* isAbove);
+};
+
+namespace segments {
+namespace baseline {
+extern const StSegmentKernels SEGMENT_KERNELS;
+}
+#ifdef TEVRA_WIDE_X86
+namespace avx2 {
+extern const StSegmentKernels SEGMENT_KERNELS;
+}
+namespace avx512 {
+extern const StSegmentKernels SEGMENT_KERNELS;
+}
+#endif
+} // namespace segments
+
+} // namespace TEVRA::Impl

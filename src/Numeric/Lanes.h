@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <cstddef>
+
+/// What per-pixel kernels ask of their arithmetic type besides + - * / and comparisons: for `double`, and for
+/// several doubles side by side. Every lane rounds as a plain number does, so the count of lanes never
+/// changes a result.
+///
+/// Files that are compiled once per instruction set define TEVRA_WIDE as the set's name. It is part of the
+/// name of everything here, so that code for one set is never taken for that of another; nothing here may end
+/// up out of line in such a file under a common name.
+#ifndef TEVRA_WIDE
+#define TEVRA_WIDE common
+#endif
+#define TEVRA_LANES_INLINE [[gnu::always_inline]] inline
+
+namespace TEVRA::Impl {
+inline namespace TEVRA_WIDE {
+
+/// `Count` doubles side by side, a power of 2.
+template <std::size_t Count>
+struct StLanes {
+    typedef double Numbers
+        __attribute__((vector_size(Count * sizeof(double)))); // NOLINT(modernize-use-using)
+    typedef long long Bits
+        __attribute__((vector_size(Count * sizeof(long long))));              // NOLINT(modernize-use-using)
+    typedef float Floats __attribute__((vector_size(Count * sizeof(float)))); // NOLINT(modernize-use-using)
+    /// One truth value per lane: all bits set, or none.
+    using Mask = Bits;
+
+    Numbers v;
+
+    StLanes() = default;
+    TEVRA_LANES_INLINE explicit StLanes(double value) : v(value - Numbers{}) {} // not +: keeps -0.0
+
+    TEVRA_LANES_INLINE static StLanes Of(Numbers numbers) {
+        StLanes lanes;
+        lanes.v = numbers;
+        return lanes;
+    }
+
+    TEVRA_LANES_INLINE friend StLanes operator+(const StLanes& a, const StLanes& b) { return Of(a.v + b.v); }
+    TEVRA_LANES_INLINE friend StLanes operator-(const StLanes& a, const StLanes& b) { return Of(a.v - b.v); }
+    TEVRA_LANES_INLINE friend StLanes operator*(const StLanes& a, const StLanes& b) { return Of(a.v * b.v); }
+    TEVRA_LANES_INLINE friend StLanes operator/(const StLanes& a, const StLanes& b) { return Of(a.v / b.v); }
+    TEVRA_LANES_INLINE friend StLanes operator-(const StLanes& a) { return Of(-a.v); }
+    TEVRA_LANES_INLINE friend Mask operator<(const StLanes& a, const StLanes& b) { return a.v < b.v; }
+    TEVRA_LANES_INLINE friend Mask operator<=(const StLanes& a, const StLanes& b) { return a.v <= b.v; }
+    TEVRA_LANES_INLINE friend Mask operator==(const StLanes& a, const StLanes& b) { return a.v == b.v; }
+};
+
+TEVRA_LANES_INLINE double Abs(double value) {
+    return __builtin_fabs(value);
+}
+
+template <std::size_t Count>
+TEVRA_LANES_INLINE StLanes<Count> Abs(const StLanes<Count>& value) {
+    using Lanes = StLanes<Count>;
+    const typename Lanes::Bits magnitude =
+        reinterpret_cast<typename Lanes::Bits>(value.v) & 0x7fffffffffffffffLL;
+    return Lanes::Of(reinterpret_cast<typename Lanes::Numbers>(magnitude));
+}
+
+TEVRA_LANES_INLINE double SquareRoot(double value) {
+    return __builtin_sqrt(value);
+}
+
+template <std::size_t Count>
+TEVRA_LANES_INLINE StLanes<Count> SquareRoot(const StLanes<Count>& value) {
+    double numbers[Count];
+    __builtin_memcpy(numbers, &value.v, sizeof numbers);
+    for (std::size_t lane = 0; lane < Count; ++lane) {
+        numbers[lane] = __builtin_sqrt(numbers[lane]);
+    }
+    StLanes<Count> root;
+    __builtin_memcpy(&root.v, numbers, sizeof numbers);
+    return root;
+}
+
+/// `yes` where the condition holds, `no` elsewhere; both have been computed.
+TEVRA_LANES_INLINE double Select(bool condition, double yes, double no) {
+    return condition ? yes : no;
+}
+
+template <std::size_t Count>
+TEVRA_LANES_INLINE StLanes<Count> Select(const typename StLanes<Count>::Mask& condition,
+                                         const StLanes<Count>& yes, const StLanes<Count>& no) {
+    return StLanes<Count>::Of(condition ? yes.v : no.v);
+}
+
+/// Whether a bit of the number's representation is set.
+TEVRA_LANES_INLINE bool HasBit(double value, long long bit) {
+    return (__builtin_bit_cast(long long, value) & bit) != 0;
+}
+
+template <std::size_t Count>
+TEVRA_LANES_INLINE typename StLanes<Count>::Mask HasBit(const StLanes<Count>& value, long long bit) {
+    return (reinterpret_cast<typename StLanes<Count>::Bits>(value.v) & bit) != 0;
+}
+
+/// The value itself. GCC 12 takes the way of several doubles through single precision and back for nothing
+/// and leaves it out; it does not look through this.
+template <typename Value>
+TEVRA_LANES_INLINE Value Kept(const Value& value) {
+#if __has_builtin(__builtin_assoc_barrier)
+    return __builtin_assoc_barrier(value);
+#else
+    return value;
+#endif
+}
+
+/// The nearest single-precision number, in double precision.
+TEVRA_LANES_INLINE double RoundToFloat(double value) {
+    return static_cast<double>(Kept(static_cast<float>(value)));
+}
+
+template <std::size_t Count>
+TEVRA_LANES_INLINE StLanes<Count> RoundToFloat(const StLanes<Count>& value) {
+    using Lanes = StLanes<Count>;
+    const typename Lanes::Floats floats = __builtin_convertvector(value.v, typename Lanes::Floats);
+    return Lanes::Of(__builtin_convertvector(Kept(floats), typename Lanes::Numbers));
+}
+
+/// How an arithmetic type goes to and from memory.
+template <typename Real>
+struct StLaneAccess;
+
+template <>
+struct StLaneAccess<double> {
+    using Mask = bool;
+    static constexpr std::size_t c_count = 1;
+    TEVRA_LANES_INLINE static double Load(const float* from) { return static_cast<double>(*from); }
+    TEVRA_LANES_INLINE static void StoreFloats(double value, float* to) { *to = static_cast<float>(value); }
+    TEVRA_LANES_INLINE static bool AllOf(bool condition) { return condition; }
+    TEVRA_LANES_INLINE static bool IsSet(bool condition, std::size_t /*lane*/) { return condition; }
+};
+
+template <std::size_t Count>
+struct StLaneAccess<StLanes<Count>> {
+    using Lanes = StLanes<Count>;
+    using Mask = typename Lanes::Mask;
+    static constexpr std::size_t c_count = Count;
+
+    /// `Count` floats, widened.
+    TEVRA_LANES_INLINE static Lanes Load(const float* from) {
+        typename Lanes::Floats floats;
+        __builtin_memcpy(&floats, from, sizeof floats);
+        return Lanes::Of(__builtin_convertvector(floats, typename Lanes::Numbers));
+    }
+    /// Rounds to float.
+    TEVRA_LANES_INLINE static void StoreFloats(const Lanes& value, float* to) {
+        const typename Lanes::Floats floats = __builtin_convertvector(value.v, typename Lanes::Floats);
+        __builtin_memcpy(to, &floats, sizeof floats);
+    }
+    TEVRA_LANES_INLINE static bool AllOf(const Mask& condition) {
+        long long all = -1;
+        for (std::size_t lane = 0; lane < Count; ++lane) {
+            all &= condition[lane];
+        }
+        return all != 0;
+    }
+    TEVRA_LANES_INLINE static bool IsSet(const Mask& condition, std::size_t lane) {
+        return condition[lane] != 0;
+    }
+};
+
+/// One truth value per lane.
+template <typename Real>
+using MaskOf = typename StLaneAccess<Real>::Mask;
+
+} // namespace TEVRA_WIDE
+} // namespace TEVRA::Impl
