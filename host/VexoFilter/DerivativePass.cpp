@@ -41,7 +41,7 @@ CDerivativePass::CDerivativePass(const CPixelGrid& source, CPixelGrid& target,
 void CDerivativePass::Reserve(int workers) {
     const auto length = static_cast<std::size_t>(m_source.Extent(0));
     SBuffers buffers;
-    buffers.padded.resize(length + 2);
+    buffers.row.resize(length);
     for (auto& rows : buffers.neighbours) {
         for (std::vector<float>& room : rows) {
             room.resize(length);
@@ -105,16 +105,23 @@ const float* CDerivativePass::row(int axis, const CPixelGrid::SPixel& pixel, SBu
 
 void CDerivativePass::difference_along_x(const float* source, SBuffers& buffers, float* out) const {
     const auto length = static_cast<std::size_t>(m_source.Extent(0));
-    float* const padded = buffers.padded.data();
-    padded[0] = source[0];
-    std::copy_n(source, length, padded + 1);
-    padded[length + 1] = source[length - 1];
-    const std::span<const float> left(padded, length);
-    const std::span<const float> right(padded + 2, length);
-    if (order(0) == 2) {
-        SecondDifference(left, {padded + 1, length}, right, {out, length});
-    } else {
-        FirstDifference(left, right, {out, length});
+    if (source == out) { // converted pixels: a pixel's neighbours must outlive it
+        std::copy_n(source, length, buffers.row.data());
+        source = buffers.row.data();
+    }
+    const std::size_t last = length - 1;
+    const auto difference = [&](std::size_t first, std::size_t left, std::size_t right, std::size_t count) {
+        if (order(0) == 2) {
+            SecondDifference({source + left, count}, {source + first, count}, {source + right, count},
+                             {out + first, count});
+        } else {
+            FirstDifference({source + left, count}, {source + right, count}, {out + first, count});
+        }
+    };
+    difference(0, 0, std::min<std::size_t>(1, last), 1);
+    if (last > 0) {
+        difference(1, 0, 2, last - 1);
+        difference(last, last - 1, last, 1);
     }
 }
 

@@ -25,7 +25,7 @@ class CDerivativePass : public ITilePass {
     /// Buffers of one worker: a row with a sample more at either end, and rows for the neighbours of each
     /// axis.
     struct SBuffers {
-        std::vector<float> padded;
+        std::vector<float> row;
         std::array<std::array<std::vector<float>, 3>, 3> neighbours;
     };
 
