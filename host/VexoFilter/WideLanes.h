@@ -94,9 +94,9 @@ struct SFirstLanes {
 
 template <typename WhichT>
 [[gnu::always_inline]] inline SDoubles LoadDoubles(const WhichT& which, const double* from) {
-    SDoubles result;
-    which.Load(result.lanes, from);
-    return result;
+    RawDoubles doubles;
+    which.Load(doubles, from);
+    return SDoubles(doubles);
 }
 
 template <typename WhichT>
