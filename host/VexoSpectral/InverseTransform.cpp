@@ -22,13 +22,12 @@ Complex hermitian_part(const Complex& a, const Complex& b) {
 /// The same for a block: `upward` runs up from its first value, `downward` down from its own.
 void hermitian_block(const Complex* upward, const Complex* downward, Complex* target) {
     using Pair [[gnu::vector_size(16)]] = float; // two complex numbers
-    using Order [[gnu::vector_size(16)]] = int;
     for (std::size_t i = 0; i < WIDTH; i += 2) {
         Pair a;
         Pair b;
         std::memcpy(&a, upward + i, sizeof a);
         std::memcpy(&b, downward - i - 1, sizeof b);
-        b = __builtin_shuffle(b, Order{2, 3, 0, 1}) * Pair{1.0F, -1.0F, 1.0F, -1.0F};
+        b = __builtin_shufflevector(b, b, 2, 3, 0, 1) * Pair{1.0F, -1.0F, 1.0F, -1.0F};
         a = (a + b) * 0.5F;
         std::memcpy(reinterpret_cast<float*>(target + i), &a, sizeof a);
     }
