@@ -13,7 +13,9 @@ enum class EnDirection { forward, inverse };
 /// A one-dimensional transform of FFTW: owns the plan, knows where to apply it.
 ///
 /// Plans are chosen by FFTW's cost estimate, never by measuring: measured plans differ from run to run, and
-/// with them the last bits of every result. All memory must be aligned to 64 bytes.
+/// with them the last bits of every result. On blocks of columns (ColumnBlocks.h) they would be 1.2 to 1.4
+/// times as fast, twice for extents with large prime factors, after a tenth of a second of measuring each.
+/// All memory must be aligned to 64 bytes.
 class CFftwPlan {
   public:
     /// Complex transforms of `columns` columns side by side, in place: element (row, column) lies at

@@ -53,8 +53,9 @@ class CFilterOrientations : public CAlgorithm {
     ///         changed, and for a float image without two different values if there is no mask.
     void Compute(const IImage& image, EOrientationResolution resolution, const IImage* mask);
 
-    /// Zeros that `Compute` puts around the image before it is transformed, in pixels on every side: twice the
-    /// larger width. Extents with this frame whose prime factors are small are transformed several times faster.
+    /// Zeros that `Compute` puts around the image before it is transformed, in pixels on every side: twice
+    /// the larger width. Extents with this frame whose prime factors are small are transformed several times
+    /// faster.
     std::int32_t PadWidth() const noexcept { return m_padWidth; }
 
     /// Filters by one direction: the inverse transform of the spectrum times the direction's mask.
