@@ -28,6 +28,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -51,6 +52,7 @@ struct SAnalyzeOptions {
     std::optional<std::string> memory;
     std::optional<std::string> scratch;
     bool dryRun = false;
+    bool resume = false;
     bool fourthOrder = false;
     bool maps = false;
     bool quiet = false;
@@ -201,7 +203,9 @@ class CAnalyzeRun {
             mask = open_mask(image->Info().size);
             analysis.emplace(
                 stream::SStreamInput{*image, mask.get(), m_settings.window}, ParametersOf(m_request),
-                stream::SStreamResources{threads, memoryBytes, scratch_folder()}, m_ranks, m_options.maps);
+                stream::SStreamResources{threads, memoryBytes, scratch_folder(), checkpoint_files()}, m_ranks,
+                m_options.maps);
+            say_earlier(analysis->Earlier());
             record_memory(analysis->Plan());
             say_memory(analysis->Plan());
             say_grey_values(image->Info());
@@ -216,6 +220,7 @@ class CAnalyzeRun {
         const stream::SStreamResult result = analyze(*analysis, image->Info().size, files);
         m_record.analyzeSeconds = seconds_since(analysisStart);
         if (!m_ranks.IsFirst()) {
+            analysis->DropCheckpoint();
             return;
         }
         record_analysis(result, image->Info().size);
@@ -225,6 +230,7 @@ class CAnalyzeRun {
         files->WriteText(CResultFiles::RUN_RECORD, report::RunJson(m_record));
         ThrowIfInterrupted();
         files->Commit();
+        analysis->DropCheckpoint();
         say_result(*result.document, *files);
     }
 
@@ -338,6 +344,31 @@ class CAnalyzeRun {
         const bool isInMemory = plan.scratchKind == stream::SScratchPlace::EKind::memory;
         m_record.memory = {plan.budgetBytes, plan.peakBytes, plan.scratchBytes,
                            isInMemory ? "memory" : "file"};
+    }
+
+    /// Beside the results, unless there is a folder for large files.
+    std::optional<stream::SCheckpointFiles> checkpoint_files() const {
+        if (!m_options.resume) {
+            return std::nullopt;
+        }
+        const std::string name =
+            ".tevra-resume-" + std::to_string(m_ranks.Rank() + 1) + "-of-" + std::to_string(m_ranks.Size());
+        std::ostringstream fingerprint;
+        fingerprint << std::hexfloat << "version " << ProgramVersion() << "; image "
+                    << IdentityOf(m_options.image) << "; raw " << m_options.raw.value_or("-") << "; sigma "
+                    << m_request.FiberRadiusPx() << "; window " << m_options.window.value_or("-");
+        return stream::SCheckpointFiles{m_options.outputFolder + "/" + name,
+                                        scratch_folder() + "/" + name + ".scratch", fingerprint.str()};
+    }
+
+    void say_earlier(stream::CCheckpoint::EState state) {
+        if (state == stream::CCheckpoint::EState::reusable) {
+            m_console.Say("going on with the smoothed slices of an earlier run");
+        } else if (state == stream::CCheckpoint::EState::other) {
+            m_console.Warn("the earlier run in '" + m_options.outputFolder +
+                           "' was of another image, radius, window, number of processes or version; starting "
+                           "over");
+        }
     }
 
     /// On standard output where that is all there is to do.
@@ -496,6 +527,9 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
             "Folder for a temporary file of smoothed slices, four bytes per pixel, if the memory does "
             "not suffice for them. Default: that of the results")
         ->type_name("DIR");
+    parser->add_flag("--resume", options->resume,
+                     "Keep the smoothed slices in a file until the results are written, and go on with those "
+                     "of an earlier run with this option that was killed");
     parser->add_flag("--dry-run", options->dryRun,
                      "Only print how much memory and scratch room the analysis will need");
     parser->add_flag("--quiet", options->quiet, "Print nothing but warnings and errors");

@@ -5,11 +5,18 @@
 #include "apps/Failure.h"
 #include "volume/Failure.h"
 
+#include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <ostream>
+#include <sstream>
+#include <system_error>
 
 namespace TEVRA::apps {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr double EQUAL_SPACING_TOLERANCE = 1e-4;
 
@@ -21,7 +28,38 @@ std::string spacing_text(const SPixelSpacing& spacing, int dim) {
     return WithUnit(text, spacing.unit);
 }
 
+/// Of a file of a dataset, as in "scan.h5:/grey", the file.
+fs::path file_of(const std::string& path) {
+    std::error_code ignored;
+    return fs::exists(path, ignored) ? path : path.substr(0, path.find(":/"));
+}
+
+void add_identity(const fs::path& file, std::ostream& text) {
+    std::error_code error;
+    const auto bytes = fs::file_size(file, error);
+    const auto time = fs::last_write_time(file, error);
+    text << (error ? 0 : bytes) << " bytes of " << (error ? 0 : time.time_since_epoch().count());
+}
+
 } // namespace
+
+std::string IdentityOf(const std::string& path) {
+    std::ostringstream text;
+    std::error_code error;
+    text << fs::absolute(path, error).string() << ' ';
+    const fs::path file = file_of(path);
+    if (!fs::is_directory(file, error)) {
+        add_identity(file, text);
+        return text.str();
+    }
+    std::vector<fs::path> slices(fs::directory_iterator(file), fs::directory_iterator{});
+    std::sort(slices.begin(), slices.end());
+    for (const fs::path& slice : slices) {
+        add_identity(slice, text);
+        text << ' ';
+    }
+    return text.str();
+}
 
 const char* const RAW_OPTION_HELP =
     "Layout of a file without header: sizes along x, y and, in 3D, z, and the pixel type u8, u16 or f32 "

@@ -19,6 +19,10 @@ extern const char* const RAW_OPTION_HELP;
 std::unique_ptr<volume::IImageReader> OpenInput(const std::string& path,
                                                 const std::optional<std::string>& rawText);
 
+/// What tells an image file, or a folder of slices, from another or from what it was: its full path, its size
+/// in bytes and the time of its last change, on one line.
+std::string IdentityOf(const std::string& path);
+
 /// The distance between pixels in use, and where it came from.
 struct SPixelSpacing {
     std::array<double, 3> length = {1.0, 1.0, 1.0}; ///< along z 1 in 2D

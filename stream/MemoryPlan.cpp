@@ -126,7 +126,7 @@ SMemoryPlan PlanMemory(const SWorkload& workload, std::size_t budgetBytes) {
     SMemoryPlan plan = useful_plan(workload, demand);
     plan.budgetBytes = budgetBytes;
     plan.peakBytes = demand.PeakBytes(plan);
-    if (plan.peakBytes <= budgetBytes) {
+    if (plan.peakBytes <= budgetBytes && !workload.keepsScratch) {
         return plan;
     }
     plan.scratchKind = EKind::file;

@@ -21,7 +21,8 @@ struct SWorkload {
     long long tiles = 1; ///< of the layout, along all axes
     long long tilesPerSlice = 1;
     int threads = 1;
-    int processes = 1; ///< that share the slices
+    bool keepsScratch = false; ///< in a file, for a later run
+    int processes = 1;         ///< that share the slices
 };
 
 /// How an analysis is cut so that it obeys a budget of memory; of one process, the one with most slices.

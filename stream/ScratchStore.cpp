@@ -43,9 +43,8 @@ int open_nameless_file(const std::string& folder) {
 
 CScratchStore::CScratchStore(const SScratchPlace& place, const SSliceRange& slices, std::size_t slicePixels)
     : m_slices(slices), m_slicePixels(slicePixels),
-      m_bytes(static_cast<std::size_t>(slices.Count()) * slicePixels * sizeof(float)), m_kind(place.kind),
-      m_folder(place.folder) {
-    if (m_kind == SScratchPlace::EKind::memory) {
+      m_bytes(static_cast<std::size_t>(slices.Count()) * slicePixels * sizeof(float)), m_place(place) {
+    if (m_place.kind == SScratchPlace::EKind::memory) {
         map_memory();
         return;
     }
@@ -81,16 +80,21 @@ void CScratchStore::map_memory() {
 }
 
 void CScratchStore::map_file() {
-    m_file = open_nameless_file(m_folder);
+    m_file = m_place.file.empty() ? open_nameless_file(m_place.folder)
+                                  : open(m_place.file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (m_file < 0) {
-        fail(m_folder, m_bytes, errno);
+        fail(m_place.folder, m_bytes, errno);
+    }
+    const bool isNew = m_place.content == SScratchPlace::EContent::overwritten;
+    if (isNew && ftruncate(m_file, 0) != 0) {
+        fail(m_place.folder, m_bytes, errno);
     }
     if (const int reason = posix_fallocate(m_file, 0, static_cast<off_t>(m_bytes)); reason != 0) {
-        fail(m_folder, m_bytes, reason);
+        fail(m_place.folder, m_bytes, reason);
     }
     void* const memory = mmap(nullptr, m_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, m_file, 0);
     if (memory == MAP_FAILED) {
-        fail(m_folder, m_bytes, errno);
+        fail(m_place.folder, m_bytes, errno);
     }
     m_pixels = static_cast<float*>(memory);
 }
@@ -105,7 +109,7 @@ void CScratchStore::Load(long long z, std::size_t first, std::span<float> run) c
         const ssize_t count = pread(m_file, bytes.data() + done, bytes.size() - done,
                                     static_cast<off_t>(offset_of(z, first) + done));
         if (count <= 0 && errno != EINTR) {
-            fail(m_folder, m_bytes, errno);
+            fail(m_place.folder, m_bytes, errno);
         }
         done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
     }
@@ -117,14 +121,20 @@ void CScratchStore::Save(long long z, std::size_t first, std::span<const float> 
         const ssize_t count = pwrite(m_file, bytes.data() + done, bytes.size() - done,
                                      static_cast<off_t>(offset_of(z, first) + done));
         if (count <= 0 && errno != EINTR) {
-            fail(m_folder, m_bytes, errno);
+            fail(m_place.folder, m_bytes, errno);
         }
         done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
     }
 }
 
+void CScratchStore::Sync() {
+    if (IsInFile() && (msync(m_pixels, m_bytes, MS_SYNC) != 0 || fsync(m_file) != 0)) {
+        fail(m_place.folder, m_bytes, errno);
+    }
+}
+
 void CScratchStore::Forget() noexcept {
-    if (m_kind == SScratchPlace::EKind::file && m_pixels != nullptr) {
+    if (m_place.kind == SScratchPlace::EKind::file && m_pixels != nullptr) {
         madvise(m_pixels, m_bytes, MADV_DONTNEED);
     }
 }

@@ -14,13 +14,18 @@ struct SScratchPlace {
     enum class EKind { memory, file };
     EKind kind = EKind::memory;
     std::string folder{}; ///< of the temporary file
+    /// A file with this name, to be kept by the caller; none for a nameless one.
+    std::string file{};
+    /// Whether what the named file holds is of use; else its room is taken anew.
+    enum class EContent { overwritten, reused };
+    EContent content = EContent::overwritten;
 };
 
 /// Room for a range of float slices of one size: in memory, or in a temporary file that is mapped into the
 /// address space.
 ///
-/// The file has no name: it goes with the process, whatever ends it. All of its room is taken at once, so
-/// that a full disk shows before the work and not as a crash in the middle of it.
+/// The file has no name, unless one is given: it goes with the process, whatever ends it. All of its room is
+/// taken at once, so that a full disk shows before the work and not as a crash in the middle of it.
 class CScratchStore {
   public:
     /// @param slicePixels of one slice, 1 or more.
@@ -38,11 +43,13 @@ class CScratchStore {
 
     /// A run of pixels of each slice, side by side: pixels `first` on. In a file they are copied, since
     /// mapped files come into memory in pieces of the system's choice.
-    bool IsInFile() const noexcept { return m_kind == SScratchPlace::EKind::file; }
+    bool IsInFile() const noexcept { return m_place.kind == SScratchPlace::EKind::file; }
     /// Copies `run.size()` pixels of one slice out of a file, or into it; callable by several threads.
     /// @throws volume::CEnvironmentError if that fails.
     void Load(long long z, std::size_t first, std::span<float> run) const;
     void Save(long long z, std::size_t first, std::span<const float> run);
+    /// Brings what has been written to a file onto the disk. @throws volume::CEnvironmentError if that fails.
+    void Sync();
     /// What has been touched need not stay in memory: in a file it is still there.
     void Forget() noexcept;
 
@@ -55,8 +62,7 @@ class CScratchStore {
     SSliceRange m_slices;
     std::size_t m_slicePixels;
     std::size_t m_bytes;
-    SScratchPlace::EKind m_kind;
-    std::string m_folder;
+    SScratchPlace m_place;
     int m_file = -1;
     float* m_pixels = nullptr;
 };

@@ -31,7 +31,7 @@ Impl::CSubfieldLayout layout_of(const SStreamInput& input, const SStreamParamete
 }
 
 SWorkload workload_of(const SStreamInput& input, const CTileGrid& grid, const SStreamParameters& parameters,
-                      int threads, int processes, bool wantsAngles) {
+                      int threads, int processes, bool wantsAngles, bool keepsScratch) {
     SWorkload workload{.imageSize = input.image.Info().size};
     workload.sigmaPx = parameters.fiberRadius / parameters.spacing;
     workload.bytesPerPixel = volume::BytesPerPixel(input.image.Info().pixelType);
@@ -42,7 +42,28 @@ SWorkload workload_of(const SStreamInput& input, const CTileGrid& grid, const SS
     workload.tiles = workload.tilesPerSlice * grid.Tiles(2);
     workload.threads = threads;
     workload.processes = processes;
+    workload.keepsScratch = keepsScratch;
     return workload;
+}
+
+std::size_t slice_pixels(const SStreamInput& input) {
+    const CSize& size = input.image.Info().size;
+    return static_cast<std::size_t>(size[0] * size[1]);
+}
+
+/// The slices that a process keeps smoothed: its own, and room for some of its neighbours'.
+SSliceRange stored_slices(const SStreamInput& input, const SStreamParameters& parameters,
+                          const ICommunicator& ranks) {
+    const long long depth = input.image.SliceCount();
+    const Impl::Gaussian gaussian = Impl::GaussianFromSigma(parameters.fiberRadius / parameters.spacing);
+    return WithHalo(SlicesOfRank(depth, ranks.Size(), ranks.Rank()), std::max(HaloSlices(gaussian), 1LL),
+                    depth);
+}
+
+std::size_t scratch_bytes(const SStreamInput& input, const SStreamParameters& parameters,
+                          const ICommunicator& ranks) {
+    const SSliceRange slices = stored_slices(input, parameters, ranks);
+    return static_cast<std::size_t>(slices.Count()) * slice_pixels(input) * sizeof(float);
 }
 
 void check(const SStreamInput& input, const Impl::CSubfieldLayout& layout, const ICommunicator& ranks) {
@@ -81,9 +102,18 @@ class CStreamingAnalysis::CRun {
           m_workers(analysis.m_resources.threads),
           m_gaussian(
               Impl::GaussianFromSigma(analysis.m_parameters.fiberRadius / analysis.m_parameters.spacing)),
-          m_store({m_plan.scratchKind, analysis.m_resources.scratchFolder},
-                  WithHalo(m_own, std::max(HaloSlices(m_gaussian), 1LL), m_depth),
-                  static_cast<std::size_t>(size()[0] * size()[1])) {}
+          m_checkpoint(analysis.m_checkpoint ? &*analysis.m_checkpoint : nullptr),
+          m_reuses(m_ranks.Smallest(analysis.Earlier() == CCheckpoint::EState::reusable ? 1.0 : 0.0) > 0.0),
+          m_store(scratch_place(), stored_slices(m_input, analysis.m_parameters, m_ranks),
+                  slice_pixels(m_input)) {}
+    /// What is left of an unfinished smoothing is of no use to anybody.
+    ~CRun() {
+        if (m_checkpoint != nullptr && !m_isKept) {
+            m_checkpoint->Remove();
+        }
+    }
+    CRun(const CRun&) = delete;
+    CRun& operator=(const CRun&) = delete;
 
     SStreamResult Run() {
         constexpr int PASSES = 5;
@@ -98,8 +128,18 @@ class CStreamingAnalysis::CRun {
             report.Step();
         };
         pass("mask", [&] { check_mask(); });
-        pass("slices", [&] { result.range = smooth_slices(); });
-        pass("columns", [&] { extent = smooth_columns(); });
+        if (m_reuses) {
+            result.range = m_checkpoint->Smoothed().range;
+            extent = m_checkpoint->Smoothed().extent;
+            m_isKept = true;
+        } else {
+            if (m_checkpoint != nullptr) {
+                m_checkpoint->Discard();
+            }
+            pass("slices", [&] { result.range = smooth_slices(); });
+            pass("columns", [&] { extent = smooth_columns(); });
+            keep({result.range, extent});
+        }
         pass("threshold", [&] { result.threshold = threshold(extent); });
         pass("directions", [&] {
             ExchangeHalo(m_store, 1, m_depth, m_ranks);
@@ -115,6 +155,24 @@ class CStreamingAnalysis::CRun {
 
   private:
     const CSize& size() const { return m_input.image.Info().size; }
+
+    SScratchPlace scratch_place() const {
+        SScratchPlace place{m_plan.scratchKind, m_analysis.m_resources.scratchFolder};
+        if (m_checkpoint != nullptr) {
+            place.file = m_analysis.m_resources.checkpoint->scratch;
+            place.content = m_reuses ? SScratchPlace::EContent::reused : SScratchPlace::EContent::overwritten;
+        }
+        return place;
+    }
+
+    /// For a later run, should this one be killed.
+    void keep(const SSmoothed& smoothed) {
+        if (m_checkpoint != nullptr) {
+            m_store.Sync();
+            m_checkpoint->Save(smoothed);
+            m_isKept = true;
+        }
+    }
 
     std::vector<double> idle_seconds() {
         constexpr int IDLE = 5; // tag of the messages
@@ -327,6 +385,9 @@ class CStreamingAnalysis::CRun {
     SSliceRange m_own;
     CWorkers m_workers;
     Impl::Gaussian m_gaussian;
+    CCheckpoint* m_checkpoint; // null if nothing is kept
+    bool m_reuses;             // the smoothing of an earlier run
+    bool m_isKept = false;     // the smoothing of this run, or an earlier one
     CScratchStore m_store;
 };
 
@@ -339,12 +400,21 @@ CStreamingAnalysis::CStreamingAnalysis(const SStreamInput& input, const SStreamP
     if (m_input.window) {
         volume::CheckWindow(*m_input.window);
     }
-    m_plan =
-        PlanMemory(workload_of(m_input, m_grid, parameters, resources.threads, ranks.Size(), wantsAngles),
-                   resources.memoryBytes);
+    m_plan = PlanMemory(workload_of(m_input, m_grid, parameters, resources.threads, ranks.Size(), wantsAngles,
+                                    resources.checkpoint.has_value()),
+                        resources.memoryBytes);
+    if (resources.checkpoint) {
+        m_checkpoint.emplace(*resources.checkpoint, scratch_bytes(m_input, m_parameters, ranks));
+    }
 }
 
 CStreamingAnalysis::~CStreamingAnalysis() = default;
+
+void CStreamingAnalysis::DropCheckpoint() {
+    if (m_checkpoint) {
+        m_checkpoint->Remove();
+    }
+}
 
 SStreamResult CStreamingAnalysis::Run(IAngleSink* angles) {
     return CRun(*this, angles).Run();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "stream/Checkpoint.h"
 #include "stream/Communicator.h"
 #include "stream/MemoryPlan.h"
 #include "stream/OrientationPass.h"
@@ -52,6 +53,9 @@ struct SStreamResources {
     int threads = 1;
     std::size_t memoryBytes = 0;        ///< of one process; the same for all, as are the threads
     std::string scratchFolder = "/tmp"; ///< for a temporary file if the memory does not suffice
+    /// Given: a finished smoothing is kept in these files until the run is finished, and reused if a run
+    /// before was not.
+    std::optional<SCheckpointFiles> checkpoint{};
 };
 
 struct SStreamResult {
@@ -92,6 +96,10 @@ class CStreamingAnalysis {
     CStreamingAnalysis& operator=(const CStreamingAnalysis&) = delete;
 
     const SMemoryPlan& Plan() const noexcept { return m_plan; }
+    /// Whether this process can go on where an earlier run has ended.
+    CCheckpoint::EState Earlier() const noexcept {
+        return m_checkpoint ? m_checkpoint->State() : CCheckpoint::EState::absent;
+    }
 
     /// Reports progress to the calling thread's monitor.
     /// @param angles takes the maps of this process's slices; null if they are not wanted.
@@ -99,6 +107,9 @@ class CStreamingAnalysis {
     /// without room
     ///         for the scratch store; std::bad_alloc.
     SStreamResult Run(IAngleSink* angles);
+
+    /// The run's results are safe: what was kept for another one goes.
+    void DropCheckpoint();
 
   private:
     class CRun;
@@ -110,6 +121,7 @@ class CStreamingAnalysis {
     Impl::CSubfieldLayout m_layout;
     CTileGrid m_grid;
     SMemoryPlan m_plan;
+    std::optional<CCheckpoint> m_checkpoint;
 };
 
 } // namespace TEVRA::stream

@@ -8,10 +8,13 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <cmath>
+#include <csignal>
 #include <fstream>
 #include <limits>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace TEVRA::test {
@@ -176,6 +179,81 @@ TEST_F(Streaming, PixelsWithoutAValueCountAsDarkest) {
     EXPECT_THAT(outcome.err, HasSubstr("tevra: warning: 3 pixels have no value (NaN) and count as darkest"));
     EXPECT_EQ(record("missing")["input"]["nan_pixels"], 3);
     expect_same_files("dark", "missing");
+}
+
+/// Runs that are killed once they have smoothed the image.
+class Resuming : public Streaming {
+  protected:
+    Resuming() { write_volume(180); }
+
+    void run_until_killed(const Words& more) {
+        Words words = {"analyze", "image.raw", "--raw", m_layout,  "--fiber-radius",
+                       "3",       "-o",        "out",   "--resume"};
+        words.insert(words.end(), more.begin(), more.end());
+        CProgramRun killed(words, {.workingFolder = m_folder.Path()});
+        while (!killed.HasEnded() && !fs::exists(m_folder / "out/.tevra-resume-1-of-1")) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        killed.Signal(SIGKILL);
+        ASSERT_EQ(killed.Wait().status, 128 + SIGKILL);
+    }
+    Words kept_files() const {
+        Words names;
+        for (const std::string& name : CTemporaryFolder::EntriesOf(m_folder / "out")) {
+            if (name.starts_with(".tevra-resume")) {
+                names.push_back(name);
+            }
+        }
+        return names;
+    }
+};
+
+TEST_F(Resuming, AKilledRunIsContinuedToTheSameFiles) {
+    run_until_killed({"--subfield", "50", "--maps"});
+    EXPECT_THAT(kept_files(), ElementsAre(".tevra-resume-1-of-1", ".tevra-resume-1-of-1.scratch"));
+    const SOutcome outcome = run("out", {"--resume", "--subfield", "50", "--maps"});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.err, HasSubstr("going on with the smoothed slices of an earlier run"));
+    EXPECT_FALSE(record("out")["seconds"].contains("columns"));
+    run("whole", {"--subfield", "50", "--maps"});
+    expect_same_files("out", "whole");
+    EXPECT_THAT(kept_files(), ElementsAre());
+}
+
+TEST_F(Resuming, AnotherImageOrRadiusStartsOver) {
+    run_until_killed({"--subfield", "50", "--maps"});
+    const SOutcome wider = run("out", {"--resume", "--subfield", "50", "--maps", "--window", "0,250"});
+    ASSERT_EQ(wider.status, 0) << wider.err;
+    EXPECT_THAT(wider.err, HasSubstr("tevra: warning: the earlier run in 'out' was of another image"));
+    EXPECT_TRUE(record("out")["seconds"].contains("columns"));
+    run("whole", {"--subfield", "50", "--maps", "--window", "0,250"});
+    expect_same_files("out", "whole");
+
+    run_until_killed({"--subfield", "50", "--maps"});
+    std::fstream(m_folder / "image.raw", std::ios::binary | std::ios::in | std::ios::out) << "new pixels";
+    EXPECT_THAT(run("out", {"--resume"}).err, HasSubstr("starting over"));
+}
+
+TEST_F(Resuming, ARunStoppedByCtrlCIsContinuedToo) {
+    Words words = {"analyze", "image.raw", "--raw", m_layout, "--fiber-radius", "3", "-o", "out", "--resume"};
+    CProgramRun stopped(words, {.workingFolder = m_folder.Path()});
+    while (!stopped.HasEnded() && !fs::exists(m_folder / "out/.tevra-resume-1-of-1")) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    stopped.Signal(SIGINT);
+    ASSERT_EQ(stopped.Wait().status, 130);
+    EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "out"),
+                ElementsAre(".tevra-resume-1-of-1", ".tevra-resume-1-of-1.scratch"));
+    EXPECT_THAT(run("out", {"--resume"}).err, HasSubstr("going on"));
+}
+
+TEST_F(Resuming, ADamagedRecordStartsOver) {
+    run_until_killed({});
+    WriteFile(m_folder / "out/.tevra-resume-1-of-1", "nonsense");
+    const SOutcome outcome = run("out", {"--resume"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.err, HasSubstr("starting over"));
+    EXPECT_THAT(kept_files(), ElementsAre());
 }
 
 } // namespace
