@@ -31,9 +31,11 @@ struct StEigenAxis {
 struct StHessianLimits {
     /// Largest residual |H v - lambda v| of a vector that counts as found, against the Frobenius norm of H.
     static constexpr double residual = 1e-13;
-    /// Least difference of the wanted magnitude to the next, in units of the eigenvalues' spread: closer
-    /// ones are told apart by the order that the decomposition defines, not by rounding.
-    static constexpr double gap = 0x1p-30;
+    /// Least difference of the wanted magnitude to the next, in units of the eigenvalues' spread. Of closer
+    /// roots the closed form may take one for the other: at a double root a rounding error moves them apart
+    /// by its square root, 1e-8. And equal magnitudes are told apart by the order that the decomposition
+    /// defines.
+    static constexpr double gap = 0x1p-20;
     /// Squared Frobenius norms whose eighth roots and powers stay in the range of numbers; those of
     /// single-precision entries do.
     static constexpr double smallestNorm = 0x1p-400;
