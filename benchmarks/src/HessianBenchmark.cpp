@@ -4,14 +4,19 @@
 #include "FilterOrientations/HessianAxis.h"
 #include "FilterOrientations/HessianOrientations.h"
 #include "FilterOrientations/OrientationSums.h"
+#include "FilterOrientations/RowKernels.h"
 #include "Numeric/Matrix.h"
+#include "Utils/InstructionSet.h"
 #include "volume/Phantom.h"
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace TEVRA {
@@ -35,53 +40,76 @@ const volume::SPhantom& phantom(long long extent) {
     return made.emplace_back(extent, volume::MakePhantom(options)).second;
 }
 
-std::vector<std::array<double, 6>> random_hessians(std::size_t count) {
+/// As many random Hessians as a row of an image.
+constexpr std::size_t ROW = 512;
+
+struct SHessianRow {
+    std::array<std::vector<float>, 6> entries; // xx, xy, xz, yy, yz, zz
+
+    Impl::HessianRows<3> Pointers() const {
+        Impl::HessianRows<3> rows{};
+        for (std::size_t entry = 0; entry < rows.size(); ++entry) {
+            rows[entry] = entries[entry].data();
+        }
+        return rows;
+    }
+};
+
+SHessianRow random_hessians() {
     std::mt19937_64 random(1);
-    std::normal_distribution<double> entry;
-    std::vector<std::array<double, 6>> hessians(count);
-    for (auto& hessian : hessians) {
-        for (double& value : hessian) {
-            value = entry(random);
+    std::normal_distribution<float> normal;
+    SHessianRow row;
+    for (auto& entry : row.entries) {
+        entry.resize(ROW);
+        for (float& value : entry) {
+            value = normal(random);
         }
     }
-    return hessians;
+    return row;
 }
 
-std::array<double, 3> axis_of(Impl::CHessianAxis<3>& kernel, const std::array<double, 6>& hessian) {
+void load(const SHessianRow& hessians, std::size_t x, Impl::CHessianAxis<3>& kernel) {
     std::size_t entry = 0;
     for (std::size_t row = 0; row < 3; ++row) {
         for (std::size_t col = row; col < 3; ++col) {
-            kernel.Set(row, col, hessian[entry++]);
+            kernel.Set(row, col, static_cast<double>(hessians.entries[entry++][x]));
         }
     }
-    std::array<double, 3> axis{};
-    if (!kernel.Compute(axis)) {
-        axis = {};
-    }
-    return axis;
 }
 
-void AxisOfHessian(benchmark::State& state) {
-    const auto hessians = random_hessians(4096);
+enum class EWay { closedForm, decomposition };
+
+/// One Hessian after the other; angles not included.
+void AxisOfHessian(benchmark::State& state, EWay way) {
+    const SHessianRow hessians = random_hessians();
     Impl::CHessianAxis<3> kernel(Impl::EEigenvalue::smallest);
+    std::array<double, 3> axis{};
+    bool isFound = true;
     for (auto _ : state) {
-        for (const auto& hessian : hessians) {
-            benchmark::DoNotOptimize(axis_of(kernel, hessian));
+        for (std::size_t x = 0; x < ROW; ++x) {
+            load(hessians, x, kernel);
+            isFound = (way == EWay::closedForm ? kernel.Compute(axis) : kernel.Decompose(axis)) && isFound;
+            benchmark::DoNotOptimize(axis);
         }
     }
-    const auto axis = axis_of(kernel, hessians[0]);
-    if (std::abs(axis[0] * axis[0] + axis[1] * axis[1] + axis[2] * axis[2] - 1.0) > 1e-12) {
+    if (!isFound || std::abs(axis[0] * axis[0] + axis[1] * axis[1] + axis[2] * axis[2] - 1.0) > 1e-12) {
         state.SkipWithError("the axis is not a unit vector");
     }
-    state.SetItemsProcessed(state.iterations() * static_cast<long long>(hessians.size()));
+    state.SetItemsProcessed(state.iterations() * static_cast<long long>(ROW));
 }
-BENCHMARK(AxisOfHessian);
+BENCHMARK_CAPTURE(AxisOfHessian, ClosedForm, EWay::closedForm);
+BENCHMARK_CAPTURE(AxisOfHessian, Decomposition, EWay::decomposition);
 
 void AnglesOfAxis(benchmark::State& state) {
+    const SHessianRow hessians = random_hessians();
     Impl::CHessianAxis<3> kernel(Impl::EEigenvalue::smallest);
-    std::vector<std::array<double, 3>> axes;
-    for (const auto& hessian : random_hessians(4096)) {
-        axes.push_back(axis_of(kernel, hessian));
+    std::vector<std::array<double, 3>> axes(ROW);
+    for (std::size_t x = 0; x < ROW; ++x) {
+        load(hessians, x, kernel);
+        if (!kernel.Compute(axes[x])) {
+            state.SkipWithError("no axis");
+            return;
+        }
     }
     for (auto _ : state) {
         for (const auto& axis : axes) {
@@ -91,6 +119,77 @@ void AnglesOfAxis(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * static_cast<long long>(axes.size()));
 }
 BENCHMARK(AnglesOfAxis);
+
+/// The instruction set of the case's argument; false if the processor has not got it.
+bool choose(benchmark::State& state, Impl::EInstructionSet& set) {
+    set = Impl::INSTRUCTION_SETS[static_cast<std::size_t>(state.range(0))];
+    state.SetLabel(std::string(Impl::NameOf(set)));
+    if (!Impl::IsSupported(set)) {
+        state.SkipWithError("not supported by this processor");
+        return false;
+    }
+    return true;
+}
+
+/// Hessian to angles, per foreground voxel. `range(0)`: instruction set, `range(1)`: percent of foreground,
+/// in runs as fibers have them.
+void AxesOfRow(benchmark::State& state) {
+    Impl::EInstructionSet set{};
+    if (!choose(state, set)) {
+        return;
+    }
+    const SHessianRow hessians = random_hessians();
+    std::vector<unsigned char> foreground(ROW);
+    for (std::size_t x = 0; x < ROW; ++x) {
+        foreground[x] = static_cast<long>(x % 64) * 100 < 64 * state.range(1) ? 1 : 0;
+    }
+    std::vector<float> theta(ROW);
+    std::vector<float> phi(ROW);
+    std::size_t found = 0;
+    for (auto _ : state) {
+        found = Impl::AxesOfRow<3>(hessians.Pointers(), foreground.data(), ROW, Impl::EEigenvalue::smallest,
+                                   {theta.data(), phi.data()}, set);
+        benchmark::ClobberMemory();
+    }
+    if (found != static_cast<std::size_t>(std::count(foreground.begin(), foreground.end(), 1))) {
+        state.SkipWithError("an axis is missing");
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<long long>(found));
+}
+BENCHMARK(AxesOfRow)->ArgsProduct({{0, 1, 2}, {25, 100}});
+
+/// Angles to sums, per voxel of a row a quarter of which is foreground. `range(1)`: order of the tensor.
+void AddRow(benchmark::State& state) {
+    Impl::EInstructionSet set{};
+    if (!choose(state, set)) {
+        return;
+    }
+    std::vector<float> theta(ROW, Impl::NO_COLATITUDE);
+    std::vector<float> phi(ROW, Impl::NO_ANGLE);
+    std::mt19937_64 random(1);
+    std::uniform_real_distribution<float> unit(0.0F, 1.0F);
+    for (std::size_t x = 0; x < ROW; ++x) {
+        if (x % 64 < 16) {
+            theta[x] = unit(random) * 1.57F;
+            phi[x] = unit(random) * 3.14F;
+        }
+    }
+    Impl::CSecondOrderSums<3> second;
+    Impl::CFourthOrderSums<3> fourth;
+    for (auto _ : state) {
+        Impl::AddRow<3>(second, state.range(1) == 4 ? &fourth : nullptr, {theta.data(), phi.data()}, ROW,
+                        set);
+        benchmark::DoNotOptimize(second);
+    }
+    CMatrix<double> tensor(3, 3);
+    second.CopyTo(tensor);
+    const double trace = tensor(0, 0) + tensor(1, 1) + tensor(2, 2);
+    if (std::abs(trace / static_cast<double>(second.Count()) - 1.0) > 1e-6) {
+        state.SkipWithError("the trace is not the count");
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<long long>(ROW));
+}
+BENCHMARK(AddRow)->ArgsProduct({{0, 1, 2}, {2, 4}});
 
 /// Sums over the whole image; `range(1)` is the order of the tensor.
 void TensorSums(benchmark::State& state) {
@@ -113,7 +212,7 @@ void TensorSums(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * extent * extent * extent);
 }
-BENCHMARK(TensorSums)->Args({128, 2})->Args({128, 4})->Unit(benchmark::kMillisecond);
+BENCHMARK(TensorSums)->Args({128, 2})->Args({128, 4})->Args({256, 2})->Unit(benchmark::kMillisecond);
 
 /// The estimator as a whole, from the image to the angle maps.
 void Compute(benchmark::State& state) {
