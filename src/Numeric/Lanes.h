@@ -21,11 +21,12 @@ inline namespace TEVRA_WIDE {
 /// `Count` doubles side by side, a power of 2.
 template <std::size_t Count>
 struct StLanes {
-    typedef double Numbers
-        __attribute__((vector_size(Count * sizeof(double)))); // NOLINT(modernize-use-using)
-    typedef long long Bits
-        __attribute__((vector_size(Count * sizeof(long long))));              // NOLINT(modernize-use-using)
-    typedef float Floats __attribute__((vector_size(Count * sizeof(float)))); // NOLINT(modernize-use-using)
+    // An alias would lose the count, which the attribute takes from the template.
+    // NOLINTBEGIN(modernize-use-using)
+    typedef double Numbers __attribute__((vector_size(Count * sizeof(double))));
+    typedef long long Bits __attribute__((vector_size(Count * sizeof(long long))));
+    typedef float Floats __attribute__((vector_size(Count * sizeof(float))));
+    // NOLINTEND(modernize-use-using)
     /// One truth value per lane: all bits set, or none.
     using Mask = Bits;
 
