@@ -51,6 +51,8 @@ class CImage : public IImage {
 
     /// Sets all pixels of a copy that nobody has looked at yet from those of its original, which saves the
     /// copying: `compute(original, pixels)`. What it throws leaves the copy as it was.
+    /// Meanwhile the original waits with changes and its other copies with theirs: `compute` touches none of
+    /// them.
     /// @return false, with nothing done, if this is not such a copy.
     bool SetFromOriginal(const std::function<void(const std::byte*, std::byte*)>& compute);
 
