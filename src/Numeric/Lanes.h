@@ -36,7 +36,7 @@ struct StLanes {
     TEVRA_LANES_INLINE explicit StLanes(double value) : v(value - Numbers{}) {} // not +: keeps -0.0
 
     TEVRA_LANES_INLINE static StLanes Of(Numbers numbers) {
-        StLanes lanes;
+        StLanes lanes{};
         lanes.v = numbers;
         return lanes;
     }
@@ -74,7 +74,7 @@ TEVRA_LANES_INLINE StLanes<Count> SquareRoot(const StLanes<Count>& value) {
     for (std::size_t lane = 0; lane < Count; ++lane) {
         numbers[lane] = __builtin_sqrt(numbers[lane]);
     }
-    StLanes<Count> root;
+    StLanes<Count> root{};
     __builtin_memcpy(&root.v, numbers, sizeof numbers);
     return root;
 }

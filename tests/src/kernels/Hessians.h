@@ -106,7 +106,7 @@ std::vector<SHessianKind<Dim>> HessianKinds() {
         }
         return hessian;
     };
-    const auto one_entry_of = [](std::vector<float> values) {
+    const auto one_entry_of = [](const std::vector<float>& values) {
         return [values](Random& random) {
             Hessian<Dim> hessian = RandomHessian<Dim>(1.0, random);
             hessian[random() % hessian.size()] = values[random() % values.size()];

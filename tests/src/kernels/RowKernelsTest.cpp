@@ -203,7 +203,7 @@ STensors<Dim> summed(const SAngles& angles, std::size_t count, EInstructionSet s
     AddRow<Dim>(second, &fourth, {angles.theta.data(), Dim == 3 ? angles.phi.data() : nullptr}, count, set);
     CSecondOrderSums<Dim> alone;
     AddRow<Dim>(alone, nullptr, {angles.theta.data(), Dim == 3 ? angles.phi.data() : nullptr}, count, set);
-    const STensors<Dim> tensors = tensors_of(second, fourth);
+    STensors<Dim> tensors = tensors_of(second, fourth);
     EXPECT_TRUE(same_bits(tensors_of(alone, {}).second, tensors.second))
         << "the fourth order changes the second";
     return tensors;
