@@ -27,8 +27,8 @@ struct SColumnSmoothing {
     /// `HaloSlices` says, where the image has any.
     CScratchStore& store;
     SSliceRange own;
-    long long depth;         ///< slices of the image
-    std::size_t stripPixels; ///< per slice; the same in all processes
+    long long depth = 0;         ///< slices of the image
+    std::size_t stripPixels = 0; ///< per slice; the same in all processes
 };
 
 /// Smooths in place, strip by strip: a strip is a run of pixels of every slice, so that every value is read

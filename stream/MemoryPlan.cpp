@@ -25,8 +25,8 @@ constexpr std::size_t BYTES_PER_THREAD = 3 * MEGABYTE;
 /// to 2 MB.
 constexpr std::size_t SLAB_SLACK = 4 * MEGABYTE;
 /// A subfield's entry in the result document with its text in the result files.
-constexpr std::size_t DOCUMENT_BYTES_PER_TILE = 16 * 1024;
-constexpr std::size_t FOURTH_ORDER_BYTES_PER_TILE = 40 * 1024;
+constexpr std::size_t DOCUMENT_BYTES_PER_TILE = 16384;
+constexpr std::size_t FOURTH_ORDER_BYTES_PER_TILE = 40960;
 /// Slabs of fewer pixels are not worth starting threads for.
 constexpr long long USEFUL_SLAB_PIXELS = 1 << 20;
 constexpr long long USEFUL_SLICES_PER_THREAD = 4;
@@ -82,7 +82,7 @@ class CDemand {
                (isInFile ? bytes_of(m_own + 2 * HaloSlices(m_gaussian), run) : 0);
     }
     std::size_t orientations(const SMemoryPlan& plan, bool isInFile) const {
-        const std::size_t maps = m_workload.wantsAngles ? 2 * 2 * m_slicePixels * sizeof(float) : 0;
+        const std::size_t maps = m_workload.wantsAngles ? 4 * m_slicePixels * sizeof(float) : 0;
         const std::size_t mask = m_workload.hasMask ? 2 * m_slicePixels : 0;
         const std::size_t sums = bytes_of(m_workload.tilesPerSlice * 2, sizeof(SSums<3>));
         const std::size_t slices = bytes_of(plan.slabSlices + 2, m_slicePixels * sizeof(float));

@@ -121,8 +121,8 @@ class COrientations {
     /// Where the rows of a slab come from and go to, and their sums.
     struct SSlab {
         SSliceRange slices;
-        const std::byte* mask;
-        SAngleSlab* angles; // null if nobody wants them
+        const std::byte* mask = nullptr;
+        SAngleSlab* angles = nullptr; // null if nobody wants them
         std::vector<Sums> sums;
     };
 

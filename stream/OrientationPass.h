@@ -32,11 +32,11 @@ struct SOrientationPass {
     SSliceRange own;
     const CSize& imageSize;
     const CTileGrid& grid;
-    CMaskSlices* mask;  ///< selects the foreground; null: what exceeds the threshold
-    double threshold;   ///< grey value
-    IAngleSink* angles; ///< null if nobody wants them
-    long long slabSlices;
-    bool withFourthOrder;
+    CMaskSlices* mask = nullptr;  ///< selects the foreground; null: what exceeds the threshold
+    double threshold = 0.0;       ///< grey value
+    IAngleSink* angles = nullptr; ///< null if nobody wants them
+    long long slabSlices = 1;
+    bool withFourthOrder = false;
 };
 
 /// @param sums receives the sums of every slice. @return the number of foreground pixels with an axis.

@@ -7,9 +7,10 @@
 #include <array>
 #include <cerrno>
 #include <cmath>
-#include <cstdio>
 #include <fcntl.h>
+#include <iomanip>
 #include <new>
+#include <sstream>
 #include <string_view>
 #include <sys/mman.h>
 #include <system_error>
@@ -148,10 +149,10 @@ std::string BytesText(std::size_t bytes) {
         ++unit;
     }
     const double step = amount < 10.0 ? 0.1 : 1.0;
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), amount < 10.0 ? "%.1f %s" : "%.0f %s",
-                  std::ceil(amount / step) * step, UNITS[unit]);
-    return text.data();
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(amount < 10.0 ? 1 : 0) << std::ceil(amount / step) * step << ' '
+         << UNITS[unit];
+    return text.str();
 }
 
 } // namespace TEVRA::stream
