@@ -23,7 +23,8 @@ namespace TEVRA {
 namespace {
 
 constexpr double SIGMA_PX = 3.0;
-constexpr double FOREGROUND_SHARE = 0.25;
+/// Smoothing widens fibers: this share of the volume makes a quarter of it foreground.
+constexpr double VOLUME_FRACTION = 0.15;
 
 /// A volume with a quarter of its voxels foreground, made once per size.
 const volume::SPhantom& phantom(long long extent) {
@@ -36,7 +37,7 @@ const volume::SPhantom& phantom(long long extent) {
     volume::SPhantomOptions options;
     options.sizePx = CSize(extent, extent, extent);
     options.fiberRadiusPx = SIGMA_PX;
-    options.places = volume::SRandomPlaces{FOREGROUND_SHARE};
+    options.places = volume::SRandomPlaces{VOLUME_FRACTION};
     return made.emplace_back(extent, volume::MakePhantom(options)).second;
 }
 
