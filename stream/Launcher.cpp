@@ -9,7 +9,7 @@ namespace TEVRA::stream {
 int LaunchedProcesses() {
     for (const char* const name : {"OMPI_COMM_WORLD_SIZE", "PMI_SIZE", "MPI_LOCALNRANKS"}) {
         if (const char* const text = std::getenv(name); text != nullptr) {
-            return std::max(1, std::atoi(text));
+            return static_cast<int>(std::clamp(std::strtol(text, nullptr, 10), 1L, 1L << 20));
         }
     }
     return 1;

@@ -18,6 +18,8 @@ std::string CStringTools::Printf(const char* format, ...) {
     va_start(arguments, format);
     std::va_list measured;
     va_copy(measured, arguments);
+    // The analyser does not see that va_copy initialises.
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     int length = std::vsnprintf(nullptr, 0, format, measured);
     va_end(measured);
     std::string text;

@@ -124,8 +124,10 @@ StAxesFound axes_of_segment(const StAxesOfSegment& segment) {
     constexpr std::size_t entries = Dim * (Dim + 1) / 2;
     unsigned short positions[SEGMENT_PIXELS + 1];
     StPacked hessian[entries];
+    // Only what is used of the buffers is written. NOLINTBEGIN(cppcoreguidelines-pro-type-member-init)
     StPacked theta;
     StPacked phi;
+    // NOLINTEND(cppcoreguidelines-pro-type-member-init)
     fill(segment.theta, segment.count, Dim == 3 ? NO_COLATITUDE : NO_ANGLE);
     if constexpr (Dim == 3) {
         fill(segment.phi, segment.count, NO_ANGLE);
@@ -224,8 +226,10 @@ template <std::size_t Dim, bool WithFourth>
 void add_packed(const StPacked& theta, const StPacked& phi, std::size_t count,
                 const StSumsOfSegment& segment) {
     using Size = StTensorSize<Dim>;
+    // Cleared below. NOLINTBEGIN(cppcoreguidelines-pro-type-member-init)
     StStripes<Size::second> second;
     StStripes<WithFourth ? Size::fourth : 1> fourth;
+    // NOLINTEND(cppcoreguidelines-pro-type-member-init)
     second.Clear();
     fourth.Clear();
     for (std::size_t at = 0; at < count; at += SUM_STRIPES) {
@@ -254,8 +258,10 @@ void add_packed(const StPacked& theta, const StPacked& phi, std::size_t count,
 
 template <std::size_t Dim>
 std::size_t sums_of_segment(const StSumsOfSegment& segment) {
+    // Packed up to `count`. NOLINTBEGIN(cppcoreguidelines-pro-type-member-init)
     StPacked theta;
     StPacked phi;
+    // NOLINTEND(cppcoreguidelines-pro-type-member-init)
     const std::size_t count = pack_angles<Dim>(segment, theta, phi);
     if (segment.fourth != nullptr) {
         add_packed<Dim, true>(theta, phi, count, segment);
