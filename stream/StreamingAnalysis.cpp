@@ -116,10 +116,11 @@ class CStreamingAnalysis::CRun {
     CRun& operator=(const CRun&) = delete;
 
     SStreamResult Run() {
-        constexpr int PASSES = 5;
+        const bool hasMask = m_input.mask != nullptr;
+        const int passes = 2 + (hasMask ? 1 : 0) + (m_reuses ? 0 : 2);
         SStreamResult result;
         SExtent extent;
-        CProgressReport report(CProgressMonitor::Obj(), PASSES, "");
+        CProgressReport report(CProgressMonitor::Obj(), passes, "");
         const auto pass = [&](const char* name, const auto& work) {
             const auto start = std::chrono::steady_clock::now();
             work();
@@ -127,7 +128,9 @@ class CStreamingAnalysis::CRun {
             result.passes.push_back({name, time.count()});
             report.Step();
         };
-        pass("mask", [&] { check_mask(); });
+        if (hasMask) {
+            pass("mask", [&] { check_mask(); });
+        }
         if (m_reuses) {
             result.range = m_checkpoint->Smoothed().range;
             extent = m_checkpoint->Smoothed().extent;
@@ -191,9 +194,6 @@ class CStreamingAnalysis::CRun {
 
     /// A mask that is none shows before the work, not in the course of it.
     void check_mask() {
-        if (m_input.mask == nullptr) {
-            return;
-        }
         CMaskSlices mask(*m_input.mask);
         CSlabReader reader(
             [&mask](const SSliceRange& slices, std::byte* pixels) { mask.Read(slices, pixels); }, m_own,
