@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "stream/GreySlices.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <limits>
+#include <span>
 #include <type_traits>
 
 namespace TEVRA::stream {
@@ -21,33 +20,6 @@ const IImage::CType& type_of(volume::EPixelType type) {
         break;
     }
     return IMAGE_GREY_F;
-}
-
-template <typename PixelT>
-volume::SValueRange range_of(const PixelT* pixels, std::size_t count) {
-    if constexpr (std::is_integral_v<PixelT>) {
-        PixelT lo = std::numeric_limits<PixelT>::max();
-        PixelT hi = 0;
-        for (std::size_t i = 0; i < count; ++i) {
-            lo = std::min(lo, pixels[i]);
-            hi = std::max(hi, pixels[i]);
-        }
-        return {static_cast<double>(lo), static_cast<double>(hi), 0, 0};
-    } else {
-        volume::SValueRange range = NoValues();
-        for (std::size_t i = 0; i < count; ++i) {
-            const auto value = static_cast<double>(pixels[i]);
-            if (std::isfinite(value)) {
-                range.lo = std::min(range.lo, value);
-                range.hi = std::max(range.hi, value);
-            } else if (std::isnan(value)) {
-                ++range.nanCount;
-            } else {
-                ++range.infiniteCount;
-            }
-        }
-        return range;
-    }
 }
 
 void replace(float* pixels, std::size_t count, const std::optional<volume::SValueRange>& finite) {
@@ -90,7 +62,7 @@ volume::SValueRange CGreySlices::Prepare(const std::byte* raw, CImage& slice) co
 template <typename PixelT>
 volume::SValueRange CGreySlices::prepare(const PixelT* raw, CImage& slice) const {
     const auto count = static_cast<std::size_t>(slice.Size().Elements());
-    const volume::SValueRange range = range_of(raw, count);
+    const volume::SValueRange range = volume::RangeOf(std::span(raw, count));
     if (m_window) {
         auto* const grey = slice.Pixels<std::uint8_t>();
         for (std::size_t i = 0; i < count; ++i) {
@@ -105,15 +77,6 @@ volume::SValueRange CGreySlices::prepare(const PixelT* raw, CImage& slice) const
         }
     }
     return range;
-}
-
-volume::SValueRange Together(const volume::SValueRange& a, const volume::SValueRange& b) {
-    return {std::min(a.lo, b.lo), std::max(a.hi, b.hi), a.nanCount + b.nanCount,
-            a.infiniteCount + b.infiniteCount};
-}
-
-volume::SValueRange NoValues() {
-    return {std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(), 0, 0};
 }
 
 } // namespace TEVRA::stream

@@ -30,7 +30,7 @@ class CGreySlices {
     std::unique_ptr<CImage> NewSlice() const;
     /// Brings one slice as read into an image of `NewSlice`. Values that are no finite numbers become 0 in
     /// the file's precision, unless `Replace` says more.
-    /// @return the range of the file's values in the slice; lo above hi if there is no finite one.
+    /// @return the range of the file's values in the slice.
     volume::SValueRange Prepare(const std::byte* raw, CImage& slice) const;
 
     /// From now on NaN becomes the smallest finite value (the darkest), infinite values the smallest and
@@ -47,10 +47,5 @@ class CGreySlices {
     std::optional<volume::SGreyWindow> m_window;
     std::optional<volume::SValueRange> m_finite;
 };
-
-/// The range of two sets of values together.
-volume::SValueRange Together(const volume::SValueRange& a, const volume::SValueRange& b);
-/// The range of no values.
-volume::SValueRange NoValues();
 
 } // namespace TEVRA::stream

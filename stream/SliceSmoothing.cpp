@@ -27,13 +27,12 @@ CSliceSmoothing::CSliceSmoothing(const Impl::Gaussian& gaussian, const CGreySlic
 volume::SValueRange CSliceSmoothing::Smooth(const std::byte* raw, const SSliceRange& slab,
                                             CScratchStore& store) {
     const std::size_t rawBytes = m_grey.RawSliceBytes();
-    volume::SValueRange range = NoValues();
+    volume::SValueRange range;
     if (slab.Count() < m_workers.Count()) {
         // Too few slices for all threads: these share one slice after the other.
         for (long long z = slab.first; z < slab.end; ++z) {
             const std::byte* const slice = raw + static_cast<std::size_t>(z - slab.first) * rawBytes;
-            range =
-                Together(range, smooth_slice(slice, store.Slice(z), *m_slices.front(), m_workers.Count()));
+            range.Add(smooth_slice(slice, store.Slice(z), *m_slices.front(), m_workers.Count()));
         }
         return range;
     }
@@ -41,11 +40,10 @@ volume::SValueRange CSliceSmoothing::Smooth(const std::byte* raw, const SSliceRa
     m_workers.Run(slab.Count(), [&](long long task, int worker) {
         const auto at = static_cast<std::size_t>(worker);
         const std::byte* const slice = raw + static_cast<std::size_t>(task) * rawBytes;
-        ranges[at] =
-            Together(ranges[at], smooth_slice(slice, store.Slice(slab.first + task), *m_slices[at], 1));
+        ranges[at].Add(smooth_slice(slice, store.Slice(slab.first + task), *m_slices[at], 1));
     });
     for (const volume::SValueRange& part : ranges) {
-        range = Together(range, part);
+        range.Add(part);
     }
     return range;
 }

@@ -224,7 +224,7 @@ class CStreamingAnalysis::CRun {
             grey.Replace(range);
             smooth_slices(grey);
         }
-        if (range.lo > range.hi) {
+        if (!range.HasFinite()) {
             throw volume::CInputError("the image has no finite value (" + std::to_string(range.nanCount) +
                                       " NaN, " + std::to_string(range.infiniteCount) + " infinite)");
         }
@@ -239,11 +239,11 @@ class CStreamingAnalysis::CRun {
                            m_own, m_plan.slabSlices, grey.RawSliceBytes());
         CSliceSmoothing smoothing(m_gaussian, grey, m_workers);
         const long long slabs = SlabCount(m_own, m_plan.slabSlices);
-        volume::SValueRange range = NoValues();
+        volume::SValueRange range;
         CProgressReport report(CProgressMonitor::Obj(), slabs, "Reading and smoothing slices...");
         for (long long slab = 0; slab < slabs; ++slab) {
             const SSliceRange slices = SlabOf(m_own, m_plan.slabSlices, slab);
-            range = Together(range, smoothing.Smooth(reader.Next(), slices, m_store));
+            range.Add(smoothing.Smooth(reader.Next(), slices, m_store));
             m_store.Forget();
             report.Step();
         }

@@ -6,11 +6,10 @@
 #include "volume/NumberText.h"
 #include "zeklib2image/HeaderTools.h"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <limits>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -71,22 +70,11 @@ auto with_pixel_type(const IImageReader& reader, WorkT work) {
 
 template <typename PixelT>
 SValueRange range_of(IImageReader& reader) {
-    SValueRange range{std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(), 0,
-                      0};
+    SValueRange range;
     visit_slices<PixelT>(reader, [&range](const std::vector<PixelT>& slice, std::size_t) {
-        for (const PixelT pixel : slice) {
-            const auto value = static_cast<double>(pixel);
-            if (std::isfinite(value)) {
-                range.lo = std::min(range.lo, value);
-                range.hi = std::max(range.hi, value);
-            } else if (std::isnan(value)) {
-                ++range.nanCount;
-            } else {
-                ++range.infiniteCount;
-            }
-        }
+        range.Add(RangeOf(std::span(slice)));
     });
-    if (range.lo > range.hi) {
+    if (!range.HasFinite()) {
         range.lo = range.hi = 0.0;
     }
     return range;

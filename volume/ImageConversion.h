@@ -2,6 +2,7 @@
 #pragma once
 
 #include "volume/ImageReader.h"
+#include "volume/ValueRange.h"
 #include "zeklib2image/Image.h"
 
 #include <cstdint>
@@ -15,14 +16,6 @@ namespace TEVRA::volume {
 struct SGreyWindow {
     double lo; ///< becomes 0, as does all below
     double hi; ///< becomes 255, as does all above
-};
-
-/// The extent of an image's grey values.
-struct SValueRange {
-    double lo = 0.0; ///< smallest finite value
-    double hi = 0.0; ///< largest finite value; lo and hi are 0 if there is no finite value
-    long long nanCount = 0;
-    long long infiniteCount = 0;
 };
 
 /// An 8-bit image and how it came about.
@@ -58,6 +51,7 @@ class CMaskValues {
 /// The image as it is: GREY_8, GREY_16 or GREY_F.
 std::unique_ptr<CImage> ReadImage(IImageReader& reader);
 
+/// The extent of the image's grey values; from 0 to 0 if none is finite.
 SValueRange ValueRange(IImageReader& reader);
 
 /// The image in 8 bit, each value v mapped to 255 (v - lo) / (hi - lo), clamped and rounded to the nearest.
