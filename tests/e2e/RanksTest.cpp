@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <cstdlib>
 #include <string>
@@ -15,6 +16,7 @@ namespace TEVRA::test {
 namespace {
 
 namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
@@ -118,6 +120,16 @@ TEST_F(Ranks, AFailureOfOneEndsAllWithItsMessage) {
     EXPECT_THAT(outcome.err, HasSubstr("process 1: tevra: error: "));
     EXPECT_THAT(outcome.err, HasSubstr("File too large"));
     EXPECT_THAT(m_folder.Entries(), ElementsAre("image.mha"));
+}
+
+TEST_F(Ranks, TasksOfSlurmShareTheWorkLikeProcessesOfMpirun) {
+    // What tells a program of `srun --mpi=pmix` from one of mpirun.
+    const SOutcome outcome = RunTevra({"analyze", "image.mha", "--fiber-radius", "3", "-o", "out"},
+                                      {.workingFolder = m_folder.Path(),
+                                       .launcher = {"mpirun", "--oversubscribe", "-n", "2", "env", "-u",
+                                                    "OMPI_COMM_WORLD_SIZE", "SLURM_STEP_NUM_TASKS=2"}});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(Json::parse(ReadFile(m_folder / "out/run.json"))["parameters"]["processes"], 2);
 }
 
 TEST_F(Ranks, MoreProcessesThanSlicesAreRefused) {
