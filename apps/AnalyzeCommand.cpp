@@ -200,7 +200,9 @@ class CAnalyzeRun {
         DoTogether(m_ranks, [&] {
             image = OpenInput(m_options.image, m_options.raw);
             plan(image->Info());
-            mask = open_mask(image->Info().size);
+            if (m_options.mask) {
+                mask = OpenMask(*m_options.mask, image->Info().size);
+            }
             analysis.emplace(
                 stream::SStreamInput{*image, mask.get(), m_settings.window}, ParametersOf(m_request),
                 stream::SStreamResources{threads, memoryBytes, scratch_folder(), checkpoint_files()}, m_ranks,
@@ -284,19 +286,6 @@ class CAnalyzeRun {
         } else if (info.pixelType != volume::EPixelType::u8) {
             m_console.Say("grey values in their own precision (" + info.storedType + ")");
         }
-    }
-
-    std::unique_ptr<volume::IImageReader> open_mask(const CSize& imageSize) const {
-        if (!m_options.mask) {
-            return nullptr;
-        }
-        auto reader = volume::OpenImage(*m_options.mask);
-        if (!(reader->Info().size == imageSize)) {
-            throw CWorkError("mask '" + *m_options.mask + "' has " +
-                             SizeText(ExtentsOf(reader->Info().size)) + " px, but the image has " +
-                             SizeText(ExtentsOf(imageSize)) + " px; give a mask of the image's size");
-        }
-        return reader;
     }
 
     stream::SStreamResult analyze(stream::CStreamingAnalysis& analysis, const CSize& size,
@@ -494,12 +483,7 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
             "Foreground is what is brighter than this factor times Otsu's automatic threshold of the "
             "smoothed image. Default: 1.25")
         ->type_name("F");
-    parser
-        ->add_option(
-            "--mask", options->mask,
-            "Image of the same size with two values, the higher one marking the fibers; replaces the "
-            "automatic threshold")
-        ->type_name("FILE");
+    parser->add_option("--mask", options->mask, MASK_OPTION_HELP)->type_name("FILE");
     parser
         ->add_option(
             "--window", options->window,
@@ -511,10 +495,7 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
     parser->add_flag(
         "--maps", options->maps,
         "Write the fiber axis of every foreground pixel: theta.mha and, in 3D, phi.mha, in radians");
-    parser
-        ->add_option("--threads", options->threads,
-                     "Number of threads to use; results do not depend on it. Default: all cores")
-        ->type_name("N");
+    parser->add_option("--threads", options->threads, THREADS_OPTION_HELP)->type_name("N");
     parser
         ->add_option(
             "--memory", options->memory,

@@ -108,6 +108,9 @@ std::size_t ReadBytes(const SArgument& argument) {
     return static_cast<std::size_t>(*number * unit);
 }
 
+const char* const THREADS_OPTION_HELP =
+    "Number of threads to use; results do not depend on it. Default: all cores";
+
 int ReadThreads(const std::optional<std::string>& text) {
     constexpr long long MOST_THREADS = 1024;
     if (!text) {

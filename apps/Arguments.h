@@ -25,6 +25,8 @@ double ReadNumber(const SArgument& argument);
 double ReadPositiveNumber(const SArgument& argument);
 /// One whole number of at least `smallest`.
 long long ReadWholeNumber(const SArgument& argument, long long smallest);
+/// What the option --threads takes, for help texts.
+extern const char* const THREADS_OPTION_HELP;
 /// The value of --threads: at least 1, by default as many as the machine has cores.
 int ReadThreads(const std::optional<std::string>& text);
 

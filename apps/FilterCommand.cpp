@@ -137,12 +137,7 @@ void require_contrast(const CImage& image, const std::string& path) {
 }
 
 std::unique_ptr<CImage> read_mask(const std::string& path, const CSize& size) {
-    const auto reader = volume::OpenImage(path);
-    if (!(reader->Info().size == size)) {
-        throw CWorkError("mask '" + path + "' has " + SizeText(ExtentsOf(reader->Info().size)) +
-                         " px, but the image has " + SizeText(ExtentsOf(size)) +
-                         " px; give a mask of the image's size");
-    }
+    const auto reader = OpenMask(path, size);
     try {
         return volume::ReadMask(*reader);
     } catch (const volume::CInputError& error) {
@@ -291,22 +286,14 @@ SCommand AddFilterCommand(CLI::App& program) {
     parser->add_option("-o,--output", options->outputFolder, "Folder for the results, made if needed")
         ->required()
         ->type_name("DIR");
-    parser
-        ->add_option(
-            "--mask", options->mask,
-            "Image of the same size with two values, the higher one marking the fibers; replaces the "
-            "automatic threshold")
-        ->type_name("FILE");
+    parser->add_option("--mask", options->mask, MASK_OPTION_HELP)->type_name("FILE");
     parser
         ->add_option("--box", options->box,
                      "Pixels of the tensor: two corners x0,y0[,z0],x1,y1[,z1], the second one not included. "
                      "Default: the image without its last column, row and slice")
         ->type_name("CORNERS");
     parser->add_option("--raw", options->raw, RAW_OPTION_HELP)->type_name("X,Y,Z,TYPE");
-    parser
-        ->add_option("--threads", options->threads,
-                     "Number of threads to use; results do not depend on it. Default: all cores")
-        ->type_name("N");
+    parser->add_option("--threads", options->threads, THREADS_OPTION_HELP)->type_name("N");
     parser->add_flag("--quiet", options->quiet, "Print nothing but warnings and errors");
     parser->footer(
         "Results: index.mha (number of the direction, 255 for background), response.mha (strongest filter "

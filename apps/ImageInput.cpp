@@ -78,6 +78,20 @@ std::unique_ptr<volume::IImageReader> OpenInput(const std::string& path,
     return volume::OpenImage(path, options);
 }
 
+const char* const MASK_OPTION_HELP =
+    "Image of the same size with two values, the higher one marking the fibers; replaces the automatic "
+    "threshold";
+
+std::unique_ptr<volume::IImageReader> OpenMask(const std::string& path, const CSize& imageSize) {
+    auto reader = volume::OpenImage(path);
+    if (!(reader->Info().size == imageSize)) {
+        throw CWorkError("mask '" + path + "' has " + SizeText(ExtentsOf(reader->Info().size)) +
+                         " px, but the image has " + SizeText(ExtentsOf(imageSize)) +
+                         " px; give a mask of the image's size");
+    }
+    return reader;
+}
+
 SPixelSpacing SpacingOf(const volume::SImageInfo& info, const std::optional<std::vector<double>>& option) {
     SPixelSpacing spacing;
     spacing.note = info.spacingNote;

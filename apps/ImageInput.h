@@ -19,6 +19,12 @@ extern const char* const RAW_OPTION_HELP;
 std::unique_ptr<volume::IImageReader> OpenInput(const std::string& path,
                                                 const std::optional<std::string>& rawText);
 
+/// What the option --mask takes, for help texts.
+extern const char* const MASK_OPTION_HELP;
+
+/// Opens a mask. @throws CWorkError unless it is of the image's size.
+std::unique_ptr<volume::IImageReader> OpenMask(const std::string& path, const CSize& imageSize);
+
 /// What tells an image file, or a folder of slices, from another or from what it was: its full path, its size
 /// in bytes and the time of its last change, on one line.
 std::string IdentityOf(const std::string& path);
