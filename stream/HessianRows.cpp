@@ -10,29 +10,14 @@ namespace TEVRA::stream {
 namespace {
 
 using Impl::FirstDifference;
+using Impl::FirstDifferenceAlong;
 using Impl::SecondDifference;
+using Impl::SecondDifferenceAlong;
 
 constexpr std::size_t NONE = std::numeric_limits<std::size_t>::max();
 /// Buffers: the entries, three rows of slopes along x in the slice itself, one each in those below and above.
 constexpr std::size_t SLOPES = 3;
 constexpr std::size_t SIDES = 2;
-
-void first_difference_along(std::span<const float> row, std::span<float> out) {
-    const std::size_t last = row.size() - 1;
-    const std::size_t inner = last > 0 ? last - 1 : 0;
-    FirstDifference(row.first(inner), row.last(inner), out.subspan(std::min<std::size_t>(1, last), inner));
-    out[0] = FirstDifference(row[0], row[std::min<std::size_t>(1, last)]);
-    out[last] = FirstDifference(row[last - std::min<std::size_t>(1, last)], row[last]);
-}
-
-void second_difference_along(std::span<const float> row, std::span<float> out) {
-    const std::size_t last = row.size() - 1;
-    const std::size_t step = std::min<std::size_t>(1, last);
-    const std::size_t inner = last > 0 ? last - 1 : 0;
-    SecondDifference(row.first(inner), row.subspan(step, inner), row.last(inner), out.subspan(step, inner));
-    out[0] = SecondDifference(row[0], row[0], row[step]);
-    out[last] = last == 0 ? out[0] : SecondDifference(row[last - 1], row[last], row[last]);
-}
 
 } // namespace
 
@@ -55,7 +40,7 @@ template <std::size_t Dim>
 std::span<const float> CHessianRows<Dim>::slope_along_x(std::size_t y) {
     const std::span<float> slope = buffer(c_entries + y % SLOPES);
     if (m_slopeRow[y % SLOPES] != y) {
-        first_difference_along(m_slices.Row(m_slices.here, y), slope);
+        FirstDifferenceAlong(m_slices.Row(m_slices.here, y), slope);
         m_slopeRow[y % SLOPES] = y;
     }
     return slope;
@@ -67,7 +52,7 @@ const typename CHessianRows<Dim>::Rows& CHessianRows<Dim>::At(std::size_t y) {
     const std::size_t before = y > 0 ? y - 1 : y;
     const std::size_t after = std::min(y + 1, m_slices.height - 1);
     const auto here = [&](std::size_t row) { return m_slices.Row(m_slices.here, row); };
-    second_difference_along(here(y), buffer(0));
+    SecondDifferenceAlong(here(y), buffer(0));
     FirstDifference(slope_along_x(before), slope_along_x(after), buffer(1));
     SecondDifference(here(before), here(y), here(after), buffer(YY));
     if constexpr (Dim == 3) {
@@ -75,8 +60,8 @@ const typename CHessianRows<Dim>::Rows& CHessianRows<Dim>::At(std::size_t y) {
         const auto above = [&](std::size_t row) { return m_slices.Row(m_slices.above, row); };
         const std::span<float> slopeBelow = buffer(c_entries + SLOPES);
         const std::span<float> slopeAbove = buffer(c_entries + SLOPES + 1);
-        first_difference_along(below(y), slopeBelow);
-        first_difference_along(above(y), slopeAbove);
+        FirstDifferenceAlong(below(y), slopeBelow);
+        FirstDifferenceAlong(above(y), slopeAbove);
         FirstDifference(slopeBelow, slopeAbove, buffer(2));
         FirstDifference(below(before), below(after), slopeBelow);
         FirstDifference(above(before), above(after), slopeAbove);

@@ -109,19 +109,10 @@ void CDerivativePass::difference_along_x(const float* source, SBuffers& buffers,
         std::copy_n(source, length, buffers.row.data());
         source = buffers.row.data();
     }
-    const std::size_t last = length - 1;
-    const auto difference = [&](std::size_t first, std::size_t left, std::size_t right, std::size_t count) {
-        if (order(0) == 2) {
-            SecondDifference({source + left, count}, {source + first, count}, {source + right, count},
-                             {out + first, count});
-        } else {
-            FirstDifference({source + left, count}, {source + right, count}, {out + first, count});
-        }
-    };
-    difference(0, 0, std::min<std::size_t>(1, last), 1);
-    if (last > 0) {
-        difference(1, 0, 2, last - 1);
-        difference(last, last - 1, last, 1);
+    if (order(0) == 2) {
+        SecondDifferenceAlong({source, length}, {out, length});
+    } else {
+        FirstDifferenceAlong({source, length}, {out, length});
     }
 }
 

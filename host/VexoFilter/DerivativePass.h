@@ -22,8 +22,7 @@ class CDerivativePass : public ITilePass {
     void Work(long long tile, int worker) override;
 
   private:
-    /// Buffers of one worker: a row with a sample more at either end, and rows for the neighbours of each
-    /// axis.
+    /// Buffers of one worker: a row, and rows for the neighbours of each axis.
     struct SBuffers {
         std::vector<float> row;
         std::array<std::array<std::vector<float>, 3>, 3> neighbours;

@@ -4,6 +4,14 @@
 #include "VexoFilter/FilterKernels.h"
 
 namespace TEVRA::Impl {
+namespace {
+
+/// Samples of a line that have a neighbour on either side.
+std::size_t inner_count(std::span<const float> line) {
+    return line.size() > 2 ? line.size() - 2 : 0;
+}
+
+} // namespace
 
 void SecondDifference(std::span<const float> left, std::span<const float> here, std::span<const float> right,
                       std::span<float> out) {
@@ -12,6 +20,28 @@ void SecondDifference(std::span<const float> left, std::span<const float> here, 
 
 void FirstDifference(std::span<const float> left, std::span<const float> right, std::span<float> out) {
     FilterKernels().firstDifference(left.data(), right.data(), out.data(), out.size());
+}
+
+void SecondDifferenceAlong(std::span<const float> line, std::span<float> out) {
+    const std::size_t inner = inner_count(line);
+    if (inner > 0) {
+        SecondDifference(line.first(inner), line.subspan(1, inner), line.last(inner), out.subspan(1, inner));
+    }
+    const std::size_t last = line.size() - 1;
+    const std::size_t step = last > 0 ? 1 : 0;
+    out[0] = SecondDifference(line[0], line[0], line[step]);
+    out[last] = SecondDifference(line[last - step], line[last], line[last]);
+}
+
+void FirstDifferenceAlong(std::span<const float> line, std::span<float> out) {
+    const std::size_t inner = inner_count(line);
+    if (inner > 0) {
+        FirstDifference(line.first(inner), line.last(inner), out.subspan(1, inner));
+    }
+    const std::size_t last = line.size() - 1;
+    const std::size_t step = last > 0 ? 1 : 0;
+    out[0] = FirstDifference(line[0], line[step]);
+    out[last] = FirstDifference(line[last - step], line[last]);
 }
 
 } // namespace TEVRA::Impl

@@ -32,4 +32,11 @@ void SecondDifference(std::span<const float> left, std::span<const float> here, 
 /// First differences of whole lines or planes, as above.
 void FirstDifference(std::span<const float> left, std::span<const float> right, std::span<float> out);
 
+/// Second differences along a line, its ends included. @param line at least one sample.
+/// @param out as long as the line, and no part of it.
+void SecondDifferenceAlong(std::span<const float> line, std::span<float> out);
+
+/// First differences along a line, as above.
+void FirstDifferenceAlong(std::span<const float> line, std::span<float> out);
+
 } // namespace TEVRA::Impl

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <span>
 #include <vector>
 
 namespace TEVRA::test {
@@ -56,6 +58,28 @@ TEST(Differences, OfLinesAreThoseOfTheirSamples) {
         EXPECT_EQ(here, second) << "in place";
         Impl::FirstDifference(left, right, right);
         EXPECT_EQ(right, first) << "in place";
+    }
+}
+
+TEST(Differences, AlongALineContinueItConstantlyBeyondItsEnds) {
+    for (const std::size_t length : {1U, 2U, 3U, 4U, 9U, 10U, 17U, 35U}) {
+        std::vector<float> line(length);
+        for (std::size_t k = 0; k < length; ++k) {
+            line[k] = 0.37F * static_cast<float>(k * k) + 11.1F / static_cast<float>(k + 1);
+        }
+        constexpr float UNTOUCHED = -77.0F;
+        std::vector<float> second(length + 1, UNTOUCHED);
+        std::vector<float> first(length + 1, UNTOUCHED);
+        Impl::SecondDifferenceAlong(line, std::span(second).first(length));
+        Impl::FirstDifferenceAlong(line, std::span(first).first(length));
+        for (std::size_t k = 0; k < length; ++k) {
+            const float left = line[k > 0 ? k - 1 : k];
+            const float right = line[std::min(k + 1, length - 1)];
+            EXPECT_EQ(second[k], Impl::SecondDifference(left, line[k], right)) << k << " of " << length;
+            EXPECT_EQ(first[k], Impl::FirstDifference(left, right)) << k << " of " << length;
+        }
+        EXPECT_EQ(second[length], UNTOUCHED);
+        EXPECT_EQ(first[length], UNTOUCHED);
     }
 }
 
