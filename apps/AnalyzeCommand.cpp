@@ -25,6 +25,7 @@
 #include <array>
 #include <chrono>
 #include <ctime>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -322,9 +323,18 @@ class CAnalyzeRun {
                 CMapFiles::Create(paths, header);
             }
         });
-        paths.theta = SharedText(m_ranks, paths.theta);
-        paths.phi = SharedText(m_ranks, paths.phi);
+        paths.theta = shared_path(paths.theta, CResultFiles::THETA);
+        paths.phi = shared_path(paths.phi, CResultFiles::PHI);
         return std::make_unique<CMapFiles>(paths, header);
+    }
+
+    /// The first process's path of a result file, for all.
+    std::string shared_path(const std::string& path, const char* name) const {
+        std::string shared = SharedText(m_ranks, path);
+        if (!shared.empty()) {
+            NameInMessages(shared, (std::filesystem::path(m_options.outputFolder) / name).string());
+        }
+        return shared;
     }
 
     std::string scratch_folder() const { return m_options.scratch.value_or(m_options.outputFolder); }

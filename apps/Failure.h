@@ -40,6 +40,10 @@ class CAlreadyReported {
 /// @return the program's exit status.
 int RunGuarded(const std::function<void()>& work, std::ostream& errors);
 
+/// From now on errors and warnings say `name` where their text says `path`: of a file that stands under
+/// another name until it is finished, the name that its user knows.
+void NameInMessages(const std::string& path, const std::string& name);
+
 /// Writes the line `tevra: error: MESSAGE`, with line breaks in the message replaced by blanks.
 void PrintError(std::ostream& errors, const std::string& message);
 

@@ -114,6 +114,7 @@ std::string CPendingFiles::Add(const fs::path& target) {
     const fs::path temporary = temporary_name(place);
     m_pending.reserve(m_pending.size() + 1);
     m_pending.push_back({target, place, temporary, register_path(temporary.string())});
+    NameInMessages(temporary.string(), target.string());
     make_empty_file(temporary, target);
     return temporary.string();
 }

@@ -27,7 +27,7 @@ class CPendingFiles {
 
     /// Announces an output file and makes it, empty, under its temporary name, so that a place that cannot be
     /// written to shows before the work and not after it. A symbolic link to a file stays one.
-    /// Announcing it again changes nothing.
+    /// Announcing it again changes nothing. Error messages of the program show the target's name.
     /// @return the path to write to until `Commit`.
     /// @throws CWorkError if the folder lets no file be made, or if something else than a file has the name.
     std::string Add(const std::filesystem::path& target);

@@ -38,6 +38,17 @@ TEST(RunGuarded, AFailureIsOneLineAndStatus1) {
     EXPECT_EQ(outcome.errors, "tevra: error: cannot read 'a.tif'\n");
 }
 
+TEST(RunGuarded, AFileIsNamedAsItsUserKnowsIt) {
+    NameInMessages("out/.tmp-1-theta", "out/theta");
+    NameInMessages("out/.tmp-1-theta.mha", "link.mha");
+    const SOutcome outcome = outcome_of(
+        [] { throw CWorkError("out/.tmp-1-theta.mha: full, as is out/.tmp-1-theta: free some space"); });
+    EXPECT_EQ(outcome.errors, "tevra: error: link.mha: full, as is out/theta: free some space\n");
+    std::ostringstream warnings;
+    PrintWarning(warnings, "no room for out/.tmp-1-theta");
+    EXPECT_EQ(warnings.str(), "tevra: warning: no room for out/theta\n");
+}
+
 TEST(RunGuarded, WrongUsageIsStatus2) {
     const SOutcome outcome = outcome_of([] { throw CUsageError("--threads: '0' is not right"); });
     EXPECT_EQ(outcome.status, 2);

@@ -294,8 +294,8 @@ TEST_F(AnalyzeFailure, AFolderInTheResultsPlace) {
 TEST_F(AnalyzeFailure, AFullDisk) {
     // The result document fits into the first, not into the second; the maps into neither.
     for (const long bytes : {100'000L, 500L}) {
-        expect_refusal({"volume.mha", "--fiber-radius", "3", "--maps", "-o", "out"}, FAILED, {"out/"},
-                       {.fileSizeLimit = bytes});
+        expect_refusal({"volume.mha", "--fiber-radius", "3", "--maps", "-o", "out"}, FAILED,
+                       {"error: out/theta.mha: cannot be written: File too large"}, {.fileSizeLimit = bytes});
     }
 }
 

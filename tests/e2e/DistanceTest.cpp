@@ -150,7 +150,8 @@ TEST_F(Distance, RefusesAnOutputThatCannotBeWritten) {
     std::filesystem::create_directory(m_folder / "folder.mha");
     expect_refused("0,0,1", 1, {"folder.mha", "not a plain file"}, "folder.mha");
     ExpectRefusal({"distance", "theta.mha", "phi.mha", "--reference", "0,0,1", "-o", "distance.mha"}, 1,
-                  {"distance.mha"}, {.workingFolder = m_folder.Path(), .fileSizeLimit = 10});
+                  {"error: distance.mha: cannot be written"},
+                  {.workingFolder = m_folder.Path(), .fileSizeLimit = 10});
 }
 
 TEST_F(Distance, RefusesMapsOfDifferentSizes) {

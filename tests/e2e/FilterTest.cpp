@@ -252,7 +252,8 @@ TEST_F(Filter, RefusesMasksThatAreNone) {
 
 TEST_F(Filter, RefusesOutputsThatCannotBeWritten) {
     WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22}, 0));
-    expect_refused("image.mha", 1, {"out/"}, {}, {.fileSizeLimit = 500});
+    expect_refused("image.mha", 1, {"error: out/response.mha: cannot be written"}, {},
+                   {.fileSizeLimit = 500});
     WriteFile(m_folder / "out", "precious");
     expect_refused("image.mha", 1, {"'out'", "is a file"});
     EXPECT_EQ(ReadFile(m_folder / "out"), "precious");
