@@ -24,6 +24,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdint>
 #include <ctime>
 #include <filesystem>
 #include <iostream>
@@ -31,6 +32,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -140,6 +142,18 @@ std::vector<long long> subfield_per_axis(const std::vector<long long>& given, in
     return given;
 }
 
+/// A word that stands for a folder, by its full path: the FNV-1a hash.
+std::string name_of_folder(const std::string& folder) {
+    std::error_code error;
+    std::uint64_t hash = 0xcbf29ce484222325U;
+    for (const char letter : (std::filesystem::absolute(folder, error) / "").lexically_normal().string()) {
+        hash = (hash ^ static_cast<unsigned char>(letter)) * 0x100000001b3U;
+    }
+    std::ostringstream name;
+    name << std::hex << hash;
+    return name.str();
+}
+
 using Clock = std::chrono::steady_clock;
 
 double seconds_since(Clock::time_point start) {
@@ -208,7 +222,6 @@ class CAnalyzeRun {
                 stream::SStreamInput{*image, mask.get(), m_settings.window}, ParametersOf(m_request),
                 stream::SStreamResources{threads, memoryBytes, scratch_folder(), checkpoint_files()}, m_ranks,
                 m_options.maps);
-            say_earlier(analysis->Earlier());
             record_memory(analysis->Plan());
             say_memory(analysis->Plan());
             say_grey_values(image->Info());
@@ -216,13 +229,19 @@ class CAnalyzeRun {
                 files.emplace(m_options.outputFolder, result_names(m_options, image->Info().size.Dim()));
             }
         });
+        const stream::CCheckpoint::EState earlier = common_state(analysis->Earlier());
+        say_earlier(earlier);
         if (m_options.dryRun) {
             return;
+        }
+        if (earlier == stream::CCheckpoint::EState::other) {
+            analysis->DropCheckpoint(); // before its room is taken anew
         }
         const Clock::time_point analysisStart = Clock::now();
         const stream::SStreamResult result = analyze(*analysis, image->Info().size, files);
         m_record.analyzeSeconds = seconds_since(analysisStart);
         if (!m_ranks.IsFirst()) {
+            m_ranks.Meet(); // the results are written
             analysis->DropCheckpoint();
             return;
         }
@@ -233,6 +252,7 @@ class CAnalyzeRun {
         files->WriteText(CResultFiles::RUN_RECORD, report::RunJson(m_record));
         ThrowIfInterrupted();
         files->Commit();
+        m_ranks.Meet();
         analysis->DropCheckpoint();
         say_result(*result.document, *files);
     }
@@ -345,19 +365,29 @@ class CAnalyzeRun {
                            isInMemory ? "memory" : "file"};
     }
 
-    /// Beside the results, unless there is a folder for large files.
+    /// Beside the results, unless there is a folder for large files. There, other results may have theirs.
     std::optional<stream::SCheckpointFiles> checkpoint_files() const {
         if (!m_options.resume) {
             return std::nullopt;
         }
-        const std::string name =
-            ".tevra-resume-" + std::to_string(m_ranks.Rank() + 1) + "-of-" + std::to_string(m_ranks.Size());
+        std::string prefix = scratch_folder() + "/.tevra-resume-";
+        if (m_options.scratch) {
+            prefix += name_of_folder(m_options.outputFolder) + "-";
+        }
         std::ostringstream fingerprint;
         fingerprint << std::hexfloat << "version " << ProgramVersion() << "; image "
                     << IdentityOf(m_options.image) << "; raw " << m_options.raw.value_or("-") << "; sigma "
                     << m_request.FiberRadiusPx() << "; window " << m_options.window.value_or("-");
-        return stream::SCheckpointFiles{m_options.outputFolder + "/" + name,
-                                        scratch_folder() + "/" + name + ".scratch", fingerprint.str()};
+        return stream::CheckpointFiles(prefix, {m_ranks.Rank(), m_ranks.Size()}, fingerprint.str());
+    }
+
+    /// What an earlier run has left can only be used by all processes.
+    stream::CCheckpoint::EState common_state(stream::CCheckpoint::EState own) const {
+        using EState = stream::CCheckpoint::EState;
+        const auto is = [own](EState state) { return own == state ? 1.0 : 0.0; };
+        const bool isReusable = m_ranks.Smallest(is(EState::reusable)) > 0.0;
+        const bool isAbsent = m_ranks.Smallest(is(EState::absent)) > 0.0;
+        return isReusable ? EState::reusable : isAbsent ? EState::absent : EState::other;
     }
 
     void say_earlier(stream::CCheckpoint::EState state) {
@@ -365,8 +395,8 @@ class CAnalyzeRun {
             m_console.Say("going on with the smoothed slices of an earlier run");
         } else if (state == stream::CCheckpoint::EState::other) {
             m_console.Warn("the earlier run in '" + m_options.outputFolder +
-                           "' was of another image, radius, window, number of processes or version; starting "
-                           "over");
+                           "' was of another image, radius, window, number of processes or version, or its "
+                           "files are incomplete; starting over");
         }
     }
 

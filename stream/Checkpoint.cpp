@@ -3,11 +3,13 @@
 
 #include "volume/Failure.h"
 
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <ios>
 #include <sstream>
+#include <string_view>
 #include <system_error>
 
 namespace TEVRA::stream {
@@ -50,11 +52,48 @@ std::optional<SSmoothed> smoothed_of(const std::string& line) {
     return smoothed;
 }
 
+/// Whether the name of a file ends as in "2-of-3", or so before an ending, with a last number other than
+/// `size`.
+bool is_of_another_size(const std::string& name, int size) {
+    std::istringstream text(name);
+    int rank = 0;
+    int ranks = 0;
+    std::array<char, 4> between{};
+    if (!(text >> rank && text.read(between.data(), between.size()) && text >> ranks)) {
+        return false;
+    }
+    return std::string_view(between.data(), between.size()) == "-of-" && ranks != size;
+}
+
+void remove_if_there(const std::string& file) {
+    std::error_code ignored;
+    fs::remove(file, ignored);
+}
+
 } // namespace
+
+SCheckpointFiles CheckpointFiles(const std::string& prefix, const SProcess& process,
+                                 const std::string& fingerprint) {
+    const std::string record =
+        prefix + std::to_string(process.rank + 1) + "-of-" + std::to_string(process.size);
+    SCheckpointFiles files{record, record + ".scratch", fingerprint};
+    const fs::path place(prefix);
+    const std::string start = place.filename().string();
+    std::error_code error;
+    for (fs::directory_iterator entry(place.parent_path(), error);
+         !error && entry != fs::directory_iterator{}; entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        if (name.starts_with(start) && is_of_another_size(name.substr(start.size()), process.size)) {
+            files.outdated.push_back(entry->path().string());
+        }
+    }
+    return files;
+}
 
 CCheckpoint::CCheckpoint(const SCheckpointFiles& files, std::size_t scratchBytes) : m_files(files) {
     std::ifstream record(files.record);
     if (!record) {
+        m_state = files.outdated.empty() ? EState::absent : EState::other;
         return;
     }
     m_state = EState::other;
@@ -74,8 +113,7 @@ CCheckpoint::CCheckpoint(const SCheckpointFiles& files, std::size_t scratchBytes
 }
 
 void CCheckpoint::Discard() {
-    std::error_code ignored;
-    fs::remove(m_files.record, ignored);
+    remove_if_there(m_files.record);
 }
 
 void CCheckpoint::Save(const SSmoothed& smoothed) {
@@ -94,8 +132,10 @@ void CCheckpoint::Save(const SSmoothed& smoothed) {
 
 void CCheckpoint::Remove() {
     Discard();
-    std::error_code ignored;
-    fs::remove(m_files.scratch, ignored);
+    remove_if_there(m_files.scratch);
+    for (const std::string& file : m_files.outdated) {
+        remove_if_there(file);
+    }
 }
 
 } // namespace TEVRA::stream

@@ -2,14 +2,20 @@
 // `tevra analyze` by several processes; built with MPI only.
 #include "e2e/Images.h"
 #include "e2e/ProgramRun.h"
+#include "e2e/Results.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 namespace TEVRA::test {
@@ -55,12 +61,7 @@ TEST_F(Ranks, ResultsAreTheSameFilesForAnyNumberOfProcesses) {
             const std::string output = "by" + std::to_string(processes);
             const SOutcome outcome = run(processes, output, options);
             ASSERT_EQ(outcome.status, 0) << outcome.err;
-            for (const char* const name :
-                 {"result.json", "subfields.csv", "profiles.csv", "theta.mha", "phi.mha"}) {
-                EXPECT_TRUE(ReadFile(m_folder / ("by1/" + std::string(name))) ==
-                            ReadFile(m_folder / (output + "/" + name)))
-                    << name << " of " << processes << " processes";
-            }
+            ExpectSameResults(m_folder / "by1", m_folder / output);
         }
     }
 }
@@ -137,6 +138,132 @@ TEST_F(Ranks, MoreProcessesThanSlicesAreRefused) {
     const SOutcome outcome = run(2, "out", {"--fiber-radius", "3"});
     EXPECT_NE(outcome.status, 0);
     EXPECT_THAT(outcome.err, HasSubstr("the image has 1 slice"));
+}
+
+/// Jobs of which the last process is killed once all have smoothed their slices.
+class ResumingRanks : public Ranks {
+  protected:
+    ResumingRanks() {
+        SGreyImage image = ParallelFibers({140, 140, 120}, 1);
+        constexpr auto SLICE = std::size_t{140} * 140;
+        for (std::size_t i = 0; i < image.pixels.size(); ++i) { // no slice is like another
+            image.pixels[i] = static_cast<char>(static_cast<unsigned char>(image.pixels[i]) - i / SLICE / 4);
+        }
+        WriteMetaImage(m_folder / "image.mha", image);
+    }
+    static Words options() { return {"--fiber-radius", "3", "--subfield", "40", "--maps", "--resume"}; }
+
+    /// @param command for the shell of every process, in which "$@" is the program with its arguments.
+    SOutcome run_shells(int processes, const std::string& command) {
+        return started(processes, command).Wait();
+    }
+    void run_until_killed(int processes, const std::string& command = "exec \"$@\"") {
+        CProgramRun job = started(processes, "echo $$ > pid$OMPI_COMM_WORLD_RANK; " + command);
+        while (!job.HasEnded() && records() < processes) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        kill(std::stoi(ReadFile(m_folder / ("pid" + std::to_string(processes - 1)))), SIGKILL);
+        ASSERT_NE(job.Wait().status, 0);
+        ASSERT_EQ(records(), processes);
+        ASSERT_FALSE(fs::exists(m_folder / "out/result.json"));
+    }
+    /// How many processes have recorded that their slices are smooth, in the folder of the results or
+    /// another.
+    int records() const {
+        int count = 0;
+        std::error_code ignored;
+        for (fs::recursive_directory_iterator entry(m_folder.Path(), ignored), end; entry != end; ++entry) {
+            const std::string name = entry->path().filename().string();
+            count +=
+                name.starts_with(".tevra-resume") && !name.ends_with(".scratch") && !name.ends_with(".new")
+                    ? 1
+                    : 0;
+        }
+        return count;
+    }
+    Json seconds() const { return Json::parse(ReadFile(m_folder / "out/run.json"))["seconds"]; }
+    void expect_results_of_a_whole_run() {
+        ASSERT_EQ(run(1, "whole", options()).status, 0);
+        ExpectSameResults(m_folder / "out", m_folder / "whole");
+        EXPECT_EQ(records(), 0);
+        EXPECT_THAT(
+            CTemporaryFolder::EntriesOf(m_folder / "out"),
+            ElementsAre("phi.mha", "profiles.csv", "result.json", "run.json", "subfields.csv", "theta.mha"));
+    }
+
+    /// What a process that was killed while it smoothed has left on another machine's disk.
+    void leave_unfinished_slices(const std::string& from, const std::string& to) const {
+        for (const std::string& name : CTemporaryFolder::EntriesOf(m_folder / from)) {
+            const fs::path unfinished = m_folder / to / name;
+            if (name.ends_with(".scratch") && !fs::exists(unfinished)) {
+                WriteFile(unfinished, std::string(fs::file_size(m_folder / from / name), '\0'));
+            }
+        }
+    }
+
+  private:
+    CProgramRun started(int processes, const std::string& command) const {
+        Words words = {"analyze", "image.mha", "--threads", "1", "-o", "out"};
+        const Words more = options();
+        words.insert(words.end(), more.begin(), more.end());
+        return CProgramRun(words, {.workingFolder = m_folder.Path(),
+                                   .launcher = {"mpirun", "--oversubscribe", "-n", std::to_string(processes),
+                                                "sh", "-c", command, "sh"}});
+    }
+};
+
+TEST_F(ResumingRanks, AKilledJobIsContinuedToTheSameFiles) {
+    for (const int processes : {2, 3}) {
+        run_until_killed(processes);
+        const SOutcome outcome = run(processes, "out", options());
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_THAT(outcome.err, HasSubstr("going on with the smoothed slices of an earlier run"));
+        EXPECT_FALSE(seconds().contains("slices"));
+        EXPECT_FALSE(seconds().contains("columns"));
+        expect_results_of_a_whole_run();
+        fs::remove_all(m_folder / "out");
+    }
+}
+
+TEST_F(ResumingRanks, AnotherNumberOfProcessesStartsOver) {
+    for (const int processes : {1, 3}) {
+        run_until_killed(2);
+        const SOutcome outcome = run(processes, "out", options());
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_THAT(outcome.err, HasSubstr("number of processes"));
+        EXPECT_THAT(outcome.err, HasSubstr("starting over"));
+        EXPECT_TRUE(seconds().contains("columns"));
+        expect_results_of_a_whole_run();
+        fs::remove_all(m_folder / "out");
+    }
+}
+
+TEST_F(ResumingRanks, AllStartOverIfOneHadNotFinished) {
+    run_until_killed(2);
+    fs::remove(m_folder / "out/.tevra-resume-2-of-2");
+    const SOutcome outcome = run(2, "out", options());
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.err, HasSubstr("incomplete; starting over"));
+    EXPECT_THAT(outcome.err, Not(HasSubstr("going on")));
+    expect_results_of_a_whole_run();
+}
+
+TEST_F(ResumingRanks, SlicesOnDisksOfTheirOwnAreUsedOnlyWhereTheyWereFinished) {
+    fs::create_directory(m_folder / "disk0");
+    fs::create_directory(m_folder / "disk1");
+    const std::string onDisks = "exec \"$@\" --scratch disk$OMPI_COMM_WORLD_RANK";
+    run_until_killed(2, onDisks);
+    EXPECT_THAT(run_shells(2, onDisks).err, HasSubstr("going on"));
+    expect_results_of_a_whole_run();
+
+    fs::remove_all(m_folder / "out");
+    run_until_killed(2, onDisks);
+    leave_unfinished_slices("disk0", "disk1");
+    leave_unfinished_slices("disk1", "disk0");
+    const SOutcome swapped = run_shells(2, "exec \"$@\" --scratch disk$((1 - OMPI_COMM_WORLD_RANK))");
+    ASSERT_EQ(swapped.status, 0) << swapped.err;
+    EXPECT_TRUE(seconds().contains("columns"));
+    ExpectSameResults(m_folder / "out", m_folder / "whole");
 }
 
 } // namespace

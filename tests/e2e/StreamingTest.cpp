@@ -2,12 +2,14 @@
 // Memory, scratch files and threads of `tevra analyze`.
 #include "e2e/Images.h"
 #include "e2e/ProgramRun.h"
+#include "e2e/Results.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -25,6 +27,8 @@ using Json = nlohmann::ordered_json;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
 
 using Words = std::vector<std::string>;
 
@@ -63,11 +67,7 @@ class Streaming : public testing::Test {
         return Json::parse(ReadFile(m_folder / (output + "/run.json")));
     }
     void expect_same_files(const std::string& a, const std::string& b) const {
-        for (const char* const name :
-             {"result.json", "subfields.csv", "profiles.csv", "theta.mha", "phi.mha"}) {
-            EXPECT_TRUE(ReadFile(m_folder / (a + "/" + name)) == ReadFile(m_folder / (b + "/" + name)))
-                << name << " of " << a << " and " << b;
-        }
+        ExpectSameResults(m_folder / a, m_folder / b);
     }
 
     CTemporaryFolder m_folder;
@@ -186,16 +186,24 @@ class Resuming : public Streaming {
   protected:
     Resuming() { write_volume(180); }
 
-    void run_until_killed(const Words& more) {
+    /// @param folder that the record of the finished smoothing goes to.
+    void run_until_killed(const Words& more, const std::string& folder = "out") {
         Words words = {"analyze", "image.raw", "--raw", m_layout,  "--fiber-radius",
                        "3",       "-o",        "out",   "--resume"};
         words.insert(words.end(), more.begin(), more.end());
         CProgramRun killed(words, {.workingFolder = m_folder.Path()});
-        while (!killed.HasEnded() && !fs::exists(m_folder / "out/.tevra-resume-1-of-1")) {
+        while (!killed.HasEnded() && !has_record(folder)) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         killed.Signal(SIGKILL);
         ASSERT_EQ(killed.Wait().status, 128 + SIGKILL);
+    }
+    bool has_record(const std::string& folder) const {
+        const Words names =
+            fs::exists(m_folder / folder) ? CTemporaryFolder::EntriesOf(m_folder / folder) : Words{};
+        return std::any_of(names.begin(), names.end(), [](const std::string& name) {
+            return name.starts_with(".tevra-resume") && name.ends_with("-1-of-1");
+        });
     }
     Words kept_files() const {
         Words names;
@@ -232,6 +240,21 @@ TEST_F(Resuming, AnotherImageOrRadiusStartsOver) {
     run_until_killed({"--subfield", "50", "--maps"});
     std::fstream(m_folder / "image.raw", std::ios::binary | std::ios::in | std::ios::out) << "new pixels";
     EXPECT_THAT(run("out", {"--resume"}).err, HasSubstr("starting over"));
+}
+
+TEST_F(Resuming, OneFolderForScratchServesAnalysesWithResultsInOthers) {
+    fs::create_directory(m_folder / "disk");
+    const Words options = {"--subfield", "50", "--maps", "--scratch", "disk", "--resume"};
+    run_until_killed({options.begin(), options.end() - 1}, "disk");
+    EXPECT_THAT(kept_files(), ElementsAre());
+    const Words kept = CTemporaryFolder::EntriesOf(m_folder / "disk");
+    EXPECT_THAT(kept, ElementsAre(MatchesRegex("\\.tevra-resume-[0-9a-f]+-1-of-1"),
+                                  MatchesRegex("\\.tevra-resume-[0-9a-f]+-1-of-1\\.scratch")));
+    EXPECT_THAT(run("others", options).err, Not(HasSubstr("going on")));
+    EXPECT_EQ(CTemporaryFolder::EntriesOf(m_folder / "disk"), kept);
+    EXPECT_THAT(run("out/", options).err, HasSubstr("going on"));
+    expect_same_files("out", "others");
+    EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "disk"), ElementsAre());
 }
 
 TEST_F(Resuming, ARunStoppedByCtrlCIsContinuedToo) {
