@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The Hessian road: per-voxel kernels, tile sums, and the estimator as a whole. Each case checks its result.
 
+#include "FilterOrientations/FilterOrientations.h"
 #include "FilterOrientations/HessianAxis.h"
 #include "FilterOrientations/HessianOrientations.h"
 #include "FilterOrientations/OrientationSums.h"
 #include "FilterOrientations/RowKernels.h"
+#include "FilterOrientations/Threshold.h"
 #include "Numeric/Matrix.h"
+#include "Utils/HistogramBin.h"
 #include "Utils/InstructionSet.h"
+#include "VexoFilter/YoungVanVliet.h"
 #include "volume/Phantom.h"
 
 #include <benchmark/benchmark.h>
@@ -15,6 +19,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -240,6 +245,39 @@ void Compute(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * voxels);
 }
 BENCHMARK(Compute)->Arg(128)->Arg(256)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
+
+std::unique_ptr<CImage> smoothed_phantom(long long extent) {
+    auto smoothed = std::make_unique<CImage>(IMAGE_GREY_F, CSize(extent, extent, extent), CSize(0, 0, 0));
+    CYoungVanVliet(SIGMA_PX, nullptr, nullptr).gauss(*smoothed, *phantom(extent).image);
+    return smoothed;
+}
+
+/// Range, histogram and threshold of the smoothed image.
+void ComputeThreshold(benchmark::State& state) {
+    const auto smoothed = smoothed_phantom(state.range(0));
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(CFilterOrientations::ComputeThreshold(*smoothed, 1.25));
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<long long>(smoothed->Size().Elements()));
+}
+BENCHMARK(ComputeThreshold)->Arg(128)->Arg(256)->Unit(benchmark::kMillisecond);
+
+/// The histogram alone, one value after the other.
+void PlainHistogram(benchmark::State& state) {
+    const auto smoothed = smoothed_phantom(state.range(0));
+    const auto* const values = smoothed->Pixels<float>();
+    const auto count = static_cast<std::size_t>(smoothed->Size().Elements());
+    const auto [min, max] = std::minmax_element(values, values + count);
+    for (auto _ : state) {
+        std::vector<unsigned long long> histogram(Impl::FLOAT_HISTOGRAM_BINS);
+        for (std::size_t i = 0; i < count; ++i) {
+            ++histogram[Impl::HistogramBin(values[i], *min, *max, histogram.size())];
+        }
+        benchmark::DoNotOptimize(histogram.data());
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<long long>(count));
+}
+BENCHMARK(PlainHistogram)->Arg(256)->Unit(benchmark::kMillisecond);
 
 /// A copy of the image's size in float: what memory alone allows.
 void CopyOfFloats(benchmark::State& state) {

@@ -149,8 +149,9 @@ struct VisitorHelper;
 ///
 /// A visitor names the pixel type it works on (`PixelType`, or `FirstPixelType` and `SecondPixelType` for a
 /// pair; const-qualified for reading only), starts anew with `Reset()`, and is called once per pixel. A
-/// visitor of a pair may also have `VisitRow(first, second, count, y, z)`: it is called instead, once per
-/// row, where the pixels of both images follow each other without gaps.
+/// visitor may also have `VisitRow(row, count)`, that of a pair `VisitRow(first, second, count, y, z)`: it is
+/// called instead, once per row, where pixels follow each other without gaps. `Finish()`, if it has one, ends
+/// a visit of one image, cancelled or not.
 template <>
 struct VisitorHelper<0> {
     /// Visits one image. @return false if the visit was cancelled.
@@ -211,11 +212,15 @@ struct VisitorHelper<0> {
         data.Open();
         visitor.Reset();
         const long long columns = data.Size(0);
-        return for_each_row(data, progress, [&](long long y, long long z) {
+        const bool isComplete = for_each_row(data, progress, [&](long long y, long long z) {
             PixelT* pixel = data.Row(y, z);
             if (data.HasContiguousRows()) {
-                for (long long x = 0; x < columns; ++x) {
-                    visitor(pixel[x]);
+                if constexpr (requires { visitor.VisitRow(pixel, columns); }) {
+                    visitor.VisitRow(pixel, columns);
+                } else {
+                    for (long long x = 0; x < columns; ++x) {
+                        visitor(pixel[x]);
+                    }
                 }
                 return;
             }
@@ -224,6 +229,10 @@ struct VisitorHelper<0> {
                 pixel = StepBytes(pixel, data.PixelStride());
             }
         });
+        if constexpr (requires { visitor.Finish(); }) {
+            visitor.Finish();
+        }
+        return isComplete;
     }
 
   private:

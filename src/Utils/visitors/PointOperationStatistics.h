@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "Utils/BinCounter.h"
 #include "Utils/HistogramBin.h"
+#include "Utils/RowStatistics.h"
 #include "Utils/TypeName.h"
 #include "zeklib2core/Exception.h"
 #include "zeklib2core/String.h"
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <limits>
 #include <string>
@@ -25,8 +29,13 @@ class CAnalyzerHistogram {
     /// @param histogram receives the counts; must outlive the visitor.
     explicit CAnalyzerHistogram(std::vector<CountT>& histogram) : m_histogram(histogram) {}
 
-    void Reset() { m_histogram.assign(std::size_t{std::numeric_limits<PixelT>::max()} + 1, 0); }
+    void Reset() {
+        m_histogram.assign(c_bins, 0);
+        m_counter = Impl::CBinCounter<CountT>(c_bins);
+    }
     void operator()(PixelT value) { ++m_histogram[value]; }
+    void VisitRow(const PixelT* row, long long count) { m_counter.Add(row, static_cast<std::size_t>(count)); }
+    void Finish() { m_counter.MoveTo(m_histogram); }
 
     static std::string TypeName() {
         return "class TEVRA::visitors::CAnalyzerHistogram<" + Impl::TypeName<PixelT>() + "," +
@@ -34,7 +43,10 @@ class CAnalyzerHistogram {
     }
 
   private:
+    static constexpr std::size_t c_bins = std::size_t{std::numeric_limits<PixelT>::max()} + 1;
+
     std::vector<CountT>& m_histogram;
+    Impl::CBinCounter<CountT> m_counter;
 };
 
 /// Counts float values into equal bins over [min, max] (Impl::HistogramBin); NaN is not counted.
@@ -62,16 +74,37 @@ class CAnalyzerHistogram<float, CountT> {
         }
     }
 
-    void Reset() { m_histogram.assign(m_bins, 0); }
+    void Reset() {
+        m_histogram.assign(m_bins, 0);
+        m_counter = Impl::CBinCounter<CountT>(has_kernel() ? m_bins + 1 : 0);
+    }
     void operator()(float value) {
         if (value == value) {
             ++m_histogram[Impl::HistogramBin(value, m_min, m_max, m_bins)];
         }
     }
+    void VisitRow(const float* row, long long count) {
+        const float* const end = row + count;
+        if (!has_kernel()) {
+            std::for_each(row, end, [this](float value) { (*this)(value); });
+            return;
+        }
+        std::array<unsigned short, c_segment> bins; // NOLINT(cppcoreguidelines-pro-type-member-init)
+        while (row < end) {
+            const std::size_t length = std::min(c_segment, static_cast<std::size_t>(end - row));
+            Impl::BinsOfRow({m_min, m_max, m_bins}, row, length, bins.data());
+            m_counter.Add(bins.data(), length);
+            row += length;
+        }
+    }
+    void Finish() { m_counter.MoveTo(m_histogram); }
 
     static std::string TypeName() { return "class " + qualified_name(); }
 
   private:
+    static constexpr std::size_t c_segment = 512; // values whose bins stay in the first-level cache
+
+    bool has_kernel() const { return m_bins <= Impl::StBinning::c_mostBins; }
     static std::string qualified_name() {
         return "TEVRA::visitors::CAnalyzerHistogram<float," + Impl::TypeName<CountT>() + ">";
     }
@@ -86,6 +119,7 @@ class CAnalyzerHistogram<float, CountT> {
     float m_min;
     float m_max;
     std::size_t m_bins;
+    Impl::CBinCounter<CountT> m_counter; // its last bin is for NaN
 };
 
 /// Smallest and largest value, NaN left out. Without any number the minimum is above the maximum.
@@ -99,6 +133,12 @@ class CAnalyzerMinMax {
         // Every comparison with NaN is false, so NaN changes nothing.
         m_min = value < m_min ? value : m_min;
         m_max = value > m_max ? value : m_max;
+    }
+    void VisitRow(const PixelT* row, long long count) requires std::is_same_v<PixelT, float> {
+        Impl::StExtent extent{m_min, m_max};
+        Impl::Extend(extent, row, static_cast<std::size_t>(count));
+        m_min = extent.lo;
+        m_max = extent.hi;
     }
 
     PixelT Min() const noexcept { return m_min; }

@@ -4,6 +4,7 @@
 #include "Utils/PointOperationsImpl.h"
 #include "support/MakeImage.h"
 #include "support/RecordingMonitor.h"
+#include "support/StridedImage.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <numeric>
 #include <random>
 #include <vector>
 
@@ -133,6 +135,29 @@ TEST(FloatHistogram, LeavesOutNan) {
 TEST(FloatHistogram, CapsValuesBeyondTheRange) {
     EXPECT_EQ(float_histogram({1e30F, 3.0F, std::numeric_limits<float>::infinity()}, 0.0F, 1.0F, 3),
               (Counts{0, 0, 3}));
+}
+
+TEST(FloatHistogram, IsTheSameForRowsWithGaps) {
+    std::mt19937 generator(4);
+    std::uniform_real_distribution<float> uniform(0.0F, 1.0F);
+    const CSize size(67, 13, 5);
+    const auto contiguous = test::MakeImage<float>(
+        IMAGE_GREY_F, size, [&](long long, long long, long long) { return uniform(generator); });
+    test::CStridedImage strided(IMAGE_GREY_F, size);
+    strided.Fill<float>([&](long long x, long long y, long long z) {
+        return contiguous->Pixels<float>()[(z * size[1] + y) * size[0] + x];
+    });
+    for (const unsigned long long bins : {7ULL, 256ULL, 5000ULL}) {
+        test::CRecordingMonitor monitor;
+        Counts ofContiguous;
+        FloatHistogram first(ofContiguous, 0.0F, 1.0F, bins);
+        Impl::VisitorHelper<0>::VisitImageData(*contiguous, first, monitor);
+        Counts ofStrided;
+        FloatHistogram second(ofStrided, 0.0F, 1.0F, bins);
+        Impl::VisitorHelper<0>::VisitImageData(strided, second, monitor);
+        EXPECT_EQ(ofContiguous, ofStrided) << bins << " bins";
+        EXPECT_EQ(std::accumulate(ofStrided.begin(), ofStrided.end(), 0ULL), size.Elements());
+    }
 }
 
 TEST(FloatHistogram, RefusesAnEmptyRange) {

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "Utils/InstructionSet.h"
+
+#include <cstddef>
+#include <limits>
+
+namespace TEVRA::Impl {
+
+/// Smallest and largest of some values. Without any, the smallest is above the largest.
+struct StExtent {
+    float lo = std::numeric_limits<float>::infinity();
+    float hi = -std::numeric_limits<float>::infinity();
+};
+
+/// Takes the values of a row in, NaN left out.
+/// @param set instruction set of the kernel; all give the same numbers.
+void Extend(StExtent& extent, const float* row, std::size_t count,
+            EInstructionSet set = BestInstructionSet());
+
+/// Equal bins over [min, max].
+struct StBinning {
+    /// More have no kernel.
+    static constexpr std::size_t c_mostBins = 4096;
+
+    float min;
+    float max;        ///< above min
+    std::size_t bins; ///< at most c_mostBins
+};
+
+/// Writes the bin of each value of a row (HistogramBin); `binning.bins`, which is no bin, for NaN.
+/// @param bins room for `count` numbers.
+void BinsOfRow(const StBinning& binning, const float* row, std::size_t count, unsigned short* bins,
+               EInstructionSet set = BestInstructionSet());
+
+} // namespace TEVRA::Impl
