@@ -42,6 +42,19 @@ TEST(PixelMemory, IsZeroAndAlignedAlsoWhenItIsLarge) {
     }
 }
 
+TEST(PixelMemory, IsZeroWhenSeveralThreadsFetchIt) {
+    constexpr std::size_t BYTES = (std::size_t{40} << 20U) + 12345;
+    for (const int threads : {2, 3, 7}) {
+        CPixelMemory::SetThreads(threads);
+        CPixelMemory memory(BYTES);
+        EXPECT_EQ(std::count(memory.Data(), memory.Data() + BYTES, std::byte{0}),
+                  static_cast<std::ptrdiff_t>(BYTES))
+            << threads << " threads";
+        std::memset(memory.Data(), 0xAB, BYTES);
+    }
+    CPixelMemory::SetThreads(1);
+}
+
 TEST(PixelMemory, IsCountedOnceWhenMovedAlsoWhenItIsLarge) {
     constexpr std::size_t LARGE = std::size_t{8} << 20U;
     const test::CPixelLeakCheck leaks;
