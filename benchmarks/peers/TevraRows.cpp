@@ -3,6 +3,7 @@
 // along each axis and of the whole field. It does more than the other programs, which stop at the angles.
 #include "Peer.h"
 #include "stream/StreamingAnalysis.h"
+#include "volume/MemoryReader.h"
 
 #include <algorithm>
 #include <cstring>
@@ -12,31 +13,6 @@ namespace TEVRA::benchmarks {
 namespace {
 
 constexpr long long SUBFIELD_PX = 64;
-
-/// A volume in memory in the place of a file.
-class CVolumeReader : public volume::IImageReader {
-  public:
-    explicit CVolumeReader(SVolume volume) : m_volume(std::move(volume)) {
-        m_info.format = "memory";
-        m_info.storedType = "8-bit unsigned integer";
-        m_info.size =
-            CSize(static_cast<long long>(m_volume.size[0]), static_cast<long long>(m_volume.size[1]),
-                  static_cast<long long>(m_volume.size[2]));
-    }
-
-    const volume::SImageInfo& Info() const override { return m_info; }
-    std::size_t Voxels() const { return m_volume.Voxels(); }
-
-  private:
-    void read_slices(long long firstSlice, long long sliceCount, std::byte* pixels) override {
-        const auto first = static_cast<std::size_t>(firstSlice) * SliceBytes();
-        std::memcpy(pixels, m_volume.grey.data() + first,
-                    static_cast<std::size_t>(sliceCount) * SliceBytes());
-    }
-
-    SVolume m_volume;
-    volume::SImageInfo m_info;
-};
 
 /// Maps in memory in the place of files.
 class CMapSink : public stream::IAngleSink {
@@ -62,7 +38,11 @@ class CTevraRows : public IPeer {
     explicit CTevraRows(const SPeerOptions& options) : m_options(options) {}
 
     void Prepare(SVolume volume) override {
-        m_reader = std::make_unique<CVolumeReader>(std::move(volume));
+        m_volume = std::move(volume);
+        const CSize size(static_cast<long long>(m_volume.size[0]), static_cast<long long>(m_volume.size[1]),
+                         static_cast<long long>(m_volume.size[2]));
+        m_reader =
+            std::make_unique<volume::CMemoryReader>(size, volume::EPixelType::u8, m_volume.grey.data());
         m_theta.reset();
         m_phi.reset();
     }
@@ -78,17 +58,18 @@ class CTevraRows : public IPeer {
         resources.memoryBytes = stream::DefaultBudget();
         const auto process = stream::SingleProcess();
         stream::CStreamingAnalysis analysis({*m_reader}, parameters, resources, *process, true);
-        m_theta = std::make_unique_for_overwrite<float[]>(m_reader->Voxels());
-        m_phi = std::make_unique_for_overwrite<float[]>(m_reader->Voxels());
+        m_theta = std::make_unique_for_overwrite<float[]>(m_volume.Voxels());
+        m_phi = std::make_unique_for_overwrite<float[]>(m_volume.Voxels());
         CMapSink sink(m_theta.get(), m_phi.get(), m_reader->SliceBytes());
         m_result = analysis.Run(&sink);
     }
-    std::span<const float> Theta() const override { return {m_theta.get(), m_reader->Voxels()}; }
-    std::span<const float> Phi() const override { return {m_phi.get(), m_reader->Voxels()}; }
+    std::span<const float> Theta() const override { return {m_theta.get(), m_volume.Voxels()}; }
+    std::span<const float> Phi() const override { return {m_phi.get(), m_volume.Voxels()}; }
 
   private:
     SPeerOptions m_options;
-    std::unique_ptr<CVolumeReader> m_reader;
+    SVolume m_volume;
+    std::unique_ptr<volume::CMemoryReader> m_reader;
     std::unique_ptr<float[]> m_theta;
     std::unique_ptr<float[]> m_phi;
     stream::SStreamResult m_result;

@@ -3,38 +3,15 @@
 
 #include "FilterOrientations/SubfieldFiberDirections.h"
 #include "stream/StreamingAnalysis.h"
-#include "volume/ImageReader.h"
 #include "zeklib2image/HeaderTools.h"
 #include "zeklib2image/Image.h"
 
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace TEVRA::test {
-
-/// An image in memory as if it were a file.
-class CMemoryReader : public volume::IImageReader {
-  public:
-    explicit CMemoryReader(const CImage& image) : m_image(image) {
-        m_info.size = image.Size();
-        m_info.pixelType = image.Type() == IMAGE_GREY_16  ? volume::EPixelType::u16
-                           : image.Type() == IMAGE_GREY_F ? volume::EPixelType::f32
-                                                          : volume::EPixelType::u8;
-    }
-    const volume::SImageInfo& Info() const override { return m_info; }
-
-  private:
-    void read_slices(long long first, long long count, std::byte* pixels) override {
-        std::memcpy(pixels, m_image.Pixels<std::byte>() + static_cast<std::size_t>(first) * SliceBytes(),
-                    static_cast<std::size_t>(count) * SliceBytes());
-    }
-
-    const CImage& m_image;
-    volume::SImageInfo m_info;
-};
 
 /// Angle maps collected in memory.
 class CCollectedAngles : public stream::IAngleSink {

@@ -22,10 +22,10 @@ constexpr float NOT_A_NUMBER = std::numeric_limits<float>::quiet_NaN();
 constexpr float INFINITE = std::numeric_limits<float>::infinity();
 
 /// Hands out pixels from memory, and counts what is asked for.
-class CMemoryReader : public IImageReader {
+class CCountingReader : public IImageReader {
   public:
     template <typename PixelT>
-    CMemoryReader(const CSize& size, const std::vector<PixelT>& pixels)
+    CCountingReader(const CSize& size, const std::vector<PixelT>& pixels)
         : m_bytes(sizeof(PixelT) * pixels.size()) {
         m_info.format = "test";
         m_info.size = size;
@@ -50,7 +50,7 @@ class CMemoryReader : public IImageReader {
 };
 
 template <typename PixelT>
-CMemoryReader line_reader(const std::vector<PixelT>& pixels) {
+CCountingReader line_reader(const std::vector<PixelT>& pixels) {
     return {CSize(static_cast<long long>(pixels.size()), 1), pixels};
 }
 
@@ -58,7 +58,7 @@ template <typename PixelT>
 void expect_same_image(const IImage::CType& type) {
     for (const CSize& size : {CSize(7, 5), CSize(7, 5, 3)}) {
         const auto pixels = TestPixels<PixelT>(size);
-        CMemoryReader reader(size, pixels);
+        CCountingReader reader(size, pixels);
         const std::unique_ptr<CImage> image = ReadImage(reader);
         EXPECT_TRUE(image->Type() == type);
         EXPECT_EQ(image->Size(), size);
@@ -73,7 +73,7 @@ TEST(ReadImageTest, KeepsPixelsAndTypes) {
 }
 
 TEST(ReadImageTest, PutsAKnownSpacingIntoTheHeader) {
-    CMemoryReader reader(CSize(2, 2, 2), std::vector<std::uint8_t>(8));
+    CCountingReader reader(CSize(2, 2, 2), std::vector<std::uint8_t>(8));
     double x = 0;
     double y = 0;
     double z = 0;
@@ -89,7 +89,7 @@ TEST(ReadImageTest, PutsAKnownSpacingIntoTheHeader) {
 }
 
 TEST(ReadImageTest, ReadsOneSliceAtATimeAndReportsEach) {
-    CMemoryReader reader(CSize(2, 2, 3), std::vector<std::uint16_t>(12, 7));
+    CCountingReader reader(CSize(2, 2, 3), std::vector<std::uint16_t>(12, 7));
     test::CRecordingMonitor monitor;
     const CProgressMonitorScope scope(monitor);
     ReadImage(reader);
@@ -103,7 +103,7 @@ TEST(ReadImageTest, ReadsOneSliceAtATimeAndReportsEach) {
 }
 
 TEST(ReadImageTest, AMonitorsExceptionPassesThroughWithoutLeaks) {
-    CMemoryReader reader(CSize(2, 2, 3), std::vector<std::uint16_t>(12, 7));
+    CCountingReader reader(CSize(2, 2, 3), std::vector<std::uint16_t>(12, 7));
     const test::CPixelLeakCheck leaks;
     test::CRecordingMonitor monitor;
     monitor.throwAtCall = 3;
@@ -113,7 +113,7 @@ TEST(ReadImageTest, AMonitorsExceptionPassesThroughWithoutLeaks) {
 }
 
 TEST(ReadImageTest, WithoutMemoryThrowsBadAlloc) {
-    CMemoryReader reader(CSize(200, 200, 3), std::vector<std::uint16_t>(120000, 7));
+    CCountingReader reader(CSize(200, 200, 3), std::vector<std::uint16_t>(120000, 7));
     const test::CPixelMemoryLimitScope limit(1000);
     EXPECT_THROW(ReadImage(reader), std::bad_alloc);
     EXPECT_THROW(ReadGrey8(reader, std::nullopt), std::bad_alloc);
@@ -121,7 +121,7 @@ TEST(ReadImageTest, WithoutMemoryThrowsBadAlloc) {
 }
 
 TEST(ReadSlicesTest, BeyondTheImageIsOurMistake) {
-    CMemoryReader reader(CSize(2, 2, 3), std::vector<std::uint8_t>(12));
+    CCountingReader reader(CSize(2, 2, 3), std::vector<std::uint8_t>(12));
     std::array<std::byte, 16> pixels{};
     EXPECT_THROW(reader.ReadSlices(-1, 1, pixels.data()), std::out_of_range);
     EXPECT_THROW(reader.ReadSlices(0, 4, pixels.data()), std::out_of_range);
@@ -134,28 +134,28 @@ TEST(ReadSlicesTest, BeyondTheImageIsOurMistake) {
 }
 
 TEST(ValueRangeTest, IsThatOfTheFiniteValues) {
-    CMemoryReader reader(CSize(3, 1, 2),
-                         std::vector<float>{2.5F, NOT_A_NUMBER, -1.5F, INFINITE, -INFINITE, 0.0F});
+    CCountingReader reader(CSize(3, 1, 2),
+                           std::vector<float>{2.5F, NOT_A_NUMBER, -1.5F, INFINITE, -INFINITE, 0.0F});
     const SValueRange range = ValueRange(reader);
     EXPECT_EQ(range.lo, -1.5);
     EXPECT_EQ(range.hi, 2.5);
     EXPECT_EQ(range.nanCount, 1);
     EXPECT_EQ(range.infiniteCount, 2);
-    CMemoryReader wide = line_reader<std::uint16_t>({7, 65535, 3});
+    CCountingReader wide = line_reader<std::uint16_t>({7, 65535, 3});
     EXPECT_EQ(ValueRange(wide).lo, 3.0);
     EXPECT_EQ(ValueRange(wide).hi, 65535.0);
-    CMemoryReader none = line_reader<float>({NOT_A_NUMBER, INFINITE});
+    CCountingReader none = line_reader<float>({NOT_A_NUMBER, INFINITE});
     EXPECT_EQ(ValueRange(none).lo, 0.0);
     EXPECT_EQ(ValueRange(none).hi, 0.0);
 }
 
 TEST(ReadGrey8Test, EightBitPassesUnchangedUnlessAWindowIsGiven) {
     const auto pixels = TestPixels<std::uint8_t>(CSize(50, 40));
-    CMemoryReader reader(CSize(50, 40), pixels);
+    CCountingReader reader(CSize(50, 40), pixels);
     const SGrey8Image same = ReadGrey8(reader, std::nullopt);
     EXPECT_EQ(PixelsOf<std::uint8_t>(*same.image), pixels);
     EXPECT_FALSE(same.window);
-    CMemoryReader few = line_reader<std::uint8_t>({0, 99, 100, 101, 150, 199, 200, 201, 255});
+    CCountingReader few = line_reader<std::uint8_t>({0, 99, 100, 101, 150, 199, 200, 201, 255});
     const SGrey8Image windowed = ReadGrey8(few, SGreyWindow{100, 200});
     // 255 (v - 100) / 100: 2.55, 127.5, 252.45
     EXPECT_EQ(PixelsOf<std::uint8_t>(*windowed.image),
@@ -165,7 +165,7 @@ TEST(ReadGrey8Test, EightBitPassesUnchangedUnlessAWindowIsGiven) {
 }
 
 TEST(ReadGrey8Test, SixteenBitIsMappedOverTheDatasRange) {
-    CMemoryReader reader = line_reader<std::uint16_t>({1000, 1255, 1100, 1510});
+    CCountingReader reader = line_reader<std::uint16_t>({1000, 1255, 1100, 1510});
     const SGrey8Image grey = ReadGrey8(reader, std::nullopt);
     // half a grey value per step: 0, 127.5, 50, 255
     EXPECT_EQ(PixelsOf<std::uint8_t>(*grey.image), (std::vector<std::uint8_t>{0, 128, 50, 255}));
@@ -179,7 +179,7 @@ TEST(ReadGrey8Test, EverySixteenBitValueIsMappedAsTheFormulaSays) {
     for (std::size_t i = 0; i < pixels.size(); ++i) {
         pixels[i] = static_cast<std::uint16_t>(i);
     }
-    CMemoryReader reader(CSize(256, 256), pixels);
+    CCountingReader reader(CSize(256, 256), pixels);
     const SGrey8Image grey = ReadGrey8(reader, SGreyWindow{-100.25, 60000.5});
     const auto* mapped = grey.image->Pixels<std::uint8_t>();
     for (std::size_t i = 0; i < pixels.size(); ++i) {
@@ -189,7 +189,7 @@ TEST(ReadGrey8Test, EverySixteenBitValueIsMappedAsTheFormulaSays) {
 }
 
 TEST(ReadGrey8Test, InfinitiesAreClampedAndNaNIsCountedAndBlack) {
-    CMemoryReader reader = line_reader<float>({-INFINITE, -1.0F, 0.0F, NOT_A_NUMBER, 1.0F, INFINITE});
+    CCountingReader reader = line_reader<float>({-INFINITE, -1.0F, 0.0F, NOT_A_NUMBER, 1.0F, INFINITE});
     const SGrey8Image grey = ReadGrey8(reader, std::nullopt);
     EXPECT_EQ(PixelsOf<std::uint8_t>(*grey.image), (std::vector<std::uint8_t>{0, 0, 128, 0, 255, 255}));
     EXPECT_EQ(grey.nanCount, 1);
@@ -199,25 +199,25 @@ TEST(ReadGrey8Test, InfinitiesAreClampedAndNaNIsCountedAndBlack) {
 
 TEST(ReadGrey8Test, HugeRangesDoNotOverflow) {
     constexpr float LARGEST = std::numeric_limits<float>::max();
-    CMemoryReader reader = line_reader<float>({-LARGEST, 0.0F, LARGEST});
+    CCountingReader reader = line_reader<float>({-LARGEST, 0.0F, LARGEST});
     EXPECT_EQ(PixelsOf<std::uint8_t>(*ReadGrey8(reader, std::nullopt).image),
               (std::vector<std::uint8_t>{0, 128, 255}));
 }
 
 TEST(ReadGrey8Test, AConstantImageBecomesBlack) {
-    CMemoryReader reader = line_reader<std::uint16_t>({700, 700, 700});
+    CCountingReader reader = line_reader<std::uint16_t>({700, 700, 700});
     EXPECT_EQ(PixelsOf<std::uint8_t>(*ReadGrey8(reader, std::nullopt).image),
               (std::vector<std::uint8_t>{0, 0, 0}));
 }
 
 TEST(ReadGrey8Test, WithoutFiniteValueIsRefused) {
-    CMemoryReader reader = line_reader<float>({NOT_A_NUMBER, INFINITE, NOT_A_NUMBER});
+    CCountingReader reader = line_reader<float>({NOT_A_NUMBER, INFINITE, NOT_A_NUMBER});
     EXPECT_EQ(FailureOf([&] { ReadGrey8(reader, std::nullopt); }),
               "the image has no finite value (2 NaN, 1 infinite)");
 }
 
 TEST(ReadGrey8Test, WindowsThatMakeNoSenseAreRefused) {
-    CMemoryReader reader = line_reader<std::uint8_t>({1, 2});
+    CCountingReader reader = line_reader<std::uint8_t>({1, 2});
     constexpr double INF = std::numeric_limits<double>::infinity();
     constexpr double NAN_ = std::numeric_limits<double>::quiet_NaN();
     for (const SGreyWindow window : {SGreyWindow{5, 5}, SGreyWindow{6, 5}, SGreyWindow{0, INF},
@@ -229,7 +229,7 @@ TEST(ReadGrey8Test, WindowsThatMakeNoSenseAreRefused) {
 
 template <typename PixelT>
 std::vector<std::uint8_t> mask_of(const std::vector<PixelT>& pixels) {
-    CMemoryReader reader(CSize(1, 1, static_cast<long long>(pixels.size())), pixels);
+    CCountingReader reader(CSize(1, 1, static_cast<long long>(pixels.size())), pixels);
     const std::unique_ptr<CImage> mask = ReadMask(reader);
     EXPECT_TRUE(mask->Type() == IMAGE_BINARY_FG);
     return PixelsOf<std::uint8_t>(*mask);
