@@ -3,8 +3,6 @@
 
 #include "stream/RankSlices.h"
 
-#include "Utils/visitors/PointOperationStatistics.h"
-
 #include <algorithm>
 #include <array>
 #include <span>
@@ -41,45 +39,11 @@ struct STile {
     std::size_t columns;
 };
 
-/// Extents of the values of columns side by side, each updated by itself so that many are at a time.
-class CColumnExtents {
-  public:
-    void Start(std::size_t columns) {
-        m_lo.assign(columns, SExtent{}.lo);
-        m_hi.assign(columns, SExtent{}.hi);
-    }
-    void Add(std::span<const float> row) {
-        float* const lo = m_lo.data();
-        float* const hi = m_hi.data();
-        const float* const values = row.data();
-        const std::size_t count = row.size();
-#pragma GCC ivdep
-        for (std::size_t k = 0; k < count; ++k) {
-            lo[k] = values[k] < lo[k] ? values[k] : lo[k];
-            hi[k] = values[k] > hi[k] ? values[k] : hi[k];
-        }
-    }
-    void AddTo(SExtent& extent) const {
-        visitors::CAnalyzerMinMax<float> all;
-        for (const auto* values : {&m_lo, &m_hi}) {
-            for (const float value : *values) {
-                all(value);
-            }
-        }
-        extent = {std::min(extent.lo, all.Min()), std::max(extent.hi, all.Max())};
-    }
-
-  private:
-    std::vector<float> m_lo;
-    std::vector<float> m_hi;
-};
-
 /// What one worker needs.
 struct SWorkspace {
     std::vector<float> samples; // of a tile: for each slice, one sample of each column
     std::vector<float> last;
-    CColumnExtents columnExtents;
-    SExtent extent;
+    Impl::StExtent extent; // of the smoothed values
 };
 
 class CColumns {
@@ -96,9 +60,9 @@ class CColumns {
         }
     }
 
-    SExtent Run(IProgressMonitor& progress) {
+    Impl::StExtent Run(IProgressMonitor& progress) {
         std::visit([&](const auto& gaussian) { run(gaussian, progress); }, m_task.gaussian);
-        SExtent extent;
+        Impl::StExtent extent;
         for (const SWorkspace& workspace : m_workspaces) {
             extent = {std::min(extent.lo, workspace.extent.lo), std::max(extent.hi, workspace.extent.hi)};
         }
@@ -258,11 +222,8 @@ class CColumns {
     /// The same with smoothed values.
     void put_back_smoothed(const STile& tile, SWorkspace& workspace) {
         put_back(tile, workspace);
-        workspace.columnExtents.Start(tile.columns);
-        for (long long z = 0; z < m_own.Count(); ++z) {
-            workspace.columnExtents.Add(samples(tile, workspace, z));
-        }
-        workspace.columnExtents.AddTo(workspace.extent);
+        Impl::Extend(workspace.extent, samples(tile, workspace, 0).data(),
+                     static_cast<std::size_t>(m_own.Count()) * tile.columns);
     }
 
     void run(const SSampledGaussian& kernel, IProgressMonitor& progress) {
@@ -284,7 +245,6 @@ class CColumns {
         fetch(tile, {first, end}, workspace);
         std::array<const float*, 2 * SSampledGaussian::c_largestRadius + 1> rows{};
         const std::size_t neighbours = 2 * kernel.radius + 1;
-        workspace.columnExtents.Start(tile.columns);
         for (long long z = m_own.first; z < m_own.end; ++z) {
             for (std::size_t k = 0; k < neighbours; ++k) {
                 const long long neighbour =
@@ -292,9 +252,8 @@ class CColumns {
                 rows[k] = samples(tile, workspace, neighbour - first).data();
             }
             WeightedSum(kernel, std::span(rows).first(neighbours), row(tile, z));
-            workspace.columnExtents.Add(row(tile, z));
+            Impl::Extend(workspace.extent, row(tile, z).data(), tile.columns);
         }
-        workspace.columnExtents.AddTo(workspace.extent);
     }
 
     void receive(int from, int tag, std::vector<double>& numbers) {
@@ -313,8 +272,8 @@ class CColumns {
 
 } // namespace
 
-SExtent SmoothColumns(const SColumnSmoothing& task, CWorkers& workers, ICommunicator& ranks,
-                      IProgressMonitor& progress) {
+Impl::StExtent SmoothColumns(const SColumnSmoothing& task, CWorkers& workers, ICommunicator& ranks,
+                             IProgressMonitor& progress) {
     return CColumns(task, workers, ranks).Run(progress);
 }
 

@@ -6,19 +6,13 @@
 #include "stream/SliceRange.h"
 #include "stream/Workers.h"
 
+#include "Utils/RowStatistics.h"
 #include "VexoBase/ProgressMonitor.h"
 #include "VexoFilter/SmoothingPass.h"
 
 #include <cstddef>
-#include <limits>
 
 namespace TEVRA::stream {
-
-/// Smallest and largest of some values.
-struct SExtent {
-    float lo = std::numeric_limits<float>::infinity();
-    float hi = -std::numeric_limits<float>::infinity();
-};
 
 /// Smoothing along z of slices that are smooth in their plane already.
 struct SColumnSmoothing {
@@ -38,8 +32,8 @@ struct SColumnSmoothing {
 /// the one with the last, and down again. While one works on a strip, the one above works on the strip
 /// before, so that all are busy after as many strips as there are processes.
 /// @return the extent of the smoothed values of this process.
-SExtent SmoothColumns(const SColumnSmoothing& task, CWorkers& workers, ICommunicator& ranks,
-                      IProgressMonitor& progress);
+Impl::StExtent SmoothColumns(const SColumnSmoothing& task, CWorkers& workers, ICommunicator& ranks,
+                             IProgressMonitor& progress);
 
 /// Slices of neighbouring processes that `SmoothColumns` needs beyond either end.
 long long HaloSlices(const Impl::Gaussian& gaussian);

@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <future>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -19,41 +19,37 @@ namespace {
 /// Rows that a worker needs besides those of the Hessian: foreground, two angles.
 constexpr std::size_t ROWS_PER_WORKER = 6 + 5 + 3;
 
-/// The angle slices of a slab.
+/// The angle slices of a slab. Its memory is first written, and thereby fetched, by the threads that compute.
 struct SAngleSlab {
-    std::vector<float> theta;
-    std::vector<float> phi;
+    std::unique_ptr<float[]> theta;
+    std::unique_ptr<float[]> phi;
 };
 
-/// Hands slabs of angles to the sink, one while the next is being made.
+/// Hands slabs of angles to the sink, each while the next one is being made.
 template <std::size_t Dim>
 class CAngleWriter {
   public:
     CAngleWriter(IAngleSink* sink, std::size_t slabPixels) : m_sink(sink) {
         for (SAngleSlab& slab : m_slabs) {
-            slab.theta.resize(sink != nullptr ? slabPixels : 0);
-            slab.phi.resize(sink != nullptr && Dim == 3 ? slabPixels : 0);
+            slab.theta = std::make_unique_for_overwrite<float[]>(sink != nullptr ? slabPixels : 0);
+            slab.phi = std::make_unique_for_overwrite<float[]>(sink != nullptr && Dim == 3 ? slabPixels : 0);
         }
     }
-    CAngleWriter(const CAngleWriter&) = delete; // the writing thread knows the object
-    CAngleWriter& operator=(const CAngleWriter&) = delete;
 
     bool IsWanted() const noexcept { return m_sink != nullptr; }
+    /// The one that is being made.
     SAngleSlab& Slab() { return m_slabs[m_current]; }
-    /// The current slab is complete; there is another one now. @throws what writing the one before threw.
-    void Write(const SSliceRange& slices) {
-        if (m_sink == nullptr) {
-            return;
-        }
-        Finish();
-        m_writing = std::async(std::launch::async, [this, slices, slab = &m_slabs[m_current]] {
-            m_sink->Write(slices, slab->theta.data(), Dim == 3 ? slab->phi.data() : nullptr);
-        });
+    /// The current slab is complete and waits to be written; there is another one now.
+    void Complete(const SSliceRange& slices) {
+        m_waiting = slices;
         m_current = 1 - m_current;
     }
-    void Finish() {
-        if (m_writing.valid()) {
-            m_writing.get();
+    /// Writes the slab that waits, if there is one. May run while another thread fills the current one.
+    void WriteWaiting() {
+        if (m_sink != nullptr && m_waiting.Count() > 0) {
+            const SAngleSlab& slab = m_slabs[1 - m_current];
+            m_sink->Write(m_waiting, slab.theta.get(), Dim == 3 ? slab.phi.get() : nullptr);
+            m_waiting = {};
         }
     }
 
@@ -61,7 +57,7 @@ class CAngleWriter {
     IAngleSink* m_sink;
     std::array<SAngleSlab, 2> m_slabs;
     std::size_t m_current = 0;
-    std::future<void> m_writing; // last: its end is waited for before the slabs go
+    SSliceRange m_waiting;
 };
 
 /// What one worker needs.
@@ -100,16 +96,22 @@ class COrientations {
             mask = std::make_unique<CSlabReader>(
                 [this](const SSliceRange& range, std::byte* pixels) { m_pass.mask->Read(range, pixels); },
                 m_pass.own, slabSlices, m_width * m_height);
+            mask->ReadNext();
         }
         CProgressReport report(progress, slabs, "Computing fiber directions...");
         for (long long slab = 0; slab < slabs; ++slab) {
             const SSliceRange range = SlabOf(m_pass.own, slabSlices, slab);
-            compute(range, mask ? mask->Next() : nullptr, writer);
-            writer.Write(range);
+            compute(range, mask ? mask->Take() : nullptr, writer, [&mask, &writer] {
+                writer.WriteWaiting();
+                if (mask) {
+                    mask->ReadNext();
+                }
+            });
+            writer.Complete(range);
             m_pass.store.Forget();
             report.Step();
         }
-        writer.Finish();
+        writer.WriteWaiting();
         long long axes = 0;
         for (const auto& workspace : m_workspaces) {
             axes += workspace->axes;
@@ -126,15 +128,17 @@ class COrientations {
         std::vector<Sums> sums;
     };
 
-    void compute(const SSliceRange& slices, const std::byte* mask, CAngleWriter<Dim>& writer) {
+    void compute(const SSliceRange& slices, const std::byte* mask, CAngleWriter<Dim>& writer,
+                 const std::function<void()>& aside) {
         const std::size_t sumsPerSlice = CTileSums<Dim>::SumsPerSlice(m_pass.grid);
         SSlab slab{slices, mask, writer.IsWanted() ? &writer.Slab() : nullptr,
                    std::vector<Sums>(static_cast<std::size_t>(slices.Count()) * sumsPerSlice)};
         const auto bands = static_cast<long long>(m_pass.grid.Bands().size());
-        m_workers.Run(slices.Count() * bands, [&](long long task, int worker) {
+        const auto compute_one = [&](long long task, int worker) {
             compute_band(slab, slices.first + task / bands, static_cast<std::size_t>(task % bands),
                          *m_workspaces[static_cast<std::size_t>(worker)]);
-        });
+        };
+        m_workers.Run(slices.Count() * bands, compute_one, aside);
         for (long long z = slices.first; z < slices.end; ++z) {
             const std::size_t first = static_cast<std::size_t>(z - slices.first) * sumsPerSlice;
             m_sums.AddSlice(z, std::span<const Sums>(slab.sums).subspan(first, sumsPerSlice));
@@ -165,8 +169,8 @@ class COrientations {
     static Impl::StAngleRow angle_row(const SSlab& slab, std::size_t inSlab, SWorkspace<Dim>& workspace) {
         Impl::StAngleRow row{workspace.theta.data(), Dim == 3 ? workspace.phi.data() : nullptr};
         if (slab.angles != nullptr) {
-            row.theta = slab.angles->theta.data() + inSlab;
-            row.phi = Dim == 3 ? slab.angles->phi.data() + inSlab : nullptr;
+            row.theta = slab.angles->theta.get() + inSlab;
+            row.phi = Dim == 3 ? slab.angles->phi.get() + inSlab : nullptr;
         }
         return row;
     }

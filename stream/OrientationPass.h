@@ -19,7 +19,7 @@ class IAngleSink {
     IAngleSink& operator=(const IAngleSink&) = delete;
     virtual ~IAngleSink();
 
-    /// Slices in ascending order; called on another thread, one call at a time.
+    /// Slices in ascending order; one call at a time, of any thread.
     /// @param theta, phi pixels of all the slices, as in the maps of CHessianOrientations; `phi` is null in
     /// 2D.
     virtual void Write(const SSliceRange& slices, const float* theta, const float* phi) = 0;

@@ -6,33 +6,36 @@
 #include <array>
 #include <cstddef>
 #include <functional>
-#include <future>
 #include <vector>
 
 namespace TEVRA::stream {
 
 /// Slabs of slices one after the other, each read while the one before is being worked on.
+///
+///     CSlabReader reader(read, slices, slabSlices, sliceBytes);
+///     reader.ReadNext();
+///     for (each slab) {
+///         const std::byte* const pixels = reader.Take();
+///         workers.Run(tasks, work on pixels, [&reader] { reader.ReadNext(); });
+///     }
 class CSlabReader {
   public:
-    /// Reads slices into memory; called on another thread, one call at a time.
+    /// Reads slices into memory; one call at a time, of any thread.
     using ReadSlices = std::function<void(const SSliceRange& slices, std::byte* pixels)>;
 
     CSlabReader(ReadSlices read, const SSliceRange& slices, long long slabSlices, std::size_t sliceBytes);
-    CSlabReader(const CSlabReader&) = delete; // the reading thread knows the object
-    CSlabReader& operator=(const CSlabReader&) = delete;
 
-    /// The pixels of the next slab; those of the one before are gone. @throws what reading threw.
-    const std::byte* Next();
+    /// Reads the next slab; nothing after the last. Leaves the one taken alone. @throws what reading throws.
+    void ReadNext();
+    /// The pixels of the slab read last; those of the one before are gone with the next `ReadNext`.
+    const std::byte* Take() const { return m_buffers[static_cast<std::size_t>(m_slabsRead - 1) % 2].data(); }
 
   private:
-    void start_reading();
-
     ReadSlices m_read;
     SSliceRange m_slices;
     long long m_slabSlices;
-    long long m_slabsStarted = 0;
+    long long m_slabsRead = 0;
     std::array<std::vector<std::byte>, 2> m_buffers;
-    std::future<void> m_reading; // last: its end is waited for before the buffers go
 };
 
 } // namespace TEVRA::stream

@@ -25,23 +25,27 @@ CSliceSmoothing::CSliceSmoothing(const Impl::Gaussian& gaussian, const CGreySlic
 }
 
 volume::SValueRange CSliceSmoothing::Smooth(const std::byte* raw, const SSliceRange& slab,
-                                            CScratchStore& store) {
+                                            CScratchStore& store, const std::function<void()>& aside) {
     const std::size_t rawBytes = m_grey.RawSliceBytes();
     volume::SValueRange range;
     if (slab.Count() < m_workers.Count()) {
         // Too few slices for all threads: these share one slice after the other.
-        for (long long z = slab.first; z < slab.end; ++z) {
-            const std::byte* const slice = raw + static_cast<std::size_t>(z - slab.first) * rawBytes;
-            range.Add(smooth_slice(slice, store.Slice(z), *m_slices.front(), m_workers.Count()));
-        }
+        const auto smooth_all = [&](long long /*task*/, int /*worker*/) {
+            for (long long z = slab.first; z < slab.end; ++z) {
+                const std::byte* const slice = raw + static_cast<std::size_t>(z - slab.first) * rawBytes;
+                range.Add(smooth_slice(slice, store.Slice(z), *m_slices.front(), m_workers.Count()));
+            }
+        };
+        m_workers.Run(1, smooth_all, aside);
         return range;
     }
     std::vector<volume::SValueRange> ranges(m_slices.size(), range);
-    m_workers.Run(slab.Count(), [&](long long task, int worker) {
+    const auto smooth_one = [&](long long task, int worker) {
         const auto at = static_cast<std::size_t>(worker);
         const std::byte* const slice = raw + static_cast<std::size_t>(task) * rawBytes;
         ranges[at].Add(smooth_slice(slice, store.Slice(slab.first + task), *m_slices[at], 1));
-    });
+    };
+    m_workers.Run(slab.Count(), smooth_one, aside);
     for (const volume::SValueRange& part : ranges) {
         range.Add(part);
     }

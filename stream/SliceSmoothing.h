@@ -8,6 +8,7 @@
 
 #include "VexoFilter/SmoothingPass.h"
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -20,7 +21,9 @@ class CSliceSmoothing {
     CSliceSmoothing(const Impl::Gaussian& gaussian, const CGreySlices& grey, CWorkers& workers);
 
     /// Smooths a slab of slices as read into the store. @return the range of the file's values in it.
-    volume::SValueRange Smooth(const std::byte* raw, const SSliceRange& slab, CScratchStore& store);
+    /// @param aside what a thread does before it joins in (CWorkers).
+    volume::SValueRange Smooth(const std::byte* raw, const SSliceRange& slab, CScratchStore& store,
+                               const std::function<void()>& aside);
 
   private:
     volume::SValueRange smooth_slice(const std::byte* raw, float* smoothed, CImage& slice, int threads) const;

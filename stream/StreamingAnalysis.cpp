@@ -119,7 +119,7 @@ class CStreamingAnalysis::CRun {
         const bool hasMask = m_input.mask != nullptr;
         const int passes = 2 + (hasMask ? 1 : 0) + (m_reuses ? 0 : 2);
         SStreamResult result;
-        SExtent extent;
+        Impl::StExtent extent;
         CProgressReport report(CProgressMonitor::Obj(), passes, "");
         const auto pass = [&](const char* name, const auto& work) {
             const auto start = std::chrono::steady_clock::now();
@@ -195,13 +195,12 @@ class CStreamingAnalysis::CRun {
     /// A mask that is none shows before the work, not in the course of it.
     void check_mask() {
         CMaskSlices mask(*m_input.mask);
-        CSlabReader reader(
-            [&mask](const SSliceRange& slices, std::byte* pixels) { mask.Read(slices, pixels); }, m_own,
-            m_plan.slabSlices, mask.SlicePixels());
+        std::vector<std::byte> pixels(static_cast<std::size_t>(std::min(m_plan.slabSlices, m_own.Count())) *
+                                      mask.SlicePixels());
         const long long slabs = SlabCount(m_own, m_plan.slabSlices);
         CProgressReport report(CProgressMonitor::Obj(), slabs, "Reading mask...");
         for (long long slab = 0; slab < slabs; ++slab) {
-            reader.Next();
+            mask.Read(SlabOf(m_own, m_plan.slabSlices, slab), pixels.data());
             report.Step();
         }
         // Processes may have met different values.
@@ -241,9 +240,10 @@ class CStreamingAnalysis::CRun {
         const long long slabs = SlabCount(m_own, m_plan.slabSlices);
         volume::SValueRange range;
         CProgressReport report(CProgressMonitor::Obj(), slabs, "Reading and smoothing slices...");
+        reader.ReadNext();
         for (long long slab = 0; slab < slabs; ++slab) {
             const SSliceRange slices = SlabOf(m_own, m_plan.slabSlices, slab);
-            range.Add(smoothing.Smooth(reader.Next(), slices, m_store));
+            range.Add(smoothing.Smooth(reader.Take(), slices, m_store, [&reader] { reader.ReadNext(); }));
             m_store.Forget();
             report.Step();
         }
@@ -260,23 +260,23 @@ class CStreamingAnalysis::CRun {
         return all;
     }
 
-    SExtent smooth_columns() {
+    Impl::StExtent smooth_columns() {
         if (m_depth == 1) {
             return extent_of_slice();
         }
-        const SExtent own = SmoothColumns({m_gaussian, m_store, m_own, m_depth, m_plan.stripPixels},
-                                          m_workers, m_ranks, CProgressMonitor::Obj());
+        const Impl::StExtent own = SmoothColumns({m_gaussian, m_store, m_own, m_depth, m_plan.stripPixels},
+                                                 m_workers, m_ranks, CProgressMonitor::Obj());
         return {static_cast<float>(m_ranks.Smallest(static_cast<double>(own.lo))),
                 static_cast<float>(m_ranks.Largest(static_cast<double>(own.hi)))};
     }
 
-    SExtent extent_of_slice() const {
-        visitors::CAnalyzerMinMax<float> extent;
-        std::for_each(m_store.Slice(0), m_store.Slice(0) + m_store.SlicePixels(), std::ref(extent));
-        return {extent.Min(), extent.Max()};
+    Impl::StExtent extent_of_slice() const {
+        Impl::StExtent extent;
+        Impl::Extend(extent, m_store.Slice(0), m_store.SlicePixels());
+        return extent;
     }
 
-    std::optional<double> threshold(const SExtent& extent) {
+    std::optional<double> threshold(const Impl::StExtent& extent) {
         if (m_input.mask != nullptr) {
             return std::nullopt;
         }
@@ -289,26 +289,32 @@ class CStreamingAnalysis::CRun {
                                          m_analysis.m_parameters.otsuFactor, extent.lo, extent.hi);
     }
 
-    Counts histogram(const SExtent& extent) {
+    Counts histogram(const Impl::StExtent& extent) {
         using CCounter = visitors::CAnalyzerHistogram<float, unsigned long long>;
-        std::vector<Counts> histograms(static_cast<std::size_t>(m_workers.Count()),
-                                       Counts(Impl::FLOAT_HISTOGRAM_BINS));
-        const long long slabs = SlabCount(m_own, m_plan.slabSlices);
-        CProgressReport report(CProgressMonitor::Obj(), slabs, "Computing threshold...");
-        for (long long slab = 0; slab < slabs; ++slab) {
-            const SSliceRange slices = SlabOf(m_own, m_plan.slabSlices, slab);
+        std::vector<Counts> histograms(static_cast<std::size_t>(m_workers.Count()));
+        std::vector<CCounter> counters;
+        for (Counts& part : histograms) {
+            counters.emplace_back(part, extent.lo, extent.hi, Impl::FLOAT_HISTOGRAM_BINS).Reset();
+        }
+        // What is in memory needs no small steps to stay within it.
+        const long long steps = m_store.IsInFile() ? SlabCount(m_own, m_plan.slabSlices) : 1;
+        const long long stepSlices = m_store.IsInFile() ? m_plan.slabSlices : m_own.Count();
+        CProgressReport report(CProgressMonitor::Obj(), steps, "Computing threshold...");
+        for (long long step = 0; step < steps; ++step) {
+            const SSliceRange slices = SlabOf(m_own, stepSlices, step);
             const CPieces pieces(slices.Count(), m_store.SlicePixels());
             m_workers.Run(pieces.Count(), [&](long long task, int worker) {
-                CCounter counter(histograms[static_cast<std::size_t>(worker)], extent.lo, extent.hi,
-                                 Impl::FLOAT_HISTOGRAM_BINS);
                 const std::span<const float> piece = pieces.Of(m_store.Slice(slices.first), task);
-                std::for_each(piece.begin(), piece.end(), std::ref(counter));
+                counters[static_cast<std::size_t>(worker)].VisitRow(piece.data(),
+                                                                    static_cast<long long>(piece.size()));
             });
             m_store.Forget();
             report.Step();
         }
         Counts sum(Impl::FLOAT_HISTOGRAM_BINS);
-        for (const Counts& part : histograms) {
+        for (std::size_t worker = 0; worker < histograms.size(); ++worker) {
+            counters[worker].Finish();
+            const Counts& part = histograms[worker];
             std::transform(sum.begin(), sum.end(), part.begin(), sum.begin(), std::plus<>());
         }
         return sum;

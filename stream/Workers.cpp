@@ -44,4 +44,19 @@ void CWorkers::Run(long long tasks, const std::function<void(long long task, int
     });
 }
 
+void CWorkers::Run(long long tasks, const std::function<void(long long task, int worker)>& work,
+                   const std::function<void()>& aside) {
+    Run(tasks + 1, [&work, &aside](long long task, int worker) {
+        if (task == 0) {
+            aside();
+        } else {
+            work(task - 1, worker);
+        }
+    });
+}
+
+void CWorkers::Run(long long count, const std::function<void(long long task)>& task) {
+    Run(count, [&task](long long number, int /*worker*/) { task(number); });
+}
+
 } // namespace TEVRA::stream

@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "Utils/TaskRunner.h"
+
 #include <functional>
 #include <memory>
 
 namespace TEVRA::stream {
 
-/// The threads that compute: the calling one and others.
-class CWorkers {
+/// The threads that compute, read and write: the calling one and others.
+class CWorkers : public ITaskRunner {
   public:
     /// @param threads 1 or more; may exceed the machine's cores.
     explicit CWorkers(int threads);
-    ~CWorkers();
-    CWorkers(const CWorkers&) = delete;
-    CWorkers& operator=(const CWorkers&) = delete;
+    ~CWorkers() override;
 
     int Count() const noexcept { return m_count; }
 
@@ -21,6 +21,14 @@ class CWorkers {
     /// @param work two threads never work under the same number of a worker (below `Count`) at a time; tasks
     /// see no progress monitor. An exception of a task ends the others early and passes through.
     void Run(long long tasks, const std::function<void(long long task, int worker)>& work);
+
+    /// The same with something to read or write on the side: one of the threads does it first, while the
+    /// others begin with the tasks.
+    void Run(long long tasks, const std::function<void(long long task, int worker)>& work,
+             const std::function<void()>& aside);
+
+    /// The same for tasks that do not care who does them.
+    void Run(long long count, const std::function<void(long long task)>& task) override;
 
   private:
     struct SArena;

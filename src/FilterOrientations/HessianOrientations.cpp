@@ -17,7 +17,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <numbers>
+#include <utility>
 #include <vector>
 
 namespace TEVRA {
@@ -41,32 +43,6 @@ DataT opened(ImageT& image) {
     return data;
 }
 
-/// Foreground of rows: by their mask bytes if there is a mask, else where the smoothed value exceeds the
-/// threshold.
-class CForegroundRows {
-  public:
-    /// @param mask one byte per pixel, x fastest, no padding; may be null.
-    CForegroundRows(const unsigned char* mask, const CImage& smoothed, double threshold)
-        : m_mask(mask), m_smoothed(opened<FloatInput>(smoothed)), m_threshold(threshold) {
-        m_row.resize(mask == nullptr ? static_cast<std::size_t>(m_smoothed.Size(0)) : 0);
-    }
-
-    /// One byte per pixel, valid until the next call.
-    const unsigned char* At(long long y, long long z) {
-        if (m_mask != nullptr) {
-            return m_mask + (z * m_smoothed.Size(1) + y) * m_smoothed.Size(0);
-        }
-        Impl::ForegroundOfRow(m_smoothed.Row(y, z), m_row.size(), m_threshold, m_row.data());
-        return m_row.data();
-    }
-
-  private:
-    const unsigned char* m_mask;
-    FloatInput m_smoothed;
-    std::vector<unsigned char> m_row;
-    double m_threshold;
-};
-
 template <typename DataT, typename ImageT>
 std::vector<DataT> all_opened(const std::vector<ImageT*>& images) {
     std::vector<DataT> all;
@@ -80,27 +56,108 @@ std::vector<DataT> all_opened(const std::vector<ImageT*>& images) {
 /// The images of a scan for directions.
 struct StDirectionImages {
     std::array<long long, 3> sizePx;
+    /// Foreground, one byte per pixel, x fastest, no padding; null: where `smoothed` exceeds the threshold.
+    const unsigned char* mask;
+    FloatInput smoothed;
+    double threshold;
     /// Upper triangle of the Hessian, row by row: xx, xy[, xz], yy[, yz, zz].
     std::vector<FloatInput> hessian;
     /// Angle maps: theta[, phi].
     std::vector<FloatOutput> maps;
+
+    long long Rows() const { return sizePx[1] * sizePx[2]; }
+};
+
+/// Fetches what a row's foreground needs while the row before is being worked on: the entries of the Hessian
+/// lie in as many images.
+template <std::size_t Dim>
+void prefetch(const Impl::HessianRows<Dim>& hessian, const unsigned char* foreground, std::size_t count) {
+    constexpr std::size_t LINE = 64 / sizeof(float); // pixels of a cache line
+    for (std::size_t x = 0; x + LINE <= count; x += LINE) {
+        std::array<unsigned long long, LINE / 8> bytes{};
+        std::memcpy(bytes.data(), foreground + x, LINE);
+        if ((bytes[0] | bytes[1]) != 0) {
+            for (const float* entry : hessian) {
+                __builtin_prefetch(entry + x);
+            }
+        }
+    }
+}
+
+/// Finds the directions of rows.
+template <std::size_t Dim>
+class CRowScan {
+  public:
+    CRowScan(const StDirectionImages& images, Impl::EEigenvalue which)
+        : m_images(images), m_which(which), m_width(static_cast<std::size_t>(images.sizePx[0])),
+          m_buffers(images.mask == nullptr ? 2 * m_width : 0) {}
+
+    void Run(long long first, long long end) {
+        const unsigned char* next = foreground_of(first);
+        for (long long row = first; row < end; ++row) {
+            const unsigned char* const foreground = next;
+            if (row + 1 < end) {
+                next = foreground_of(row + 1);
+                prefetch<Dim>(hessian_of(row + 1), next, m_width);
+            }
+            const auto [y, z] = place_of(row);
+            const Impl::StAngleRow angles{m_images.maps[0].Row(y, z),
+                                          Dim == 3 ? m_images.maps[1].Row(y, z) : nullptr};
+            Impl::AxesOfRow<Dim>(hessian_of(row), foreground, m_width, m_which, angles);
+        }
+    }
+
+  private:
+    struct StPlace {
+        long long y;
+        long long z;
+    };
+    StPlace place_of(long long row) const { return {row % m_images.sizePx[1], row / m_images.sizePx[1]}; }
+    Impl::HessianRows<Dim> hessian_of(long long row) const {
+        const auto [y, z] = place_of(row);
+        Impl::HessianRows<Dim> rows{};
+        for (std::size_t entry = 0; entry < rows.size(); ++entry) {
+            rows[entry] = m_images.hessian[entry].Row(y, z);
+        }
+        return rows;
+    }
+    /// One byte per pixel, valid until the call after the next.
+    const unsigned char* foreground_of(long long row) {
+        if (m_images.mask != nullptr) {
+            return m_images.mask + static_cast<std::size_t>(row) * m_width;
+        }
+        const auto [y, z] = place_of(row);
+        unsigned char* const buffer = m_buffers.data() + static_cast<std::size_t>(row % 2) * m_width;
+        Impl::ForegroundOfRow(m_images.smoothed.Row(y, z), m_width, m_images.threshold, buffer);
+        return buffer;
+    }
+
+    const StDirectionImages& m_images;
+    Impl::EEigenvalue m_which;
+    std::size_t m_width;
+    std::vector<unsigned char> m_buffers;
 };
 
 template <std::size_t Dim>
-void scan_directions(const StDirectionImages& images, CForegroundRows& foreground, Impl::EEigenvalue which,
+void scan_directions(const StDirectionImages& images, Impl::EEigenvalue which, ITaskRunner* runner,
                      IProgressMonitor& progress) {
-    const auto& size = images.sizePx;
-    Impl::CProgressScope report(progress, size[1] * size[2], "Computing fiber directions...");
-    for (long long z = 0; z < size[2]; ++z) {
-        for (long long y = 0; y < size[1]; ++y) {
-            Impl::HessianRows<Dim> hessian{};
-            for (std::size_t entry = 0; entry < hessian.size(); ++entry) {
-                hessian[entry] = images.hessian[entry].Row(y, z);
-            }
-            const Impl::StAngleRow angles{images.maps[0].Row(y, z),
-                                          Dim == 3 ? images.maps[1].Row(y, z) : nullptr};
-            Impl::AxesOfRow<Dim>(hessian, foreground.At(y, z), static_cast<std::size_t>(size[0]), which,
-                                 angles);
+    constexpr long long ROWS_PER_TASK = 64;
+    constexpr long long TASKS_PER_BATCH = 64; // progress is told between batches, on this thread
+    const long long rows = images.Rows();
+    const long long batchRows = ROWS_PER_TASK * (runner != nullptr ? TASKS_PER_BATCH : 1);
+    Impl::CProgressScope report(progress, rows, "Computing fiber directions...");
+    for (long long first = 0; first < rows; first += batchRows) {
+        const long long end = std::min(first + batchRows, rows);
+        const auto task = [&](long long number) {
+            const long long row = first + number * ROWS_PER_TASK;
+            CRowScan<Dim>(images, which).Run(row, std::min(row + ROWS_PER_TASK, end));
+        };
+        if (runner != nullptr) {
+            runner->Run((end - first + ROWS_PER_TASK - 1) / ROWS_PER_TASK, task);
+        } else {
+            task(0);
+        }
+        for (long long row = first; row < end; ++row) {
             report.Step();
         }
     }
@@ -330,19 +387,23 @@ void CHessianOrientations::compute_directions(const unsigned char* mask, eEVSele
     if (mask == nullptr) {
         m_fThreshold = CFilterOrientations::ComputeThreshold(*m_pSmoothed, m_fOtsuFactor);
     }
-    CForegroundRows foreground(mask, *m_pSmoothed, m_fThreshold);
     const auto which = select == eEVSmallest ? Impl::EEigenvalue::smallest : Impl::EEigenvalue::largest;
-    StDirectionImages images{{m_nSizeX, m_nSizeY, isVolume ? m_nSizeZ : 1}, {}, {}};
+    StDirectionImages images{{m_nSizeX, m_nSizeY, isVolume ? m_nSizeZ : 1},
+                             mask,
+                             opened<FloatInput>(std::as_const(*m_pSmoothed)),
+                             m_fThreshold,
+                             {},
+                             {}};
     if (isVolume) {
         images.hessian = all_opened<FloatInput>(std::vector<const CImage*>{
             m_pDxx.Get(), m_pDxy.Get(), m_pDxz.Get(), m_pDyy.Get(), m_pDyz.Get(), m_pDzz.Get()});
         images.maps = all_opened<FloatOutput>(std::vector<CImage*>{thetaMap.Get(), phiMap.Get()});
-        scan_directions<3>(images, foreground, which, Progress());
+        scan_directions<3>(images, which, m_runner, Progress());
     } else {
         images.hessian =
             all_opened<FloatInput>(std::vector<const CImage*>{m_pDxx.Get(), m_pDxy.Get(), m_pDyy.Get()});
         images.maps = all_opened<FloatOutput>(std::vector<CImage*>{thetaMap.Get()});
-        scan_directions<2>(images, foreground, which, Progress());
+        scan_directions<2>(images, which, m_runner, Progress());
     }
     m_pThetaMap = thetaMap;
     m_pPhiMap = phiMap;

@@ -3,6 +3,7 @@
 
 #include "FilterOrientations/SharedImage.h"
 #include "Numeric/MatrixInterface.h"
+#include "Utils/TaskRunner.h"
 #include "VexoBase/Algorithm.h"
 #include "zeklib2image/Box.h"
 #include "zeklib2image/ImageInterface.h"
@@ -67,6 +68,11 @@ class CHessianOrientations : public CAlgorithm {
     CHessianOrientations& operator=(const CHessianOrientations&) = delete;
     ~CHessianOrientations() override;
 
+    /// Lets `compute` find directions on the threads of a runner, which must outlive the object and its
+    /// copies; null for the calling thread alone, as in the beginning. Results never depend on it. Filters
+    /// have the host's threads in any case.
+    void LendThreads(ITaskRunner* runner) noexcept { m_runner = runner; }
+
     /// Estimates the axis of every foreground pixel.
     /// @param image GREY_8, 2D or 3D.
     /// @param sigma standard deviation of the Gaussian in pixels.
@@ -119,6 +125,7 @@ class CHessianOrientations : public CAlgorithm {
     int m_nSizeZ = 0;
     double m_fThreshold = 0.0;
     double m_fOtsuFactor;
+    ITaskRunner* m_runner = nullptr;
 };
 
 } // namespace TEVRA

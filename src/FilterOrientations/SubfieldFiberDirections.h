@@ -40,6 +40,9 @@ class CSubfieldFiberDirections : public CAlgorithm {
     CSubfieldFiberDirections& operator=(const CSubfieldFiberDirections&) = delete;
     ~CSubfieldFiberDirections() override;
 
+    /// Lets the estimator work on the threads of a runner (CHessianOrientations::LendThreads).
+    void LendThreads(ITaskRunner* runner) noexcept { m_estimator.LendThreads(runner); }
+
     /// Runs the analysis.
     /// @param image GREY_8, 2D or 3D, equal spacing along all axes.
     /// @param parameters a summary "otsufactor=...,fiberradius=...,[subfieldsize=...,]" is appended to it.

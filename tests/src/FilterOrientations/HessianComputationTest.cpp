@@ -18,9 +18,12 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace TEVRA {
@@ -287,6 +290,81 @@ TEST(HessianComputation, ReadsImagesThroughTheirStrides) {
     }
     EXPECT_TRUE(strided.GuardsIntact());
     EXPECT_EQ(strided.OpenAccesses(), 0);
+}
+
+/// Does tasks one after the other, the last first, and counts them.
+class CBackwards : public ITaskRunner {
+  public:
+    long long tasks = 0;
+    void Run(long long count, const std::function<void(long long)>& task) override {
+        for (long long number = count; number-- > 0; ++tasks) {
+            task(number);
+        }
+    }
+};
+
+/// Does all tasks at once, each on a thread of its own.
+class CCrowd : public ITaskRunner {
+  public:
+    void Run(long long count, const std::function<void(long long)>& task) override {
+        std::vector<std::jthread> threads;
+        for (long long number = 0; number < count; ++number) {
+            threads.emplace_back(task, number);
+        }
+    }
+};
+
+TEST(HessianComputation, FindsTheSameDirectionsOnLentThreads) {
+    CBackwards backwards;
+    CCrowd crowd;
+    for (const CSize& size : {CSize(70, 300), CSize(33, 29, 31)}) {
+        CHessianOrientations alone;
+        compute(alone, size);
+        for (ITaskRunner* const runner :
+             {static_cast<ITaskRunner*>(&backwards), static_cast<ITaskRunner*>(&crowd)}) {
+            CHessianOrientations estimator;
+            estimator.LendThreads(runner);
+            compute(estimator, size);
+            EXPECT_EQ(test::PixelsOf<float>(*CTestAccess::Images(estimator)[THETA]),
+                      test::PixelsOf<float>(*CTestAccess::Images(alone)[THETA]));
+            if (size.Dim() == 3) {
+                EXPECT_EQ(test::PixelsOf<float>(*CTestAccess::Images(estimator)[PHI]),
+                          test::PixelsOf<float>(*CTestAccess::Images(alone)[PHI]));
+            }
+        }
+    }
+    EXPECT_GT(backwards.tasks, 2) << "more than one task for each image";
+}
+
+TEST(HessianComputation, TellsTheSameProgressOnLentThreads) {
+    const CSize size(33, 29, 31);
+    std::vector<std::string> events[2];
+    CBackwards backwards;
+    for (const bool isLent : {false, true}) {
+        test::CRecordingMonitor monitor;
+        const CProgressMonitorScope scope(monitor);
+        CHessianOrientations estimator;
+        estimator.LendThreads(isLent ? &backwards : nullptr);
+        compute(estimator, size);
+        events[isLent ? 1 : 0] = monitor.events;
+    }
+    EXPECT_EQ(events[0], events[1]);
+}
+
+TEST(HessianComputation, PassesOnWhatALentThreadThrowsAndKeepsNoMap) {
+    class CFailing : public ITaskRunner {
+      public:
+        void Run(long long, const std::function<void(long long)>& task) override {
+            task(0);
+            throw std::runtime_error("a thread failed");
+        }
+    };
+    const test::CPixelLeakCheck leakCheck;
+    CFailing failing;
+    CHessianOrientations estimator;
+    estimator.LendThreads(&failing);
+    EXPECT_THROW(compute(estimator, CSize(33, 29, 31)), std::runtime_error);
+    EXPECT_EQ(CTestAccess::Images(estimator)[THETA], nullptr);
 }
 
 TEST(HessianComputation, CanBeInterruptedAtEveryReportWithoutALeak) {

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include <functional>
+
+namespace TEVRA {
+
+/// Does tasks that do not depend on each other. The library starts no threads; a caller who has some lends
+/// them by one of these.
+class ITaskRunner {
+  public:
+    ITaskRunner() = default;
+    ITaskRunner(const ITaskRunner&) = delete;
+    ITaskRunner& operator=(const ITaskRunner&) = delete;
+    virtual ~ITaskRunner() = default;
+
+    /// Calls `task(0)` to `task(count - 1)`, each once, in any order, several at a time or not, and returns
+    /// when all are done. @throws what a task throws, once none is running any more.
+    virtual void Run(long long count, const std::function<void(long long)>& task) = 0;
+};
+
+} // namespace TEVRA
