@@ -3,6 +3,7 @@
 #include "FilterOrientations/HessianOrientations.h"
 #include "TevraImage.h"
 #include "VexoBase/Parallelism.h"
+#include "stream/Workers.h"
 
 namespace TEVRA::benchmarks {
 namespace {
@@ -10,8 +11,9 @@ namespace {
 class CTevraHessian : public IPeer {
   public:
     explicit CTevraHessian(const SPeerOptions& options)
-        : m_sigmaPx(options.sigmaPx), m_estimator(options.otsuFactor) {
+        : m_sigmaPx(options.sigmaPx), m_workers(options.threads), m_estimator(options.otsuFactor) {
         CParallelism::SetThreads(options.threads);
+        m_estimator.LendThreads(&m_workers);
     }
 
     void Prepare(SVolume volume) override { m_image = ImageOf(volume); }
@@ -24,6 +26,7 @@ class CTevraHessian : public IPeer {
 
   private:
     double m_sigmaPx;
+    stream::CWorkers m_workers;
     std::unique_ptr<CImage> m_image;
     CHessianOrientations m_estimator;
     const IImage* m_theta = nullptr;

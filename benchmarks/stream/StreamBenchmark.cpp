@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// usage: bench_stream [EXTENT]     a volume of EXTENT^3 pixels, by default 256^3
+// usage: bench_stream [EXTENT [ROUNDS]]     a volume of EXTENT^3 pixels, by default 256^3; 7 rounds
 //
-// The same analysis of the same volume in memory by CSubfieldFiberDirections and slice by slice, with maps;
-// the best of three runs each, and whether thresholds and counts agree.
+// The same analysis of the same volume in memory by CSubfieldFiberDirections and slice by slice, with and
+// without maps, on one thread and on two. The ways take turns; medians of all rounds, the passes of the
+// analysis by slices, and whether all find the same threshold.
 #include "FilterOrientations/SubfieldFiberDirections.h"
 #include "VexoBase/Parallelism.h"
 #include "stream/StreamingAnalysis.h"
+#include "volume/MemoryReader.h"
 #include "zeklib2image/Image.h"
 
 #include <algorithm>
@@ -15,7 +17,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -44,101 +45,145 @@ std::unique_ptr<CImage> fibers(long long extent) {
     return image;
 }
 
-class CReader : public volume::IImageReader {
-  public:
-    explicit CReader(const CImage& image) : m_image(image) { m_info.size = image.Size(); }
-    const volume::SImageInfo& Info() const override { return m_info; }
-
-  private:
-    void read_slices(long long first, long long count, std::byte* pixels) override {
-        std::memcpy(pixels, m_image.Pixels<std::byte>() + static_cast<std::size_t>(first) * SliceBytes(),
-                    static_cast<std::size_t>(count) * SliceBytes());
-    }
-
-    const CImage& m_image;
-    volume::SImageInfo m_info;
-};
-
 /// Takes the maps into memory, as the library keeps them.
 class CMaps : public stream::IAngleSink {
   public:
     explicit CMaps(const CSize& size)
         : m_slicePixels(static_cast<std::size_t>(size[0] * size[1])),
-          m_theta(static_cast<std::size_t>(size.Elements())), m_phi(m_theta.size()) {}
+          m_theta(IMAGE_GREY_F, size, CSize(0, 0, 0)), m_phi(IMAGE_GREY_F, size, CSize(0, 0, 0)) {}
     void Write(const stream::SSliceRange& slices, const float* theta, const float* phi) override {
-        const auto first =
-            static_cast<std::ptrdiff_t>(static_cast<std::size_t>(slices.first) * m_slicePixels);
-        const std::size_t count = static_cast<std::size_t>(slices.Count()) * m_slicePixels;
-        std::copy_n(theta, count, m_theta.begin() + first);
-        std::copy_n(phi, count, m_phi.begin() + first);
+        const auto first = static_cast<std::size_t>(slices.first) * m_slicePixels;
+        const std::size_t bytes = static_cast<std::size_t>(slices.Count()) * m_slicePixels * sizeof(float);
+        std::memcpy(m_theta.Pixels<float>() + first, theta, bytes);
+        std::memcpy(m_phi.Pixels<float>() + first, phi, bytes);
     }
 
   private:
     std::size_t m_slicePixels;
-    std::vector<float> m_theta;
-    std::vector<float> m_phi;
+    CImage m_theta;
+    CImage m_phi;
 };
 
-struct STime {
-    double wallSeconds = std::numeric_limits<double>::infinity();
-    double cpuSeconds = std::numeric_limits<double>::infinity();
+struct SRun {
+    double wallSeconds = 0.0;
+    double cpuSeconds = 0.0;
     double threshold = 0.0;
+    std::vector<stream::SStreamResult::SPass> passes;
 };
 
-template <typename WorkT>
-STime best_of_three(const WorkT& work) {
-    STime best;
-    for (int run = 0; run < 3; ++run) {
-        const auto wall = std::chrono::steady_clock::now();
-        const std::clock_t cpu = std::clock();
-        best.threshold = work();
-        const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - wall;
-        best.wallSeconds = std::min(best.wallSeconds, elapsed.count());
-        best.cpuSeconds = std::min(best.cpuSeconds, static_cast<double>(std::clock() - cpu) / CLOCKS_PER_SEC);
-    }
-    return best;
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const std::size_t half = values.size() / 2;
+    return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2.0;
 }
 
-double in_memory(CImage& image) {
+/// One way to the same numbers, and what it took.
+class CWay {
+  public:
+    using Work = SRun (*)(CImage& image, int threads, bool withMaps);
+
+    CWay(const char* name, Work work, int threads, bool withMaps)
+        : m_name(name), m_work(work), m_threads(threads), m_withMaps(withMaps) {}
+
+    void Go(CImage& image) {
+        CParallelism::SetThreads(m_threads);
+        const auto wall = std::chrono::steady_clock::now();
+        const std::clock_t cpu = std::clock();
+        m_runs.push_back(m_work(image, m_threads, m_withMaps));
+        const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - wall;
+        m_runs.back().wallSeconds = elapsed.count();
+        m_runs.back().cpuSeconds = static_cast<double>(std::clock() - cpu) / CLOCKS_PER_SEC;
+    }
+    double Wall() const {
+        return median_of([](const SRun& run) { return run.wallSeconds; });
+    }
+    double Cpu() const {
+        return median_of([](const SRun& run) { return run.cpuSeconds; });
+    }
+    double Threshold() const { return m_runs.front().threshold; }
+    void Print(double pixels) const {
+        std::printf("%-34s %7.3f s   %7.3f s   %5.1f ns per pixel", m_name, Wall(), Cpu(),
+                    1e9 * Cpu() / pixels);
+        for (std::size_t pass = 0; pass < m_runs.front().passes.size(); ++pass) {
+            const double seconds = median_of([pass](const SRun& run) { return run.passes[pass].seconds; });
+            std::printf("  %s %.0f ms", m_runs.front().passes[pass].name, 1e3 * seconds);
+        }
+        std::printf("\n");
+    }
+
+  private:
+    template <typename ValueT>
+    double median_of(const ValueT& value) const {
+        std::vector<double> values;
+        for (const SRun& run : m_runs) {
+            values.push_back(value(run));
+        }
+        return median(values);
+    }
+
+    const char* m_name;
+    Work m_work;
+    int m_threads;
+    bool m_withMaps;
+    std::vector<SRun> m_runs;
+};
+
+SRun in_memory(CImage& image, int /*threads*/, bool /*withMaps*/) {
     CSubfieldFiberDirections analysis(RADIUS, OTSU_FACTOR, SUBFIELD, SUBFIELD, SUBFIELD);
     std::string parameters;
     const std::unique_ptr<CValueMap> document(analysis.Compute(image, parameters, nullptr, false));
-    return analysis.Threshold();
+    SRun run;
+    run.threshold = analysis.Threshold();
+    return run;
 }
 
-double streamed(const CImage& image, int threads) {
-    CReader reader(image);
+SRun by_slices(CImage& image, int threads, bool withMaps) {
+    volume::CMemoryReader reader(image.Size(), volume::EPixelType::u8, image.Pixels<unsigned char>());
     const auto alone = stream::SingleProcess();
     const stream::SStreamParameters parameters{
         RADIUS, 1.0, OTSU_FACTOR, {SUBFIELD, SUBFIELD, SUBFIELD}, false};
     const stream::SStreamResources resources{threads, std::size_t{1} << 36U, "/tmp"};
-    stream::CStreamingAnalysis analysis({reader}, parameters, resources, *alone, true);
-    CMaps maps(image.Size());
-    return analysis.Run(&maps).threshold.value_or(0.0);
+    stream::CStreamingAnalysis analysis({reader}, parameters, resources, *alone, withMaps);
+    const auto maps = withMaps ? std::make_unique<CMaps>(image.Size()) : nullptr;
+    const stream::SStreamResult result = analysis.Run(maps.get());
+    SRun run;
+    run.threshold = result.threshold.value_or(0.0);
+    run.passes = result.passes;
+    return run;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     const long long extent = argc > 1 ? std::atoll(argv[1]) : 256;
+    const int rounds = argc > 2 ? std::atoi(argv[2]) : 7;
     const std::unique_ptr<CImage> image = fibers(extent);
-    const double pixels = std::pow(static_cast<double>(extent), 3.0);
-    CParallelism::SetThreads(1);
-    const STime library = best_of_three([&] { return in_memory(*image); });
-    const STime one = best_of_three([&] { return streamed(*image, 1); });
-    const STime two = best_of_three([&] { return streamed(*image, 2); });
-    std::printf("%lld^3, 8 bit            wall      processor time\n", extent);
-    const auto print = [pixels](const char* name, const STime& time) {
-        std::printf("%-22s %6.2f s   %6.2f s   %5.1f ns per pixel\n", name, time.wallSeconds, time.cpuSeconds,
-                    1e9 * time.cpuSeconds / pixels);
+    std::vector<CWay> ways{{"in memory, 1 thread", in_memory, 1, true},
+                           {"in memory, 2 threads", in_memory, 2, true},
+                           {"by slices with maps, 1 thread", by_slices, 1, true},
+                           {"by slices with maps, 2 threads", by_slices, 2, true},
+                           {"by slices, 1 thread", by_slices, 1, false},
+                           {"by slices, 2 threads", by_slices, 2, false}};
+    for (int round = 0; round < rounds; ++round) {
+        for (CWay& way : ways) {
+            way.Go(*image);
+        }
+    }
+    std::printf("%lld^3, 8 bit, medians of %d rounds     wall    processor time\n", extent, rounds);
+    for (const CWay& way : ways) {
+        way.Print(std::pow(static_cast<double>(extent), 3.0));
+    }
+    const auto ratio = [&ways](std::size_t slower, std::size_t faster) {
+        return ways[slower].Wall() / ways[faster].Wall();
     };
-    print("in memory, 1 thread", library);
-    print("by slices, 1 thread", one);
-    print("by slices, 2 threads", two);
-    std::printf("by slices against in memory, 1 thread: %.2f times as fast (processor time: %.2f)\n",
-                library.wallSeconds / one.wallSeconds, library.cpuSeconds / one.cpuSeconds);
-    std::printf("2 threads against 1: %.2f times as fast\n", one.wallSeconds / two.wallSeconds);
-    const bool isSame = library.threshold == one.threshold && one.threshold == two.threshold;
+    std::printf("by slices with maps against in memory: %.2f times as fast on 1 thread, %.2f on 2\n",
+                ratio(0, 2), ratio(1, 3));
+    std::printf(
+        "2 threads against 1: in memory %.2f, by slices with maps %.2f, by slices %.2f times as fast\n",
+        ratio(0, 1), ratio(2, 3), ratio(4, 5));
+    const bool isSame = std::all_of(ways.begin(), ways.end(), [&ways](const CWay& way) {
+        return way.Threshold() == ways.front().Threshold();
+    });
     std::printf("thresholds %s\n", isSame ? "are the same" : "DIFFER");
     return isSame ? 0 : 1;
 }
