@@ -38,15 +38,12 @@ class Passes : public testing::Test {
   protected:
     /// Runs an analysis and returns the names of its passes; fails unless its progress came to its end.
     Names run(const CImage* maskImage, const std::optional<stream::SCheckpointFiles>& checkpoint) {
-        CMemoryReader image(*m_image);
-        std::optional<CMemoryReader> mask;
-        if (maskImage != nullptr) {
-            mask.emplace(*maskImage);
-        }
+        const auto image = ReaderOf(*m_image);
+        const auto mask = maskImage != nullptr ? ReaderOf(*maskImage) : nullptr;
         stream::SStreamParameters parameters;
         parameters.fiberRadius = 2.0;
         const std::unique_ptr<stream::ICommunicator> alone = stream::SingleProcess();
-        stream::CStreamingAnalysis analysis({image, mask ? &*mask : nullptr}, parameters,
+        stream::CStreamingAnalysis analysis({*image, mask.get()}, parameters,
                                             {1, PLENTY, testing::TempDir(), checkpoint}, *alone, false);
         COuterProgress progress;
         const CProgressMonitorScope scope(progress);

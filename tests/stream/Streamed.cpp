@@ -2,7 +2,6 @@
 #include "stream/Streamed.h"
 
 #include "support/MakeImage.h"
-#include "volume/MemoryReader.h"
 
 #include <gmock/gmock.h>
 
@@ -50,19 +49,18 @@ void expect_same_angles(const char* name, const std::vector<float>& a, const std
     }
 }
 
-/// An image as if it were a file.
-std::unique_ptr<volume::CMemoryReader> reader_of(const CImage& image) {
+} // namespace
+
+std::unique_ptr<volume::CMemoryReader> ReaderOf(const CImage& image) {
     const volume::EPixelType type = image.Type() == IMAGE_GREY_16  ? volume::EPixelType::u16
                                     : image.Type() == IMAGE_GREY_F ? volume::EPixelType::f32
                                                                    : volume::EPixelType::u8;
     return std::make_unique<volume::CMemoryReader>(image.Size(), type, image.Pixels<std::byte>());
 }
 
-} // namespace
-
 SAnswer Streamed(const SCase& task, const stream::SStreamResources& resources, stream::ICommunicator* ranks) {
-    const auto image = reader_of(task.image);
-    const auto mask = task.mask != nullptr ? reader_of(*task.mask) : nullptr;
+    const auto image = ReaderOf(task.image);
+    const auto mask = task.mask != nullptr ? ReaderOf(*task.mask) : nullptr;
     const std::unique_ptr<stream::ICommunicator> alone = stream::SingleProcess();
     CCollectedAngles angles(task.image.Size());
     stream::CStreamingAnalysis analysis({*image, mask.get()}, task.parameters, resources,

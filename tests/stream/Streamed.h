@@ -3,6 +3,7 @@
 
 #include "FilterOrientations/SubfieldFiberDirections.h"
 #include "stream/StreamingAnalysis.h"
+#include "volume/MemoryReader.h"
 #include "zeklib2image/HeaderTools.h"
 #include "zeklib2image/Image.h"
 
@@ -12,6 +13,9 @@
 #include <vector>
 
 namespace TEVRA::test {
+
+/// An image as if it were a file.
+std::unique_ptr<volume::CMemoryReader> ReaderOf(const CImage& image);
 
 /// Angle maps collected in memory.
 class CCollectedAngles : public stream::IAngleSink {
