@@ -14,6 +14,7 @@ namespace {
 // guards of other source files may come before and go after them.
 constinit std::mutex plannerMutex;
 constinit int userCount = 0;
+constinit long long plansMade = 0;
 
 fftwf_complex* as_fftw(Complex* data) {
     return reinterpret_cast<fftwf_complex*>(data);
@@ -25,14 +26,15 @@ fftwf_plan as_fftw(void* plan) {
 
 } // namespace
 
-CFftwPlan CFftwPlan::ComplexColumns(EnDirection direction, std::size_t rows, std::size_t columns,
-                                    Complex* data) {
-    const int length = static_cast<int>(rows);
-    const int stride = static_cast<int>(columns);
+CFftwPlan CFftwPlan::ColumnsToLines(EnDirection direction, const StColumns& columns, Complex* from,
+                                    Complex* to) {
+    const int length = static_cast<int>(columns.rows);
+    const int count = static_cast<int>(columns.columns);
+    const int distance = static_cast<int>(columns.lineLength);
     const int sign = direction == EnDirection::forward ? FFTW_FORWARD : FFTW_BACKWARD;
     const std::scoped_lock lock(plannerMutex);
-    return CFftwPlan(fftwf_plan_many_dft(1, &length, stride, as_fftw(data), nullptr, stride, 1, as_fftw(data),
-                                         nullptr, stride, 1, sign, FFTW_ESTIMATE));
+    return CFftwPlan(fftwf_plan_many_dft(1, &length, count, as_fftw(from), nullptr, count, 1, as_fftw(to),
+                                         nullptr, 1, distance, sign, FFTW_ESTIMATE));
 }
 
 CFftwPlan CFftwPlan::RealToHalf(std::size_t length, float* real, Complex* half) {
@@ -49,7 +51,9 @@ CFftwPlan::CFftwPlan(void* plan) : m_plan(plan) {
     if (m_plan == nullptr) {
         throw std::bad_alloc();
     }
-    ++userCount; // the maker holds the lock
+    // The maker holds the lock.
+    ++userCount;
+    ++plansMade;
 }
 
 CFftwPlan::CFftwPlan(CFftwPlan&& other) noexcept : m_plan(std::exchange(other.m_plan, nullptr)) {}
@@ -69,8 +73,8 @@ void CFftwPlan::Execute() const {
     fftwf_execute(as_fftw(m_plan));
 }
 
-void CFftwPlan::ExecuteOn(Complex* data) const {
-    fftwf_execute_dft(as_fftw(m_plan), as_fftw(data), as_fftw(data));
+void CFftwPlan::ExecuteOn(Complex* from, Complex* to) const {
+    fftwf_execute_dft(as_fftw(m_plan), as_fftw(from), as_fftw(to));
 }
 
 void AddFftwUser() noexcept {
@@ -83,6 +87,11 @@ void RemoveFftwUser() noexcept {
     if (--userCount == 0) {
         fftwf_cleanup();
     }
+}
+
+long long FftwPlansMade() noexcept {
+    const std::scoped_lock lock(plannerMutex);
+    return plansMade;
 }
 
 } // namespace TEVRA::Impl

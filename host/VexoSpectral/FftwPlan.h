@@ -10,18 +10,24 @@ using Complex = std::complex<float>;
 
 enum class EnDirection { forward, inverse };
 
+/// Columns to transform, and where the results go.
+struct StColumns {
+    std::size_t rows;
+    std::size_t columns;
+    std::size_t lineLength; ///< from the start of one result to that of the next; at least `rows`
+};
+
 /// A one-dimensional transform of FFTW: owns the plan, knows where to apply it.
 ///
 /// Plans are chosen by FFTW's cost estimate, never by measuring: measured plans differ from run to run, and
-/// with them the last bits of every result. On blocks of columns (ColumnBlocks.h) they would be 1.2 to 1.4
-/// times as fast, twice for extents with large prime factors, after a tenth of a second of measuring each.
-/// All memory must be aligned to 64 bytes.
+/// with them the last bits of every result. On blocks of columns (ColumnBlocks.h) measured plans would be
+/// 1.1 times as fast, after a tenth of a second of measuring each. All memory must be aligned to 64 bytes.
 class CFftwPlan {
   public:
-    /// Complex transforms of `columns` columns side by side, in place: element (row, column) lies at
-    /// data[row * columns + column].
-    static CFftwPlan ComplexColumns(EnDirection direction, std::size_t rows, std::size_t columns,
-                                    Complex* data);
+    /// Complex transforms of columns side by side, element (row, column) at from[row * columns + column], to
+    /// lines, element (row, column) at to[column * lineLength + row].
+    static CFftwPlan ColumnsToLines(EnDirection direction, const StColumns& columns, Complex* from,
+                                    Complex* to);
     /// Transform of `length` real values to length / 2 + 1 complex ones.
     static CFftwPlan RealToHalf(std::size_t length, float* real, Complex* half);
     /// The way back, without scaling; overwrites `half`.
@@ -35,8 +41,8 @@ class CFftwPlan {
 
     /// Transforms the memory that the plan was made for.
     void Execute() const;
-    /// Transforms other columns than those that the plan was made for.
-    void ExecuteOn(Complex* data) const;
+    /// Transforms other columns than those that the plan was made for, to other lines.
+    void ExecuteOn(Complex* from, Complex* to) const;
 
   private:
     /// @throws std::bad_alloc if FFTW gave no plan.
@@ -49,5 +55,8 @@ class CFftwPlan {
 /// tables are released; plans must not outlive the tables.
 void AddFftwUser() noexcept;
 void RemoveFftwUser() noexcept;
+
+/// Plans made since the process began. They take long to make; tests see to it that they are kept.
+long long FftwPlansMade() noexcept;
 
 } // namespace TEVRA::Impl

@@ -2,6 +2,7 @@
 #include "VexoSpectral/FourierTransformation.h"
 
 #include "DirectFourierSum.h"
+#include "VexoSpectral/FftwPlan.h"
 #include "support/AwkwardSizes.h"
 #include "support/MakeImage.h"
 #include "support/MemoryLimit.h"
@@ -417,6 +418,23 @@ TEST(FourierTransformation, GivesTheSameBitsForEveryObjectAndWhenPlansAreReused)
             EXPECT_EQ(PixelsOf<ComplexF>(*spectrum), spectrum_of(*image));
         }
     }
+}
+
+TEST(FourierTransformation, MakesThePlansOfASizeOnce) {
+    CFourierTransformation transformation(nullptr, nullptr);
+    const CSize size(12, 10, 8);
+    const auto image = random_image(IMAGE_GREY_F, size, 34);
+    const auto spectrum = empty_image(IMAGE_COMPLEX_F, size);
+    const auto there_and_back = [&] {
+        transformation.Fft(*spectrum, *image, nullptr);
+        transformation.InverseFft(*image, *spectrum, nullptr);
+    };
+    const long long before = Impl::FftwPlansMade();
+    there_and_back();
+    const long long after = Impl::FftwPlansMade();
+    EXPECT_GT(after, before);
+    there_and_back();
+    EXPECT_EQ(Impl::FftwPlansMade(), after);
 }
 
 TEST(FourierTransformation, ACopyWorksOnAfterItsOriginalIsGone) {
