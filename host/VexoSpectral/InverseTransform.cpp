@@ -12,7 +12,15 @@ namespace {
 
 constexpr std::size_t WIDTH = CColumnBlocks::WIDTH;
 constexpr std::size_t CACHE_LINE = 64;
-constexpr std::size_t ROWS_AHEAD = 2; // memory is asked for so many rows before it is read
+constexpr std::size_t FETCHED_BYTES = std::size_t{96} * 1024; // of the spectrum, at a time
+constexpr std::size_t ROWS_AHEAD = 2;                         // so many are asked for before they are read
+
+/// Reads one byte of every cache line.
+void touch(const std::byte* values, std::size_t count) {
+    for (std::size_t at = 0; at < count * sizeof(Complex); at += CACHE_LINE) {
+        static_cast<void>(*static_cast<const volatile std::byte*>(values + at));
+    }
+}
 
 /// (a + conj b) / 2
 Complex hermitian_part(const Complex& a, const Complex& b) {
@@ -55,6 +63,8 @@ CInverseTransform::StWorker::StWorker(const CInverseTransform& transform)
       half(reinterpret_cast<Complex*>(halfRow.Data())),
       rowPlan(CFftwPlan::HalfToReal(transform.m_size[0], half, real)),
       plane(EnDirection::inverse, transform.m_size[1], transform.m_stripWidth),
+      oppositePlane(EnDirection::inverse, transform.m_size[1],
+                    transform.m_size[2] > 2 ? transform.m_stripWidth : 0),
       slab(EnDirection::inverse, transform.m_size[2], transform.m_columns) {}
 
 CInverseTransform::CInverseTransform(const Extents& extents)
@@ -73,45 +83,78 @@ void CInverseTransform::Run(const StPixels<const std::byte>& spectrum, const StP
         m_workers.push_back(std::make_unique<StWorker>(*this));
     }
     const auto workerCount = static_cast<int>(workers);
-    ShareWork(m_z.extent, workerCount, [&](std::size_t kz, std::size_t worker) {
+    ShareWork(m_z.extent / 2 + 1, workerCount, [&](std::size_t kz, std::size_t worker) {
         for (std::size_t first = 0; first < m_columns; first += m_stripWidth) {
-            transform_plane(*m_workers[worker], spectrum, image, kz,
-                            {first, std::min(m_stripWidth, m_columns - first)});
+            transform_planes(*m_workers[worker], spectrum, image, kz,
+                             {first, std::min(m_stripWidth, m_columns - first)});
         }
     });
     ShareWork(m_y.extent, workerCount,
               [&](std::size_t y, std::size_t worker) { transform_slab(*m_workers[worker], image, y); });
 }
 
-void CInverseTransform::transform_plane(StWorker& worker, const StPixels<const std::byte>& spectrum,
-                                        const StPixels<std::byte>& image, std::size_t kz,
-                                        const StStrip& strip) const {
-    for (std::size_t ky = 0; ky < m_y.extent; ++ky) {
-        gather_row(worker, spectrum, ky, kz, strip);
+void CInverseTransform::transform_planes(StWorker& worker, const StPixels<const std::byte>& spectrum,
+                                         const StPixels<std::byte>& image, std::size_t kz,
+                                         const StStrip& strip) const {
+    const std::size_t oppositeZ = m_z.Opposite(kz);
+    const bool isPair = oppositeZ != kz;
+    const std::size_t bytesOfRows = 4 * strip.count * sizeof(Complex); // two halves of two rows
+    const std::size_t rowsAtATime = std::max<std::size_t>(1, FETCHED_BYTES / bytesOfRows);
+    for (std::size_t first = 0; first < m_y.extent; first += rowsAtATime) {
+        const std::size_t end = std::min(first + rowsAtATime, m_y.extent);
+        fetch_rows(spectrum, first, end, kz, strip);
+        for (std::size_t ky = first; ky < end; ++ky) {
+            gather_row(worker, worker.plane, spectrum, ky, kz, strip);
+            if (isPair) {
+                gather_row(worker, worker.oppositePlane, spectrum, m_y.Opposite(ky), oppositeZ, strip);
+            }
+        }
     }
-    worker.plane.Transform(strip.count);
+    finish_plane(worker, worker.plane, image, kz, strip);
+    if (isPair) {
+        finish_plane(worker, worker.oppositePlane, image, oppositeZ, strip);
+    }
+}
+
+/// Brings the strip's part of rows and of their opposites into the cache, in ascending order, which the
+/// processor foresees: taken in turns as they are used, they come at a third of the speed.
+void CInverseTransform::fetch_rows(const StPixels<const std::byte>& spectrum, std::size_t first,
+                                   std::size_t end, std::size_t kz, const StStrip& strip) const {
+    if (spectrum.strides[0] != static_cast<std::ptrdiff_t>(sizeof(Complex))) {
+        return;
+    }
+    const auto fetch_row = [&](std::size_t y, std::size_t z) {
+        const std::size_t upward = m_x.Centre() + strip.first;
+        const std::size_t downward = m_x.Centre() - strip.first;
+        touch(spectrum.At(downward + 1 - strip.count, y, z), strip.count);
+        touch(spectrum.At(upward, y, z), strip.count);
+    };
+    for (std::size_t ky = first; ky < end; ++ky) {
+        fetch_row(m_y.PixelOf(ky), m_z.PixelOf(kz));
+    }
+    for (std::size_t ky = end; ky-- > first;) {
+        fetch_row(m_y.PixelOf(m_y.Opposite(ky)), m_z.PixelOf(m_z.Opposite(kz)));
+    }
+}
+
+void CInverseTransform::finish_plane(StWorker& worker, CColumnBlocks& plane, const StPixels<std::byte>& image,
+                                     std::size_t kz, const StStrip& strip) const {
+    plane.Transform(strip.count);
     for (std::size_t y = 0; y < m_y.extent; ++y) {
-        store_row(worker, image, y, kz, strip);
+        store_row(worker, plane, image, y, kz, strip);
     }
 }
 
 /// The packed half row of the spectrum's Hermitian part.
-void CInverseTransform::gather_row(StWorker& worker, const StPixels<const std::byte>& spectrum,
-                                   std::size_t ky, std::size_t kz, const StStrip& strip) const {
+void CInverseTransform::gather_row(StWorker& worker, CColumnBlocks& plane,
+                                   const StPixels<const std::byte>& spectrum, std::size_t ky, std::size_t kz,
+                                   const StStrip& strip) const {
     const Complex* row = row_of(spectrum, ky, kz, worker.row);
     const Complex* opposite = row_of(spectrum, m_y.Opposite(ky), m_z.Opposite(kz), worker.oppositeRow);
     const Complex* upward = row + m_x.Centre() + strip.first;
     const Complex* downward = opposite + m_x.Centre() - strip.first;
-    // The processor does not foresee rows that alternate and run against each other.
-    const std::size_t later = std::min(ky + ROWS_AHEAD, m_y.extent - 1);
-    const std::byte* laterUpward =
-        spectrum.At(m_x.Centre() + strip.first, m_y.PixelOf(later), m_z.PixelOf(kz));
-    const std::byte* laterDownward = spectrum.At(m_x.Centre() - strip.first, m_y.PixelOf(m_y.Opposite(later)),
-                                                 m_z.PixelOf(m_z.Opposite(kz)));
     for (std::size_t i = 0; i < strip.count; i += WIDTH) {
-        Complex* target = worker.plane.RowOfBlock(ky, i / WIDTH);
-        __builtin_prefetch(laterUpward + i * sizeof(Complex));
-        __builtin_prefetch(laterDownward - i * sizeof(Complex));
+        Complex* target = plane.RowOfBlock(ky, i / WIDTH);
         if (i + WIDTH <= strip.count) {
             hermitian_block(upward + i, downward - i, target);
         } else {
@@ -122,17 +165,17 @@ void CInverseTransform::gather_row(StWorker& worker, const StPixels<const std::b
     }
     if (strip.first == 0 && m_x.IsEven()) {
         const Complex halfExtent = hermitian_part(row[0], opposite[0]);
-        worker.plane.At(ky, 0) += Complex(-halfExtent.imag(), halfExtent.real()); // first + i * last column
+        plane.At(ky, 0) += Complex(-halfExtent.imag(), halfExtent.real()); // first + i * last column
     }
 }
 
-void CInverseTransform::store_row(StWorker& worker, const StPixels<std::byte>& image, std::size_t y,
-                                  std::size_t kz, const StStrip& strip) const {
+void CInverseTransform::store_row(StWorker& worker, CColumnBlocks& plane, const StPixels<std::byte>& image,
+                                  std::size_t y, std::size_t kz, const StStrip& strip) const {
     if (are_rows_whole(image)) {
-        worker.plane.GetRow(y, reinterpret_cast<Complex*>(image.At(2 * strip.first, y, kz)), strip.count);
+        plane.GetRow(y, reinterpret_cast<Complex*>(image.At(2 * strip.first, y, kz)), strip.count);
         return;
     }
-    worker.plane.GetRow(y, worker.half, strip.count);
+    plane.GetRow(y, worker.half, strip.count);
     // Real and imaginary parts side by side; of an odd row's first column only one of them.
     const float* values = reinterpret_cast<const float*>(worker.half);
     std::size_t valueCount = 2 * strip.count;

@@ -22,8 +22,9 @@ namespace TEVRA::Impl {
 /// one value too many: in the column of x frequency 0, opposite z frequencies are conjugate after the pass
 /// along y, so one of the pair keeps the real part and the other the imaginary part.
 ///
-/// Planes of equal z frequency, and then slabs of equal y, are transformed on their own, several at a time by
-/// as many threads as are asked for; the result does not depend on their number.
+/// Pairs of planes of opposite z frequencies, whose rows need one half of each other, and then slabs of equal
+/// y, are transformed on their own, several at a time by as many threads as are asked for; the result does
+/// not depend on their number.
 class CInverseTransform {
   public:
     explicit CInverseTransform(const Extents& extents);
@@ -42,7 +43,9 @@ class CInverseTransform {
         Complex* half;
         std::vector<Complex> row, oppositeRow; ///< used if the spectrum's pixels do not lie side by side
         CFftwPlan rowPlan;
-        CColumnBlocks plane, slab;
+        /// Half spectra of two planes of opposite z frequencies.
+        CColumnBlocks plane, oppositePlane;
+        CColumnBlocks slab;
     };
 
     /// Columns of the half spectrum that are transformed at a time.
@@ -51,12 +54,16 @@ class CInverseTransform {
         std::size_t count;
     };
 
-    void transform_plane(StWorker& worker, const StPixels<const std::byte>& spectrum,
-                         const StPixels<std::byte>& image, std::size_t kz, const StStrip& strip) const;
-    void gather_row(StWorker& worker, const StPixels<const std::byte>& spectrum, std::size_t ky,
+    void transform_planes(StWorker& worker, const StPixels<const std::byte>& spectrum,
+                          const StPixels<std::byte>& image, std::size_t kz, const StStrip& strip) const;
+    void finish_plane(StWorker& worker, CColumnBlocks& plane, const StPixels<std::byte>& image,
+                      std::size_t kz, const StStrip& strip) const;
+    void fetch_rows(const StPixels<const std::byte>& spectrum, std::size_t first, std::size_t end,
                     std::size_t kz, const StStrip& strip) const;
-    void store_row(StWorker& worker, const StPixels<std::byte>& image, std::size_t y, std::size_t kz,
-                   const StStrip& strip) const;
+    void gather_row(StWorker& worker, CColumnBlocks& plane, const StPixels<const std::byte>& spectrum,
+                    std::size_t ky, std::size_t kz, const StStrip& strip) const;
+    void store_row(StWorker& worker, CColumnBlocks& plane, const StPixels<std::byte>& image, std::size_t y,
+                   std::size_t kz, const StStrip& strip) const;
     void transform_slab(StWorker& worker, const StPixels<std::byte>& image, std::size_t y) const;
     void load_row(StWorker& worker, const StPixels<std::byte>& image, std::size_t y, std::size_t kz) const;
     void rejoin_first_column(StWorker& worker) const;
