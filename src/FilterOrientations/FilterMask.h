@@ -23,15 +23,16 @@ struct StGaussianRow {
 
 /// Writes the row as floats; NaN becomes the lowest float.
 ///
-/// Neighbours differ by a factor that itself changes by a constant factor from one pixel to the next, so two
-/// exponentials start a row of products in double precision. Within 1e-10 of exp(-q / 2) evaluated pixel by
-/// pixel, relatively: the floats differ by one rounding at most. Where products could leave the range of
-/// doubles, the row is halved until they cannot, in the end down to single exponentials.
+/// Neighbours differ by a factor that itself changes by a constant factor from one pixel to the next, so
+/// three exponentials start a row of products in double precision. Within 1e-10 of exp(-q / 2) evaluated
+/// pixel by pixel, relatively: the floats differ by one rounding at most. Where products could leave the
+/// range of doubles, the row is halved until they cannot, in the end down to single exponentials.
 void FillGaussianRow(const StGaussianRow& row, std::span<float> values);
 
-/// product = spectrum * values, pixel by pixel; all of one length. The product may be the spectrum itself.
-void MultiplyRow(std::span<const std::complex<float>> spectrum, std::span<const float> values,
-                 std::span<std::complex<float>> product);
+/// product = spectrum * values of the row as FillGaussianRow writes them, pixel by pixel, without writing
+/// them; both of one length. The product may be the spectrum itself.
+void MultiplyByGaussianRow(const StGaussianRow& row, std::span<const std::complex<float>> spectrum,
+                           std::span<std::complex<float>> product);
 
 /// Where a response is larger than the best one so far, it becomes the best one, and `number` the number of
 /// its pixel; NaN is never larger. All of one length, none overlapping another.

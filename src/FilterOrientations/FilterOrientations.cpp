@@ -209,18 +209,16 @@ std::array<long long, 3> extents_of(const IImage& image) {
 class CMaskTimesSpectrum : public visitors::CMult<Complex> {
   public:
     CMaskTimesSpectrum(const CMaskForm& form, const std::array<long long, 3>& size)
-        : m_form(form), m_size(size), m_values(static_cast<std::size_t>(size[0])) {}
+        : m_form(form), m_size(size) {}
 
     void VisitRow(Complex* product, const Complex* spectrum, long long count, long long y, long long z) {
         const auto columns = static_cast<std::size_t>(count);
-        Impl::FillGaussianRow(m_form.Row(m_size, y, z), m_values);
-        Impl::MultiplyRow({spectrum, columns}, m_values, {product, columns});
+        Impl::MultiplyByGaussianRow(m_form.Row(m_size, y, z), {spectrum, columns}, {product, columns});
     }
 
   private:
     const CMaskForm& m_form;
     std::array<long long, 3> m_size;
-    std::vector<float> m_values;
 };
 
 bool has_gaps(const IImage& image) {

@@ -3,6 +3,7 @@
 #include "FilterOrientations/FilterOrientations.h"
 
 #include "FilterOrientations/PointsOnSphere.h"
+#include "VexoSpectral/FftwPlan.h"
 #include "src/bank/TestAccess.h"
 #include "support/MakeImage.h"
 #include "support/MemoryLimit.h"
@@ -519,6 +520,22 @@ TEST(FilterPipeline, DoesNotDependOnTheNumberOfThreads) {
         estimator.Compute(*image, CFilterOrientations::eCoarse, nullptr);
         EXPECT_TRUE(snapshot(estimator, *image) == one) << threads;
     }
+}
+
+TEST(FilterPipeline, MakesPlansOnceForAllDirectionsAndRuns) {
+    const CSize size(9, 8, 7);
+    const auto image = random_image(size);
+    const auto plans_of = [&](CFilterOrientations& estimator, EResolution resolution) {
+        const long long before = Impl::FftwPlansMade();
+        estimator.Compute(*image, resolution, full_mask(size).get());
+        return Impl::FftwPlansMade() - before;
+    };
+    CFilterOrientations coarse(1.0F, 0.5F, nullptr, nullptr);
+    CFilterOrientations fine(1.0F, 0.5F, nullptr, nullptr);
+    const long long plans = plans_of(coarse, CFilterOrientations::eCoarse);
+    EXPECT_GT(plans, 0);
+    EXPECT_EQ(plans_of(fine, CFilterOrientations::eFine), plans) << "more directions";
+    EXPECT_EQ(plans_of(coarse, CFilterOrientations::eMedium), 0) << "the next run";
 }
 
 TEST(FilterPipeline, IsRepeatable) {
