@@ -46,8 +46,8 @@ TEST(TheAnswerDoesNotDependOn, TheMemory) {
             const SCase task{*image, foreground, parameters};
             const SAnswer roomy = Streamed(task, {2, PLENTY, "/tmp"});
             const SAnswer narrow = Streamed(task, {2, little, testing::TempDir()});
-            EXPECT_EQ(roomy.scratchKind, stream::SScratchPlace::EKind::memory);
-            EXPECT_EQ(narrow.scratchKind, stream::SScratchPlace::EKind::file);
+            EXPECT_EQ(roomy.plan.scratchKind, stream::SScratchPlace::EKind::memory);
+            EXPECT_EQ(narrow.plan.scratchKind, stream::SScratchPlace::EKind::file);
             ExpectIdenticalAnswer(narrow, roomy);
         }
     }

@@ -73,7 +73,7 @@ SAnswer Streamed(const SCase& task, const stream::SStreamResources& resources, s
     answer.foregroundPixels = result.foregroundPixels;
     answer.theta = std::move(angles.theta);
     answer.phi = std::move(angles.phi);
-    answer.scratchKind = analysis.Plan().scratchKind;
+    answer.plan = analysis.Plan();
     return answer;
 }
 

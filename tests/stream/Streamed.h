@@ -49,7 +49,7 @@ struct SAnswer {
     long long foregroundPixels = 0;
     std::vector<float> theta;
     std::vector<float> phi;
-    stream::SScratchPlace::EKind scratchKind = stream::SScratchPlace::EKind::memory;
+    stream::SMemoryPlan plan; ///< of the one slice by slice
 };
 
 /// What is analysed and how.
