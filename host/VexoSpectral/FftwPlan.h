@@ -20,8 +20,8 @@ struct StColumns {
 /// A one-dimensional transform of FFTW: owns the plan, knows where to apply it.
 ///
 /// Plans are chosen by FFTW's cost estimate, never by measuring: measured plans differ from run to run, and
-/// with them the last bits of every result. On blocks of columns (ColumnBlocks.h) measured plans would be
-/// 1.1 times as fast, after a tenth of a second of measuring each. All memory must be aligned to 64 bytes.
+/// with them the last bits of every result, and take a tenth of a second each. All memory must be aligned to
+/// 64 bytes.
 class CFftwPlan {
   public:
     /// Complex transforms of columns side by side, element (row, column) at from[row * columns + column], to
