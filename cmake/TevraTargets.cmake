@@ -50,6 +50,17 @@ function(tevra_add_library name)
     endif()
 endfunction()
 
+# tevra_hands_out_tasks(FILES ...)
+# oneTBB's headers put parts of its scheduler into the files that hand it tasks. ThreadSanitizer does not see the locks
+# inside libtbb that order them, so it leaves these files out, and they tell it what does order the tasks
+# (VexoBase/ForkJoin.h). To be called in the folder of the target.
+function(tevra_hands_out_tasks)
+    if(TEVRA_SANITIZE STREQUAL "thread")
+        set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -fno-sanitize=thread
+            COMPILE_DEFINITIONS TEVRA_THREAD_SANITIZER)
+    endif()
+endfunction()
+
 # tevra_add_wide_sources(TARGET FILES ...)
 # Compiles the files once per instruction set and adds the objects to a library of this folder. The macro TEVRA_WIDE is
 # the set's name (baseline, avx2, avx512), for use as the namespace of everything that the files define; TEVRA_WIDE_X86

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "stream/Workers.h"
 
+#include "VexoBase/ForkJoin.h"
+
 #include <oneapi/tbb/global_control.h>
 #include <oneapi/tbb/info.h>
 #include <oneapi/tbb/parallel_for.h>
@@ -37,9 +39,15 @@ void CWorkers::Run(long long tasks, const std::function<void(long long task, int
         }
         return;
     }
-    m_arena->arena.execute([tasks, &work] {
+    Impl::CForkJoin forkJoin;
+    m_arena->arena.execute([tasks, &work, &forkJoin] {
         tbb::parallel_for(
-            0LL, tasks, [&work](long long task) { work(task, tbb::this_task_arena::current_thread_index()); },
+            0LL, tasks,
+            [&work, &forkJoin](long long task) {
+                const int worker = tbb::this_task_arena::current_thread_index();
+                const Impl::CForkJoin::CTask running(forkJoin, worker);
+                work(task, worker);
+            },
             tbb::simple_partitioner());
     });
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "VexoFilter/TilePass.h"
 
+#include "VexoBase/ForkJoin.h"
+
 #include <oneapi/tbb/global_control.h>
 #include <oneapi/tbb/info.h>
 #include <oneapi/tbb/parallel_for.h>
@@ -42,9 +44,12 @@ class CWorkers {
             }
             return;
         }
-        m_arena->execute([&pass, first, end] {
-            tbb::parallel_for(first, end, [&pass](long long tile) {
-                pass.Work(tile, tbb::this_task_arena::current_thread_index());
+        CForkJoin forkJoin;
+        m_arena->execute([&pass, &forkJoin, first, end] {
+            tbb::parallel_for(first, end, [&pass, &forkJoin](long long tile) {
+                const int worker = tbb::this_task_arena::current_thread_index();
+                const CForkJoin::CTask running(forkJoin, worker);
+                pass.Work(tile, worker);
             });
         });
     }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "VexoSpectral/Workers.h"
 
+#include "VexoBase/ForkJoin.h"
+
 #include <oneapi/tbb/global_control.h>
 #include <oneapi/tbb/info.h>
 #include <oneapi/tbb/parallel_for.h>
@@ -24,9 +26,12 @@ void ShareWork(std::size_t count, int threads, const std::function<void(std::siz
         permission.emplace(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(threads));
     }
     tbb::task_arena arena(threads);
+    CForkJoin forkJoin;
     arena.execute([&] {
-        tbb::parallel_for(std::size_t{0}, count, [&work](std::size_t item) {
-            work(item, static_cast<std::size_t>(tbb::this_task_arena::current_thread_index()));
+        tbb::parallel_for(std::size_t{0}, count, [&work, &forkJoin](std::size_t item) {
+            const int worker = tbb::this_task_arena::current_thread_index();
+            const CForkJoin::CTask running(forkJoin, worker);
+            work(item, static_cast<std::size_t>(worker));
         });
     });
 }
