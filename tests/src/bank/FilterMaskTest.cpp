@@ -13,8 +13,10 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <complex>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -107,7 +109,8 @@ std::vector<float> row_by_exponentials(const Impl::StGaussianRow& row, std::size
 /// The same bits; but all that is not a number is the same.
 bool have_same_values(const std::vector<Complex>& left, const std::vector<Complex>& right) {
     const auto is_same = [](float a, float b) {
-        return (std::isnan(a) && std::isnan(b)) || std::memcmp(&a, &b, sizeof a) == 0;
+        return (std::isnan(a) && std::isnan(b)) ||
+               std::bit_cast<std::uint32_t>(a) == std::bit_cast<std::uint32_t>(b);
     };
     return std::ranges::equal(left, right, [&](const Complex& a, const Complex& b) {
         return is_same(a.real(), b.real()) && is_same(a.imag(), b.imag());
