@@ -32,7 +32,7 @@ class CHessianRows {
 
     explicit CHessianRows(std::size_t width);
 
-    void GoTo(const SNeighbourSlices& slices);
+    void GoTo(const SNeighbourSlices& slices) { m_slices = slices; }
     /// The entries of row `y`; valid until the next call.
     const Rows& At(std::size_t y);
 
@@ -40,13 +40,10 @@ class CHessianRows {
     std::span<float> buffer(std::size_t number) {
         return std::span(m_memory).subspan(number * m_width, m_width);
     }
-    std::span<const float> slope_along_x(std::size_t y);
-
     SNeighbourSlices m_slices{};
     std::size_t m_width;
     std::vector<float> m_memory;
     Rows m_rows{};
-    std::array<std::size_t, 3> m_slopeRow{}; // which rows' slopes along x are at hand
 };
 
 extern template class CHessianRows<2>;

@@ -22,6 +22,12 @@ void FirstDifference(std::span<const float> left, std::span<const float> right, 
     FilterKernels().firstDifference(left.data(), right.data(), out.data(), out.size());
 }
 
+void MixedDifference(const SCornerLines& lines, std::span<float> out) {
+    FilterKernels().mixedDifference(
+        {lines.lowLeft.data(), lines.lowRight.data(), lines.highLeft.data(), lines.highRight.data()},
+        out.data(), out.size());
+}
+
 void SecondDifferenceAlong(std::span<const float> line, std::span<float> out) {
     const std::size_t inner = inner_count(line);
     if (inner > 0) {
@@ -42,6 +48,18 @@ void FirstDifferenceAlong(std::span<const float> line, std::span<float> out) {
     const std::size_t step = last > 0 ? 1 : 0;
     out[0] = FirstDifference(line[0], line[step]);
     out[last] = FirstDifference(line[last - step], line[last]);
+}
+
+void MixedDifferenceAlong(std::span<const float> low, std::span<const float> high, std::span<float> out) {
+    const std::size_t inner = inner_count(low);
+    if (inner > 0) {
+        MixedDifference({low.first(inner), low.last(inner), high.first(inner), high.last(inner)},
+                        out.subspan(1, inner));
+    }
+    const std::size_t last = low.size() - 1;
+    const std::size_t step = last > 0 ? 1 : 0;
+    out[0] = MixedDifference(low[0], low[step], high[0], high[step]);
+    out[last] = MixedDifference(low[last - step], low[last], high[last - step], high[last]);
 }
 
 } // namespace TEVRA::Impl

@@ -19,10 +19,11 @@ struct SFilterKernels {
     /// As WeightedSum.
     void (*weightedSum)(const SSampledGaussian& kernel, const float* const* rows, float* out,
                         std::size_t count);
-    /// As SecondDifference and FirstDifference of lines.
+    /// As SecondDifference, FirstDifference and MixedDifference of lines.
     void (*secondDifference)(const float* left, const float* here, const float* right, float* out,
                              std::size_t count);
     void (*firstDifference)(const float* left, const float* right, float* out, std::size_t count);
+    void (*mixedDifference)(const float* const (&corners)[4], float* out, std::size_t count);
     /// Sample j of rows[i] becomes sample i of row j of `out`; and the way back.
     void (*toColumns)(const float* const* rows, std::size_t count, std::size_t length,
                       const SRows<float>& out);

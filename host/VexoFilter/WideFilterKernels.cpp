@@ -145,6 +145,17 @@ void first_difference(const float* left, const float* right, float* out, std::si
     }
 }
 
+void mixed_difference(const float* const (&corners)[4], float* out, std::size_t count) {
+    const float* const lowLeft = corners[0];
+    const float* const lowRight = corners[1];
+    const float* const highLeft = corners[2];
+    const float* const highRight = corners[3];
+#pragma GCC ivdep
+    for (std::size_t k = 0; k < count; ++k) {
+        out[k] = MixedDifference(lowLeft[k], lowRight[k], highLeft[k], highRight[k]);
+    }
+}
+
 /// Floats of a whole register.
 constexpr std::size_t BLOCK = 2 * LANES;
 using RawBlockRow [[gnu::vector_size(BLOCK * sizeof(float))]] = float;
@@ -244,6 +255,7 @@ const SFilterKernels KERNELS{.walk = walk,
                              .weightedSum = weighted_sum,
                              .secondDifference = second_difference,
                              .firstDifference = first_difference,
+                             .mixedDifference = mixed_difference,
                              .toColumns = to_columns,
                              .toRows = to_rows};
 

@@ -83,5 +83,31 @@ TEST(Differences, AlongALineContinueItConstantlyBeyondItsEnds) {
     }
 }
 
+TEST(Differences, MixedOnesAreFirstDifferencesOfFirstDifferences) {
+    for (const std::size_t length : {1U, 2U, 3U, 4U, 9U, 10U, 17U, 35U}) {
+        std::vector<std::vector<float>> lines(4, std::vector<float>(length));
+        for (std::size_t line = 0; line < lines.size(); ++line) {
+            for (std::size_t k = 0; k < length; ++k) {
+                lines[line][k] =
+                    0.37F * static_cast<float>((k + line) * k) + 11.1F / static_cast<float>(k + 2 * line + 1);
+            }
+        }
+        std::vector<float> low(length);
+        std::vector<float> high(length);
+        std::vector<float> expected(length);
+        std::vector<float> mixed(length);
+        Impl::FirstDifference(lines[0], lines[1], low);
+        Impl::FirstDifference(lines[2], lines[3], high);
+        Impl::FirstDifference(low, high, expected);
+        Impl::MixedDifference({lines[0], lines[1], lines[2], lines[3]}, mixed);
+        EXPECT_EQ(mixed, expected) << "across, " << length;
+        Impl::FirstDifferenceAlong(lines[0], low);
+        Impl::FirstDifferenceAlong(lines[1], high);
+        Impl::FirstDifference(low, high, expected);
+        Impl::MixedDifferenceAlong(lines[0], lines[1], mixed);
+        EXPECT_EQ(mixed, expected) << "along, " << length;
+    }
+}
+
 } // namespace
 } // namespace TEVRA::test
