@@ -108,6 +108,9 @@ void AddRow(CSecondOrderSums<Dim>& second, CFourthOrderSums<Dim>* fourth, const 
         const std::size_t axes =
             kernel({angles.theta + first, Dim == 3 ? angles.phi + first : nullptr, length, secondSums.data(),
                     fourth != nullptr ? fourthSums.data() : nullptr});
+        if (axes == 0) {
+            return;
+        }
         second.Add(secondSums, static_cast<long long>(axes));
         if (fourth != nullptr) {
             fourth->Add(fourthSums);

@@ -9,6 +9,10 @@
 #include "FilterOrientations/SumKernel.h"
 #include "Numeric/Lanes.h"
 
+#if defined(__AVX512F__)
+#include <immintrin.h> // lanes picked by a mask: nothing portable comes near it
+#endif
+
 namespace TEVRA::Impl::segments::TEVRA_WIDE {
 namespace {
 
@@ -26,54 +30,128 @@ using Access = StLaneAccess<Real>;
 constexpr std::size_t MOST_LANES = 8;
 static_assert(SEGMENT_PIXELS % MOST_LANES == 0 && SUM_STRIPES % WIDTH == 0);
 
-/// Pixels of a segment, packed, with room to finish the last group of lanes.
+/// Pixels of a segment, packed, with room to finish the last group of lanes and for a whole register to be
+/// stored at its end.
 struct StPacked {
-    alignas(64) float values[SEGMENT_PIXELS + MOST_LANES];
+    alignas(64) float values[SEGMENT_PIXELS + 16];
 };
 
-/// Positions of the bytes that are not 0. `positions` has room for all.
-std::size_t positions_of(const unsigned char* bytes, std::size_t count, unsigned short* positions) {
-    std::size_t found = 0;
-    std::size_t x = 0;
-    for (; x + 8 <= count; x += 8) {
-        unsigned long long eight = 0;
-        __builtin_memcpy(&eight, bytes + x, 8);
-        if (eight == 0) {
-            continue; // background comes in runs
-        }
-        for (std::size_t i = x; i < x + 8; ++i) {
-            positions[found] = static_cast<unsigned short>(i);
-            found += bytes[i] != 0 ? 1 : 0;
-        }
-    }
-    for (; x < count; ++x) {
-        positions[found] = static_cast<unsigned short>(x);
-        found += bytes[x] != 0 ? 1 : 0;
-    }
-    return found;
-}
-
-/// Picks values from a row; the last group of lanes is filled up with zeros.
-void pack(const float* row, const unsigned short* positions, std::size_t count, StPacked& packed) {
-    for (std::size_t i = 0; i < count; ++i) {
-        packed.values[i] = row[positions[i]];
-    }
+/// Fills up the last group of lanes.
+void finish(std::size_t count, StPacked& packed) {
     for (std::size_t i = count; i < count + MOST_LANES - 1; ++i) {
         packed.values[i] = 0.0F;
     }
 }
 
-void unpack(const StPacked& packed, const unsigned short* positions, std::size_t count, float* row) {
-    for (std::size_t i = 0; i < count; ++i) {
-        row[positions[i]] = packed.values[i];
+/// The pixels of a segment whose bytes are not 0.
+#if defined(__AVX512F__)
+class CPicked {
+  public:
+    CPicked(const unsigned char* bytes, std::size_t count) : m_pixels(count) {
+        for (std::size_t group = 0; group * GROUP < count; ++group) {
+            const __m128i sixteen = _mm_maskz_loadu_epi8(pixels_of(group), bytes + group * GROUP);
+            m_masks[group] = _mm_test_epi8_mask(sixteen, sixteen);
+            m_count += count_of(m_masks[group]);
+        }
     }
-}
 
-void fill(float* row, std::size_t count, float value) {
-    for (std::size_t x = 0; x < count; ++x) {
-        row[x] = value;
+    std::size_t Count() const { return m_count; }
+    void Pack(const float* row, StPacked& packed) const {
+        std::size_t at = 0;
+        for (std::size_t group = 0; group * GROUP < m_pixels; ++group) {
+            if (m_masks[group] != 0) { // background comes in runs
+                const __m512 values = _mm512_maskz_loadu_ps(m_masks[group], row + group * GROUP);
+                _mm512_storeu_ps(packed.values + at, _mm512_maskz_compress_ps(m_masks[group], values));
+                at += count_of(m_masks[group]);
+            }
+        }
+        finish(m_count, packed);
     }
-}
+    /// @param row receives `rest` for all other pixels.
+    void Unpack(const StPacked& packed, float rest, float* row) const {
+        const __m512 rests = _mm512_set1_ps(rest);
+        std::size_t at = 0;
+        for (std::size_t group = 0; group * GROUP < m_pixels; ++group) {
+            const __m512 values =
+                _mm512_mask_expand_ps(rests, m_masks[group], _mm512_loadu_ps(packed.values + at));
+            _mm512_mask_storeu_ps(row + group * GROUP, pixels_of(group), values);
+            at += count_of(m_masks[group]);
+        }
+    }
+    /// @param number of a picked pixel.
+    unsigned short Position(std::size_t number) const {
+        std::size_t group = 0;
+        for (; number >= count_of(m_masks[group]); ++group) {
+            number -= count_of(m_masks[group]);
+        }
+        unsigned int mask = m_masks[group];
+        for (; number > 0; --number) {
+            mask &= mask - 1; // without its lowest bit
+        }
+        return static_cast<unsigned short>(group * GROUP + static_cast<std::size_t>(__builtin_ctz(mask)));
+    }
+
+  private:
+    static constexpr std::size_t GROUP = 16;
+
+    static std::size_t count_of(__mmask16 mask) { return static_cast<std::size_t>(__builtin_popcount(mask)); }
+    /// Which pixels of a group there are.
+    __mmask16 pixels_of(std::size_t group) const {
+        const std::size_t left = m_pixels - group * GROUP;
+        return static_cast<__mmask16>(left >= GROUP ? 0xffffU : (1U << left) - 1U);
+    }
+
+    std::size_t m_pixels;
+    std::size_t m_count = 0;
+    __mmask16 m_masks[SEGMENT_PIXELS / GROUP];
+};
+#else
+class CPicked {
+  public:
+    CPicked(const unsigned char* bytes, std::size_t count) : m_pixels(count) {
+        std::size_t x = 0;
+        for (; x + 8 <= count; x += 8) {
+            unsigned long long eight = 0;
+            __builtin_memcpy(&eight, bytes + x, 8);
+            if (eight != 0) { // background comes in runs
+                pick(bytes, x, x + 8);
+            }
+        }
+        pick(bytes, x, count);
+    }
+
+    std::size_t Count() const { return m_count; }
+    void Pack(const float* row, StPacked& packed) const {
+        for (std::size_t i = 0; i < m_count; ++i) {
+            packed.values[i] = row[m_positions[i]];
+        }
+        finish(m_count, packed);
+    }
+    /// @param row receives `rest` for all other pixels.
+    void Unpack(const StPacked& packed, float rest, float* row) const {
+        for (std::size_t x = 0; x < m_pixels; ++x) {
+            row[x] = rest;
+        }
+        for (std::size_t i = 0; i < m_count; ++i) {
+            row[m_positions[i]] = packed.values[i];
+        }
+    }
+    /// @param number of a picked pixel.
+    unsigned short Position(std::size_t number) const { return m_positions[number]; }
+
+  private:
+    void pick(const unsigned char* bytes, std::size_t first, std::size_t end) {
+        for (std::size_t x = first; x < end; ++x) {
+            m_positions[m_count] = static_cast<unsigned short>(x);
+            m_count += bytes[x] != 0 ? 1 : 0;
+        }
+    }
+
+    std::size_t m_pixels;
+    std::size_t m_count = 0;
+    unsigned short m_positions[SEGMENT_PIXELS + 1];
+};
+#endif
 
 template <bool IsSmallest>
 TEVRA_LANES_INLINE Real::Mask angles_of(const StPacked (&hessian)[6], std::size_t at, StPacked& theta,
@@ -122,44 +200,77 @@ std::size_t find_angles(const StPacked (&hessian)[Entries], std::size_t count, S
 template <std::size_t Dim>
 StAxesFound axes_of_segment(const StAxesOfSegment& segment) {
     constexpr std::size_t entries = Dim * (Dim + 1) / 2;
-    unsigned short positions[SEGMENT_PIXELS + 1];
+    const CPicked foreground(segment.foreground, segment.count);
     StPacked hessian[entries];
     // Only what is used of the buffers is written. NOLINTBEGIN(cppcoreguidelines-pro-type-member-init)
     StPacked theta;
     StPacked phi;
     // NOLINTEND(cppcoreguidelines-pro-type-member-init)
-    fill(segment.theta, segment.count, Dim == 3 ? NO_COLATITUDE : NO_ANGLE);
-    if constexpr (Dim == 3) {
-        fill(segment.phi, segment.count, NO_ANGLE);
-    }
-    const std::size_t count = positions_of(segment.foreground, segment.count, positions);
     for (std::size_t entry = 0; entry < entries; ++entry) {
-        pack(segment.hessian[entry], positions, count, hessian[entry]);
+        foreground.Pack(segment.hessian[entry], hessian[entry]);
     }
+    const std::size_t count = foreground.Count();
     const std::size_t failures = segment.isSmallest
                                      ? find_angles<true>(hessian, count, theta, phi, segment.failed)
                                      : find_angles<false>(hessian, count, theta, phi, segment.failed);
-    unpack(theta, positions, count, segment.theta);
+    foreground.Unpack(theta, Dim == 3 ? NO_COLATITUDE : NO_ANGLE, segment.theta);
     if constexpr (Dim == 3) {
-        unpack(phi, positions, count, segment.phi);
+        foreground.Unpack(phi, NO_ANGLE, segment.phi);
     }
     for (std::size_t i = 0; i < failures; ++i) {
-        segment.failed[i] = positions[segment.failed[i]];
+        segment.failed[i] = foreground.Position(segment.failed[i]);
     }
     return {count, failures};
 }
 
-/// Packs the angles of pixels that have some. @return their number.
+/// Packs the angles of the pixels from `first` up to `end` that have some behind those that are packed
+/// already.
+/// @return how many are packed then.
 template <std::size_t Dim>
-std::size_t pack_angles(const StSumsOfSegment& segment, StPacked& theta, StPacked& phi) {
-    std::size_t count = 0;
-    for (std::size_t x = 0; x < segment.count; ++x) {
+TEVRA_LANES_INLINE std::size_t pack_angles_of(const StSumsOfSegment& segment, std::size_t first,
+                                              std::size_t end, std::size_t count, StPacked& theta,
+                                              StPacked& phi) {
+    for (std::size_t x = first; x < end; ++x) {
         theta.values[count] = segment.theta[x];
         if constexpr (Dim == 3) {
             phi.values[count] = segment.phi[x];
         }
         count += segment.theta[x] >= 0.0F ? 1 : 0;
     }
+    return count;
+}
+
+/// Packs the angles of pixels that have some. @return their number.
+template <std::size_t Dim>
+std::size_t pack_angles(const StSumsOfSegment& segment, StPacked& theta, StPacked& phi) {
+    std::size_t count = 0;
+    std::size_t x = 0;
+#if defined(__AVX512F__)
+    for (; x + 16 <= segment.count; x += 16) {
+        const __m512 thetas = _mm512_loadu_ps(segment.theta + x);
+        const __mmask16 hasAngle = _mm512_cmp_ps_mask(thetas, _mm512_setzero_ps(), _CMP_GE_OQ);
+        if (hasAngle == 0) {
+            continue; // background comes in runs
+        }
+        _mm512_storeu_ps(theta.values + count, _mm512_maskz_compress_ps(hasAngle, thetas));
+        if constexpr (Dim == 3) {
+            const __m512 phis = _mm512_loadu_ps(segment.phi + x);
+            _mm512_storeu_ps(phi.values + count, _mm512_maskz_compress_ps(hasAngle, phis));
+        }
+        count += static_cast<std::size_t>(__builtin_popcount(hasAngle));
+    }
+#else
+    for (; x + 8 <= segment.count; x += 8) {
+        int any = 0;
+        for (std::size_t i = x; i < x + 8; ++i) {
+            any |= segment.theta[i] >= 0.0F ? 1 : 0;
+        }
+        if (any != 0) {
+            count = pack_angles_of<Dim>(segment, x, x + 8, count, theta, phi);
+        }
+    }
+#endif
+    count = pack_angles_of<Dim>(segment, x, segment.count, count, theta, phi);
     for (std::size_t i = count; i < count + MOST_LANES - 1; ++i) {
         theta.values[i] = 0.0F;
         phi.values[i] = 0.0F;
@@ -192,10 +303,21 @@ void clear_lanes(std::size_t count, Real (&axis)[Dim]) {
     }
 }
 
-/// The sum of the stripes, in an order of its own.
-double sum_of(const double (&stripes)[SUM_STRIPES]) {
-    return ((stripes[0] + stripes[4]) + (stripes[2] + stripes[6])) +
-           ((stripes[1] + stripes[5]) + (stripes[3] + stripes[7]));
+TEVRA_LANES_INLINE double sum_of(const StLanes<2>& lanes) {
+    return lanes.v[0] + lanes.v[1];
+}
+
+/// The sum of lanes: the upper half is added to the lower one until one is left.
+TEVRA_LANES_INLINE double sum_of(const StLanes<4>& lanes) {
+    using Half = StLanes<2>;
+    return sum_of(Half::Of(__builtin_shufflevector(lanes.v, lanes.v, 0, 1)) +
+                  Half::Of(__builtin_shufflevector(lanes.v, lanes.v, 2, 3)));
+}
+
+TEVRA_LANES_INLINE double sum_of(const StLanes<8>& lanes) {
+    using Half = StLanes<4>;
+    return sum_of(Half::Of(__builtin_shufflevector(lanes.v, lanes.v, 0, 1, 2, 3)) +
+                  Half::Of(__builtin_shufflevector(lanes.v, lanes.v, 4, 5, 6, 7)));
 }
 
 /// Lanes of the stripes of `Size` sums.
@@ -211,13 +333,16 @@ struct StStripes {
             }
         }
     }
+    /// The order of additions is that of eight lanes, however many a register holds.
     TEVRA_LANES_INLINE void StoreSums(double* sums) const {
         for (std::size_t at = 0; at < Size; ++at) {
-            double stripes[SUM_STRIPES];
-            for (std::size_t part = 0; part < c_parts; ++part) {
-                __builtin_memcpy(stripes + part * WIDTH, &parts[part][at].v, sizeof(Real));
+            if constexpr (c_parts == 1) {
+                sums[at] = sum_of(parts[0][at]);
+            } else if constexpr (c_parts == 2) {
+                sums[at] = sum_of(parts[0][at] + parts[1][at]);
+            } else {
+                sums[at] = sum_of((parts[0][at] + parts[2][at]) + (parts[1][at] + parts[3][at]));
             }
-            sums[at] = sum_of(stripes);
         }
     }
 };
@@ -263,6 +388,9 @@ std::size_t sums_of_segment(const StSumsOfSegment& segment) {
     StPacked phi;
     // NOLINTEND(cppcoreguidelines-pro-type-member-init)
     const std::size_t count = pack_angles<Dim>(segment, theta, phi);
+    if (count == 0) {
+        return 0;
+    }
     if (segment.fourth != nullptr) {
         add_packed<Dim, true>(theta, phi, count, segment);
     } else {

@@ -32,7 +32,7 @@ struct StSumsOfSegment {
     const float* theta;
     const float* phi; ///< not used in the plane
     std::size_t count;
-    double* second; ///< one sum per distinct element, overwritten
+    double* second; ///< one sum per distinct element, overwritten if there is any axis
     double* fourth; ///< the same, or null
 };
 
