@@ -16,48 +16,64 @@
 namespace TEVRA::stream {
 namespace {
 
-/// Rows that a worker needs besides those of the Hessian: foreground, two angles.
-constexpr std::size_t ROWS_PER_WORKER = 6 + 5 + 3;
+/// Rows that a worker needs: those of the Hessian, foreground, two angles.
+constexpr std::size_t ROWS_PER_WORKER = 6 + 3;
 
-/// The angle slices of a slab. Its memory is first written, and thereby fetched, by the threads that compute.
-struct SAngleSlab {
-    std::unique_ptr<float[]> theta;
-    std::unique_ptr<float[]> phi;
+/// Memory for a slab of angles, which the threads that compute write, and thereby fetch, first.
+class CAngleMemory {
+  public:
+    SAngleSlices Get(std::size_t pixels, bool isVolume) {
+        if (!m_theta) {
+            m_theta = std::make_unique_for_overwrite<float[]>(pixels);
+            m_phi = std::make_unique_for_overwrite<float[]>(isVolume ? pixels : 0);
+        }
+        return {m_theta.get(), isVolume ? m_phi.get() : nullptr};
+    }
+
+  private:
+    std::unique_ptr<float[]> m_theta;
+    std::unique_ptr<float[]> m_phi;
 };
 
 /// Hands slabs of angles to the sink, each while the next one is being made.
-template <std::size_t Dim>
 class CAngleWriter {
   public:
-    CAngleWriter(IAngleSink* sink, std::size_t slabPixels) : m_sink(sink) {
-        for (SAngleSlab& slab : m_slabs) {
-            slab.theta = std::make_unique_for_overwrite<float[]>(sink != nullptr ? slabPixels : 0);
-            slab.phi = std::make_unique_for_overwrite<float[]>(sink != nullptr && Dim == 3 ? slabPixels : 0);
-        }
-    }
+    /// @param slabPixels of the largest slab.
+    CAngleWriter(IAngleSink* sink, std::size_t slabPixels, bool isVolume)
+        : m_sink(sink), m_slabPixels(slabPixels), m_isVolume(isVolume) {}
 
-    bool IsWanted() const noexcept { return m_sink != nullptr; }
-    /// The one that is being made.
-    SAngleSlab& Slab() { return m_slabs[m_current]; }
-    /// The current slab is complete and waits to be written; there is another one now.
-    void Complete(const SSliceRange& slices) {
-        m_waiting = slices;
-        m_current = 1 - m_current;
+    /// Where the angles of the next slab go; nowhere if nobody wants them.
+    SAngleSlices Begin(const SSliceRange& slices) {
+        m_slices = slices;
+        m_angles = m_sink != nullptr ? m_sink->Place(slices) : SAngleSlices{};
+        if (m_sink != nullptr && m_angles.theta == nullptr) {
+            m_angles = m_memory[m_slabs++ % m_memory.size()].Get(m_slabPixels, m_isVolume);
+        }
+        return m_angles;
     }
-    /// Writes the slab that waits, if there is one. May run while another thread fills the current one.
+    /// The slab is complete and waits to be written.
+    void Complete() {
+        m_waiting = m_slices;
+        m_waitingAngles = m_angles;
+    }
+    /// Writes the slab that waits, if there is one. May run while others fill the next one.
     void WriteWaiting() {
         if (m_sink != nullptr && m_waiting.Count() > 0) {
-            const SAngleSlab& slab = m_slabs[1 - m_current];
-            m_sink->Write(m_waiting, slab.theta.get(), Dim == 3 ? slab.phi.get() : nullptr);
+            m_sink->Write(m_waiting, m_waitingAngles.theta, m_waitingAngles.phi);
             m_waiting = {};
         }
     }
 
   private:
     IAngleSink* m_sink;
-    std::array<SAngleSlab, 2> m_slabs;
-    std::size_t m_current = 0;
+    std::size_t m_slabPixels;
+    bool m_isVolume;
+    std::array<CAngleMemory, 2> m_memory;
+    std::size_t m_slabs = 0;
+    SSliceRange m_slices;
+    SAngleSlices m_angles;
     SSliceRange m_waiting;
+    SAngleSlices m_waitingAngles;
 };
 
 /// What one worker needs.
@@ -90,7 +106,7 @@ class COrientations {
         const long long slabSlices = m_pass.slabSlices;
         const long long slabs = SlabCount(m_pass.own, slabSlices);
         const auto slices = static_cast<std::size_t>(std::min(slabSlices, m_pass.own.Count()));
-        CAngleWriter<Dim> writer(m_pass.angles, slices * m_width * m_height);
+        CAngleWriter writer(m_pass.angles, slices * m_width * m_height, Dim == 3);
         std::unique_ptr<CSlabReader> mask;
         if (m_pass.mask != nullptr) {
             mask = std::make_unique<CSlabReader>(
@@ -101,13 +117,13 @@ class COrientations {
         CProgressReport report(progress, slabs, "Computing fiber directions...");
         for (long long slab = 0; slab < slabs; ++slab) {
             const SSliceRange range = SlabOf(m_pass.own, slabSlices, slab);
-            compute(range, mask ? mask->Take() : nullptr, writer, [&mask, &writer] {
+            compute(range, mask ? mask->Take() : nullptr, writer.Begin(range), [&mask, &writer] {
                 writer.WriteWaiting();
                 if (mask) {
                     mask->ReadNext();
                 }
             });
-            writer.Complete(range);
+            writer.Complete();
             m_pass.store.Forget();
             report.Step();
         }
@@ -124,14 +140,14 @@ class COrientations {
     struct SSlab {
         SSliceRange slices;
         const std::byte* mask = nullptr;
-        SAngleSlab* angles = nullptr; // null if nobody wants them
+        SAngleSlices angles; // null if nobody wants them
         std::vector<Sums> sums;
     };
 
-    void compute(const SSliceRange& slices, const std::byte* mask, CAngleWriter<Dim>& writer,
+    void compute(const SSliceRange& slices, const std::byte* mask, const SAngleSlices& angles,
                  const std::function<void()>& aside) {
         const std::size_t sumsPerSlice = CTileSums<Dim>::SumsPerSlice(m_pass.grid);
-        SSlab slab{slices, mask, writer.IsWanted() ? &writer.Slab() : nullptr,
+        SSlab slab{slices, mask, angles,
                    std::vector<Sums>(static_cast<std::size_t>(slices.Count()) * sumsPerSlice)};
         const auto bands = static_cast<long long>(m_pass.grid.Bands().size());
         const auto compute_one = [&](long long task, int worker) {
@@ -168,9 +184,9 @@ class COrientations {
     /// Where a row's angles go: into the maps, or nowhere for long.
     static Impl::StAngleRow angle_row(const SSlab& slab, std::size_t inSlab, SWorkspace<Dim>& workspace) {
         Impl::StAngleRow row{workspace.theta.data(), Dim == 3 ? workspace.phi.data() : nullptr};
-        if (slab.angles != nullptr) {
-            row.theta = slab.angles->theta.get() + inSlab;
-            row.phi = Dim == 3 ? slab.angles->phi.get() + inSlab : nullptr;
+        if (slab.angles.theta != nullptr) {
+            row.theta = slab.angles.theta + inSlab;
+            row.phi = Dim == 3 ? slab.angles.phi + inSlab : nullptr;
         }
         return row;
     }
@@ -210,6 +226,10 @@ class COrientations {
 } // namespace
 
 IAngleSink::~IAngleSink() = default;
+
+SAngleSlices IAngleSink::Place(const SSliceRange& /*slices*/) {
+    return {};
+}
 
 template <std::size_t Dim>
 long long FindOrientations(const SOrientationPass& pass, CTileSums<Dim>& sums, CWorkers& workers,

@@ -11,6 +11,12 @@
 
 namespace TEVRA::stream {
 
+/// Memory for the angles of some slices; `phi` is null in 2D.
+struct SAngleSlices {
+    float* theta = nullptr;
+    float* phi = nullptr;
+};
+
 /// Takes the angle maps slab by slab.
 class IAngleSink {
   public:
@@ -19,9 +25,13 @@ class IAngleSink {
     IAngleSink& operator=(const IAngleSink&) = delete;
     virtual ~IAngleSink();
 
-    /// Slices in ascending order; one call at a time, of any thread.
+    /// Where the angles of these slices shall be put, for a sink that keeps the maps in memory; nothing for
+    /// memory of the analysis.
+    virtual SAngleSlices Place(const SSliceRange& slices);
+
+    /// Takes complete slices, in ascending order; one call at a time, of any thread.
     /// @param theta, phi pixels of all the slices, as in the maps of CHessianOrientations; `phi` is null in
-    /// 2D.
+    /// 2D. They lie at the sink's own place if it gave one.
     virtual void Write(const SSliceRange& slices, const float* theta, const float* phi) = 0;
 };
 

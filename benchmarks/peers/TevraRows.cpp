@@ -6,7 +6,6 @@
 #include "volume/MemoryReader.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 namespace TEVRA::benchmarks {
@@ -20,11 +19,11 @@ class CMapSink : public stream::IAngleSink {
     CMapSink(float* theta, float* phi, std::size_t slicePixels)
         : m_theta(theta), m_phi(phi), m_slicePixels(slicePixels) {}
 
-    void Write(const stream::SSliceRange& slices, const float* theta, const float* phi) override {
+    stream::SAngleSlices Place(const stream::SSliceRange& slices) override {
         const std::size_t first = static_cast<std::size_t>(slices.first) * m_slicePixels;
-        const std::size_t bytes = static_cast<std::size_t>(slices.Count()) * m_slicePixels * sizeof(float);
-        std::memcpy(m_theta + first, theta, bytes);
-        std::memcpy(m_phi + first, phi, bytes);
+        return {m_theta + first, m_phi + first};
+    }
+    void Write(const stream::SSliceRange& /*slices*/, const float* /*theta*/, const float* /*phi*/) override {
     }
 
   private:

@@ -7,6 +7,7 @@
 #include "FilterOrientations/SubfieldFiberDirections.h"
 #include "VexoBase/Parallelism.h"
 #include "stream/StreamingAnalysis.h"
+#include "stream/Workers.h"
 #include "volume/MemoryReader.h"
 #include "zeklib2image/Image.h"
 
@@ -15,7 +16,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <memory>
 #include <string>
@@ -51,11 +51,11 @@ class CMaps : public stream::IAngleSink {
     explicit CMaps(const CSize& size)
         : m_slicePixels(static_cast<std::size_t>(size[0] * size[1])),
           m_theta(IMAGE_GREY_F, size, CSize(0, 0, 0)), m_phi(IMAGE_GREY_F, size, CSize(0, 0, 0)) {}
-    void Write(const stream::SSliceRange& slices, const float* theta, const float* phi) override {
-        const auto first = static_cast<std::size_t>(slices.first) * m_slicePixels;
-        const std::size_t bytes = static_cast<std::size_t>(slices.Count()) * m_slicePixels * sizeof(float);
-        std::memcpy(m_theta.Pixels<float>() + first, theta, bytes);
-        std::memcpy(m_phi.Pixels<float>() + first, phi, bytes);
+    stream::SAngleSlices Place(const stream::SSliceRange& slices) override {
+        const std::size_t first = static_cast<std::size_t>(slices.first) * m_slicePixels;
+        return {m_theta.Pixels<float>() + first, m_phi.Pixels<float>() + first};
+    }
+    void Write(const stream::SSliceRange& /*slices*/, const float* /*theta*/, const float* /*phi*/) override {
     }
 
   private:
@@ -128,8 +128,10 @@ class CWay {
     std::vector<SRun> m_runs;
 };
 
-SRun in_memory(CImage& image, int /*threads*/, bool /*withMaps*/) {
+SRun in_memory(CImage& image, int threads, bool /*withMaps*/) {
+    stream::CWorkers workers(threads);
     CSubfieldFiberDirections analysis(RADIUS, OTSU_FACTOR, SUBFIELD, SUBFIELD, SUBFIELD);
+    analysis.LendThreads(&workers);
     std::string parameters;
     const std::unique_ptr<CValueMap> document(analysis.Compute(image, parameters, nullptr, false));
     SRun run;
