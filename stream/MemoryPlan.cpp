@@ -33,6 +33,7 @@ constexpr long long USEFUL_SLICES_PER_THREAD = 4;
 /// Strips per slice: enough for processes to work side by side.
 constexpr std::size_t USEFUL_STRIPS = 32;
 constexpr std::size_t STRIPS_PER_PROCESS = 16;
+constexpr std::size_t USEFUL_STRIP_PIXELS = 16384; // threads wait for each other at the end of each strip
 constexpr std::size_t SMALLEST_STRIP_PIXELS = 4096;
 
 std::size_t bytes_of(long long count, std::size_t bytesEach) {
@@ -106,7 +107,8 @@ SMemoryPlan useful_plan(const SWorkload& workload, const CDemand& demand) {
     plan.slabSlices = std::clamp(plan.slabSlices, 1LL, demand.Slices());
     const std::size_t strips =
         std::max(USEFUL_STRIPS, STRIPS_PER_PROCESS * static_cast<std::size_t>(workload.processes));
-    plan.stripPixels = std::max(demand.SlicePixels() / strips, SMALLEST_STRIP_PIXELS);
+    plan.stripPixels = std::max(demand.SlicePixels() / strips,
+                                workload.processes > 1 ? SMALLEST_STRIP_PIXELS : USEFUL_STRIP_PIXELS);
     return plan;
 }
 

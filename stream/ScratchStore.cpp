@@ -76,7 +76,6 @@ void CScratchStore::map_memory() {
     if (memory == MAP_FAILED) {
         throw std::bad_alloc();
     }
-    madvise(memory, m_bytes, MADV_HUGEPAGE); // a wish: fewer page faults
     m_pixels = static_cast<float*>(memory);
 }
 
