@@ -27,10 +27,10 @@ std::unique_ptr<T[], SFree<T>> allocate(std::size_t count) {
 /// Frequencies of an axis in the transform's own order, in [-1, 1).
 std::vector<float> frequencies(std::size_t extent) {
     std::vector<float> w(extent);
-    const auto centre = static_cast<float>(extent / 2);
+    const std::size_t half = extent / 2;
+    const auto centre = static_cast<float>(half);
     for (std::size_t k = 0; k < extent; ++k) {
-        const auto signedK =
-            static_cast<float>(k) - (k < extent - extent / 2 ? 0.0F : static_cast<float>(extent));
+        const auto signedK = static_cast<float>(k) - (k < extent - half ? 0.0F : static_cast<float>(extent));
         w[k] = signedK / centre;
     }
     return w;

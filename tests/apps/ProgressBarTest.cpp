@@ -18,7 +18,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::Not;
 
 class ProgressBar : public testing::Test {
   protected:
@@ -154,7 +153,7 @@ TEST_F(ProgressBar, FitsIntoEightyColumnsWhateverTheText) {
     m_now += 1s;
     bar.BeginProgress(1, std::string(200, 'x').c_str());
     const std::string line = last_line();
-    EXPECT_LT(line.find("\033"), 80U);
+    EXPECT_LT(line.find('\033'), 80U);
 }
 
 TEST_F(ProgressBar, ThrowsFromEveryQuestionOnceASignalAskedToStop) {

@@ -21,7 +21,6 @@ namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 using testing::AllOf;
 using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::HasSubstr;

@@ -28,7 +28,8 @@ std::size_t pixel_count(const std::vector<int>& size) {
 
 /// Distance to the nearest fiber axis along one coordinate.
 double offset_from_axis(int coordinate) {
-    return coordinate % FIBER_DISTANCE - FIBER_DISTANCE / 2;
+    constexpr int CENTRE = FIBER_DISTANCE / 2;
+    return coordinate % FIBER_DISTANCE - CENTRE;
 }
 
 std::string list_of(const std::vector<int>& size) {

@@ -19,7 +19,6 @@ using testing::DoubleNear;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
-using testing::Not;
 
 json evaluated(const std::string& components) {
     const SOutcome outcome = RunTevra({"tensor", components, "--json"});

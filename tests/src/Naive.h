@@ -99,8 +99,8 @@ inline SNaiveSums NaiveSums(const SAngles& angles, const CBox& box) {
 /// One case of a cut into subfields: image size, radius in pixels, subfield size asked for.
 struct SCut {
     CSize imageSize;
-    double radiusPx;
-    std::array<long long, 3> subfieldSize;
+    double radiusPx = 0.0;
+    std::array<long long, 3> subfieldSize{};
 };
 
 /// The cut worked out step by step, as plain numbers.
@@ -114,7 +114,7 @@ struct SNaiveCut {
     std::array<long long, 3> n{}; ///< whole tiles
 
     explicit SNaiveCut(const SCut& cut) : dim(cut.imageSize.Dim()), sf(cut.subfieldSize) {
-        b = static_cast<long long>(cut.radiusPx + 0.5);
+        b = static_cast<long long>(cut.radiusPx + 0.5); // NOLINT(bugprone-incorrect-roundings): so defined
         bz = dim == 3 ? b : 0;
         for (std::size_t axis = 0; axis < static_cast<std::size_t>(dim); ++axis) {
             const long long size = cut.imageSize[static_cast<long long>(axis)];
