@@ -111,6 +111,19 @@ TEVRA_LANES_INLINE Value Kept(const Value& value) {
 #endif
 }
 
+/// The same for a register of several numbers, which the above would take apart and put together again.
+template <typename Register>
+TEVRA_LANES_INLINE Register KeptInRegister(Register value) {
+#if defined(__AVX512F__)
+    asm("" : "+v"(value));
+#elif defined(__x86_64__)
+    asm("" : "+x"(value));
+#else
+    value = Kept(value);
+#endif
+    return value;
+}
+
 /// The nearest single-precision number, in double precision.
 TEVRA_LANES_INLINE double RoundToFloat(double value) {
     return static_cast<double>(Kept(static_cast<float>(value)));
@@ -120,7 +133,7 @@ template <std::size_t Count>
 TEVRA_LANES_INLINE StLanes<Count> RoundToFloat(const StLanes<Count>& value) {
     using Lanes = StLanes<Count>;
     const typename Lanes::Floats floats = __builtin_convertvector(value.v, typename Lanes::Floats);
-    return Lanes::Of(__builtin_convertvector(Kept(floats), typename Lanes::Numbers));
+    return Lanes::Of(__builtin_convertvector(KeptInRegister(floats), typename Lanes::Numbers));
 }
 
 /// How an arithmetic type goes to and from memory.
