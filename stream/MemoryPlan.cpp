@@ -28,7 +28,7 @@ constexpr std::size_t SLAB_SLACK = 4 * MEGABYTE;
 constexpr std::size_t DOCUMENT_BYTES_PER_TILE = 16384;
 constexpr std::size_t FOURTH_ORDER_BYTES_PER_TILE = 40960;
 /// Slabs of fewer pixels are not worth starting threads for.
-constexpr long long USEFUL_SLAB_PIXELS = 1 << 20;
+constexpr long long USEFUL_SLAB_PIXELS = 1 << 21;
 constexpr long long USEFUL_SLICES_PER_THREAD = 4;
 /// Strips per slice: enough for processes to work side by side.
 constexpr std::size_t USEFUL_STRIPS = 32;

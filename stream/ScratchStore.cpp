@@ -139,6 +139,30 @@ void CScratchStore::Forget() noexcept {
     }
 }
 
+void CScratchStore::Fetch([[maybe_unused]] long long z) noexcept {
+#if defined(MADV_POPULATE_WRITE)
+    if (m_place.kind == SScratchPlace::EKind::memory) {
+        const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+        const std::size_t first = offset_of(z, 0) / page * page;
+        madvise(reinterpret_cast<std::byte*>(m_pixels) + first, offset_of(z + 1, 0) - first,
+                MADV_POPULATE_WRITE); // only advice
+    }
+#endif
+}
+
+void CScratchStore::DiscardBelow(long long z) noexcept {
+    if (m_place.kind != SScratchPlace::EKind::memory || z <= m_slices.first) {
+        return;
+    }
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    const std::size_t end = std::min(offset_of(z, 0), m_bytes) / page * page;
+    if (end > m_discardedBytes) {
+        madvise(reinterpret_cast<std::byte*>(m_pixels) + m_discardedBytes, end - m_discardedBytes,
+                MADV_DONTNEED);
+        m_discardedBytes = end;
+    }
+}
+
 std::string BytesText(std::size_t bytes) {
     constexpr std::array<const char*, 5> UNITS{"kB", "MB", "GB", "TB", "PB"};
     auto amount = static_cast<double>(bytes) / 1024.0;

@@ -52,6 +52,10 @@ class CScratchStore {
     void Sync();
     /// What has been touched need not stay in memory: in a file it is still there.
     void Forget() noexcept;
+    /// Fetches the memory of a slice that is about to be written first, at once instead of page by page.
+    void Fetch(long long z) noexcept;
+    /// The slices below `z` are never looked at again: gives their memory back, if they are in memory.
+    void DiscardBelow(long long z) noexcept;
 
   private:
     void map_memory();
@@ -63,6 +67,7 @@ class CScratchStore {
     std::size_t m_slicePixels;
     std::size_t m_bytes;
     SScratchPlace m_place;
+    std::size_t m_discardedBytes = 0;
     int m_file = -1;
     float* m_pixels = nullptr;
 };

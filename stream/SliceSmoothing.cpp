@@ -15,6 +15,11 @@ class CSilence : public IProgressMonitor {
     void EndProgress() override {}
 };
 
+float* fetched(CScratchStore& store, long long z) {
+    store.Fetch(z);
+    return store.Slice(z);
+}
+
 } // namespace
 
 CSliceSmoothing::CSliceSmoothing(const Impl::Gaussian& gaussian, const CGreySlices& grey, CWorkers& workers)
@@ -33,7 +38,7 @@ volume::SValueRange CSliceSmoothing::Smooth(const std::byte* raw, const SSliceRa
         const auto smooth_all = [&](long long /*task*/, int /*worker*/) {
             for (long long z = slab.first; z < slab.end; ++z) {
                 const std::byte* const slice = raw + static_cast<std::size_t>(z - slab.first) * rawBytes;
-                range.Add(smooth_slice(slice, store.Slice(z), *m_slices.front(), m_workers.Count()));
+                range.Add(smooth_slice(slice, fetched(store, z), *m_slices.front(), m_workers.Count()));
             }
         };
         m_workers.Run(1, smooth_all, aside);
@@ -43,7 +48,7 @@ volume::SValueRange CSliceSmoothing::Smooth(const std::byte* raw, const SSliceRa
     const auto smooth_one = [&](long long task, int worker) {
         const auto at = static_cast<std::size_t>(worker);
         const std::byte* const slice = raw + static_cast<std::size_t>(task) * rawBytes;
-        ranges[at].Add(smooth_slice(slice, store.Slice(slab.first + task), *m_slices[at], 1));
+        ranges[at].Add(smooth_slice(slice, fetched(store, slab.first + task), *m_slices[at], 1));
     };
     m_workers.Run(slab.Count(), smooth_one, aside);
     for (const volume::SValueRange& part : ranges) {
