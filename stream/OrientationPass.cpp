@@ -16,8 +16,9 @@
 namespace TEVRA::stream {
 namespace {
 
-/// Rows that a worker needs: those of the Hessian, foreground, two angles.
-constexpr std::size_t ROWS_PER_WORKER = 6 + 3;
+/// Rows of floats that a worker needs: those of the Hessian, foreground, two angles, the same packed, and
+/// unit axes in double precision.
+constexpr std::size_t ROWS_PER_WORKER = 6 + 3 + 2 + 6;
 
 /// Memory for a slab of angles, which the threads that compute write, and thereby fetch, first.
 class CAngleMemory {
@@ -79,9 +80,11 @@ class CAngleWriter {
 /// What one worker needs.
 template <std::size_t Dim>
 struct SWorkspace {
-    explicit SWorkspace(std::size_t width) : hessian(width), foreground(width), theta(width), phi(width) {}
+    explicit SWorkspace(std::size_t width)
+        : hessian(width), rowSums(width), foreground(width), theta(width), phi(width) {}
 
     CHessianRows<Dim> hessian;
+    Impl::CRowSums<Dim> rowSums;
     std::vector<unsigned char> foreground;
     std::vector<float> theta;
     std::vector<float> phi;
@@ -117,7 +120,8 @@ class COrientations {
         CProgressReport report(progress, slabs, "Computing fiber directions...");
         for (long long slab = 0; slab < slabs; ++slab) {
             const SSliceRange range = SlabOf(m_pass.own, slabSlices, slab);
-            compute(range, mask ? mask->Take() : nullptr, writer.Begin(range), [&mask, &writer] {
+            compute(range, mask ? mask->Take() : nullptr, writer.Begin(range), [&] {
+                m_pass.store.DiscardBelow(range.first - 1);
                 writer.WriteWaiting();
                 if (mask) {
                     mask->ReadNext();
@@ -175,8 +179,8 @@ class COrientations {
             const auto y = static_cast<std::size_t>(row);
             const Impl::StAngleRow angles = angle_row(slab, (slice * m_height + y) * m_width, workspace);
             find_axes(slab, z, y, angles, workspace);
-            for (std::size_t tile = 0; counts && tile < tiles; ++tile) {
-                add(m_pass.grid.Range(0, static_cast<long long>(tile)), angles, sums[tile]);
+            if (counts) {
+                add(angles, workspace.rowSums, sums);
             }
         }
     }
@@ -209,10 +213,18 @@ class COrientations {
                                  Impl::EEigenvalue::smallest, angles));
     }
 
-    void add(const SPixelRange& range, const Impl::StAngleRow& angles, Sums& sums) const {
-        const Impl::StConstAngleRow row{angles.theta + range.lo, Dim == 3 ? angles.phi + range.lo : nullptr};
-        Impl::AddRow<Dim>(sums.second, m_pass.withFourthOrder ? &sums.fourth : nullptr, row,
-                          static_cast<std::size_t>(range.hi - range.lo));
+    /// Adds a row's axes to the sums of its tiles.
+    void add(const Impl::StAngleRow& angles, Impl::CRowSums<Dim>& row, const std::span<Sums>& sums) const {
+        row.Begin();
+        for (std::size_t tile = 0; tile < sums.size(); ++tile) {
+            const SPixelRange range = m_pass.grid.Range(0, static_cast<long long>(tile));
+            row.AddPart({angles.theta + range.lo, Dim == 3 ? angles.phi + range.lo : nullptr},
+                        static_cast<std::size_t>(range.hi - range.lo));
+        }
+        row.FindAxes();
+        for (std::size_t tile = 0; tile < sums.size(); ++tile) {
+            row.AddTo(tile, sums[tile].second, m_pass.withFourthOrder ? &sums[tile].fourth : nullptr);
+        }
     }
 
     const SOrientationPass& m_pass;

@@ -37,7 +37,8 @@ class IAngleSink {
 
 /// From smoothed slices to an axis for every foreground pixel.
 struct SOrientationPass {
-    /// Smoothed slices: the own ones and one more beyond either end, where the image has any.
+    /// Smoothed slices: the own ones and one more beyond either end, where the image has any. Memory of
+    /// slices that have been worked on is given back.
     CScratchStore& store;
     SSliceRange own;
     const CSize& imageSize;

@@ -7,11 +7,14 @@
 
 #include <array>
 #include <cstddef>
+#include <vector>
 
 /// The per-pixel work on rows of pixels, many side by side. Whoever walks over an image calls these; results
 /// are those of the one-pixel functions of HessianAxis.h and OrientationSums.h, to the last bit and for every
 /// instruction set.
 namespace TEVRA::Impl {
+
+struct StSegmentKernels;
 
 /// Rows of a Hessian's distinct entries: xx, xy[, xz], yy[, yz, zz].
 template <std::size_t Dim>
@@ -51,6 +54,38 @@ std::size_t AxesOfRow(const HessianRows<Dim>& hessian, const unsigned char* fore
 template <std::size_t Dim>
 void AddRow(CSecondOrderSums<Dim>& second, CFourthOrderSums<Dim>* fourth, const StConstAngleRow& angles,
             std::size_t count, EInstructionSet set = BestInstructionSet());
+
+/// Sums over parts of a row, subfields for one. The axes of all parts are found together, many side by side;
+/// each part's sums are those of AddRow, to the last bit.
+///
+///     CRowSums<3> row(width);
+///     row.Begin();
+///     for (each part) { row.AddPart(angles, count); }
+///     row.FindAxes();
+///     for (each part) { row.AddTo(part, second, nullptr); }
+template <std::size_t Dim>
+class CRowSums {
+  public:
+    /// @param mostPixels of all parts of a row together.
+    explicit CRowSums(std::size_t mostPixels, EInstructionSet set = BestInstructionSet());
+
+    void Begin();
+    void AddPart(const StConstAngleRow& angles, std::size_t count);
+    void FindAxes();
+    /// @param part its number, from 0. @param fourth may be null.
+    void AddTo(std::size_t part, CSecondOrderSums<Dim>& second, CFourthOrderSums<Dim>* fourth) const;
+
+  private:
+    const StSegmentKernels* m_kernels;
+    std::vector<float> m_theta; // packed, of all parts
+    std::vector<float> m_phi;
+    std::array<std::vector<double>, Dim> m_units;
+    std::vector<std::size_t> m_segmentEnds; // by segment: number of axes up to its end
+    std::vector<std::size_t> m_partEnds;    // by part: number of segments up to its end
+};
+
+extern template class CRowSums<2>;
+extern template class CRowSums<3>;
 
 extern template std::size_t AxesOfRow<2>(const HessianRows<2>&, const unsigned char*, std::size_t,
                                          EEigenvalue, const StAngleRow&, EInstructionSet);

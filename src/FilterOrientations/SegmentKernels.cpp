@@ -56,16 +56,23 @@ class CPicked {
     }
 
     std::size_t Count() const { return m_count; }
-    void Pack(const float* row, StPacked& packed) const {
+    template <std::size_t Entries>
+    void Pack(const float* const* rows, StPacked (&packed)[Entries]) const {
         std::size_t at = 0;
         for (std::size_t group = 0; group * GROUP < m_pixels; ++group) {
-            if (m_masks[group] != 0) { // background comes in runs
-                const __m512 values = _mm512_maskz_loadu_ps(m_masks[group], row + group * GROUP);
-                _mm512_storeu_ps(packed.values + at, _mm512_maskz_compress_ps(m_masks[group], values));
-                at += count_of(m_masks[group]);
+            const __mmask16 mask = m_masks[group];
+            if (mask == 0) {
+                continue; // background comes in runs
             }
+            for (std::size_t entry = 0; entry < Entries; ++entry) {
+                const __m512 values = _mm512_maskz_loadu_ps(mask, rows[entry] + group * GROUP);
+                _mm512_storeu_ps(packed[entry].values + at, _mm512_maskz_compress_ps(mask, values));
+            }
+            at += count_of(mask);
         }
-        finish(m_count, packed);
+        for (StPacked& entry : packed) {
+            finish(m_count, entry);
+        }
     }
     /// @param row receives `rest` for all other pixels.
     void Unpack(const StPacked& packed, float rest, float* row) const {
@@ -121,11 +128,15 @@ class CPicked {
     }
 
     std::size_t Count() const { return m_count; }
-    void Pack(const float* row, StPacked& packed) const {
-        for (std::size_t i = 0; i < m_count; ++i) {
-            packed.values[i] = row[m_positions[i]];
+    template <std::size_t Entries>
+    void Pack(const float* const* rows, StPacked (&packed)[Entries]) const {
+        for (std::size_t entry = 0; entry < Entries; ++entry) {
+            const float* const row = rows[entry];
+            for (std::size_t i = 0; i < m_count; ++i) {
+                packed[entry].values[i] = row[m_positions[i]];
+            }
+            finish(m_count, packed[entry]);
         }
-        finish(m_count, packed);
     }
     /// @param row receives `rest` for all other pixels.
     void Unpack(const StPacked& packed, float rest, float* row) const {
@@ -206,9 +217,7 @@ StAxesFound axes_of_segment(const StAxesOfSegment& segment) {
     StPacked theta;
     StPacked phi;
     // NOLINTEND(cppcoreguidelines-pro-type-member-init)
-    for (std::size_t entry = 0; entry < entries; ++entry) {
-        foreground.Pack(segment.hessian[entry], hessian[entry]);
-    }
+    foreground.Pack(segment.hessian, hessian);
     const std::size_t count = foreground.Count();
     const std::size_t failures = segment.isSmallest
                                      ? find_angles<true>(hessian, count, theta, phi, segment.failed)
@@ -227,69 +236,75 @@ StAxesFound axes_of_segment(const StAxesOfSegment& segment) {
 /// already.
 /// @return how many are packed then.
 template <std::size_t Dim>
-TEVRA_LANES_INLINE std::size_t pack_angles_of(const StSumsOfSegment& segment, std::size_t first,
-                                              std::size_t end, std::size_t count, StPacked& theta,
-                                              StPacked& phi) {
+TEVRA_LANES_INLINE std::size_t pack_one_by_one(const float* theta, const float* phi, std::size_t first,
+                                               std::size_t end, std::size_t packed, float* packedTheta,
+                                               float* packedPhi) {
     for (std::size_t x = first; x < end; ++x) {
-        theta.values[count] = segment.theta[x];
+        packedTheta[packed] = theta[x];
         if constexpr (Dim == 3) {
-            phi.values[count] = segment.phi[x];
+            packedPhi[packed] = phi[x];
         }
-        count += segment.theta[x] >= 0.0F ? 1 : 0;
+        packed += theta[x] >= 0.0F ? 1 : 0;
     }
-    return count;
+    return packed;
 }
 
-/// Packs the angles of pixels that have some. @return their number.
 template <std::size_t Dim>
-std::size_t pack_angles(const StSumsOfSegment& segment, StPacked& theta, StPacked& phi) {
-    std::size_t count = 0;
+std::size_t pack_angles(const float* theta, const float* phi, std::size_t count, float* packedTheta,
+                        float* packedPhi) {
+    std::size_t packed = 0;
     std::size_t x = 0;
 #if defined(__AVX512F__)
-    for (; x + 16 <= segment.count; x += 16) {
-        const __m512 thetas = _mm512_loadu_ps(segment.theta + x);
+    for (; x + 16 <= count; x += 16) {
+        const __m512 thetas = _mm512_loadu_ps(theta + x);
         const __mmask16 hasAngle = _mm512_cmp_ps_mask(thetas, _mm512_setzero_ps(), _CMP_GE_OQ);
         if (hasAngle == 0) {
             continue; // background comes in runs
         }
-        _mm512_storeu_ps(theta.values + count, _mm512_maskz_compress_ps(hasAngle, thetas));
+        _mm512_storeu_ps(packedTheta + packed, _mm512_maskz_compress_ps(hasAngle, thetas));
         if constexpr (Dim == 3) {
-            const __m512 phis = _mm512_loadu_ps(segment.phi + x);
-            _mm512_storeu_ps(phi.values + count, _mm512_maskz_compress_ps(hasAngle, phis));
+            const __m512 phis = _mm512_loadu_ps(phi + x);
+            _mm512_storeu_ps(packedPhi + packed, _mm512_maskz_compress_ps(hasAngle, phis));
         }
-        count += static_cast<std::size_t>(__builtin_popcount(hasAngle));
+        packed += static_cast<std::size_t>(__builtin_popcount(hasAngle));
     }
 #else
-    for (; x + 8 <= segment.count; x += 8) {
+    for (; x + 8 <= count; x += 8) {
         int any = 0;
         for (std::size_t i = x; i < x + 8; ++i) {
-            any |= segment.theta[i] >= 0.0F ? 1 : 0;
+            any |= theta[i] >= 0.0F ? 1 : 0;
         }
         if (any != 0) {
-            count = pack_angles_of<Dim>(segment, x, x + 8, count, theta, phi);
+            packed = pack_one_by_one<Dim>(theta, phi, x, x + 8, packed, packedTheta, packedPhi);
         }
     }
 #endif
-    count = pack_angles_of<Dim>(segment, x, segment.count, count, theta, phi);
-    for (std::size_t i = count; i < count + MOST_LANES - 1; ++i) {
-        theta.values[i] = 0.0F;
-        phi.values[i] = 0.0F;
-    }
-    return count;
+    return pack_one_by_one<Dim>(theta, phi, x, count, packed, packedTheta, packedPhi);
+}
+
+TEVRA_LANES_INLINE Real load(const double* from) {
+    Real lanes{};
+    __builtin_memcpy(&lanes.v, from, sizeof lanes.v);
+    return lanes;
+}
+
+TEVRA_LANES_INLINE void store(const Real& lanes, double* to) {
+    __builtin_memcpy(to, &lanes.v, sizeof lanes.v);
 }
 
 template <std::size_t Dim>
-TEVRA_LANES_INLINE void load_axis(const StPacked& theta, const StPacked& phi, std::size_t at,
-                                  Real (&axis)[Dim]) {
-    if constexpr (Dim == 3) {
-        const StVector3<Real> unit = AxisAt(Access::Load(theta.values + at), Access::Load(phi.values + at));
-        axis[0] = unit.x;
-        axis[1] = unit.y;
-        axis[2] = unit.z;
-    } else {
-        const StVector2<Real> unit = AxisAt(Access::Load(theta.values + at));
-        axis[0] = unit.x;
-        axis[1] = unit.y;
+void unit_axes(const float* theta, const float* phi, std::size_t count, double* const* components) {
+    for (std::size_t at = 0; at < count; at += WIDTH) {
+        if constexpr (Dim == 3) {
+            const StVector3<Real> unit = AxisAt(Access::Load(theta + at), Access::Load(phi + at));
+            store(unit.x, components[0] + at);
+            store(unit.y, components[1] + at);
+            store(unit.z, components[2] + at);
+        } else {
+            const StVector2<Real> unit = AxisAt(Access::Load(theta + at));
+            store(unit.x, components[0] + at);
+            store(unit.y, components[1] + at);
+        }
     }
 }
 
@@ -348,8 +363,7 @@ struct StStripes {
 };
 
 template <std::size_t Dim, bool WithFourth>
-void add_packed(const StPacked& theta, const StPacked& phi, std::size_t count,
-                const StSumsOfSegment& segment) {
+void add_axes(const double* const* components, std::size_t count, double* secondSums, double* fourthSums) {
     using Size = StTensorSize<Dim>;
     // Cleared below. NOLINTBEGIN(cppcoreguidelines-pro-type-member-init)
     StStripes<Size::second> second;
@@ -365,7 +379,9 @@ void add_packed(const StPacked& theta, const StPacked& phi, std::size_t count,
                 break;
             }
             Real axis[Dim];
-            load_axis(theta, phi, first, axis);
+            for (std::size_t component = 0; component < Dim; ++component) {
+                axis[component] = load(components[component] + first);
+            }
             if (first + WIDTH > count) {
                 clear_lanes(count - first, axis);
             }
@@ -375,28 +391,19 @@ void add_packed(const StPacked& theta, const StPacked& phi, std::size_t count,
             }
         }
     }
-    second.StoreSums(segment.second);
+    second.StoreSums(secondSums);
     if constexpr (WithFourth) {
-        fourth.StoreSums(segment.fourth);
+        fourth.StoreSums(fourthSums);
     }
 }
 
 template <std::size_t Dim>
-std::size_t sums_of_segment(const StSumsOfSegment& segment) {
-    // Packed up to `count`. NOLINTBEGIN(cppcoreguidelines-pro-type-member-init)
-    StPacked theta;
-    StPacked phi;
-    // NOLINTEND(cppcoreguidelines-pro-type-member-init)
-    const std::size_t count = pack_angles<Dim>(segment, theta, phi);
-    if (count == 0) {
-        return 0;
-    }
-    if (segment.fourth != nullptr) {
-        add_packed<Dim, true>(theta, phi, count, segment);
+void sums_of_axes(const double* const* components, std::size_t count, double* second, double* fourth) {
+    if (fourth != nullptr) {
+        add_axes<Dim, true>(components, count, second, fourth);
     } else {
-        add_packed<Dim, false>(theta, phi, count, segment);
+        add_axes<Dim, false>(components, count, second, nullptr);
     }
-    return count;
 }
 
 void exceeding(const float* values, std::size_t count, float threshold, unsigned char* isAbove) {
@@ -407,7 +414,10 @@ void exceeding(const float* values, std::size_t count, float threshold, unsigned
 
 } // namespace
 
-extern const StSegmentKernels SEGMENT_KERNELS{
-    {axes_of_segment<2>, axes_of_segment<3>}, {sums_of_segment<2>, sums_of_segment<3>}, exceeding};
+extern const StSegmentKernels SEGMENT_KERNELS{{axes_of_segment<2>, axes_of_segment<3>},
+                                              {pack_angles<2>, pack_angles<3>},
+                                              {unit_axes<2>, unit_axes<3>},
+                                              {sums_of_axes<2>, sums_of_axes<3>},
+                                              exceeding};
 
 } // namespace TEVRA::Impl::segments::TEVRA_WIDE

@@ -28,17 +28,19 @@ struct StAxesFound {
     std::size_t failed;     ///< how many of them got no axis
 };
 
-struct StSumsOfSegment {
-    const float* theta;
-    const float* phi; ///< not used in the plane
-    std::size_t count;
-    double* second; ///< one sum per distinct element, overwritten if there is any axis
-    double* fourth; ///< the same, or null
-};
+/// Packed numbers stand in arrays with room for this many more: kernels work on whole registers.
+inline constexpr std::size_t PACKING_ROOM = 16;
 
 struct StSegmentKernels {
     StAxesFound (*axes[2])(const StAxesOfSegment&); ///< in the plane, in space
-    std::size_t (*sums[2])(const StSumsOfSegment&); ///< number of axes
+    /// Packs the angles of the pixels that have some. @return their number. @param phi, packedPhi not used in
+    /// the plane.
+    std::size_t (*pack[2])(const float* theta, const float* phi, std::size_t count, float* packedTheta,
+                           float* packedPhi);
+    /// Components of the unit axes of packed angles, one array each.
+    void (*units[2])(const float* theta, const float* phi, std::size_t count, double* const* components);
+    /// Overwrites the sums of the axes' products, one per distinct element. @param fourth may be null.
+    void (*sums[2])(const double* const* components, std::size_t count, double* second, double* fourth);
     void (*exceeding)(const float* values, std::size_t count, float threshold, unsigned char* isAbove);
 };
 

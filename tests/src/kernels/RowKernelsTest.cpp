@@ -10,6 +10,7 @@
 #include <cstring>
 #include <limits>
 #include <numbers>
+#include <numeric>
 #include <vector>
 
 namespace TEVRA::Impl {
@@ -281,6 +282,46 @@ TEST(AddRow, SkipsNegativeAnglesAndNaNButCountsZeros) {
         CSecondOrderSums<3> sums;
         AddRow<3>(sums, nullptr, {theta.data(), phi.data()}, theta.size(), set);
         EXPECT_EQ(sums.Count(), 2);
+    }
+}
+
+template <std::size_t Dim>
+void expect_parts_summed_like_rows(EInstructionSet set) {
+    std::mt19937_64 random(11);
+    const std::vector<std::size_t> lengths{64, 0, 7, 513, 1, 600, 33};
+    const std::size_t width = std::accumulate(lengths.begin(), lengths.end(), std::size_t{0});
+    CRowSums<Dim> row(width, set);
+    for (int round = 0; round < 3; ++round) { // what a row leaves does not matter to the next
+        const SAngles angles = random_angles<Dim>(width, random);
+        row.Begin();
+        std::vector<StConstAngleRow> parts;
+        std::size_t first = 0;
+        for (const std::size_t length : lengths) {
+            parts.push_back({angles.theta.data() + first, Dim == 3 ? angles.phi.data() + first : nullptr});
+            row.AddPart(parts.back(), length);
+            first += length;
+        }
+        row.FindAxes();
+        for (std::size_t part = 0; part < parts.size(); ++part) {
+            CSecondOrderSums<Dim> second;
+            CFourthOrderSums<Dim> fourth;
+            row.AddTo(part, second, &fourth);
+            CSecondOrderSums<Dim> expectedSecond;
+            CFourthOrderSums<Dim> expectedFourth;
+            AddRow<Dim>(expectedSecond, &expectedFourth, parts[part], lengths[part], set);
+            const STensors<Dim> sums = tensors_of(second, fourth);
+            const STensors<Dim> expected = tensors_of(expectedSecond, expectedFourth);
+            EXPECT_EQ(sums.count, expected.count) << "part " << part;
+            EXPECT_TRUE(same_bits(sums.second, expected.second)) << "part " << part << ", " << NameOf(set);
+            EXPECT_TRUE(same_bits(sums.fourth, expected.fourth)) << "part " << part << ", " << NameOf(set);
+        }
+    }
+}
+
+TEST(RowSums, GiveEachPartTheSumsOfItsOwnRowInSpaceAndInThePlane) {
+    for (const EInstructionSet set : supported()) {
+        expect_parts_summed_like_rows<3>(set);
+        expect_parts_summed_like_rows<2>(set);
     }
 }
 
