@@ -100,6 +100,7 @@ class CWay {
     double Cpu() const {
         return median_of([](const SRun& run) { return run.cpuSeconds; });
     }
+    double WallOf(std::size_t round) const { return m_runs[round].wallSeconds; }
     double Threshold() const { return m_runs.front().threshold; }
     void Print(double pixels) const {
         std::printf("%-34s %7.3f s   %7.3f s   %5.1f ns per pixel", m_name, Wall(), Cpu(),
@@ -175,9 +176,15 @@ int main(int argc, char** argv) {
     for (const CWay& way : ways) {
         way.Print(std::pow(static_cast<double>(extent), 3.0));
     }
-    const auto ratio = [&ways](std::size_t slower, std::size_t faster) {
-        return ways[slower].Wall() / ways[faster].Wall();
+    // Of runs next to each other: what else the machine does then slows both down.
+    const auto ratio = [&ways, rounds](std::size_t slower, std::size_t faster) {
+        std::vector<double> ratios;
+        for (std::size_t round = 0; round < static_cast<std::size_t>(rounds); ++round) {
+            ratios.push_back(ways[slower].WallOf(round) / ways[faster].WallOf(round));
+        }
+        return median(ratios);
     };
+    std::printf("medians of the rounds' ratios:\n");
     std::printf("by slices with maps against in memory: %.2f times as fast on 1 thread, %.2f on 2\n",
                 ratio(0, 2), ratio(1, 3));
     std::printf(
