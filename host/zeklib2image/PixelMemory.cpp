@@ -26,6 +26,7 @@ constexpr std::size_t SMALLEST_MAPPING = std::size_t{1} << 20U;
 constexpr std::size_t PAGE_BYTES = 4096;
 /// Less and a thread costs more than it brings.
 constexpr std::size_t LEAST_BYTES_PER_THREAD = std::size_t{8} << 20U;
+constexpr std::size_t BYTES_PER_PIECE = std::size_t{1} << 20U; // whole pages
 /// Images of equal size that all start on a page of their own would compete for the same sets of the caches
 /// when a loop walks along several at once; each starts a few cache lines further than the one before.
 constexpr std::size_t STAGGER = 5 * ALIGNMENT;
@@ -46,38 +47,30 @@ void reserve(std::size_t bytes) {
 }
 
 #if defined(MADV_POPULATE_WRITE)
-void populate(std::byte* first, std::size_t bytes) noexcept {
-    // Only advice: pages that are not fetched now come when they are written.
-    madvise(first, bytes, MADV_POPULATE_WRITE);
-}
-
-void touch(std::byte* first, std::size_t bytes) noexcept {
-    for (std::size_t at = 0; at < bytes; at += PAGE_BYTES) {
-        *static_cast<volatile std::byte*>(first + at) = std::byte{0};
+/// Fetches the pieces of a block that nobody has begun with yet.
+void fetch_pieces(std::byte* block, std::size_t bytes, std::atomic<std::size_t>& begun) noexcept {
+    for (std::size_t at = 0; (at = begun.fetch_add(BYTES_PER_PIECE, std::memory_order_relaxed)) < bytes;) {
+        // Only advice: pages that are not fetched now come when they are written.
+        madvise(block + at, std::min(BYTES_PER_PIECE, bytes - at), MADV_POPULATE_WRITE);
     }
 }
 
-/// Fetches zero pages. One thread asks for all in one call: a page fault on each when it is first written
-/// costs half as much again. But such a call keeps all others waiting, so that two threads would be no faster
-/// than one; page faults are served side by side. Which pages are huge is left to the system. Asking for them
-/// (MADV_HUGEPAGE) made the first touch four times as fast where the machine had them ready and four times as
-/// slow in a virtual machine whose host had not.
+/// Fetches zero pages: a page fault on each when it is first written costs half as much again. In pieces,
+/// since one call for all keeps other threads waiting, so that two would be no faster than one. Which pages
+/// are huge is left to the system. Asking for them (MADV_HUGEPAGE) made the first touch four times as fast
+/// where the machine had them ready and four times as slow in a virtual machine whose host had not.
 void fetch(std::byte* block, std::size_t bytes) {
     const auto most = static_cast<std::size_t>(g_threads.load(std::memory_order_relaxed));
     const std::size_t threads = std::clamp(bytes / LEAST_BYTES_PER_THREAD, std::size_t{1}, most);
-    if (threads == 1) {
-        populate(block, bytes);
-        return;
-    }
-    const std::size_t part = (bytes / threads + PAGE_BYTES - 1) / PAGE_BYTES * PAGE_BYTES;
+    std::atomic<std::size_t> begun{0};
     std::vector<std::jthread> others;
     try {
-        for (std::size_t first = part; first < bytes; first += part) {
-            others.emplace_back(touch, block + first, std::min(part, bytes - first));
+        for (std::size_t thread = 1; thread < threads; ++thread) {
+            others.emplace_back([block, bytes, &begun] { fetch_pieces(block, bytes, begun); });
         }
-    } catch (const std::exception&) { // no thread or no memory for it: the pages come later
+    } catch (const std::exception&) { // no thread or no memory for it: this one does it all
     }
-    touch(block, std::min(part, bytes));
+    fetch_pieces(block, bytes, begun);
 }
 #endif
 
