@@ -42,8 +42,7 @@ struct STile {
 /// What one worker needs.
 struct SWorkspace {
     std::vector<float> samples; // of a tile: for each slice, one sample of each column
-    std::vector<float> last;
-    Impl::StExtent extent; // of the smoothed values
+    Impl::StExtent extent;      // of the smoothed values
 };
 
 class CColumns {
@@ -56,7 +55,6 @@ class CColumns {
             m_tileColumns * static_cast<std::size_t>(m_own.Count() + 2 * HaloSlices(task.gaussian));
         for (SWorkspace& workspace : m_workspaces) {
             workspace.samples.resize(samples);
-            workspace.last.resize(m_tileColumns);
         }
     }
 
@@ -153,16 +151,13 @@ class CColumns {
         }
         for_each_tile(strip, [&](const STile& tile, SWorkspace& workspace) {
             const SRecursionPlanes tileStates = states.From(tile.first - strip.first);
-            fetch(tile, m_own, workspace);
             if (isFirst) {
-                StartCausal(tileStates, samples(tile, workspace, 0));
+                StartCausal(tileStates, row(tile, m_own.first));
             }
-            const std::span<const float> top = samples(tile, workspace, m_own.Count() - 1);
-            std::copy(top.begin(), top.end(), workspace.last.begin());
-            walk(filter, tileStates, tile, workspace, EDirection::up);
+            walk_up(filter, tileStates, tile, workspace);
             if (m_ranks.IsLast()) {
-                StartAnticausal(filter, tileStates, std::span(workspace.last).first(tile.columns));
-                walk(filter, tileStates, tile, workspace, EDirection::down);
+                StartAnticausal(filter, tileStates, row(tile, m_own.end - 1));
+                walk_down(filter, tileStates, tile, workspace);
                 put_back_smoothed(tile, workspace);
             } else {
                 put_back(tile, workspace);
@@ -181,7 +176,7 @@ class CColumns {
         receive(m_ranks.Rank() + 1, DOWNWARDS, memory);
         for_each_tile(strip, [&](const STile& tile, SWorkspace& workspace) {
             fetch(tile, m_own, workspace);
-            walk(filter, states.From(tile.first - strip.first), tile, workspace, EDirection::down);
+            walk_down(filter, states.From(tile.first - strip.first), tile, workspace);
             put_back_smoothed(tile, workspace);
         });
         if (!m_ranks.IsFirst()) {
@@ -189,17 +184,26 @@ class CColumns {
         }
     }
 
-    enum class EDirection { up, down };
-
-    /// Takes the samples of a tile through the recursion.
-    void walk(const SRecursiveGaussian& filter, const SRecursionPlanes& states, const STile& tile,
-              SWorkspace& workspace, EDirection direction) const {
-        const bool isUp = direction == EDirection::up;
-        float* const first = samples(tile, workspace, isUp ? 0 : m_own.Count() - 1).data();
-        const auto step = static_cast<std::ptrdiff_t>(tile.columns) * (isUp ? 1 : -1);
+    /// Takes a tile through the causal recursion, from the store into the workspace.
+    void walk_up(const SRecursiveGaussian& filter, const SRecursionPlanes& states, const STile& tile,
+                 SWorkspace& workspace) {
+        const float* const first = row(tile, m_own.first).data();
+        const std::ptrdiff_t step = m_own.Count() > 1 ? row(tile, m_own.first + 1).data() - first : 0;
         Walk(filter, states,
              {.in = {first, step},
-              .out = {first, step},
+              .out = {samples(tile, workspace, 0).data(), static_cast<std::ptrdiff_t>(tile.columns)},
+              .lines = tile.columns,
+              .rows = static_cast<std::size_t>(m_own.Count())});
+    }
+
+    /// Takes the samples of a tile through the anticausal recursion.
+    void walk_down(const SRecursiveGaussian& filter, const SRecursionPlanes& states, const STile& tile,
+                   SWorkspace& workspace) const {
+        float* const last = samples(tile, workspace, m_own.Count() - 1).data();
+        const auto step = -static_cast<std::ptrdiff_t>(tile.columns);
+        Walk(filter, states,
+             {.in = {last, step},
+              .out = {last, step},
               .lines = tile.columns,
               .rows = static_cast<std::size_t>(m_own.Count())});
     }
@@ -284,7 +288,7 @@ long long HaloSlices(const Impl::Gaussian& gaussian) {
 
 std::size_t ColumnBytesPerWorker(const Impl::Gaussian& gaussian, long long slices) {
     const std::size_t columns = columns_per_tile(slices);
-    return columns * static_cast<std::size_t>(slices + 2 * HaloSlices(gaussian) + 3) * sizeof(float);
+    return columns * static_cast<std::size_t>(slices + 2 * HaloSlices(gaussian)) * sizeof(float);
 }
 
 std::size_t ColumnStateBytes(const Impl::Gaussian& gaussian, std::size_t stripPixels) {

@@ -5,6 +5,7 @@
 #include "stream/SlabReader.h"
 
 #include "FilterOrientations/RowKernels.h"
+#include "zeklib2image/FreshPages.h"
 
 #include <algorithm>
 #include <array>
@@ -47,11 +48,14 @@ class CAngleWriter {
     SAngleSlices Begin(const SSliceRange& slices) {
         m_slices = slices;
         m_angles = m_sink != nullptr ? m_sink->Place(slices) : SAngleSlices{};
-        if (m_sink != nullptr && m_angles.theta == nullptr) {
+        m_isPlaced = m_angles.theta != nullptr;
+        if (m_sink != nullptr && !m_isPlaced) {
             m_angles = m_memory[m_slabs++ % m_memory.size()].Get(m_slabPixels, m_isVolume);
         }
         return m_angles;
     }
+    /// Whether that is the sink's own memory, each piece of which is written once.
+    bool IsPlaced() const noexcept { return m_isPlaced; }
     /// The slab is complete and waits to be written.
     void Complete() {
         m_waiting = m_slices;
@@ -73,6 +77,7 @@ class CAngleWriter {
     std::size_t m_slabs = 0;
     SSliceRange m_slices;
     SAngleSlices m_angles;
+    bool m_isPlaced = false;
     SSliceRange m_waiting;
     SAngleSlices m_waitingAngles;
 };
@@ -118,9 +123,10 @@ class COrientations {
             mask->ReadNext();
         }
         CProgressReport report(progress, slabs, "Computing fiber directions...");
-        for (long long slab = 0; slab < slabs; ++slab) {
-            const SSliceRange range = SlabOf(m_pass.own, slabSlices, slab);
-            compute(range, mask ? mask->Take() : nullptr, writer.Begin(range), [&] {
+        for (long long number = 0; number < slabs; ++number) {
+            const SSliceRange range = SlabOf(m_pass.own, slabSlices, number);
+            SSlab slab{range, mask ? mask->Take() : nullptr, writer.Begin(range), writer.IsPlaced(), {}};
+            compute(slab, [&] {
                 m_pass.store.DiscardBelow(range.first - 1);
                 writer.WriteWaiting();
                 if (mask) {
@@ -144,15 +150,15 @@ class COrientations {
     struct SSlab {
         SSliceRange slices;
         const std::byte* mask = nullptr;
-        SAngleSlices angles; // null if nobody wants them
+        SAngleSlices angles;         // null if nobody wants them
+        bool areAnglesFresh = false; // memory that nobody has written yet
         std::vector<Sums> sums;
     };
 
-    void compute(const SSliceRange& slices, const std::byte* mask, const SAngleSlices& angles,
-                 const std::function<void()>& aside) {
+    void compute(SSlab& slab, const std::function<void()>& aside) {
+        const SSliceRange& slices = slab.slices;
         const std::size_t sumsPerSlice = CTileSums<Dim>::SumsPerSlice(m_pass.grid);
-        SSlab slab{slices, mask, angles,
-                   std::vector<Sums>(static_cast<std::size_t>(slices.Count()) * sumsPerSlice)};
+        slab.sums.resize(static_cast<std::size_t>(slices.Count()) * sumsPerSlice);
         const auto bands = static_cast<long long>(m_pass.grid.Bands().size());
         const auto compute_one = [&](long long task, int worker) {
             compute_band(slab, slices.first + task / bands, static_cast<std::size_t>(task % bands),
@@ -175,12 +181,24 @@ class COrientations {
         const bool counts = band.tile >= 0 && m_pass.grid.TileAt(2, z) >= 0;
         const std::span<Sums> sums = std::span(slab.sums).subspan(
             slice * CTileSums<Dim>::SumsPerSlice(m_pass.grid) + number * tiles, tiles);
+        fetch_angles(slab, slice, band.rows);
         for (long long row = band.rows.lo; row < band.rows.hi; ++row) {
             const auto y = static_cast<std::size_t>(row);
             const Impl::StAngleRow angles = angle_row(slab, (slice * m_height + y) * m_width, workspace);
             find_axes(slab, z, y, angles, workspace);
             if (counts) {
                 add(angles, workspace.rowSums, sums);
+            }
+        }
+    }
+
+    void fetch_angles(const SSlab& slab, std::size_t slice, const SPixelRange& rows) const {
+        if (slab.areAnglesFresh) {
+            const std::size_t first = (slice * m_height + static_cast<std::size_t>(rows.lo)) * m_width;
+            const std::size_t bytes = static_cast<std::size_t>(rows.hi - rows.lo) * m_width * sizeof(float);
+            Impl::FetchPages(slab.angles.theta + first, bytes);
+            if constexpr (Dim == 3) {
+                Impl::FetchPages(slab.angles.phi + first, bytes);
             }
         }
     }

@@ -2,6 +2,7 @@
 #include "stream/ScratchStore.h"
 
 #include "volume/Failure.h"
+#include "zeklib2image/FreshPages.h"
 
 #include <algorithm>
 #include <array>
@@ -139,15 +140,10 @@ void CScratchStore::Forget() noexcept {
     }
 }
 
-void CScratchStore::Fetch([[maybe_unused]] long long z) noexcept {
-#if defined(MADV_POPULATE_WRITE)
+void CScratchStore::Fetch(long long z) noexcept {
     if (m_place.kind == SScratchPlace::EKind::memory) {
-        const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-        const std::size_t first = offset_of(z, 0) / page * page;
-        madvise(reinterpret_cast<std::byte*>(m_pixels) + first, offset_of(z + 1, 0) - first,
-                MADV_POPULATE_WRITE); // only advice
+        Impl::FetchPages(Slice(z), m_slicePixels * sizeof(float));
     }
-#endif
 }
 
 void CScratchStore::DiscardBelow(long long z) noexcept {

@@ -50,18 +50,19 @@ class CMaps : public stream::IAngleSink {
   public:
     explicit CMaps(const CSize& size)
         : m_slicePixels(static_cast<std::size_t>(size[0] * size[1])),
-          m_theta(IMAGE_GREY_F, size, CSize(0, 0, 0)), m_phi(IMAGE_GREY_F, size, CSize(0, 0, 0)) {}
+          m_theta(std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(size.Elements()))),
+          m_phi(std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(size.Elements()))) {}
     stream::SAngleSlices Place(const stream::SSliceRange& slices) override {
         const std::size_t first = static_cast<std::size_t>(slices.first) * m_slicePixels;
-        return {m_theta.Pixels<float>() + first, m_phi.Pixels<float>() + first};
+        return {m_theta.get() + first, m_phi.get() + first};
     }
     void Write(const stream::SSliceRange& /*slices*/, const float* /*theta*/, const float* /*phi*/) override {
     }
 
   private:
     std::size_t m_slicePixels;
-    CImage m_theta;
-    CImage m_phi;
+    std::unique_ptr<float[]> m_theta;
+    std::unique_ptr<float[]> m_phi;
 };
 
 struct SRun {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "zeklib2image/PixelMemory.h"
 
+#include "zeklib2image/FreshPages.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
