@@ -125,8 +125,8 @@ std::size_t AxesOfRow(const HessianRows<Dim>& hessian, const unsigned char* fore
                       EEigenvalue which, const StAngleRow& angles, EInstructionSet set) {
     const auto kernel = kernels_of(set).axes[Dim - 2];
     std::size_t found = 0;
-    std::array<unsigned short, SEGMENT_PIXELS>
-        failed; // NOLINT(cppcoreguidelines-pro-type-member-init): an output
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): an output
+    std::array<unsigned short, SEGMENT_PIXELS> failed;
     for_each_segment(count, [&](std::size_t first, std::size_t length) {
         StAxesOfSegment segment{};
         for (std::size_t entry = 0; entry < hessian.size(); ++entry) {

@@ -47,6 +47,7 @@ void finish(std::size_t count, StPacked& packed) {
 #if defined(__AVX512F__)
 class CPicked {
   public:
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the array is written as far as it is read
     CPicked(const unsigned char* bytes, std::size_t count) : m_pixels(count) {
         for (std::size_t group = 0; group * GROUP < count; ++group) {
             const __m128i sixteen = _mm_maskz_loadu_epi8(pixels_of(group), bytes + group * GROUP);
@@ -115,6 +116,7 @@ class CPicked {
 #else
 class CPicked {
   public:
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the array is written as far as it is read
     CPicked(const unsigned char* bytes, std::size_t count) : m_pixels(count) {
         std::size_t x = 0;
         for (; x + 8 <= count; x += 8) {
