@@ -52,15 +52,14 @@ void reserve(std::size_t bytes) {
 /// Fetches the pieces of a block that nobody has begun with yet.
 void fetch_pieces(std::byte* block, std::size_t bytes, std::atomic<std::size_t>& begun) noexcept {
     for (std::size_t at = 0; (at = begun.fetch_add(BYTES_PER_PIECE, std::memory_order_relaxed)) < bytes;) {
-        // Only advice: pages that are not fetched now come when they are written.
-        madvise(block + at, std::min(BYTES_PER_PIECE, bytes - at), MADV_POPULATE_WRITE);
+        Impl::FetchPages(block + at, std::min(BYTES_PER_PIECE, bytes - at));
     }
 }
 
-/// Fetches zero pages: a page fault on each when it is first written costs half as much again. In pieces,
-/// since one call for all keeps other threads waiting, so that two would be no faster than one. Which pages
-/// are huge is left to the system. Asking for them (MADV_HUGEPAGE) made the first touch four times as fast
-/// where the machine had them ready and four times as slow in a virtual machine whose host had not.
+/// Fetches zero pages. In pieces, since one call for all keeps other threads waiting, so that two would be no
+/// faster than one. Which pages are huge is left to the system. Asking for them (MADV_HUGEPAGE) made the
+/// first touch four times as fast where the machine had them ready and four times as slow in a virtual
+/// machine whose host had not.
 void fetch(std::byte* block, std::size_t bytes) {
     const auto most = static_cast<std::size_t>(g_threads.load(std::memory_order_relaxed));
     const std::size_t threads = std::clamp(bytes / LEAST_BYTES_PER_THREAD, std::size_t{1}, most);
