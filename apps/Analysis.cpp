@@ -30,21 +30,21 @@ void check_that_subfields_fit(const CSize& imageSize, const SAnalysisRequest& re
     }
     const Impl::CSubfieldLayout layout(imageSize, request.FiberRadiusPx(), library_subfield(request));
     if (!layout.ListsSubfields()) {
-        throw CWorkError("subfields of " + SizeText(request.subfieldPx) + " px do not fit: the image of " +
-                         SizeText(ExtentsOf(imageSize)) + " px without its border of " +
-                         std::to_string(layout.Border()) + " px has " +
-                         SizeText(ExtentsOf(layout.EvaluatedArea().Size())) +
+        throw CWorkError("subfields of " + jobs::SizeText(request.subfieldPx) +
+                         " px do not fit: the image of " + jobs::SizeText(jobs::ExtentsOf(imageSize)) +
+                         " px without its border of " + std::to_string(layout.Border()) + " px has " +
+                         jobs::SizeText(jobs::ExtentsOf(layout.EvaluatedArea().Size())) +
                          " px; give smaller subfields, or none to analyse the image as a whole");
     }
 }
 
 void check_radius_against_image(const CSize& imageSize, const SAnalysisRequest& request) {
-    const std::vector<long long> extents = ExtentsOf(imageSize);
+    const std::vector<long long> extents = jobs::ExtentsOf(imageSize);
     const long long smallest = *std::min_element(extents.begin(), extents.end());
     if (request.FiberRadiusPx() > 0.5 * static_cast<double>(smallest)) {
         throw CWorkError("Fiber diameter must not exceed image size (please check for correct units): the "
                          "fiber radius is " +
-                         RadiusText(request) + ", the image " + SizeText(extents) + " px");
+                         RadiusText(request) + ", the image " + jobs::SizeText(extents) + " px");
     }
     if (extents.size() == 2 && request.FiberRadiusPx() <= 0.5) {
         throw CWorkError("the fiber radius is too small for a 2D image: it is " + RadiusText(request) +
@@ -53,7 +53,7 @@ void check_radius_against_image(const CSize& imageSize, const SAnalysisRequest& 
     const Impl::CSubfieldLayout layout(imageSize, request.FiberRadiusPx(), {-1, -1, -1});
     if (layout.EvaluatedArea().Size().Elements() == 0) {
         throw CWorkError("nothing is left to analyse: the fiber radius is " + RadiusText(request) +
-                         ", and the image of " + SizeText(extents) +
+                         ", and the image of " + jobs::SizeText(extents) +
                          " px is all border of that width; check "
                          "the unit of the radius");
     }
@@ -65,7 +65,8 @@ void check_radius_against_subfield(const SAnalysisRequest& request) {
         if (request.FiberRadiusPx() > static_cast<double>(half)) {
             throw CWorkError("Fiber diameter must not exceed subfield size (please check for correct units): "
                              "the fiber radius is " +
-                             RadiusText(request) + ", the subfields " + SizeText(request.subfieldPx) + " px");
+                             RadiusText(request) + ", the subfields " + jobs::SizeText(request.subfieldPx) +
+                             " px");
         }
     }
 }
@@ -94,43 +95,17 @@ std::string NoForegroundText(stream::CNoForegroundError::EReason reason, bool ha
                "check that the mask is not empty or inverted";
     }
     return "no foreground: no pixel inside the image's border is brighter than " +
-           RoundedText(request.otsuFactor) +
+           jobs::RoundedText(request.otsuFactor) +
            " times the automatic threshold; give a smaller --otsu-factor, or the fibers as --mask (fibers "
            "must be brighter than what is around them)";
 }
 
-std::string RoundedText(double number, int significantDigits) {
-    std::ostringstream text;
-    text << std::setprecision(significantDigits) << number;
-    return text.str();
-}
-
-std::string WithUnit(const std::string& number, const std::string& unit) {
-    return unit.empty() ? number : number + " " + unit;
-}
-
 std::string RadiusText(const SAnalysisRequest& request) {
-    std::string px = RoundedText(request.FiberRadiusPx()) + " px";
+    std::string px = jobs::RoundedText(request.FiberRadiusPx()) + " px";
     if (request.lengthUnit == "px") {
         return px;
     }
-    return WithUnit(RoundedText(request.fiberRadius), request.lengthUnit) + " = " + px;
-}
-
-std::string SizeText(const std::vector<long long>& size) {
-    std::string text;
-    for (const long long extent : size) {
-        text += (text.empty() ? "" : " x ") + std::to_string(extent);
-    }
-    return text;
-}
-
-std::vector<long long> ExtentsOf(const CSize& size) {
-    std::vector<long long> extents(static_cast<std::size_t>(size.Dim()));
-    for (std::size_t axis = 0; axis < extents.size(); ++axis) {
-        extents[axis] = size[static_cast<long long>(axis)];
-    }
-    return extents;
+    return jobs::WithUnit(jobs::RoundedText(request.fiberRadius), request.lengthUnit) + " = " + px;
 }
 
 } // namespace TEVRA::apps

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "jobs/Texts.h"
 #include "stream/StreamingAnalysis.h"
 #include "zeklib2image/Size.h"
 
@@ -34,14 +35,7 @@ std::string NoForegroundText(stream::CNoForegroundError::EReason reason, bool ha
 /// @throws CWorkError if the radius or the subfields do not go with the size.
 void CheckSizes(const CSize& imageSize, const SAnalysisRequest& request);
 
-/// A number as people write it, for messages.
-std::string RoundedText(double number, int significantDigits = 6);
-/// "3 mm", or "3" if the unit has no name.
-std::string WithUnit(const std::string& number, const std::string& unit);
 /// "3 mm = 6 px", or "3 px" where lengths are in pixels.
 std::string RadiusText(const SAnalysisRequest& request);
-/// "128 x 128 x 64".
-std::string SizeText(const std::vector<long long>& size);
-std::vector<long long> ExtentsOf(const CSize& size);
 
 } // namespace TEVRA::apps

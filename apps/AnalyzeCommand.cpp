@@ -6,11 +6,13 @@
 #include "apps/Failure.h"
 #include "apps/ImageInput.h"
 #include "apps/Interruption.h"
-#include "apps/MapFiles.h"
 #include "apps/Program.h"
 #include "apps/Ranks.h"
-#include "apps/ResultFiles.h"
 
+#include "jobs/MapFiles.h"
+#include "jobs/MessageNames.h"
+#include "jobs/Ranks.h"
+#include "jobs/ResultFiles.h"
 #include "report/Json.h"
 #include "report/RunRecord.h"
 #include "report/Tables.h"
@@ -169,15 +171,15 @@ std::string utc_now() {
 }
 
 std::vector<std::string> result_names(const SAnalyzeOptions& options, int dim) {
-    std::vector<std::string> names = {CResultFiles::RESULT};
+    std::vector<std::string> names = {jobs::CResultFiles::RESULT};
     if (options.subfield) {
-        names.insert(names.end(), {CResultFiles::SUBFIELDS, CResultFiles::PROFILES});
+        names.insert(names.end(), {jobs::CResultFiles::SUBFIELDS, jobs::CResultFiles::PROFILES});
     }
     if (options.maps) {
-        names.emplace_back(CResultFiles::THETA);
+        names.emplace_back(jobs::CResultFiles::THETA);
     }
     if (options.maps && dim == 3) {
-        names.emplace_back(CResultFiles::PHI);
+        names.emplace_back(jobs::CResultFiles::PHI);
     }
     return names;
 }
@@ -185,7 +187,7 @@ std::vector<std::string> result_names(const SAnalyzeOptions& options, int dim) {
 std::string direction_text(const CValueMap& direction) {
     std::string text;
     for (auto component = direction.begin(); !(component == direction.end()); ++component) {
-        text += (text.empty() ? "(" : ", ") + RoundedText(component.Value()->Double(), 3);
+        text += (text.empty() ? "(" : ", ") + jobs::RoundedText(component.Value()->Double(), 3);
     }
     return text + ")";
 }
@@ -211,8 +213,8 @@ class CAnalyzeRun {
         std::unique_ptr<volume::IImageReader> image;
         std::unique_ptr<volume::IImageReader> mask;
         std::optional<stream::CStreamingAnalysis> analysis;
-        std::optional<CResultFiles> files; // of the first process
-        DoTogether(m_ranks, [&] {
+        std::optional<jobs::CResultFiles> files; // of the first process
+        jobs::DoTogether(m_ranks, [&] {
             image = OpenInput(m_options.image, m_options.raw);
             plan(image->Info());
             if (m_options.mask) {
@@ -249,7 +251,7 @@ class CAnalyzeRun {
         write_results(*result.document, *files);
         m_record.files = files->Names();
         m_record.totalSeconds = seconds_since(start);
-        files->WriteText(CResultFiles::RUN_RECORD, report::RunJson(m_record));
+        files->WriteText(jobs::CResultFiles::RUN_RECORD, report::RunJson(m_record));
         ThrowIfInterrupted();
         files->Commit();
         m_ranks.Meet();
@@ -276,7 +278,7 @@ class CAnalyzeRun {
     void record_plan(const volume::SImageInfo& info, const SPixelSpacing& spacing) {
         m_record.input.path = m_options.image;
         m_record.input.format = info.format;
-        m_record.input.sizePx = ExtentsOf(info.size);
+        m_record.input.sizePx = jobs::ExtentsOf(info.size);
         m_record.input.storedType = info.storedType;
         if (spacing.origin != report::ESpacingOrigin::none) {
             m_record.input.spacing = spacing.length;
@@ -294,7 +296,7 @@ class CAnalyzeRun {
     void say_radius(const SPixelSpacing& spacing) {
         const std::string length = spacing.origin == report::ESpacingOrigin::none
                                        ? "none"
-                                       : WithUnit(RoundedText(m_request.spacing), spacing.unit);
+                                       : jobs::WithUnit(jobs::RoundedText(m_request.spacing), spacing.unit);
         m_console.Say("fiber radius " + RadiusText(m_request) + "; spacing " + length + " (" + spacing.note +
                       ")");
     }
@@ -302,16 +304,16 @@ class CAnalyzeRun {
     void say_grey_values(const volume::SImageInfo& info) {
         if (const auto& window = m_settings.window) {
             m_record.input.greyWindow = {window->lo, window->hi};
-            m_console.Say("grey values brought to 8 bit: " + RoundedText(window->lo) + " becomes 0, " +
-                          RoundedText(window->hi) + " becomes 255 (--window)");
+            m_console.Say("grey values brought to 8 bit: " + jobs::RoundedText(window->lo) + " becomes 0, " +
+                          jobs::RoundedText(window->hi) + " becomes 255 (--window)");
         } else if (info.pixelType != volume::EPixelType::u8) {
             m_console.Say("grey values in their own precision (" + info.storedType + ")");
         }
     }
 
     stream::SStreamResult analyze(stream::CStreamingAnalysis& analysis, const CSize& size,
-                                  std::optional<CResultFiles>& files) const {
-        const std::unique_ptr<CMapFiles> maps = new_maps(size, files);
+                                  std::optional<jobs::CResultFiles>& files) const {
+        const std::unique_ptr<jobs::CMapFiles> maps = new_maps(size, files);
         try {
             stream::SStreamResult result = analysis.Run(maps.get());
             if (maps) {
@@ -327,32 +329,33 @@ class CAnalyzeRun {
     }
 
     /// The first process makes the maps, all write into them.
-    std::unique_ptr<CMapFiles> new_maps(const CSize& size, std::optional<CResultFiles>& files) const {
+    std::unique_ptr<jobs::CMapFiles> new_maps(const CSize& size,
+                                              std::optional<jobs::CResultFiles>& files) const {
         if (!m_options.maps) {
             return nullptr;
         }
         const std::array<double, 3> spacing = {m_request.spacing, m_request.spacing, m_request.spacing};
         const volume::SMetaImageHeader header{size, volume::EPixelType::f32, spacing, spacing_unit()};
-        CMapFiles::SPaths paths;
+        jobs::CMapFiles::SPaths paths;
         if (files) {
-            paths.theta = files->PathOf(CResultFiles::THETA);
-            paths.phi = size.Dim() == 3 ? files->PathOf(CResultFiles::PHI) : "";
+            paths.theta = files->PathOf(jobs::CResultFiles::THETA);
+            paths.phi = size.Dim() == 3 ? files->PathOf(jobs::CResultFiles::PHI) : "";
         }
-        DoTogether(m_ranks, [&] {
+        jobs::DoTogether(m_ranks, [&] {
             if (m_ranks.IsFirst()) {
-                CMapFiles::Create(paths, header);
+                jobs::CMapFiles::Create(paths, header);
             }
         });
-        paths.theta = shared_path(paths.theta, CResultFiles::THETA);
-        paths.phi = shared_path(paths.phi, CResultFiles::PHI);
-        return std::make_unique<CMapFiles>(paths, header);
+        paths.theta = shared_path(paths.theta, jobs::CResultFiles::THETA);
+        paths.phi = shared_path(paths.phi, jobs::CResultFiles::PHI);
+        return std::make_unique<jobs::CMapFiles>(paths, header);
     }
 
     /// The first process's path of a result file, for all.
     std::string shared_path(const std::string& path, const char* name) const {
-        std::string shared = SharedText(m_ranks, path);
+        std::string shared = jobs::SharedText(m_ranks, path);
         if (!shared.empty()) {
-            NameInMessages(shared, (std::filesystem::path(m_options.outputFolder) / name).string());
+            jobs::NameInMessages(shared, (std::filesystem::path(m_options.outputFolder) / name).string());
         }
         return shared;
     }
@@ -418,11 +421,12 @@ class CAnalyzeRun {
                     : " in a temporary file in '" + scratchFolder + "'");
     }
 
-    void write_results(const CValueMap& document, CResultFiles& files) const {
-        files.WriteText(CResultFiles::RESULT, report::ResultJson(document));
-        if (files.Has(CResultFiles::SUBFIELDS)) {
-            files.WriteText(CResultFiles::SUBFIELDS, report::SubfieldsCsv(document));
-            files.WriteText(CResultFiles::PROFILES, report::ProfilesCsv(document, m_request.lengthUnit));
+    void write_results(const CValueMap& document, jobs::CResultFiles& files) const {
+        files.WriteText(jobs::CResultFiles::RESULT, report::ResultJson(document));
+        if (files.Has(jobs::CResultFiles::SUBFIELDS)) {
+            files.WriteText(jobs::CResultFiles::SUBFIELDS, report::SubfieldsCsv(document));
+            files.WriteText(jobs::CResultFiles::PROFILES,
+                            report::ProfilesCsv(document, m_request.lengthUnit));
         }
     }
 
@@ -452,18 +456,19 @@ class CAnalyzeRun {
         }
     }
 
-    void say_result(const CValueMap& document, const CResultFiles& files) {
+    void say_result(const CValueMap& document, const jobs::CResultFiles& files) {
         const CValueMap& field = document.Entry("Field")->Map();
         const std::optional<double>& threshold = m_record.foreground.threshold;
         const double share = static_cast<double>(m_record.foreground.pixels) /
                              static_cast<double>(m_record.foreground.ofPixels);
-        m_console.Say("foreground " + RoundedText(100.0 * share, 3) + " %" +
-                      (threshold ? ", brighter than " + RoundedText(*threshold, 4) + " in the smoothed image"
-                                 : " (from the mask)"));
+        m_console.Say("foreground " + jobs::RoundedText(100.0 * share, 3) + " %" +
+                      (threshold
+                           ? ", brighter than " + jobs::RoundedText(*threshold, 4) + " in the smoothed image"
+                           : " (from the mask)"));
         m_console.Say("mean direction " + direction_text(field.Entry("Mean fiber direction")->Map()) +
-                      ", anisotropy " + RoundedText(field.Entry("Anisotropy value")->Double(), 3) +
+                      ", anisotropy " + jobs::RoundedText(field.Entry("Anisotropy value")->Double(), 3) +
                       ", status: " + field.Entry("Status")->String().Text());
-        std::string names = CResultFiles::RUN_RECORD;
+        std::string names = jobs::CResultFiles::RUN_RECORD;
         for (const std::string& name : files.Names()) {
             names += " " + name;
         }

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "apps/AngleMaps.h"
 #include "apps/Arguments.h"
 #include "apps/Commands.h"
 #include "apps/Console.h"
 #include "apps/Failure.h"
+#include "jobs/AngleMaps.h"
 
+#include "Axes/OrientationSums.h"
 #include "FilterOrientations/EstimationBeta.h"
-#include "FilterOrientations/OrientationSums.h"
 #include "Numeric/Matrix.h"
 #include "VexoNumeric/Numeric.h"
 #include "report/Json.h"
@@ -171,8 +171,8 @@ SSample read_table(const std::string& path) {
             throw CWorkError(where + ": '" + cells[columns.theta] + "' and '" + cells[columns.phi] +
                              "' are not two numbers");
         }
-        RequireRadians(*theta, where);
-        RequireRadians(*phi, where);
+        jobs::RequireRadians(*theta, where);
+        jobs::RequireRadians(*phi, where);
         sample.theta.push_back(*theta);
         sample.phi.push_back(*phi);
     }
@@ -181,7 +181,7 @@ SSample read_table(const std::string& path) {
 
 SSample read_maps(const std::string& thetaPath, const std::string& phiPath) {
     const CConsole console(EVerbosity::normal); // its progress bar is gone before anything is printed
-    const SAngleMaps maps = ReadAngleMaps(thetaPath, phiPath);
+    const jobs::SAngleMaps maps = jobs::ReadAngleMaps(thetaPath, phiPath);
     const float* theta = maps.theta->Pixels<float>();
     const float* phi = maps.phi->Pixels<float>();
     SSample sample;

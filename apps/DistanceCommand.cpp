@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "apps/AngleMaps.h"
 #include "apps/Arguments.h"
 #include "apps/Commands.h"
 #include "apps/Console.h"
 #include "apps/Failure.h"
 #include "apps/Interruption.h"
-#include "apps/PendingFile.h"
+#include "jobs/AngleMaps.h"
+#include "jobs/PendingFile.h"
 
 #include "FilterOrientations/OrientationSpace.h"
 #include "Numeric/Matrix.h"
@@ -80,9 +80,9 @@ void run(const SDistanceOptions& options) {
         throw CUsageError("-o: '" + options.output + "' must end in .mha, the format it is written in");
     }
     CConsole console(EVerbosity::normal);
-    CPendingFiles files;
+    jobs::CPendingFiles files;
     const std::string pending = files.Add(options.output);
-    const SAngleMaps maps = ReadAngleMaps(options.theta, options.phi);
+    const jobs::SAngleMaps maps = jobs::ReadAngleMaps(options.theta, options.phi);
     CImage distances(IMAGE_GREY_F, maps.theta->Size(), CSize(0, 0, 0));
     COrientationSpace::PointWiseDistance(distances, *maps.theta, *maps.phi, reference);
     const SSummary summary = finish(distances);

@@ -2,41 +2,15 @@
 #include "apps/Failure.h"
 
 #include "apps/Interruption.h"
+#include "jobs/MessageNames.h"
 
 #include <exception>
-#include <map>
-#include <mutex>
 #include <new>
 #include <ostream>
 
 namespace TEVRA::apps {
 
 namespace {
-
-/// The names of files under their paths.
-struct SFileNames {
-    std::mutex mutex;
-    std::map<std::string, std::string> nameOf;
-};
-
-SFileNames& file_names() {
-    static SFileNames names;
-    return names;
-}
-
-std::string with_names(std::string message) {
-    SFileNames& files = file_names();
-    const std::lock_guard lock(files.mutex);
-    // Backwards: of two paths that begin alike the longer one first.
-    for (auto file = files.nameOf.rbegin(); file != files.nameOf.rend(); ++file) {
-        const auto& [path, name] = *file;
-        for (std::size_t at = message.find(path); at != std::string::npos;
-             at = message.find(path, at + name.size())) {
-            message.replace(at, path.size(), name);
-        }
-    }
-    return message;
-}
 
 std::string on_one_line(const std::string& message) {
     std::string line;
@@ -56,18 +30,12 @@ std::string on_one_line(const std::string& message) {
 
 } // namespace
 
-void NameInMessages(const std::string& path, const std::string& name) {
-    SFileNames& files = file_names();
-    const std::lock_guard lock(files.mutex);
-    files.nameOf[path] = name;
-}
-
 void PrintError(std::ostream& errors, const std::string& message) {
-    errors << "tevra: error: " << on_one_line(with_names(message)) << std::endl;
+    errors << "tevra: error: " << on_one_line(jobs::WithNames(message)) << std::endl;
 }
 
 void PrintWarning(std::ostream& errors, const std::string& message) {
-    errors << "tevra: warning: " << on_one_line(with_names(message)) << std::endl;
+    errors << "tevra: warning: " << on_one_line(jobs::WithNames(message)) << std::endl;
 }
 
 int RunGuarded(const std::function<void()>& work, std::ostream& errors) {

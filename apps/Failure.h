@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "jobs/Failure.h"
+
 #include <functional>
 #include <iosfwd>
 #include <stdexcept>
@@ -19,11 +21,7 @@ class CUsageError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// The command line is right, but the work cannot be done; the message says why and what to do.
-class CWorkError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
+using jobs::CWorkError;
 
 /// The work has failed and has said why; the program ends with this status. It is no std::exception, so that
 /// nothing on the way takes it for one to be reported.
@@ -39,10 +37,6 @@ class CAlreadyReported {
 /// Does the work and turns whatever leaves it as an exception into one line `tevra: error: ...`.
 /// @return the program's exit status.
 int RunGuarded(const std::function<void()>& work, std::ostream& errors);
-
-/// From now on errors and warnings say `name` where their text says `path`: of a file that stands under
-/// another name until it is finished, the name that its user knows.
-void NameInMessages(const std::string& path, const std::string& name);
 
 /// Writes the line `tevra: error: MESSAGE`, with line breaks in the message replaced by blanks.
 void PrintError(std::ostream& errors, const std::string& message);

@@ -6,8 +6,8 @@
 #include "apps/Failure.h"
 #include "apps/ImageInput.h"
 #include "apps/Interruption.h"
-#include "apps/PendingFile.h"
-#include "apps/TransformSizes.h"
+#include "jobs/PendingFile.h"
+#include "jobs/TransformSizes.h"
 
 #include "FilterOrientations/FilterOrientations.h"
 #include "FilterOrientations/OrientationTensor.h"
@@ -98,8 +98,8 @@ CBox read_box(const std::optional<std::string>& text, const CSize& size) {
         const long long a = std::min(lower[axis], upper[axis]);
         const long long b = std::max(lower[axis], upper[axis]);
         if (a < 0 || b > size[axis]) {
-            throw CUsageError("--box: '" + *text + "' leaves the image of " + SizeText(ExtentsOf(size)) +
-                              " px");
+            throw CUsageError("--box: '" + *text + "' leaves the image of " +
+                              jobs::SizeText(jobs::ExtentsOf(size)) + " px");
         }
     }
     return {lower, upper};
@@ -204,8 +204,8 @@ void run(const SFilterOptions& options) {
     const auto reader = OpenInput(options.image, options.raw);
     const CSize size = reader->Info().size;
     const CBox box = read_box(options.box, size);
-    COutputFolder folder(options.outputFolder);
-    CPendingFiles files;
+    jobs::COutputFolder folder(options.outputFolder);
+    jobs::CPendingFiles files;
     const auto path_of = [&](const char* name) { return files.Add(folder.Path() / name); };
     const std::string indexPath = path_of("index.mha");
     const std::string responsePath = path_of("response.mha");
@@ -222,7 +222,7 @@ void run(const SFilterOptions& options) {
         require_contrast(*image, options.image);
     }
     CFilterOrientations estimator(major, minor, nullptr, nullptr);
-    if (const auto note = SlowTransformNote(size, estimator.PadWidth())) {
+    if (const auto note = jobs::SlowTransformNote(size, estimator.PadWidth())) {
         console.Say(*note);
     }
     estimator.Compute(*image, resolution, mask.get());

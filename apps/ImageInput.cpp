@@ -23,9 +23,9 @@ constexpr double EQUAL_SPACING_TOLERANCE = 1e-4;
 std::string spacing_text(const SPixelSpacing& spacing, int dim) {
     std::string text;
     for (int axis = 0; axis < dim; ++axis) {
-        text += (text.empty() ? "" : " x ") + RoundedText(spacing.length[axis]);
+        text += (text.empty() ? "" : " x ") + jobs::RoundedText(spacing.length[axis]);
     }
-    return WithUnit(text, spacing.unit);
+    return jobs::WithUnit(text, spacing.unit);
 }
 
 /// Of a file of a dataset, as in "scan.h5:/grey", the file.
@@ -85,8 +85,8 @@ const char* const MASK_OPTION_HELP =
 std::unique_ptr<volume::IImageReader> OpenMask(const std::string& path, const CSize& imageSize) {
     auto reader = volume::OpenImage(path);
     if (!(reader->Info().size == imageSize)) {
-        throw CWorkError("mask '" + path + "' has " + SizeText(ExtentsOf(reader->Info().size)) +
-                         " px, but the image has " + SizeText(ExtentsOf(imageSize)) +
+        throw CWorkError("mask '" + path + "' has " + jobs::SizeText(jobs::ExtentsOf(reader->Info().size)) +
+                         " px, but the image has " + jobs::SizeText(jobs::ExtentsOf(imageSize)) +
                          " px; give a mask of the image's size");
     }
     return reader;

@@ -41,13 +41,13 @@ std::string spacing_text(const volume::SImageInfo& info) {
     }
     std::string text;
     for (const double length : spacing_of(info)) {
-        text += (text.empty() ? "" : " x ") + RoundedText(length);
+        text += (text.empty() ? "" : " x ") + jobs::RoundedText(length);
     }
-    return WithUnit(text, info.spacingUnit) + " (" + info.spacingNote + ")";
+    return jobs::WithUnit(text, info.spacingUnit) + " (" + info.spacingNote + ")";
 }
 
 std::string values_text(const volume::SValueRange& values) {
-    std::string text = RoundedText(values.lo) + " to " + RoundedText(values.hi);
+    std::string text = jobs::RoundedText(values.lo) + " to " + jobs::RoundedText(values.hi);
     if (values.nanCount > 0) {
         text += ", and " + std::to_string(values.nanCount) + " not a number";
     }
@@ -59,7 +59,7 @@ std::string values_text(const volume::SValueRange& values) {
 
 void print_text(const volume::SImageInfo& info, const volume::SValueRange& values) {
     print_row("format", info.format);
-    print_row("size", SizeText(ExtentsOf(info.size)) + " px");
+    print_row("size", jobs::SizeText(jobs::ExtentsOf(info.size)) + " px");
     print_row("pixel type", info.storedType);
     print_row("spacing", spacing_text(info));
     print_row("values", values_text(values));
@@ -68,7 +68,7 @@ void print_text(const volume::SImageInfo& info, const volume::SValueRange& value
 void print_json(const volume::SImageInfo& info, const volume::SValueRange& values) {
     nlohmann::ordered_json json;
     json["format"] = info.format;
-    json["size_px"] = ExtentsOf(info.size);
+    json["size_px"] = jobs::ExtentsOf(info.size);
     json["pixel_type"] = info.storedType;
     json["spacing"] = nullptr;
     json["length_unit"] = nullptr;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "apps/Interruption.h"
 
-#include "apps/PendingFile.h"
+#include "jobs/PendingFile.h"
 
 #include <array>
 #include <atomic>
@@ -22,7 +22,7 @@ extern "C" void request_stop(int signal) {
     if (g_requestedBy.compare_exchange_strong(none, signal)) {
         return;
     }
-    RemovePendingFilesNow();
+    jobs::RemovePendingFilesNow();
     _exit(128 + signal);
 }
 

@@ -4,12 +4,12 @@
 #include "apps/Console.h"
 #include "apps/Failure.h"
 #include "apps/Interruption.h"
-#include "apps/PendingFile.h"
+#include "jobs/PendingFile.h"
 
+#include "phantom/Phantom.h"
 #include "report/Json.h"
 #include "volume/Failure.h"
 #include "volume/MetaImageWriter.h"
-#include "volume/Phantom.h"
 #include "volume/TiffWriter.h"
 
 #include <CLI/App.hpp>
@@ -89,25 +89,25 @@ CSize read_size(const SArgument& argument) {
 }
 
 /// Fiber directions; without a choice isotropic ones.
-volume::DirectionLaw read_directions(const SPhantomArguments& arguments, int dim) {
+phantom::DirectionLaw read_directions(const SPhantomArguments& arguments, int dim) {
     if (arguments.axis) {
         if (arguments.symmetryAxis) {
             throw CUsageError("--symmetry-axis goes with --beta or --planar, not with --axis");
         }
-        return volume::SOneAxis{read_vector({"--axis", *arguments.axis})};
+        return phantom::SOneAxis{read_vector({"--axis", *arguments.axis})};
     }
     const Vector symmetryAxis = arguments.symmetryAxis
                                     ? read_vector({"--symmetry-axis", *arguments.symmetryAxis})
                                     : Vector{0.0, 0.0, 1.0};
     if (arguments.planar || (dim == 2 && !arguments.beta)) {
-        return volume::SPlanar{symmetryAxis};
+        return phantom::SPlanar{symmetryAxis};
     }
     const double beta = arguments.beta ? ReadPositiveNumber({"--beta", *arguments.beta}) : 1.0;
-    return volume::SBetaFamily{beta, symmetryAxis};
+    return phantom::SBetaFamily{beta, symmetryAxis};
 }
 
 /// @param spacing unit of the lengths given, in pixels' distances.
-volume::FiberPlaces read_places(const SPhantomArguments& arguments, double spacing) {
+phantom::FiberPlaces read_places(const SPhantomArguments& arguments, double spacing) {
     const std::string layout = arguments.layout.value_or("random");
     if (layout != "random" && layout != "single" && layout != "grid") {
         throw CUsageError("--layout: '" + layout + "' is none of random, single, grid");
@@ -119,21 +119,21 @@ volume::FiberPlaces read_places(const SPhantomArguments& arguments, double spaci
         throw CUsageError("--fiber-distance goes with --layout grid only");
     }
     if (layout == "single") {
-        return volume::SThroughCentre{};
+        return phantom::SThroughCentre{};
     }
     if (layout == "random") {
-        return volume::SRandomPlaces{
+        return phantom::SRandomPlaces{
             ReadPositiveNumber({"--volume-fraction", arguments.volumeFraction.value_or("0.1")})};
     }
     if (!arguments.fiberDistance) {
         throw CUsageError("--layout grid needs --fiber-distance");
     }
-    return volume::SParallelGrid{ReadPositiveNumber({"--fiber-distance", *arguments.fiberDistance}) /
-                                 spacing};
+    return phantom::SParallelGrid{ReadPositiveNumber({"--fiber-distance", *arguments.fiberDistance}) /
+                                  spacing};
 }
 
-volume::SPhantomOptions read_options(const SPhantomArguments& arguments) {
-    volume::SPhantomOptions options;
+phantom::SPhantomOptions read_options(const SPhantomArguments& arguments) {
+    phantom::SPhantomOptions options;
     options.sizePx = read_size({"--size", arguments.size});
     if (arguments.spacing) {
         options.spacingMm = ReadPositiveNumber({"--spacing", *arguments.spacing});
@@ -153,20 +153,20 @@ volume::SPhantomOptions read_options(const SPhantomArguments& arguments) {
     return options;
 }
 
-nlohmann::ordered_json law_json(const volume::SOneAxis& law) {
+nlohmann::ordered_json law_json(const phantom::SOneAxis& law) {
     return {{"axis", law.axis}};
 }
 
-nlohmann::ordered_json law_json(const volume::SBetaFamily& law) {
+nlohmann::ordered_json law_json(const phantom::SBetaFamily& law) {
     return {{"beta", law.beta}, {"symmetry_axis", law.symmetryAxis}};
 }
 
-nlohmann::ordered_json law_json(const volume::SPlanar& law) {
+nlohmann::ordered_json law_json(const phantom::SPlanar& law) {
     return {{"plane_normal", law.normal}};
 }
 
 /// The truth as numbers: the tensor, and what it takes to make the phantom again.
-std::string truth_json(const volume::SPhantom& phantom, const volume::SPhantomOptions& options) {
+std::string truth_json(const phantom::SPhantom& phantom, const phantom::SPhantomOptions& options) {
     nlohmann::ordered_json json;
     const std::string axes = options.sizePx.Dim() == 2 ? "xy" : "xyz";
     for (std::size_t row = 0; row < axes.size(); ++row) {
@@ -199,7 +199,7 @@ class CPhantomFiles {
         m_phiPath = add(m_phiTarget);
     }
 
-    void Write(const volume::SPhantom& phantom, const volume::SPhantomOptions& options,
+    void Write(const phantom::SPhantom& phantom, const phantom::SPhantomOptions& options,
                const std::string& spacingUnit) {
         const Vector spacing{options.spacingMm, options.spacingMm, options.spacingMm};
         if (m_format == EFormat::tiff) {
@@ -254,22 +254,22 @@ class CPhantomFiles {
     std::string m_path;
     std::string m_thetaPath;
     std::string m_phiPath;
-    CPendingFiles m_pending;
+    jobs::CPendingFiles m_pending;
 };
 
-volume::SPhantom make_phantom(const volume::SPhantomOptions& options) {
+phantom::SPhantom make_phantom(const phantom::SPhantomOptions& options) {
     try {
-        return volume::MakePhantom(options);
-    } catch (const volume::CInputError& error) {
+        return phantom::MakePhantom(options);
+    } catch (const std::invalid_argument& error) {
         throw CUsageError(error.what()); // all its input comes from options
     }
 }
 
 void run(const SPhantomArguments& arguments) {
-    const volume::SPhantomOptions options = read_options(arguments);
+    const phantom::SPhantomOptions options = read_options(arguments);
     CConsole console(arguments.quiet ? EVerbosity::quiet : EVerbosity::normal);
     CPhantomFiles files(arguments, options.sizePx.Dim());
-    const volume::SPhantom phantom = make_phantom(options);
+    const phantom::SPhantom phantom = make_phantom(options);
     files.Write(phantom, options, arguments.spacing ? "mm" : "");
     ThrowIfInterrupted();
     files.Commit();

@@ -3,25 +3,17 @@
 
 #include "apps/Failure.h"
 #include "apps/Interruption.h"
+#include "jobs/Ranks.h"
 
 #include <exception>
 #include <iostream>
-#include <span>
+#include <memory>
 #include <sstream>
+#include <string>
 
 namespace TEVRA::apps {
 
 namespace {
-
-/// A failure that all processes know of.
-class CAgreedFailure {
-  public:
-    explicit CAgreedFailure(std::exception_ptr failure) : m_failure(std::move(failure)) {}
-    [[noreturn]] void Rethrow() const { std::rethrow_exception(m_failure); }
-
-  private:
-    std::exception_ptr m_failure;
-};
 
 /// The program ends with this status; what there was to say has been said.
 [[noreturn]] void end_quietly(int status) {
@@ -46,9 +38,9 @@ void DoAsRanks(const std::function<void(stream::ICommunicator&)>& work) {
     try {
         work(*ranks);
         return;
-    } catch (const CElsewhereError&) {
+    } catch (const jobs::CElsewhereError&) {
         end_quietly(STATUS_FAILED);
-    } catch (const CAgreedFailure& failure) {
+    } catch (const jobs::CAgreedFailure& failure) {
         std::cerr << message_of([&failure] { failure.Rethrow(); }, status);
         end_quietly(status);
     } catch (...) {
@@ -64,34 +56,6 @@ void DoAsRanks(const std::function<void(stream::ICommunicator&)>& work) {
     }
     ranks->Abort(status);
     end_quietly(status);
-}
-
-void DoTogether(stream::ICommunicator& ranks, const std::function<void()>& work) {
-    if (ranks.Size() == 1) {
-        work();
-        return;
-    }
-    std::exception_ptr failure;
-    try {
-        work();
-    } catch (...) {
-        failure = std::current_exception();
-    }
-    const int failed = static_cast<int>(ranks.Smallest(failure ? ranks.Rank() : ranks.Size()));
-    if (failed == ranks.Rank()) {
-        throw CAgreedFailure(failure);
-    }
-    if (failed < ranks.Size()) {
-        throw CElsewhereError();
-    }
-}
-
-std::string SharedText(stream::ICommunicator& ranks, const std::string& text) {
-    stream::ICommunicator::Message message = stream::MessageOf(std::span<const char>(text));
-    ranks.Share(message);
-    std::string shared(message.size(), '\0');
-    stream::CopyMessage(message, std::as_writable_bytes(std::span(shared)));
-    return shared;
 }
 
 } // namespace TEVRA::apps

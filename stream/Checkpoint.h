@@ -35,7 +35,7 @@ SCheckpointFiles CheckpointFiles(const std::string& prefix, const SProcess& proc
 /// The finished smoothing of one process.
 struct SSmoothed {
     volume::SValueRange range; ///< of the file's values, of all processes
-    Impl::StExtent extent;     ///< of the smoothed values, of all processes
+    Impl::SExtent extent;      ///< of the smoothed values, of all processes
 };
 
 /// The record of a finished smoothing.

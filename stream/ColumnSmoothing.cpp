@@ -42,7 +42,7 @@ struct STile {
 /// What one worker needs.
 struct SWorkspace {
     std::vector<float> samples; // of a tile: for each slice, one sample of each column
-    Impl::StExtent extent;      // of the smoothed values
+    Impl::SExtent extent;       // of the smoothed values
 };
 
 class CColumns {
@@ -58,9 +58,9 @@ class CColumns {
         }
     }
 
-    Impl::StExtent Run(IProgressMonitor& progress) {
+    Impl::SExtent Run(IProgressMonitor& progress) {
         std::visit([&](const auto& gaussian) { run(gaussian, progress); }, m_task.gaussian);
-        Impl::StExtent extent;
+        Impl::SExtent extent;
         for (const SWorkspace& workspace : m_workspaces) {
             extent = {std::min(extent.lo, workspace.extent.lo), std::max(extent.hi, workspace.extent.hi)};
         }
@@ -276,8 +276,8 @@ class CColumns {
 
 } // namespace
 
-Impl::StExtent SmoothColumns(const SColumnSmoothing& task, CWorkers& workers, ICommunicator& ranks,
-                             IProgressMonitor& progress) {
+Impl::SExtent SmoothColumns(const SColumnSmoothing& task, CWorkers& workers, ICommunicator& ranks,
+                            IProgressMonitor& progress) {
     return CColumns(task, workers, ranks).Run(progress);
 }
 

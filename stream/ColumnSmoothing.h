@@ -32,8 +32,8 @@ struct SColumnSmoothing {
 /// the one with the last, and down again. While one works on a strip, the one above works on the strip
 /// before, so that all are busy after as many strips as there are processes.
 /// @return the extent of the smoothed values of this process.
-Impl::StExtent SmoothColumns(const SColumnSmoothing& task, CWorkers& workers, ICommunicator& ranks,
-                             IProgressMonitor& progress);
+Impl::SExtent SmoothColumns(const SColumnSmoothing& task, CWorkers& workers, ICommunicator& ranks,
+                            IProgressMonitor& progress);
 
 /// Slices of neighbouring processes that `SmoothColumns` needs beyond either end.
 long long HaloSlices(const Impl::Gaussian& gaussian);

@@ -4,7 +4,7 @@
 #include "stream/HessianRows.h"
 #include "stream/SlabReader.h"
 
-#include "FilterOrientations/RowKernels.h"
+#include "Axes/RowKernels.h"
 #include "zeklib2image/FreshPages.h"
 
 #include <algorithm>
@@ -184,7 +184,7 @@ class COrientations {
         fetch_angles(slab, slice, band.rows);
         for (long long row = band.rows.lo; row < band.rows.hi; ++row) {
             const auto y = static_cast<std::size_t>(row);
-            const Impl::StAngleRow angles = angle_row(slab, (slice * m_height + y) * m_width, workspace);
+            const Impl::SAngleRow angles = angle_row(slab, (slice * m_height + y) * m_width, workspace);
             find_axes(slab, z, y, angles, workspace);
             if (counts) {
                 add(angles, workspace.rowSums, sums);
@@ -204,8 +204,8 @@ class COrientations {
     }
 
     /// Where a row's angles go: into the maps, or nowhere for long.
-    static Impl::StAngleRow angle_row(const SSlab& slab, std::size_t inSlab, SWorkspace<Dim>& workspace) {
-        Impl::StAngleRow row{workspace.theta.data(), Dim == 3 ? workspace.phi.data() : nullptr};
+    static Impl::SAngleRow angle_row(const SSlab& slab, std::size_t inSlab, SWorkspace<Dim>& workspace) {
+        Impl::SAngleRow row{workspace.theta.data(), Dim == 3 ? workspace.phi.data() : nullptr};
         if (slab.angles.theta != nullptr) {
             row.theta = slab.angles.theta + inSlab;
             row.phi = Dim == 3 ? slab.angles.phi + inSlab : nullptr;
@@ -214,7 +214,7 @@ class COrientations {
     }
 
     /// Fills a row of the maps, and counts its axes.
-    void find_axes(const SSlab& slab, long long z, std::size_t y, const Impl::StAngleRow& angles,
+    void find_axes(const SSlab& slab, long long z, std::size_t y, const Impl::SAngleRow& angles,
                    SWorkspace<Dim>& workspace) const {
         const unsigned char* foreground = workspace.foreground.data();
         if (slab.mask != nullptr) {
@@ -232,7 +232,7 @@ class COrientations {
     }
 
     /// Adds a row's axes to the sums of its tiles.
-    void add(const Impl::StAngleRow& angles, Impl::CRowSums<Dim>& row, const std::span<Sums>& sums) const {
+    void add(const Impl::SAngleRow& angles, Impl::CRowSums<Dim>& row, const std::span<Sums>& sums) const {
         row.Begin();
         for (std::size_t tile = 0; tile < sums.size(); ++tile) {
             const SPixelRange range = m_pass.grid.Range(0, static_cast<long long>(tile));

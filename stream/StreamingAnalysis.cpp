@@ -119,7 +119,7 @@ class CStreamingAnalysis::CRun {
         const bool hasMask = m_input.mask != nullptr;
         const int passes = 2 + (hasMask ? 1 : 0) + (m_reuses ? 0 : 2);
         SStreamResult result;
-        Impl::StExtent extent;
+        Impl::SExtent extent;
         CProgressReport report(CProgressMonitor::Obj(), passes, "");
         const auto pass = [&](const char* name, const auto& work) {
             const auto start = std::chrono::steady_clock::now();
@@ -260,23 +260,23 @@ class CStreamingAnalysis::CRun {
         return all;
     }
 
-    Impl::StExtent smooth_columns() {
+    Impl::SExtent smooth_columns() {
         if (m_depth == 1) {
             return extent_of_slice();
         }
-        const Impl::StExtent own = SmoothColumns({m_gaussian, m_store, m_own, m_depth, m_plan.stripPixels},
-                                                 m_workers, m_ranks, CProgressMonitor::Obj());
+        const Impl::SExtent own = SmoothColumns({m_gaussian, m_store, m_own, m_depth, m_plan.stripPixels},
+                                                m_workers, m_ranks, CProgressMonitor::Obj());
         return {static_cast<float>(m_ranks.Smallest(static_cast<double>(own.lo))),
                 static_cast<float>(m_ranks.Largest(static_cast<double>(own.hi)))};
     }
 
-    Impl::StExtent extent_of_slice() const {
-        Impl::StExtent extent;
+    Impl::SExtent extent_of_slice() const {
+        Impl::SExtent extent;
         Impl::Extend(extent, m_store.Slice(0), m_store.SlicePixels());
         return extent;
     }
 
-    std::optional<double> threshold(const Impl::StExtent& extent) {
+    std::optional<double> threshold(const Impl::SExtent& extent) {
         if (m_input.mask != nullptr) {
             return std::nullopt;
         }
@@ -289,7 +289,7 @@ class CStreamingAnalysis::CRun {
                                          m_analysis.m_parameters.otsuFactor, extent.lo, extent.hi);
     }
 
-    Counts histogram(const Impl::StExtent& extent) {
+    Counts histogram(const Impl::SExtent& extent) {
         using CCounter = visitors::CAnalyzerHistogram<float, unsigned long long>;
         std::vector<Counts> histograms(static_cast<std::size_t>(m_workers.Count()));
         std::vector<CCounter> counters;
@@ -370,10 +370,10 @@ class CStreamingAnalysis::CRun {
         }
         const SStreamParameters& parameters = m_analysis.m_parameters;
         const double spacing = parameters.spacing;
-        Impl::StAnalysisParameters recorded{parameters.fiberRadius,
-                                            std::nullopt,
-                                            {spacing, spacing, Dim == 3 ? spacing : 1.0},
-                                            parameters.withFourthOrder};
+        Impl::SAnalysisParameters recorded{parameters.fiberRadius,
+                                           std::nullopt,
+                                           {spacing, spacing, Dim == 3 ? spacing : 1.0},
+                                           parameters.withFourthOrder};
         if (m_input.mask == nullptr) {
             recorded.otsuFactor = parameters.otsuFactor;
         }

@@ -4,7 +4,7 @@
 #include "stream/Communicator.h"
 #include "stream/SliceRange.h"
 
-#include "FilterOrientations/OrientationSums.h"
+#include "Axes/OrientationSums.h"
 #include "FilterOrientations/ResultDocument.h"
 #include "FilterOrientations/SubfieldLayout.h"
 

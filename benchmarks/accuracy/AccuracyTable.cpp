@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Prints the tables of docs/accuracy.md: how far the analysis lies from the truth on random fibers.
+#include "phantom/Phantom.h"
 #include "src/accuracy/Analysis.h"
-#include "volume/Phantom.h"
 
 #include <algorithm>
 #include <array>
@@ -38,18 +38,18 @@ struct SMaterial {
     double noiseSd = 0.0;
 };
 
-volume::SPhantom make_fibers(const SMaterial& material, int seed) {
-    volume::SPhantomOptions options;
+phantom::SPhantom make_fibers(const SMaterial& material, int seed) {
+    phantom::SPhantomOptions options;
     options.sizePx = CSize(128, 128, 128);
     options.fiberRadiusPx = FIBER_RADIUS_PX;
-    options.places = volume::SRandomPlaces{material.volumeFraction};
-    options.directions = volume::SBetaFamily{material.beta, {0.0, 0.0, 1.0}};
+    options.places = phantom::SRandomPlaces{material.volumeFraction};
+    options.directions = phantom::SBetaFamily{material.beta, {0.0, 0.0, 1.0}};
     options.noiseSd = material.noiseSd;
     options.seed = static_cast<std::uint64_t>(seed);
-    return volume::MakePhantom(options);
+    return phantom::MakePhantom(options);
 }
 
-double squared_distance(const std::array<double, 3>& pixel, const volume::SPhantomFiber& fiber) {
+double squared_distance(const std::array<double, 3>& pixel, const phantom::SPhantomFiber& fiber) {
     double squared = 0.0;
     double along = 0.0;
     for (std::size_t i = 0; i < 3; ++i) {
@@ -61,7 +61,7 @@ double squared_distance(const std::array<double, 3>& pixel, const volume::SPhant
 }
 
 /// The part of the field within half a radius of a fiber's axis.
-SAxisField core_of(const SAxisField& field, const volume::SPhantom& phantom) {
+SAxisField core_of(const SAxisField& field, const phantom::SPhantom& phantom) {
     SAxisField core = field;
     std::size_t index = 0;
     for (long long z = 0; z < field.sizePx[2]; ++z) {
@@ -72,7 +72,7 @@ SAxisField core_of(const SAxisField& field, const volume::SPhantom& phantom) {
                 }
                 const std::array<double, 3> pixel{static_cast<double>(x), static_cast<double>(y),
                                                   static_cast<double>(z)};
-                const auto inCore = [&pixel](const volume::SPhantomFiber& fiber) {
+                const auto inCore = [&pixel](const phantom::SPhantomFiber& fiber) {
                     return squared_distance(pixel, fiber) <= 0.25 * FIBER_RADIUS_PX * FIBER_RADIUS_PX;
                 };
                 core.foreground[index] = std::ranges::any_of(phantom.fibers, inCore) ? 1 : 0;
@@ -90,7 +90,7 @@ SAxisField without(const SAxisField& field, const SAxisField& part) {
     return rest;
 }
 
-void add_measurement(SRow& row, const volume::SPhantom& phantom, double radiusGivenPx) {
+void add_measurement(SRow& row, const phantom::SPhantom& phantom, double radiusGivenPx) {
     const SAxisField truth = FieldOfMaps(*phantom.theta, phantom.phi.get());
     const SAnalysis analysis = Analyse(*phantom.image, {.fiberRadiusPx = radiusGivenPx});
     const std::vector<double> errors = DifferencesDeg(truth, analysis.axes);

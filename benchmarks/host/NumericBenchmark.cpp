@@ -78,19 +78,19 @@ void SvdOfGeneral3x3(benchmark::State& state) {
 BENCHMARK(SvdOfGeneral3x3);
 
 void KernelOfSymmetric3x3(benchmark::State& state) {
-    std::vector<StSymmetric3<double>> matrices;
+    std::vector<SSymmetric3<double>> matrices;
     for (const CMatrix<double>& m : random_symmetric(3)) {
         matrices.push_back({m(0, 0), m(0, 1), m(0, 2), m(1, 1), m(1, 2), m(2, 2)});
     }
-    StEigenSystem<double, 3> system{};
+    SEigenSystem<double, 3> system{};
     for ([[maybe_unused]] auto _ : state) {
-        for (const StSymmetric3<double>& matrix : matrices) {
+        for (const SSymmetric3<double>& matrix : matrices) {
             system = SymmetricEigen(matrix);
             benchmark::DoNotOptimize(system);
         }
     }
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(MATRICES));
-    const StSymmetric3<double>& last = matrices.back();
+    const SSymmetric3<double>& last = matrices.back();
     const double trace = system.values[0] + system.values[1] + system.values[2];
     if (!(std::fabs(trace - (last.xx + last.yy + last.zz)) < 1e-13)) {
         state.SkipWithError("wrong eigenvalues");

@@ -18,7 +18,7 @@ namespace {
 
 SAngles angles_of(const std::array<double, 6>& hessian) {
     const auto [xx, xy, xz, yy, yz, zz] = hessian;
-    const StEigenSystem<double, 3> system = SymmetricEigen(StSymmetric3<double>{xx, xy, xz, yy, yz, zz});
+    const SEigenSystem<double, 3> system = SymmetricEigen(SSymmetric3<double>{xx, xy, xz, yy, yz, zz});
     std::size_t smallest = 0;
     for (std::size_t k = 1; k < 3; ++k) {
         smallest = std::fabs(system.values[k]) < std::fabs(system.values[smallest]) ? k : smallest;

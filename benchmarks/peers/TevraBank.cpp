@@ -42,7 +42,7 @@ IPeer* make(const SPeerOptions& options) {
 }
 
 void list_directions() {
-    for (const Impl::StWeightedDirection& direction : Impl::StPointsOnSphere::GetTable(1)) {
+    for (const Impl::SWeightedDirection& direction : Impl::StPointsOnSphere::GetTable(1)) {
         std::printf("%.6f %.6f %.6f\n", direction.x, direction.y, direction.z);
     }
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The filter bank: the mask fill, and the estimator as a whole beside a plain loop around FFTW.
 
-#include "FilterOrientations/FilterMask.h"
+#include "FilterBank/FilterMask.h"
 #include "FilterOrientations/FilterOrientations.h"
 #include "FilterOrientations/PointsOnSphere.h"
 #include "PlainFilterBank.h"
@@ -53,7 +53,7 @@ std::unique_ptr<CImage> fibers() {
 void FillMask(benchmark::State& state) {
     const int extent = EXTENT + 2 * PAD;
     std::vector<float> values(static_cast<std::size_t>(extent));
-    const Impl::StGaussianRow row{20.0, 6.0, 2.0, extent / 2.0};
+    const Impl::SGaussianRow row{20.0, 6.0, 2.0, extent / 2.0};
     for (auto _ : state) {
         Impl::FillGaussianRow(row, values);
         benchmark::DoNotOptimize(values.data());
@@ -83,7 +83,7 @@ std::unique_ptr<CImage> indices(const CImage& image) {
 
 std::vector<double> medium_directions() {
     std::vector<double> directions;
-    for (const Impl::StWeightedDirection& d : Impl::StPointsOnSphere::GetTable(1)) {
+    for (const Impl::SWeightedDirection& d : Impl::StPointsOnSphere::GetTable(1)) {
         directions.insert(directions.end(), {d.x, d.y, d.z});
     }
     return directions;

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The Hessian road: per-voxel kernels, tile sums, and the estimator as a whole. Each case checks its result.
 
+#include "Axes/HessianAxis.h"
+#include "Axes/OrientationSums.h"
+#include "Axes/RowKernels.h"
 #include "FilterOrientations/FilterOrientations.h"
-#include "FilterOrientations/HessianAxis.h"
 #include "FilterOrientations/HessianOrientations.h"
-#include "FilterOrientations/OrientationSums.h"
-#include "FilterOrientations/RowKernels.h"
 #include "FilterOrientations/Threshold.h"
 #include "Numeric/Matrix.h"
 #include "Utils/HistogramBin.h"
 #include "Utils/InstructionSet.h"
 #include "VexoFilter/YoungVanVliet.h"
-#include "volume/Phantom.h"
+#include "phantom/Phantom.h"
 
 #include <benchmark/benchmark.h>
 
@@ -32,18 +32,18 @@ constexpr double SIGMA_PX = 3.0;
 constexpr double VOLUME_FRACTION = 0.15;
 
 /// A volume with a quarter of its voxels foreground, made once per size.
-const volume::SPhantom& phantom(long long extent) {
-    static std::vector<std::pair<long long, volume::SPhantom>> made;
+const phantom::SPhantom& phantom(long long extent) {
+    static std::vector<std::pair<long long, phantom::SPhantom>> made;
     for (const auto& [size, ready] : made) {
         if (size == extent) {
             return ready;
         }
     }
-    volume::SPhantomOptions options;
+    phantom::SPhantomOptions options;
     options.sizePx = CSize(extent, extent, extent);
     options.fiberRadiusPx = SIGMA_PX;
-    options.places = volume::SRandomPlaces{VOLUME_FRACTION};
-    return made.emplace_back(extent, volume::MakePhantom(options)).second;
+    options.places = phantom::SRandomPlaces{VOLUME_FRACTION};
+    return made.emplace_back(extent, phantom::MakePhantom(options)).second;
 }
 
 /// As many random Hessians as a row of an image.
@@ -200,7 +200,7 @@ BENCHMARK(AddRow)->ArgsProduct({{0, 1, 2}, {2, 4}});
 /// Sums over the whole image; `range(1)` is the order of the tensor.
 void TensorSums(benchmark::State& state) {
     const long extent = static_cast<long>(state.range(0));
-    const volume::SPhantom& truth = phantom(extent);
+    const phantom::SPhantom& truth = phantom(extent);
     CHessianOrientations estimator;
     estimator.compute(*truth.image, SIGMA_PX, nullptr, CHessianOrientations::eEVSmallest);
     CMatrix<double> tensor(3, 3);
@@ -223,7 +223,7 @@ BENCHMARK(TensorSums)->Args({128, 2})->Args({128, 4})->Args({256, 2})->Unit(benc
 /// The estimator as a whole, from the image to the angle maps.
 void Compute(benchmark::State& state) {
     const long long extent = state.range(0);
-    const volume::SPhantom& truth = phantom(extent);
+    const phantom::SPhantom& truth = phantom(extent);
     CHessianOrientations estimator;
     for (auto _ : state) {
         estimator.compute(*truth.image, SIGMA_PX, nullptr, CHessianOrientations::eEVSmallest);

@@ -28,7 +28,7 @@ std::vector<double> row_by_row(const RowMajor& matrix) {
 
 } // namespace
 
-std::optional<StSvd> GeneralSvd(const std::vector<double>& elements, std::size_t n) {
+std::optional<SSvd> GeneralSvd(const std::vector<double>& elements, std::size_t n) {
     if (!std::ranges::all_of(elements, [](double element) { return std::isfinite(element); })) {
         return std::nullopt;
     }
@@ -43,7 +43,7 @@ std::optional<StSvd> GeneralSvd(const std::vector<double>& elements, std::size_t
     if (svd.info() != Eigen::Success) {
         return std::nullopt;
     }
-    StSvd result{row_by_row(svd.matrixU()), {}, row_by_row(svd.matrixV())};
+    SSvd result{row_by_row(svd.matrixU()), {}, row_by_row(svd.matrixV())};
     result.s.reserve(n);
     for (const double value : svd.singularValues()) {
         result.s.push_back(std::ldexp(value, exponent));

@@ -8,7 +8,7 @@
 namespace TEVRA::Impl {
 
 /// A singular value decomposition A = U diag(S) V^T; matrices row by row.
-struct StSvd {
+struct SSvd {
     std::vector<double> u, s, v;
 };
 
@@ -17,6 +17,6 @@ struct StSvd {
 /// @return nothing if an element is not finite, a singular value exceeds the range of numbers or the
 /// iteration
 ///         does not converge.
-std::optional<StSvd> GeneralSvd(const std::vector<double>& elements, std::size_t n);
+std::optional<SSvd> GeneralSvd(const std::vector<double>& elements, std::size_t n);
 
 } // namespace TEVRA::Impl

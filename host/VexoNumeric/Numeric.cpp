@@ -77,7 +77,7 @@ bool is_symmetric_3(const Matrix& a) {
 }
 
 template <typename Matrix, std::size_t N>
-bool store(const StEigenSystem<double, N>& system, Matrix& u, Matrix& s, Matrix& v) {
+bool store(const SEigenSystem<double, N>& system, Matrix& u, Matrix& s, Matrix& v) {
     if (!system.valid) {
         return false;
     }
@@ -102,7 +102,7 @@ bool general_svd(const Matrix& a, Matrix& u, Matrix& s, Matrix& v, std::size_t n
             elements.push_back(element(a, row, col));
         }
     }
-    const std::optional<Impl::StSvd> svd = Impl::GeneralSvd(elements, n);
+    const std::optional<Impl::SSvd> svd = Impl::GeneralSvd(elements, n);
     if (!svd) {
         return false;
     }
@@ -132,13 +132,13 @@ bool checked_svd(const Matrix& a, Matrix& u, Matrix& s, Matrix& v) {
     }
     if (n == 2 && is_symmetric_2(a)) {
         return store(
-            SymmetricEigen(StSymmetric2<double>{element(a, 0, 0), element(a, 0, 1), element(a, 1, 1)}), u, s,
+            SymmetricEigen(SSymmetric2<double>{element(a, 0, 0), element(a, 0, 1), element(a, 1, 1)}), u, s,
             v);
     }
     if (n == 3 && is_symmetric_3(a)) {
         return store(
-            SymmetricEigen(StSymmetric3<double>{element(a, 0, 0), element(a, 0, 1), element(a, 0, 2),
-                                                element(a, 1, 1), element(a, 1, 2), element(a, 2, 2)}),
+            SymmetricEigen(SSymmetric3<double>{element(a, 0, 0), element(a, 0, 1), element(a, 0, 2),
+                                               element(a, 1, 1), element(a, 1, 2), element(a, 2, 2)}),
             u, s, v);
     }
     return general_svd(a, u, s, v, n);

@@ -11,19 +11,19 @@ namespace TEVRA {
 
 /// The distinct elements of a symmetric 2 x 2 matrix.
 template <typename Real>
-struct StSymmetric2 {
+struct SSymmetric2 {
     Real xx, xy, yy;
 };
 
 /// The distinct elements of a symmetric 3 x 3 matrix.
 template <typename Real>
-struct StSymmetric3 {
+struct SSymmetric3 {
     Real xx, xy, xz, yy, yz, zz;
 };
 
 /// Eigenvalues and eigenvectors of a symmetric matrix in canonical form, see `SymmetricEigen`.
 template <typename Real, std::size_t N>
-struct StEigenSystem {
+struct SEigenSystem {
     std::array<Real, N> values;
     /// axes[k] is the unit eigenvector of values[k].
     std::array<std::array<Real, N>, N> axes;
@@ -36,7 +36,7 @@ namespace Impl {
 
 /// Magnitudes between 2^-400 and 2^400 can be squared and summed without leaving the range of numbers; others
 /// are brought there by an exact factor.
-struct StEigenLimits {
+struct SEigenLimits {
     static constexpr double tiny = 0x1p-400;
     static constexpr double huge = 0x1p400;
     static constexpr double shift = 0x1p800;
@@ -62,34 +62,34 @@ Real Larger(const Real& a, const Real& b) {
 
 /// A symmetric matrix brought to a harmless magnitude.
 template <typename Real>
-struct StMagnitude {
+struct SMagnitude {
     Real factor;     ///< what the elements are to be multiplied with, a power of 2
     Real inverse;    ///< 1 / factor
     Real negligible; ///< magnitude of the scaled elements that counts as zero
 };
 
 template <typename Real>
-StMagnitude<Real> MagnitudeFor(const Real& largest) {
+SMagnitude<Real> MagnitudeFor(const Real& largest) {
     const Real one(1.0);
-    const Real shift(StEigenLimits::shift);
-    const Real unshift(StEigenLimits::unshift);
-    const auto isTiny = largest < Real(StEigenLimits::tiny);
-    const auto isHuge = Real(StEigenLimits::huge) < largest;
+    const Real shift(SEigenLimits::shift);
+    const Real unshift(SEigenLimits::unshift);
+    const auto isTiny = largest < Real(SEigenLimits::tiny);
+    const auto isHuge = Real(SEigenLimits::huge) < largest;
     const Real factor = Select(isTiny, shift, Select(isHuge, unshift, one));
     const Real inverse = Select(isTiny, unshift, Select(isHuge, shift, one));
-    return {factor, inverse, largest * factor * Real(StEigenLimits::negligibleShare)};
+    return {factor, inverse, largest * factor * Real(SEigenLimits::negligibleShare)};
 }
 
 /// The rotation in the plane of axes p and q that makes the element (p, q) vanish, the smaller of the two.
 template <typename Real>
-struct StRotation {
+struct SRotation {
     Real cosine, sine, tangent;
 };
 
 /// @param active where the element is not negligible; elsewhere the rotation is exactly the identity, so that
 ///        a lane that is done stays as it is while others go on.
 template <typename Real, typename Mask>
-StRotation<Real> RotationFor(const Real& difference, const Real& element, const Mask& active) {
+SRotation<Real> RotationFor(const Real& difference, const Real& element, const Mask& active) {
     const Real zero(0.0);
     const Real twice = element + element;
     const Real distance = Abs(difference);
@@ -103,7 +103,7 @@ StRotation<Real> RotationFor(const Real& difference, const Real& element, const 
 }
 
 template <typename Real>
-void Turn(const StRotation<Real>& rotation, Real& p, Real& q) {
+void Turn(const SRotation<Real>& rotation, Real& p, Real& q) {
     const Real oldP = p;
     p = rotation.cosine * oldP - rotation.sine * q;
     q = rotation.sine * oldP + rotation.cosine * q;
@@ -115,8 +115,8 @@ auto NeedsRotation(const Real& app, const Real& aqq, const Real& apq, const Real
     const Real p = Abs(app);
     const Real q = Abs(aqq);
     const Real smaller = Select(q < p, q, p);
-    const Real byAngle = Abs(aqq - app) * Real(StEigenLimits::negligibleAngle);
-    const Real onDiagonal = smaller * Real(StEigenLimits::negligibleOnDiagonal);
+    const Real byAngle = Abs(aqq - app) * Real(SEigenLimits::negligibleAngle);
+    const Real onDiagonal = smaller * Real(SEigenLimits::negligibleOnDiagonal);
     return Larger(negligible, Larger(byAngle, onDiagonal)) < Abs(apq);
 }
 
@@ -128,7 +128,7 @@ bool Rotate(Real& app, Real& aqq, Real& apq, const Real& negligible, std::array<
     if (!AnyOf(active)) {
         return false;
     }
-    const StRotation<Real> rotation = RotationFor(Real(aqq - app), apq, active);
+    const SRotation<Real> rotation = RotationFor(Real(aqq - app), apq, active);
     app = app - rotation.tangent * apq;
     aqq = aqq + rotation.tangent * apq;
     apq = Select(active, Real(0.0), apq);
@@ -144,7 +144,7 @@ bool Rotate(Real& app, Real& aqq, Real& apq, const Real& negligible, std::array<
 /// Puts the pair into order: larger magnitude first, of equal magnitudes the positive first, of equal values
 /// as they were.
 template <typename Real, std::size_t N>
-void OrderPair(StEigenSystem<Real, N>& system, std::size_t first, std::size_t second) {
+void OrderPair(SEigenSystem<Real, N>& system, std::size_t first, std::size_t second) {
     const Real a = system.values[first];
     const Real b = system.values[second];
     const auto swapped = (Abs(a) < Abs(b)) | ((Abs(a) == Abs(b)) & (a < b));
@@ -175,7 +175,7 @@ void FixSign(std::array<Real, N>& axis) {
 
 /// Order, signs and magnitude of a finished system. @param zeroIfFinite sum of the elements times 0.
 template <typename Real, std::size_t N>
-void Finish(StEigenSystem<Real, N>& system, const Real& zeroIfFinite, const Real& inverseFactor) {
+void Finish(SEigenSystem<Real, N>& system, const Real& zeroIfFinite, const Real& inverseFactor) {
     OrderPair(system, 0, 1);
     if constexpr (N == 3) {
         OrderPair(system, 1, 2);
@@ -209,17 +209,17 @@ void Finish(StEigenSystem<Real, N>& system, const Real& zeroIfFinite, const Real
 /// operations are used: the result is the same for every instruction set and number of lanes. Real: `double`,
 /// or a type of several doubles with the functions of Lanes.h.
 template <typename Real>
-StEigenSystem<Real, 2> SymmetricEigen(const StSymmetric2<Real>& matrix) {
+SEigenSystem<Real, 2> SymmetricEigen(const SSymmetric2<Real>& matrix) {
     using Impl::Abs;
     using Impl::Larger;
     const Real zero(0.0);
     const Real one(1.0);
     const Real largest = Larger(Larger(Abs(matrix.xx), Abs(matrix.yy)), Real(Abs(matrix.xy)));
-    const Impl::StMagnitude<Real> magnitude = Impl::MagnitudeFor(largest);
+    const Impl::SMagnitude<Real> magnitude = Impl::MagnitudeFor(largest);
     Real xx = matrix.xx * magnitude.factor;
     Real xy = matrix.xy * magnitude.factor;
     Real yy = matrix.yy * magnitude.factor;
-    StEigenSystem<Real, 2> system{{zero, zero}, {{{one, zero}, {zero, one}}}, {}};
+    SEigenSystem<Real, 2> system{{zero, zero}, {{{one, zero}, {zero, one}}}, {}};
     Impl::Rotate(xx, yy, xy, magnitude.negligible, system.axes[0], system.axes[1]);
     system.values = {xx, yy};
     Impl::Finish(system, Real(zero * matrix.xx + zero * matrix.xy + zero * matrix.yy), magnitude.inverse);
@@ -228,24 +228,24 @@ StEigenSystem<Real, 2> SymmetricEigen(const StSymmetric2<Real>& matrix) {
 
 /// As above, for 3 x 3.
 template <typename Real>
-StEigenSystem<Real, 3> SymmetricEigen(const StSymmetric3<Real>& matrix) {
+SEigenSystem<Real, 3> SymmetricEigen(const SSymmetric3<Real>& matrix) {
     using Impl::Abs;
     using Impl::Larger;
     const Real zero(0.0);
     const Real one(1.0);
     const Real onDiagonal = Larger(Larger(Abs(matrix.xx), Abs(matrix.yy)), Real(Abs(matrix.zz)));
     const Real offDiagonal = Larger(Larger(Abs(matrix.xy), Abs(matrix.xz)), Real(Abs(matrix.yz)));
-    const Impl::StMagnitude<Real> magnitude = Impl::MagnitudeFor(Larger(onDiagonal, offDiagonal));
+    const Impl::SMagnitude<Real> magnitude = Impl::MagnitudeFor(Larger(onDiagonal, offDiagonal));
     Real xx = matrix.xx * magnitude.factor;
     Real xy = matrix.xy * magnitude.factor;
     Real xz = matrix.xz * magnitude.factor;
     Real yy = matrix.yy * magnitude.factor;
     Real yz = matrix.yz * magnitude.factor;
     Real zz = matrix.zz * magnitude.factor;
-    StEigenSystem<Real, 3> system{
+    SEigenSystem<Real, 3> system{
         {zero, zero, zero}, {{{one, zero, zero}, {zero, one, zero}, {zero, zero, one}}}, {}};
     auto& [x, y, z] = system.axes;
-    for (int sweep = 0; sweep < Impl::StEigenLimits::sweeps; ++sweep) {
+    for (int sweep = 0; sweep < Impl::SEigenLimits::sweeps; ++sweep) {
         bool rotated = Impl::Rotate(xx, yy, xy, magnitude.negligible, x, y, &xz, &yz);
         rotated |= Impl::Rotate(xx, zz, xz, magnitude.negligible, x, z, &xy, &yz);
         rotated |= Impl::Rotate(yy, zz, yz, magnitude.negligible, y, z, &xy, &xz);

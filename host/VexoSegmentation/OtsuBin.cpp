@@ -57,7 +57,7 @@ Wide<LIMBS> distance(const Wide<LIMBS>& a, const Wide<LIMBS>& b) {
 
 /// Zeroth and first moment of a range of bins. At most 2^32 bins of less than 2^64 counts: below 2^96 and
 /// 2^127.
-struct StMoments {
+struct SMoments {
     uint128 count = 0;
     uint128 weighted = 0;
 
@@ -70,30 +70,30 @@ struct StMoments {
 /// Between-class variance as a fraction, up to a factor that is the same for all thresholds:
 /// with n counts and first moment s in the lower class, N and S in both,
 /// (n / N) ((N - n) / N) (S/N-weighted distance of the means)^2 = (n S - N s)^2 / (n (N - n)) / N^2.
-struct StVariance {
+struct SVariance {
     Wide<8> numerator{}; // 0 / 1: less than that of every threshold between two classes
     Wide<4> denominator{1};
 };
 
-StVariance variance_between(const StMoments& lower, const StMoments& all) {
+SVariance variance_between(const SMoments& lower, const SMoments& all) {
     const Wide<4> difference = distance(product(widened(lower.count), widened(all.weighted)),
                                         product(widened(all.count), widened(lower.weighted)));
     return {product(difference, difference), product(widened(lower.count), widened(all.count - lower.count))};
 }
 
-bool is_less(const StVariance& a, const StVariance& b) {
+bool is_less(const SVariance& a, const SVariance& b) {
     return is_less(product(a.numerator, b.denominator), product(b.numerator, a.denominator));
 }
 
 } // namespace
 
 std::size_t OtsuBin(std::span<const unsigned long long> histogram) {
-    StMoments all;
+    SMoments all;
     for (std::size_t bin = 0; bin < histogram.size(); ++bin) {
         all.Add(bin, histogram[bin]);
     }
-    StMoments lower;
-    StVariance best;
+    SMoments lower;
+    SVariance best;
     std::size_t bestBin = 0;
     for (std::size_t bin = 0; bin < histogram.size(); ++bin) {
         if (histogram[bin] == 0) {
@@ -103,7 +103,7 @@ std::size_t OtsuBin(std::span<const unsigned long long> histogram) {
         if (lower.count == all.count) {
             break;
         }
-        const StVariance variance = variance_between(lower, all);
+        const SVariance variance = variance_between(lower, all);
         if (is_less(best, variance)) {
             best = variance;
             bestBin = bin;

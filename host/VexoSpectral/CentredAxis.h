@@ -7,7 +7,7 @@ namespace TEVRA::Impl {
 
 /// One axis of a centred spectrum: frequency 0 lies at pixel floor(extent / 2). Frequencies are counted from
 /// 0 to extent - 1, modulo the extent.
-struct StCentredAxis {
+struct SCentredAxis {
     std::size_t extent;
 
     std::size_t Centre() const { return extent / 2; }

@@ -26,7 +26,7 @@ fftwf_plan as_fftw(void* plan) {
 
 } // namespace
 
-CFftwPlan CFftwPlan::ColumnsToLines(EnDirection direction, const StColumns& columns, Complex* from,
+CFftwPlan CFftwPlan::ColumnsToLines(EnDirection direction, const SColumns& columns, Complex* from,
                                     Complex* to) {
     const int length = static_cast<int>(columns.rows);
     const int count = static_cast<int>(columns.columns);

@@ -11,7 +11,7 @@ using Complex = std::complex<float>;
 enum class EnDirection { forward, inverse };
 
 /// Columns to transform, and where the results go.
-struct StColumns {
+struct SColumns {
     std::size_t rows;
     std::size_t columns;
     std::size_t lineLength; ///< from the start of one result to that of the next; at least `rows`
@@ -26,7 +26,7 @@ class CFftwPlan {
   public:
     /// Complex transforms of columns side by side, element (row, column) at from[row * columns + column], to
     /// lines, element (row, column) at to[column * lineLength + row].
-    static CFftwPlan ColumnsToLines(EnDirection direction, const StColumns& columns, Complex* from,
+    static CFftwPlan ColumnsToLines(EnDirection direction, const SColumns& columns, Complex* from,
                                     Complex* to);
     /// Transform of `length` real values to length / 2 + 1 complex ones.
     static CFftwPlan RealToHalf(std::size_t length, float* real, Complex* half);

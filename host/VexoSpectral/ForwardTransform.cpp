@@ -16,8 +16,8 @@ CForwardTransform::CForwardTransform(const Extents& extents)
       m_plane(EnDirection::forward, extents[1], m_stripWidth),
       m_opposite(EnDirection::forward, extents[1], m_stripWidth) {}
 
-void CForwardTransform::Run(const StPixels<const std::byte>& image, RowReader reader,
-                            const StPixels<std::byte>& spectrum) {
+void CForwardTransform::Run(const SPixels<const std::byte>& image, RowReader reader,
+                            const SPixels<std::byte>& spectrum) {
     for (std::size_t y = 0; y < m_y.extent; ++y) {
         transform_slab(image, reader, spectrum, y);
     }
@@ -28,15 +28,15 @@ void CForwardTransform::Run(const StPixels<const std::byte>& image, RowReader re
     }
 }
 
-void CForwardTransform::transform_slab(const StPixels<const std::byte>& image, RowReader reader,
-                                       const StPixels<std::byte>& spectrum, std::size_t y) {
+void CForwardTransform::transform_slab(const SPixels<const std::byte>& image, RowReader reader,
+                                       const SPixels<std::byte>& spectrum, std::size_t y) {
     for (std::size_t z = 0; z < m_z.extent; ++z) {
         reader(image.Row(y, z), image.strides[0], m_x.extent, m_real);
         m_rowPlan.Execute();
         m_slab.PutRow(z, m_half, m_halfExtent);
     }
     m_slab.Transform(m_halfExtent);
-    const StStrip whole{0, m_halfExtent};
+    const SStrip whole{0, m_halfExtent};
     for (std::size_t kz = 0; kz < m_z.extent; ++kz) {
         m_slab.GetRow(kz, m_half, m_halfExtent);
         const std::size_t z = m_z.PixelOf(kz);
@@ -48,8 +48,8 @@ void CForwardTransform::transform_slab(const StPixels<const std::byte>& image, R
 }
 
 /// Both planes of opposite z frequency, since each gives half of the other's pixels.
-void CForwardTransform::transform_planes(const StPixels<std::byte>& spectrum, std::size_t kz,
-                                         const StStrip& strip) {
+void CForwardTransform::transform_planes(const SPixels<std::byte>& spectrum, std::size_t kz,
+                                         const SStrip& strip) {
     const std::size_t oppositeKz = m_z.Opposite(kz);
     CColumnBlocks& opposite = oppositeKz == kz ? m_plane : m_opposite;
     load_strip(spectrum, kz, strip, m_plane);
@@ -63,7 +63,7 @@ void CForwardTransform::transform_planes(const StPixels<std::byte>& spectrum, st
     }
 }
 
-void CForwardTransform::load_strip(const StPixels<std::byte>& spectrum, std::size_t kz, const StStrip& strip,
+void CForwardTransform::load_strip(const SPixels<std::byte>& spectrum, std::size_t kz, const SStrip& strip,
                                    CColumnBlocks& plane) {
     const std::size_t z = m_z.PixelOf(kz);
     for (std::size_t y = 0; y < m_y.extent; ++y) {
@@ -77,7 +77,7 @@ void CForwardTransform::load_strip(const StPixels<std::byte>& spectrum, std::siz
     plane.Transform(strip.count);
 }
 
-void CForwardTransform::store_strip(const StPixels<std::byte>& spectrum, std::size_t kz, const StStrip& strip,
+void CForwardTransform::store_strip(const SPixels<std::byte>& spectrum, std::size_t kz, const SStrip& strip,
                                     CColumnBlocks& plane) {
     const std::size_t z = m_z.PixelOf(kz);
     const std::size_t oppositeZ = m_z.PixelOf(m_z.Opposite(kz));
@@ -103,7 +103,7 @@ void CForwardTransform::store_strip(const StPixels<std::byte>& spectrum, std::si
 
 /// The columns of x frequency 0 and of the half extent hold both partners of every pair, each with its own
 /// rounding; one is made the mirror of the other.
-void CForwardTransform::make_edges_symmetric(const StStrip& strip, CColumnBlocks& plane,
+void CForwardTransform::make_edges_symmetric(const SStrip& strip, CColumnBlocks& plane,
                                              CColumnBlocks& opposite) {
     const auto make_symmetric = [&](std::size_t column) {
         for (std::size_t ky = 0; ky < m_y.extent; ++ky) {
@@ -125,11 +125,11 @@ void CForwardTransform::make_edges_symmetric(const StStrip& strip, CColumnBlocks
     }
 }
 
-std::size_t CForwardTransform::adjacent_columns(const StStrip& strip) const {
+std::size_t CForwardTransform::adjacent_columns(const SStrip& strip) const {
     return strip.count - (holds_half_extent(strip) ? 1 : 0);
 }
 
-bool CForwardTransform::holds_half_extent(const StStrip& strip) const {
+bool CForwardTransform::holds_half_extent(const SStrip& strip) const {
     return m_x.IsEven() && strip.first + strip.count == m_halfExtent;
 }
 

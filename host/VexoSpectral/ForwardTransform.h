@@ -21,28 +21,28 @@ class CForwardTransform {
     explicit CForwardTransform(const Extents& extents);
 
     const Extents& Size() const { return m_size; }
-    void Run(const StPixels<const std::byte>& image, RowReader reader, const StPixels<std::byte>& spectrum);
+    void Run(const SPixels<const std::byte>& image, RowReader reader, const SPixels<std::byte>& spectrum);
 
   private:
-    struct StStrip {
+    struct SStrip {
         std::size_t first; ///< x frequency
         std::size_t count;
     };
 
-    void transform_slab(const StPixels<const std::byte>& image, RowReader reader,
-                        const StPixels<std::byte>& spectrum, std::size_t y);
-    void transform_planes(const StPixels<std::byte>& spectrum, std::size_t kz, const StStrip& strip);
-    void load_strip(const StPixels<std::byte>& spectrum, std::size_t kz, const StStrip& strip,
+    void transform_slab(const SPixels<const std::byte>& image, RowReader reader,
+                        const SPixels<std::byte>& spectrum, std::size_t y);
+    void transform_planes(const SPixels<std::byte>& spectrum, std::size_t kz, const SStrip& strip);
+    void load_strip(const SPixels<std::byte>& spectrum, std::size_t kz, const SStrip& strip,
                     CColumnBlocks& plane);
-    void store_strip(const StPixels<std::byte>& spectrum, std::size_t kz, const StStrip& strip,
+    void store_strip(const SPixels<std::byte>& spectrum, std::size_t kz, const SStrip& strip,
                      CColumnBlocks& plane);
-    void make_edges_symmetric(const StStrip& strip, CColumnBlocks& plane, CColumnBlocks& opposite);
+    void make_edges_symmetric(const SStrip& strip, CColumnBlocks& plane, CColumnBlocks& opposite);
     /// Columns of a strip, in the half row, that lie side by side in the spectrum.
-    std::size_t adjacent_columns(const StStrip& strip) const;
-    bool holds_half_extent(const StStrip& strip) const;
+    std::size_t adjacent_columns(const SStrip& strip) const;
+    bool holds_half_extent(const SStrip& strip) const;
 
     Extents m_size;
-    StCentredAxis m_x, m_y, m_z;
+    SCentredAxis m_x, m_y, m_z;
     std::size_t m_halfExtent;
     std::size_t m_stripWidth;
     CPixelMemory m_realRow, m_halfRow;

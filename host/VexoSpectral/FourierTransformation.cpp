@@ -14,26 +14,26 @@ namespace TEVRA {
 namespace {
 
 using Impl::Extents;
-using Impl::StPixels;
+using Impl::SPixels;
 
 constexpr const char* SOURCE = "host/VexoSpectral/FourierTransformation";
 constexpr std::size_t SIZES_KEPT = 4;
 
 /// What the checks of one public operation report with.
-struct StOperation {
+struct SOperation {
     const char* function;
     const char* wantedInput;
     const char* wantedOutput;
 };
 
-constexpr StOperation FORWARD{"TEVRA::CFourierTransformation::Fft", "GREY_8, GREY_16 or GREY_F", "COMPLEX_F"};
-constexpr StOperation INVERSE{"TEVRA::CFourierTransformation::InverseFft", "COMPLEX_F", "GREY_F"};
+constexpr SOperation FORWARD{"TEVRA::CFourierTransformation::Fft", "GREY_8, GREY_16 or GREY_F", "COMPLEX_F"};
+constexpr SOperation INVERSE{"TEVRA::CFourierTransformation::InverseFft", "COMPLEX_F", "GREY_F"};
 
-[[noreturn]] void throw_bad_param(const StOperation& operation, const CString& message, int line) {
+[[noreturn]] void throw_bad_param(const SOperation& operation, const CString& message, int line) {
     throw CExBadParam(TEVRA_LOCATION(SOURCE, operation.function, line), message.c_str());
 }
 
-void check_type(bool isWanted, const StOperation& operation, const char* role, const char* wanted,
+void check_type(bool isWanted, const SOperation& operation, const char* role, const char* wanted,
                 const IImage& image) {
     if (!isWanted) {
         CString message("The Fourier transform expects an %1 image of type %2, but got image type '%3'.",
@@ -42,7 +42,7 @@ void check_type(bool isWanted, const StOperation& operation, const char* role, c
     }
 }
 
-void check_sizes(const StOperation& operation, const IImage& out, const IImage& in) {
+void check_sizes(const SOperation& operation, const IImage& out, const IImage& in) {
     const CSize& size = in.Size();
     if (size.Dim() < 1 || size.Dim() > 3) {
         CString message("The Fourier transform takes images of 1 to 3 dimensions, but got %1.",
@@ -64,7 +64,7 @@ void check_sizes(const StOperation& operation, const IImage& out, const IImage& 
     }
 }
 
-void check_window(const StOperation& operation, const std::vector<float>* window) {
+void check_window(const SOperation& operation, const std::vector<float>* window) {
     if (window != nullptr && !window->empty()) {
         throw_bad_param(operation,
                         CString("The Fourier transform has no windows: pass none or an empty one.",
@@ -83,11 +83,11 @@ std::array<std::ptrdiff_t, 3> strides_of(const IImage::IAccess& access) {
     return {access.Stride(0), access.Stride(1), access.Stride(2)};
 }
 
-StPixels<const std::byte> pixels_to_read(const IImage::IAccess& access) {
+SPixels<const std::byte> pixels_to_read(const IImage::IAccess& access) {
     return {static_cast<const std::byte*>(access.ConstData()), strides_of(access)};
 }
 
-StPixels<std::byte> pixels_to_write(IImage::IAccess& access) {
+SPixels<std::byte> pixels_to_write(IImage::IAccess& access) {
     return {static_cast<std::byte*>(access.Data()), strides_of(access)};
 }
 
@@ -123,16 +123,16 @@ Transform& transform_for(std::vector<std::unique_ptr<Transform>>& kept, const Ex
 
 } // namespace
 
-struct CFourierTransformation::StPlans {
+struct CFourierTransformation::SPlans {
     std::vector<std::unique_ptr<Impl::CForwardTransform>> forward;
     std::vector<std::unique_ptr<Impl::CInverseTransform>> inverse;
 };
 
 CFourierTransformation::CFourierTransformation(const char* name, const IObject* parent)
-    : CAlgorithm(name, parent), m_plans(std::make_unique<StPlans>()) {}
+    : CAlgorithm(name, parent), m_plans(std::make_unique<SPlans>()) {}
 
 CFourierTransformation::CFourierTransformation(const CFourierTransformation& other)
-    : CAlgorithm(other), m_plans(std::make_unique<StPlans>()) {}
+    : CAlgorithm(other), m_plans(std::make_unique<SPlans>()) {}
 
 CFourierTransformation::~CFourierTransformation() = default;
 

@@ -41,8 +41,8 @@ class CFourierTransformation : public CAlgorithm {
     void InverseFft(IImage& out, const IImage& in, std::vector<float>* window);
 
   private:
-    struct StPlans;
-    std::unique_ptr<StPlans> m_plans;
+    struct SPlans;
+    std::unique_ptr<SPlans> m_plans;
 };
 
 } // namespace TEVRA

@@ -56,7 +56,7 @@ void store_scaled(float* values, std::size_t count, float scale, std::byte* row,
 
 } // namespace
 
-CInverseTransform::StWorker::StWorker(const CInverseTransform& transform)
+CInverseTransform::SWorker::SWorker(const CInverseTransform& transform)
     : packedRow(transform.m_columns * sizeof(Complex)),
       halfRow((transform.m_size[0] / 2 + 1) * sizeof(Complex)),
       packed(reinterpret_cast<Complex*>(packedRow.Data())), real(reinterpret_cast<float*>(packed)),
@@ -72,15 +72,15 @@ CInverseTransform::CInverseTransform(const Extents& extents)
       m_stripWidth(CColumnBlocks::ColumnsInCache(extents[1], m_columns)),
       m_scale(static_cast<float>(1.0 / (static_cast<double>(extents[0]) * static_cast<double>(extents[1]) *
                                         static_cast<double>(extents[2])))) {
-    m_workers.push_back(std::make_unique<StWorker>(*this));
+    m_workers.push_back(std::make_unique<SWorker>(*this));
 }
 
-void CInverseTransform::Run(const StPixels<const std::byte>& spectrum, const StPixels<std::byte>& image,
+void CInverseTransform::Run(const SPixels<const std::byte>& spectrum, const SPixels<std::byte>& image,
                             int threads) {
     const std::size_t mostItems = std::max(m_y.extent, m_z.extent);
     const auto workers = std::min(static_cast<std::size_t>(std::max(threads, 1)), mostItems);
     while (m_workers.size() < workers) {
-        m_workers.push_back(std::make_unique<StWorker>(*this));
+        m_workers.push_back(std::make_unique<SWorker>(*this));
     }
     const auto workerCount = static_cast<int>(workers);
     ShareWork(m_z.extent / 2 + 1, workerCount, [&](std::size_t kz, std::size_t worker) {
@@ -93,9 +93,9 @@ void CInverseTransform::Run(const StPixels<const std::byte>& spectrum, const StP
               [&](std::size_t y, std::size_t worker) { transform_slab(*m_workers[worker], image, y); });
 }
 
-void CInverseTransform::transform_planes(StWorker& worker, const StPixels<const std::byte>& spectrum,
-                                         const StPixels<std::byte>& image, std::size_t kz,
-                                         const StStrip& strip) const {
+void CInverseTransform::transform_planes(SWorker& worker, const SPixels<const std::byte>& spectrum,
+                                         const SPixels<std::byte>& image, std::size_t kz,
+                                         const SStrip& strip) const {
     const std::size_t oppositeZ = m_z.Opposite(kz);
     const bool isPair = oppositeZ != kz;
     const std::size_t bytesOfRows = 4 * strip.count * sizeof(Complex); // two halves of two rows
@@ -118,8 +118,8 @@ void CInverseTransform::transform_planes(StWorker& worker, const StPixels<const 
 
 /// Brings the strip's part of rows and of their opposites into the cache, in ascending order, which the
 /// processor foresees: taken in turns as they are used, they come at a third of the speed.
-void CInverseTransform::fetch_rows(const StPixels<const std::byte>& spectrum, std::size_t first,
-                                   std::size_t end, std::size_t kz, const StStrip& strip) const {
+void CInverseTransform::fetch_rows(const SPixels<const std::byte>& spectrum, std::size_t first,
+                                   std::size_t end, std::size_t kz, const SStrip& strip) const {
     if (spectrum.strides[0] != static_cast<std::ptrdiff_t>(sizeof(Complex))) {
         return;
     }
@@ -137,8 +137,8 @@ void CInverseTransform::fetch_rows(const StPixels<const std::byte>& spectrum, st
     }
 }
 
-void CInverseTransform::finish_plane(StWorker& worker, CColumnBlocks& plane, const StPixels<std::byte>& image,
-                                     std::size_t kz, const StStrip& strip) const {
+void CInverseTransform::finish_plane(SWorker& worker, CColumnBlocks& plane, const SPixels<std::byte>& image,
+                                     std::size_t kz, const SStrip& strip) const {
     plane.Transform(strip.count);
     for (std::size_t y = 0; y < m_y.extent; ++y) {
         store_row(worker, plane, image, y, kz, strip);
@@ -146,9 +146,9 @@ void CInverseTransform::finish_plane(StWorker& worker, CColumnBlocks& plane, con
 }
 
 /// The packed half row of the spectrum's Hermitian part.
-void CInverseTransform::gather_row(StWorker& worker, CColumnBlocks& plane,
-                                   const StPixels<const std::byte>& spectrum, std::size_t ky, std::size_t kz,
-                                   const StStrip& strip) const {
+void CInverseTransform::gather_row(SWorker& worker, CColumnBlocks& plane,
+                                   const SPixels<const std::byte>& spectrum, std::size_t ky, std::size_t kz,
+                                   const SStrip& strip) const {
     const Complex* row = row_of(spectrum, ky, kz, worker.row);
     const Complex* opposite = row_of(spectrum, m_y.Opposite(ky), m_z.Opposite(kz), worker.oppositeRow);
     const Complex* upward = row + m_x.Centre() + strip.first;
@@ -169,8 +169,8 @@ void CInverseTransform::gather_row(StWorker& worker, CColumnBlocks& plane,
     }
 }
 
-void CInverseTransform::store_row(StWorker& worker, CColumnBlocks& plane, const StPixels<std::byte>& image,
-                                  std::size_t y, std::size_t kz, const StStrip& strip) const {
+void CInverseTransform::store_row(SWorker& worker, CColumnBlocks& plane, const SPixels<std::byte>& image,
+                                  std::size_t y, std::size_t kz, const SStrip& strip) const {
     if (are_rows_whole(image)) {
         plane.GetRow(y, reinterpret_cast<Complex*>(image.At(2 * strip.first, y, kz)), strip.count);
         return;
@@ -193,7 +193,7 @@ void CInverseTransform::store_row(StWorker& worker, CColumnBlocks& plane, const 
     CopyToRow(values, valueCount, image.At(x, y, kz), image.strides[0]);
 }
 
-void CInverseTransform::transform_slab(StWorker& worker, const StPixels<std::byte>& image,
+void CInverseTransform::transform_slab(SWorker& worker, const SPixels<std::byte>& image,
                                        std::size_t y) const {
     for (std::size_t kz = 0; kz < m_z.extent; ++kz) {
         const std::byte* later = image.Row(y, std::min(kz + ROWS_AHEAD, m_z.extent - 1));
@@ -218,7 +218,7 @@ void CInverseTransform::transform_slab(StWorker& worker, const StPixels<std::byt
     }
 }
 
-void CInverseTransform::load_row(StWorker& worker, const StPixels<std::byte>& image, std::size_t y,
+void CInverseTransform::load_row(SWorker& worker, const SPixels<std::byte>& image, std::size_t y,
                                  std::size_t kz) const {
     if (are_rows_whole(image)) {
         worker.slab.PutRow(kz, reinterpret_cast<const Complex*>(image.Row(y, kz)), m_columns);
@@ -231,7 +231,7 @@ void CInverseTransform::load_row(StWorker& worker, const StPixels<std::byte>& im
 }
 
 /// Puts the parts that `store_row` kept, now the imaginary parts of the first column, back into place.
-void CInverseTransform::rejoin_first_column(StWorker& worker) const {
+void CInverseTransform::rejoin_first_column(SWorker& worker) const {
     for (std::size_t kz = 0; kz < m_z.extent && kz <= m_z.Opposite(kz); ++kz) {
         Complex& value = worker.slab.At(kz, 0);
         Complex& opposite = worker.slab.At(m_z.Opposite(kz), 0);
@@ -242,7 +242,7 @@ void CInverseTransform::rejoin_first_column(StWorker& worker) const {
     }
 }
 
-bool CInverseTransform::are_rows_whole(const StPixels<std::byte>& image) const {
+bool CInverseTransform::are_rows_whole(const SPixels<std::byte>& image) const {
     const auto isAligned = [](auto address) { return address % alignof(Complex) == 0; };
     return m_x.IsEven() && image.strides[0] == static_cast<std::ptrdiff_t>(sizeof(float)) &&
            isAligned(reinterpret_cast<std::uintptr_t>(image.first)) && isAligned(image.strides[1]) &&
@@ -250,7 +250,7 @@ bool CInverseTransform::are_rows_whole(const StPixels<std::byte>& image) const {
 }
 
 /// The row as an array: in place if its pixels lie side by side, else copied.
-const Complex* CInverseTransform::row_of(const StPixels<const std::byte>& spectrum, std::size_t ky,
+const Complex* CInverseTransform::row_of(const SPixels<const std::byte>& spectrum, std::size_t ky,
                                          std::size_t kz, std::vector<Complex>& buffer) const {
     const std::byte* row = spectrum.Row(m_y.PixelOf(ky), m_z.PixelOf(kz));
     if (spectrum.strides[0] == static_cast<std::ptrdiff_t>(sizeof(Complex))) {

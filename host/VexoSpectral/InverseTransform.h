@@ -30,12 +30,12 @@ class CInverseTransform {
     explicit CInverseTransform(const Extents& extents);
 
     const Extents& Size() const { return m_size; }
-    void Run(const StPixels<const std::byte>& spectrum, const StPixels<std::byte>& image, int threads);
+    void Run(const SPixels<const std::byte>& spectrum, const SPixels<std::byte>& image, int threads);
 
   private:
     /// Plans, and scratch for one thread.
-    struct StWorker {
-        StWorker(const CInverseTransform& transform);
+    struct SWorker {
+        SWorker(const CInverseTransform& transform);
 
         CPixelMemory packedRow, halfRow;
         Complex* packed; ///< one row as packed in the output ...
@@ -49,35 +49,35 @@ class CInverseTransform {
     };
 
     /// Columns of the half spectrum that are transformed at a time.
-    struct StStrip {
+    struct SStrip {
         std::size_t first;
         std::size_t count;
     };
 
-    void transform_planes(StWorker& worker, const StPixels<const std::byte>& spectrum,
-                          const StPixels<std::byte>& image, std::size_t kz, const StStrip& strip) const;
-    void finish_plane(StWorker& worker, CColumnBlocks& plane, const StPixels<std::byte>& image,
-                      std::size_t kz, const StStrip& strip) const;
-    void fetch_rows(const StPixels<const std::byte>& spectrum, std::size_t first, std::size_t end,
-                    std::size_t kz, const StStrip& strip) const;
-    void gather_row(StWorker& worker, CColumnBlocks& plane, const StPixels<const std::byte>& spectrum,
-                    std::size_t ky, std::size_t kz, const StStrip& strip) const;
-    void store_row(StWorker& worker, CColumnBlocks& plane, const StPixels<std::byte>& image, std::size_t y,
-                   std::size_t kz, const StStrip& strip) const;
-    void transform_slab(StWorker& worker, const StPixels<std::byte>& image, std::size_t y) const;
-    void load_row(StWorker& worker, const StPixels<std::byte>& image, std::size_t y, std::size_t kz) const;
-    void rejoin_first_column(StWorker& worker) const;
-    const Complex* row_of(const StPixels<const std::byte>& spectrum, std::size_t ky, std::size_t kz,
+    void transform_planes(SWorker& worker, const SPixels<const std::byte>& spectrum,
+                          const SPixels<std::byte>& image, std::size_t kz, const SStrip& strip) const;
+    void finish_plane(SWorker& worker, CColumnBlocks& plane, const SPixels<std::byte>& image, std::size_t kz,
+                      const SStrip& strip) const;
+    void fetch_rows(const SPixels<const std::byte>& spectrum, std::size_t first, std::size_t end,
+                    std::size_t kz, const SStrip& strip) const;
+    void gather_row(SWorker& worker, CColumnBlocks& plane, const SPixels<const std::byte>& spectrum,
+                    std::size_t ky, std::size_t kz, const SStrip& strip) const;
+    void store_row(SWorker& worker, CColumnBlocks& plane, const SPixels<std::byte>& image, std::size_t y,
+                   std::size_t kz, const SStrip& strip) const;
+    void transform_slab(SWorker& worker, const SPixels<std::byte>& image, std::size_t y) const;
+    void load_row(SWorker& worker, const SPixels<std::byte>& image, std::size_t y, std::size_t kz) const;
+    void rejoin_first_column(SWorker& worker) const;
+    const Complex* row_of(const SPixels<const std::byte>& spectrum, std::size_t ky, std::size_t kz,
                           std::vector<Complex>& buffer) const;
     /// True if rows travel as they are: as many pairs of values as there are columns.
-    bool are_rows_whole(const StPixels<std::byte>& image) const;
+    bool are_rows_whole(const SPixels<std::byte>& image) const;
 
     Extents m_size;
-    StCentredAxis m_x, m_y, m_z;
+    SCentredAxis m_x, m_y, m_z;
     std::size_t m_columns; ///< as packed in the output
     std::size_t m_stripWidth;
     float m_scale;
-    std::vector<std::unique_ptr<StWorker>> m_workers;
+    std::vector<std::unique_ptr<SWorker>> m_workers;
 };
 
 } // namespace TEVRA::Impl

@@ -12,7 +12,7 @@ using Extents = std::array<std::size_t, 3>;
 
 /// The pixels of an image behind a pointer and distances in bytes. Byte: `std::byte` or `const std::byte`.
 template <typename Byte>
-struct StPixels {
+struct SPixels {
     Byte* first;
     std::array<std::ptrdiff_t, 3> strides;
 

@@ -20,13 +20,13 @@ std::string bad_type_message(const CValue* value) {
 
 // NOLINTBEGIN(bugprone-throw-keyword-missing): the record is a part of the exception, not one itself
 CException::CException(const Impl::StExLocation& location, const char* message)
-    : m_report(std::make_shared<StReport>(StReport{text_or_empty(message), text_or_empty(location.sourceFile),
-                                                   text_or_empty(location.function),
-                                                   text_or_empty(location.buildStamp), location.line})) {}
+    : m_report(std::make_shared<SReport>(SReport{text_or_empty(message), text_or_empty(location.sourceFile),
+                                                 text_or_empty(location.function),
+                                                 text_or_empty(location.buildStamp), location.line})) {}
 
 CException::CException(const char* source, const char* message, const char* function)
-    : m_report(std::make_shared<StReport>(
-          StReport{text_or_empty(message), text_or_empty(source), text_or_empty(function), "", 0})) {}
+    : m_report(std::make_shared<SReport>(
+          SReport{text_or_empty(message), text_or_empty(source), text_or_empty(function), "", 0})) {}
 // NOLINTEND(bugprone-throw-keyword-missing)
 
 CException::~CException() = default;

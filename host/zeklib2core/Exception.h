@@ -62,7 +62,7 @@ class CException : public IVectorizable, public std::exception {
     std::vector<std::string> Vectorize() const override;
 
   private:
-    struct StReport {
+    struct SReport {
         std::string message;
         std::string source;
         std::string function;
@@ -70,7 +70,7 @@ class CException : public IVectorizable, public std::exception {
         std::int32_t line = 0;
     };
 
-    std::shared_ptr<const StReport> m_report;
+    std::shared_ptr<const SReport> m_report;
 };
 
 /// A caller passed a bad parameter value.

@@ -9,7 +9,7 @@
 namespace TEVRA {
 namespace {
 
-struct StPlaceholder {
+struct SPlaceholder {
     std::size_t position;
     std::size_t length;
     int number;
@@ -20,7 +20,7 @@ bool is_digit(char c) {
 }
 
 /// The next placeholder (`%` and one or two digits, number at least 1) at or after `from`.
-std::optional<StPlaceholder> find_placeholder(const std::string& text, std::size_t from) {
+std::optional<SPlaceholder> find_placeholder(const std::string& text, std::size_t from) {
     for (std::size_t i = text.find('%', from); i != std::string::npos; i = text.find('%', i + 1)) {
         std::size_t end = i + 1;
         int number = 0;
@@ -29,7 +29,7 @@ std::optional<StPlaceholder> find_placeholder(const std::string& text, std::size
             ++end;
         }
         if (number > 0) {
-            return StPlaceholder{i, end - i, number};
+            return SPlaceholder{i, end - i, number};
         }
     }
     return std::nullopt;

@@ -48,7 +48,7 @@ const CValue* CValueMap::find_value(const CValue_Key& key) const {
     return next->Map().find_value(name.substr(separator + 1).c_str());
 }
 
-CValueMap::StPlace CValueMap::resolve(const CValue_Key& key, bool create) {
+CValueMap::SPlace CValueMap::resolve(const CValue_Key& key, bool create) {
     const std::string& name = key.Name();
     const std::size_t separator = name.find(PATH_SEPARATOR);
     if (separator == std::string::npos || m_index.contains(key)) {
@@ -74,7 +74,7 @@ const CValue* CValueMap::Entry(const CValue_Key& key, bool /*create*/) const {
 }
 
 CValue* CValueMap::Entry(const CValue_Key& key, bool create) {
-    const StPlace place = resolve(key, create);
+    const SPlace place = resolve(key, create);
     if (place.map == nullptr) {
         return nullptr;
     }
@@ -97,7 +97,7 @@ void CValueMap::SetEntry(const CValue_Key& key, CValue* value) {
         throw CExBadParam(TEVRA_LOCATION("host/zeklib2core/ValueMap", "TEVRA::CValueMap::SetEntry", __LINE__),
                           "A value map holds no null values.");
     }
-    const StPlace place = resolve(key, true);
+    const SPlace place = resolve(key, true);
     CValueMap& map = *place.map;
     const auto found = map.m_index.find(place.key);
     if (found != map.m_index.end()) {
@@ -114,7 +114,7 @@ void CValueMap::SetEntry(const CValue_Key& key, CValue* value) {
 }
 
 CValue* CValueMap::Detach(const CValue_Key& key) {
-    const StPlace place = resolve(key, false);
+    const SPlace place = resolve(key, false);
     if (place.map == nullptr) {
         return nullptr;
     }
@@ -148,7 +148,7 @@ bool CValueMap::RemoveEntry(const CValue_Key& key) {
 }
 
 bool CValueMap::IsSubset(const CValueMap& other) const {
-    return std::all_of(m_entries.begin(), m_entries.end(), [&other](const StEntry& entry) {
+    return std::all_of(m_entries.begin(), m_entries.end(), [&other](const SEntry& entry) {
         const const_iterator found = other.Find(entry.key);
         return found != other.end() && entry.value->EqualData(*found.Value());
     });
@@ -157,7 +157,7 @@ bool CValueMap::IsSubset(const CValueMap& other) const {
 std::vector<CValue_Key> CValueMap::Keys() const {
     std::vector<CValue_Key> keys;
     keys.reserve(m_entries.size());
-    for (const StEntry& entry : m_entries) {
+    for (const SEntry& entry : m_entries) {
         keys.push_back(entry.key);
     }
     return keys;
@@ -167,7 +167,7 @@ void CValueMap::Merge(const CValueMap& other) {
     // All copies first: the other map may be a part of this one that is about to be replaced.
     CValueMap copy;
     copy.CopyData(other, eTfShare);
-    for (StEntry& entry : copy.m_entries) {
+    for (SEntry& entry : copy.m_entries) {
         SetEntry(entry.key, entry.value.release());
     }
 }
@@ -194,7 +194,7 @@ CValueMap* CValueMap::Clone(EnTfOwnership ownership) const {
 
 void CValueMap::CopyData(const CValue& other, EnTfOwnership ownership) {
     CValueMap copy;
-    for (const StEntry& entry : other.Map().m_entries) {
+    for (const SEntry& entry : other.Map().m_entries) {
         copy.SetEntry(entry.key, entry.value->Clone(ownership));
     }
     MoveData(copy);

@@ -15,11 +15,11 @@ namespace TEVRA {
 /// A named key may be a path: "Evaluated area/x0" names the entry "x0" of the map under "Evaluated area".
 /// Index keys and reserved keys are ordinary keys here, different from all names.
 class CValueMap : public CValue {
-    struct StEntry {
+    struct SEntry {
         CValue_Key key;
         std::unique_ptr<CValue> value;
     };
-    using Entries = std::list<StEntry>;
+    using Entries = std::list<SEntry>;
 
   public:
     class const_iterator {
@@ -89,11 +89,11 @@ class CValueMap : public CValue {
     void MoveData(CValue& other) override;
     const CValue* find_value(const CValue_Key& key) const;
     /// The map that directly holds the last name of a path, and that name; null where the path breaks off.
-    struct StPlace {
+    struct SPlace {
         CValueMap* map = nullptr;
         CValue_Key key;
     };
-    StPlace resolve(const CValue_Key& key, bool create);
+    SPlace resolve(const CValue_Key& key, bool create);
 
     Entries m_entries;
     std::unordered_map<CValue_Key, Entries::iterator, CValue_Key::Hash> m_index;

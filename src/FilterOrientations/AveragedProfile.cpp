@@ -27,12 +27,12 @@ const std::vector<std::string>& keys_left_out() {
 }
 
 /// Sum of the valid subfields of one slice.
-struct StSlice {
+struct SSlice {
     std::int32_t count = 0;
     CValueMapWithOperators sum;
 };
 
-using Slices = std::map<std::int32_t, StSlice>; // by lower corner along the axis, in pixels
+using Slices = std::map<std::int32_t, SSlice>; // by lower corner along the axis, in pixels
 
 bool is_ok(const CValueMap& subfield) {
     return subfield.HasEntry(Key::STATUS, CValue::eString) &&
@@ -43,7 +43,7 @@ bool is_valid(const CValueMap& subfield) {
     return !subfield.HasEntry(Key::STATUS, CValue::eString) || is_ok(subfield);
 }
 
-void add_to_slice(StSlice& slice, const CValueMap& subfield) {
+void add_to_slice(SSlice& slice, const CValueMap& subfield) {
     if (slice.count == 0) {
         slice.sum = CValueMapWithOperators(subfield, keys_left_out());
     } else {
@@ -84,7 +84,7 @@ CValueMapWithOperators zero_template(const CValueMap* source) {
     return zeros;
 }
 
-CValueMapWithOperators averaged(const StSlice& slice, const CValueMapWithOperators& zeros,
+CValueMapWithOperators averaged(const SSlice& slice, const CValueMapWithOperators& zeros,
                                 const std::vector<double>& globalDirection) {
     CValueMapWithOperators average(slice.count == 0 ? zeros : slice.sum);
     if (slice.count != 0) {
@@ -155,7 +155,7 @@ std::unique_ptr<CValueMap> AveragedProfile(const CValueMap& root, const std::arr
             templateSource = &subfield;
         }
         for (std::size_t axis = 0; axis < axes; ++axis) {
-            StSlice& slice = slicesOfAxis[axis][subfield.Entry(LOWER_CORNERS[axis])->Long()];
+            SSlice& slice = slicesOfAxis[axis][subfield.Entry(LOWER_CORNERS[axis])->Long()];
             if (is_valid(subfield)) {
                 add_to_slice(slice, subfield);
             }

@@ -6,9 +6,9 @@
 
 namespace TEVRA::Impl {
 
-StBetaEquation BetaEquation(double beta, const StSquaredAngles& sample) {
+SBetaEquation BetaEquation(double beta, const SSquaredAngles& sample) {
     const double beta2 = beta * beta;
-    StBetaEquation equation{0.0, 0.0};
+    SBetaEquation equation{0.0, 0.0};
     for (std::size_t i = 0; i < sample.cos2.size(); ++i) {
         const double c = sample.cos2[i];
         const double s = sample.sin2[i];
@@ -19,15 +19,15 @@ StBetaEquation BetaEquation(double beta, const StSquaredAngles& sample) {
     return equation;
 }
 
-StBetaRoot SolveBetaEquation(double start, const StSquaredAngles& sample) {
+SBetaRoot SolveBetaEquation(double start, const SSquaredAngles& sample) {
     constexpr double SMALLEST_CHANGE = 1e-12;
     constexpr double SMALLEST_DERIVATIVE = 1e-12;
     constexpr int MOST_STEPS = 999;
-    StBetaRoot root{start, 0};
+    SBetaRoot root{start, 0};
     double previous = -1.0;
     while (std::abs(previous - root.beta) > SMALLEST_CHANGE && root.steps < MOST_STEPS) {
         previous = root.beta;
-        const StBetaEquation equation = BetaEquation(root.beta, sample);
+        const SBetaEquation equation = BetaEquation(root.beta, sample);
         root.beta = std::abs(equation.derivative) > SMALLEST_DERIVATIVE
                         ? root.beta - equation.value / equation.derivative
                         : 0.0;

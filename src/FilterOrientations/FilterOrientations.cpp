@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "FilterOrientations/FilterOrientations.h"
 
-#include "FilterOrientations/FilterMask.h"
-#include "FilterOrientations/OrientationSums.h"
+#include "Axes/OrientationSums.h"
+#include "FilterBank/FilterMask.h"
 #include "FilterOrientations/PointsOnSphere.h"
-#include "FilterOrientations/SaturatedFloat.h"
 #include "FilterOrientations/Threshold.h"
 #include "Numeric/Matrix.h"
 #include "Utils/PixelRows.h"
+#include "Utils/SaturatedFloat.h"
 #include "Utils/visitors/PointOperationStatistics.h"
 #include "Utils/visitors/PointOperations.h"
 #include "VexoSegmentation/Otsu.h"
@@ -66,20 +66,20 @@ auto for_grey_pixels(const IImage& image, const char* function, const OperationT
 }
 
 /// A threshold, and whether the histogram behind it was counted to the end or cancelled before.
-struct StThreshold {
+struct SThreshold {
     double value;
     bool isComplete;
 };
 
 template <typename PixelT>
-StThreshold integer_threshold(const IImage& image, double factor) {
+SThreshold integer_threshold(const IImage& image, double factor) {
     Histogram histogram;
     visitors::CAnalyzerHistogram<PixelT, unsigned long long> counter(histogram);
     const bool isComplete = Visit::VisitImageData(image, counter, CProgressMonitor::Obj());
     return {static_cast<double>(COtsu::CalculateThreshold(histogram)) * factor, isComplete};
 }
 
-StThreshold float_threshold(const IImage& image, double factor) {
+SThreshold float_threshold(const IImage& image, double factor) {
     visitors::CAnalyzerMinMax<float> range;
     if (!Visit::VisitImageData(image, range, CProgressMonitor::Obj())) {
         return {static_cast<double>(range.Min()), false};
@@ -92,7 +92,7 @@ StThreshold float_threshold(const IImage& image, double factor) {
     return {Impl::ThresholdOfFloatBin(bin, factor, range.Min(), range.Max()), isComplete};
 }
 
-StThreshold threshold_of(const IImage& image, double factor) {
+SThreshold threshold_of(const IImage& image, double factor) {
     return for_grey_pixels(image, "TEVRA::CFilterOrientations::ComputeThreshold", [&]<typename PixelT>() {
         if constexpr (std::is_same_v<PixelT, float>) {
             return float_threshold(image, factor);
@@ -182,10 +182,10 @@ class CMaskForm {
     }
 
     /// The row of the mask at `y` and, in space, `z` of an image of this size.
-    Impl::StGaussianRow Row(const std::array<long long, 3>& size, long long y, long long z) const {
+    Impl::SGaussianRow Row(const std::array<long long, 3>& size, long long y, long long z) const {
         const std::array<double, 2> w{frequency_at(y, size[1]),
                                       m_form.Rows() == 3 ? frequency_at(z, size[2]) : 0.0};
-        Impl::StGaussianRow row{m_form(0, 0), 0.0, 0.0, centre_of(size[0])};
+        Impl::SGaussianRow row{m_form(0, 0), 0.0, 0.0, centre_of(size[0])};
         for (std::size_t i = 1; i < m_form.Rows(); ++i) {
             row.b += (m_form(0, i) + m_form(i, 0)) * w[i - 1];
             for (std::size_t j = 1; j < m_form.Rows(); ++j) {
@@ -263,14 +263,14 @@ void typed_mask_out(IImage& index, const IImage& mask, unsigned char label) {
 }
 
 /// Angles of a direction as they stand in angle images.
-struct StAngles {
+struct SAngles {
     float colatitude = NO_ANGLE;
     float longitude = NO_ANGLE;
 };
 
 /// The angles of every label of an index image: of directions, and none for all other labels.
-std::array<StAngles, 256> angles_of_labels(const IMatrix<double>& directions) {
-    std::array<StAngles, 256> angles{};
+std::array<SAngles, 256> angles_of_labels(const IMatrix<double>& directions) {
+    std::array<SAngles, 256> angles{};
     for (std::size_t k = 0; k < directions.Rows() && k < EXCLUDED; ++k) {
         if (directions.Cols() == 2) {
             angles[k].colatitude = Impl::SaturatedFloatWithoutNan(std::acos(directions(k, 0)));
@@ -292,14 +292,14 @@ void require_index_type(const IImage& index, const char* function) {
 }
 
 /// The pixels lo <= p < hi of an axis that a box covers.
-struct StRange {
+struct SRange {
     long long lo;
     long long hi;
 };
 
 /// The upper end is exclusive even where it is the image's last pixel; but a box always covers one pixel,
 /// unless it lies beyond the far edge.
-StRange covered_range(const CBox& box, int axis, long long extent) {
+SRange covered_range(const CBox& box, int axis, long long extent) {
     const long long a = box.Point0()[axis];
     const long long b = box.Point1()[axis];
     const long long lo = std::max(std::min(a, b), 0LL);
@@ -315,9 +315,9 @@ template <std::size_t Dim>
 long long mean_outer_product(IMatrix<double>& tensor, const IImage& index, const IMatrix<double>& directions,
                              const CBox& box) {
     const auto numbers = Impl::PixelsOf<unsigned char>(index, "index image");
-    const StRange xs = covered_range(box, 0, numbers.Size(0));
-    const StRange ys = covered_range(box, 1, numbers.Size(1));
-    const StRange zs = Dim == 3 ? covered_range(box, 2, numbers.Size(2)) : StRange{0, 1};
+    const SRange xs = covered_range(box, 0, numbers.Size(0));
+    const SRange ys = covered_range(box, 1, numbers.Size(1));
+    const SRange zs = Dim == 3 ? covered_range(box, 2, numbers.Size(2)) : SRange{0, 1};
     Impl::CSecondOrderSums<Dim> sums;
     for (long long z = zs.lo; z < zs.hi; ++z) {
         for (long long y = ys.lo; y < ys.hi; ++y) {
@@ -394,7 +394,7 @@ void CFilterOrientations::Compute(const IImage& image, EOrientationResolution re
         CString message("Invalid resolution id '%1'.", CString::eEncodingUtf8);
         throw_at(function, __LINE__, message.Arg(static_cast<int>(resolution), 0));
     }
-    StResult result;
+    SResult result;
     result.directions.reset(Impl::StPointsOnSphere::GetPoints(resolution, dimension));
     if (result.directions->Rows() > EXCLUDED) {
         CString message("Internal error: Cannot store more than %1 directions.", CString::eEncodingUtf8);
@@ -407,7 +407,7 @@ void CFilterOrientations::Compute(const IImage& image, EOrientationResolution re
 }
 
 /// The part of `Compute` that reports progress. @return false if it was cancelled.
-bool CFilterOrientations::compute(const IImage& image, const IImage* mask, StResult& result) {
+bool CFilterOrientations::compute(const IImage& image, const IImage* mask, SResult& result) {
     const CZekImageFactory& factory = CZekImageFactory::Obj();
     const IMatrix<double>& directions = *result.directions;
     Impl::CProgressScope progress(Progress(), static_cast<long long>(directions.Rows()) + 9,
@@ -477,7 +477,7 @@ bool CFilterOrientations::mask_out(IImage& index, const IImage& image, const IIm
         return true;
     }
     constexpr double OTSU_FACTOR = 1.05;
-    const StThreshold threshold = threshold_of(image, OTSU_FACTOR);
+    const SThreshold threshold = threshold_of(image, OTSU_FACTOR);
     MaskOutOrientations(index, image, threshold.value, EXCLUDED);
     return threshold.isComplete;
 }
@@ -673,7 +673,7 @@ bool CFilterOrientations::GetOrientations(IImage& colatitude, IImage& longitude)
     if (!(colatitude.Size() == longitude.Size())) {
         throw_at(function, __LINE__, "Angle buffers must have the same size.");
     }
-    const std::array<StAngles, 256> angles = angles_of_labels(*m_result.directions);
+    const std::array<SAngles, 256> angles = angles_of_labels(*m_result.directions);
     const auto numbers = Impl::PixelsOf<unsigned char>(*m_result.index, "index image");
     const auto colatitudes = Impl::WritablePixelsOf<float>(colatitude, "colatitude image");
     const auto longitudes = Impl::WritablePixelsOf<float>(longitude, "longitude image");
@@ -686,7 +686,7 @@ bool CFilterOrientations::GetOrientations(IImage& colatitude, IImage& longitude)
             const Impl::CPixelRow colatitudeAt(colatitudes, y, z);
             const Impl::CPixelRow longitudeAt(longitudes, y, z);
             for (long long x = 0; x < colatitudes.Size(0); ++x) {
-                const StAngles& found = angles[x < columns ? number[x] : EXCLUDED];
+                const SAngles& found = angles[x < columns ? number[x] : EXCLUDED];
                 colatitudeAt[x] = found.colatitude;
                 longitudeAt[x] = found.longitude;
             }

@@ -112,7 +112,7 @@ class CFilterOrientations : public CAlgorithm {
     friend struct CTestAccess;
 
     /// What a successful run leaves; empty before.
-    struct StResult {
+    struct SResult {
         std::unique_ptr<IImage> index; ///< GREY_8, number of the direction or the label of excluded pixels
         std::unique_ptr<IMatrix<double>> directions; ///< one per row
         std::unique_ptr<IImage> bestResponse;        ///< GREY_F
@@ -130,7 +130,7 @@ class CFilterOrientations : public CAlgorithm {
     [[nodiscard]] bool filter_image(IImage& response, IImage& maskBuffer, const IImage& spectrum,
                                     const double* direction);
     void fill_filter_mask(IImage& mask, const double* direction, int dimension, const char* function);
-    [[nodiscard]] bool compute(const IImage& image, const IImage* mask, StResult& result);
+    [[nodiscard]] bool compute(const IImage& image, const IImage* mask, SResult& result);
     [[nodiscard]] bool mask_out(IImage& index, const IImage& image, const IImage* mask);
 
     double m_majorWidth;
@@ -138,7 +138,7 @@ class CFilterOrientations : public CAlgorithm {
     std::int32_t m_padWidth;                   ///< zeros around the image on every side, in pixels
     std::unique_ptr<IMatrix<double>> m_widths; ///< squared widths on the diagonal
     std::unique_ptr<CFourierTransformation> m_transformation;
-    StResult m_result;
+    SResult m_result;
 };
 
 } // namespace TEVRA

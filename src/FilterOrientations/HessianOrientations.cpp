@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "FilterOrientations/HessianOrientations.h"
 
+#include "Axes/OrientationSums.h"
+#include "Axes/RowKernels.h"
 #include "FilterOrientations/FilterOrientations.h"
-#include "FilterOrientations/OrientationSums.h"
-#include "FilterOrientations/RowKernels.h"
 #include "Utils/PointOperationsImpl.h"
 #include "VexoFilter/PartialDerivatives.h"
 #include "VexoFilter/YoungVanVliet.h"
@@ -54,7 +54,7 @@ std::vector<DataT> all_opened(const std::vector<ImageT*>& images) {
 }
 
 /// The images of a scan for directions.
-struct StDirectionImages {
+struct SDirectionImages {
     std::array<long long, 3> sizePx;
     /// Foreground, one byte per pixel, x fastest, no padding; null: where `smoothed` exceeds the threshold.
     const unsigned char* mask;
@@ -88,7 +88,7 @@ void prefetch(const Impl::HessianRows<Dim>& hessian, const unsigned char* foregr
 template <std::size_t Dim>
 class CRowScan {
   public:
-    CRowScan(const StDirectionImages& images, Impl::EEigenvalue which)
+    CRowScan(const SDirectionImages& images, Impl::EEigenvalue which)
         : m_images(images), m_which(which), m_width(static_cast<std::size_t>(images.sizePx[0])),
           m_buffers(images.mask == nullptr ? 2 * m_width : 0) {}
 
@@ -101,18 +101,18 @@ class CRowScan {
                 prefetch<Dim>(hessian_of(row + 1), next, m_width);
             }
             const auto [y, z] = place_of(row);
-            const Impl::StAngleRow angles{m_images.maps[0].Row(y, z),
-                                          Dim == 3 ? m_images.maps[1].Row(y, z) : nullptr};
+            const Impl::SAngleRow angles{m_images.maps[0].Row(y, z),
+                                         Dim == 3 ? m_images.maps[1].Row(y, z) : nullptr};
             Impl::AxesOfRow<Dim>(hessian_of(row), foreground, m_width, m_which, angles);
         }
     }
 
   private:
-    struct StPlace {
+    struct SPlace {
         long long y;
         long long z;
     };
-    StPlace place_of(long long row) const { return {row % m_images.sizePx[1], row / m_images.sizePx[1]}; }
+    SPlace place_of(long long row) const { return {row % m_images.sizePx[1], row / m_images.sizePx[1]}; }
     Impl::HessianRows<Dim> hessian_of(long long row) const {
         const auto [y, z] = place_of(row);
         Impl::HessianRows<Dim> rows{};
@@ -132,14 +132,14 @@ class CRowScan {
         return buffer;
     }
 
-    const StDirectionImages& m_images;
+    const SDirectionImages& m_images;
     Impl::EEigenvalue m_which;
     std::size_t m_width;
     std::vector<unsigned char> m_buffers;
 };
 
 template <std::size_t Dim>
-void scan_directions(const StDirectionImages& images, Impl::EEigenvalue which, ITaskRunner* runner,
+void scan_directions(const SDirectionImages& images, Impl::EEigenvalue which, ITaskRunner* runner,
                      IProgressMonitor& progress) {
     constexpr long long ROWS_PER_TASK = 64;
     constexpr long long TASKS_PER_BATCH = 64; // progress is told between batches, on this thread
@@ -164,12 +164,12 @@ void scan_directions(const StDirectionImages& images, Impl::EEigenvalue which, I
 }
 
 /// The pixels lo <= p < hi of an axis that a box covers. The image's last pixel is never one of them.
-struct StRange {
+struct SRange {
     long long lo;
     long long hi;
 };
 
-StRange covered_range(const CBox& box, int axis, long long extent) {
+SRange covered_range(const CBox& box, int axis, long long extent) {
     const long long a = box.Point0()[axis];
     const long long b = box.Point1()[axis];
     return {std::max(std::min(a, b), 0LL), std::min(std::max(a, b), extent - 1)};
@@ -181,16 +181,16 @@ void add_axes(const CBox& box, const std::vector<const CImage*>& maps, Impl::CSe
               Impl::CFourthOrderSums<Dim>* fourth) {
     const auto angles = all_opened<FloatInput>(maps);
     const FloatInput& theta = angles.front();
-    const StRange xs = covered_range(box, 0, theta.Size(0));
-    const StRange ys = covered_range(box, 1, theta.Size(1));
-    const StRange zs = Dim == 3 ? covered_range(box, 2, theta.Size(2)) : StRange{0, 1};
+    const SRange xs = covered_range(box, 0, theta.Size(0));
+    const SRange ys = covered_range(box, 1, theta.Size(1));
+    const SRange zs = Dim == 3 ? covered_range(box, 2, theta.Size(2)) : SRange{0, 1};
     if (xs.hi <= xs.lo) {
         return;
     }
     for (long long z = zs.lo; z < zs.hi; ++z) {
         for (long long y = ys.lo; y < ys.hi; ++y) {
-            const Impl::StConstAngleRow row{theta.Row(y, z) + xs.lo,
-                                            Dim == 3 ? angles.back().Row(y, z) + xs.lo : nullptr};
+            const Impl::SConstAngleRow row{theta.Row(y, z) + xs.lo,
+                                           Dim == 3 ? angles.back().Row(y, z) + xs.lo : nullptr};
             Impl::AddRow<Dim>(second, fourth, row, static_cast<std::size_t>(xs.hi - xs.lo));
         }
     }
@@ -343,18 +343,18 @@ void CHessianOrientations::compute_hessian(const IImage& image, double sigma) {
     m_pSmoothed.Reset(new CImage(IMAGE_GREY_F, size, CSize(0, 0, 0)));
     CYoungVanVliet(sigma, nullptr, nullptr).gauss(*m_pSmoothed, image);
 
-    struct StDerivative {
+    struct SDerivative {
         Impl::CSharedImage* image;
         int orderX;
         int orderY;
         int orderZ;
     };
-    std::vector<StDerivative> derivatives{{&m_pDxx, 2, 0, 0}, {&m_pDyy, 0, 2, 0}, {&m_pDxy, 1, 1, 0}};
+    std::vector<SDerivative> derivatives{{&m_pDxx, 2, 0, 0}, {&m_pDyy, 0, 2, 0}, {&m_pDxy, 1, 1, 0}};
     if (size.Dim() == 3) {
         derivatives.insert(derivatives.end(), {{&m_pDzz, 0, 0, 2}, {&m_pDxz, 1, 0, 1}, {&m_pDyz, 0, 1, 1}});
     }
     // All clones come first, so that a lack of memory shows before the time for the derivatives is spent.
-    for (const StDerivative& derivative : derivatives) {
+    for (const SDerivative& derivative : derivatives) {
         derivative.image->Reset(CImageExtraction::Clone(*m_pSmoothed));
         if (!*derivative.image) {
             free_buffers();
@@ -362,7 +362,7 @@ void CHessianOrientations::compute_hessian(const IImage& image, double sigma) {
                      "Insufficient memory. Try a smaller image.");
         }
     }
-    for (const StDerivative& derivative : derivatives) {
+    for (const SDerivative& derivative : derivatives) {
         CPartialDerivatives().Derivative(**derivative.image, derivative.orderX, derivative.orderY,
                                          derivative.orderZ);
     }
@@ -388,12 +388,12 @@ void CHessianOrientations::compute_directions(const unsigned char* mask, eEVSele
         m_fThreshold = CFilterOrientations::ComputeThreshold(*m_pSmoothed, m_fOtsuFactor);
     }
     const auto which = select == eEVSmallest ? Impl::EEigenvalue::smallest : Impl::EEigenvalue::largest;
-    StDirectionImages images{{m_nSizeX, m_nSizeY, isVolume ? m_nSizeZ : 1},
-                             mask,
-                             opened<FloatInput>(std::as_const(*m_pSmoothed)),
-                             m_fThreshold,
-                             {},
-                             {}};
+    SDirectionImages images{{m_nSizeX, m_nSizeY, isVolume ? m_nSizeZ : 1},
+                            mask,
+                            opened<FloatInput>(std::as_const(*m_pSmoothed)),
+                            m_fThreshold,
+                            {},
+                            {}};
     if (isVolume) {
         images.hessian = all_opened<FloatInput>(std::vector<const CImage*>{
             m_pDxx.Get(), m_pDxy.Get(), m_pDxz.Get(), m_pDyy.Get(), m_pDyz.Get(), m_pDzz.Get()});

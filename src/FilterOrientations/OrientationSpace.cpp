@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "FilterOrientations/OrientationSpace.h"
 
-#include "FilterOrientations/AxialAngle.h"
-#include "FilterOrientations/OrientationSums.h"
-#include "FilterOrientations/SaturatedFloat.h"
+#include "Axes/AxialAngle.h"
+#include "Axes/OrientationSums.h"
 #include "Utils/PixelRows.h"
+#include "Utils/SaturatedFloat.h"
 #include "zeklib2core/Exception.h"
 
 #include <array>

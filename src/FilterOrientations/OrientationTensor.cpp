@@ -10,7 +10,7 @@ namespace TEVRA {
 namespace {
 
 /// Throw sites of one operation.
-struct StSite {
+struct SSite {
     const char* function;
     int squareLine;
     int columnLine;
@@ -29,7 +29,7 @@ CString with_shape(const char* text, const IMatrix<double>& matrix) {
 }
 
 void check_shapes(const IMatrix<double>& result, const char* resultText, const IMatrix<double>& tensor,
-                  const StSite& site) {
+                  const SSite& site) {
     if (tensor.Rows() != tensor.Cols()) {
         throw_at(site.function, site.squareLine,
                  with_shape("Orientation tensor must be a square matrix (but it is %1 x %2).", tensor));
@@ -48,8 +48,8 @@ void check_shapes(const IMatrix<double>& result, const char* resultText, const I
 }
 
 /// Eigenvectors (columns of U) and eigenvalues (S, largest first) of a tensor.
-struct StDecomposition {
-    explicit StDecomposition(const IMatrix<double>& tensor)
+struct SDecomposition {
+    explicit SDecomposition(const IMatrix<double>& tensor)
         : U(tensor.Rows(), tensor.Rows()), S(tensor.Rows(), 1), V(tensor.Rows(), tensor.Rows()) {
         CNumeric::Svd(tensor, U, S, V, true);
     }
@@ -63,7 +63,7 @@ struct StDecomposition {
 void COrientationTensor::MeanOrientation(IMatrix<double>& meanOrientation, const IMatrix<double>& tensor) {
     check_shapes(meanOrientation, "Mean orientation must be a %1 x 1 column vector (but it is %2 x %3).",
                  tensor, {"TEVRA::COrientationTensor::MeanOrientation", 34, 37, 41});
-    const StDecomposition decomposition(tensor);
+    const SDecomposition decomposition(tensor);
     for (std::size_t i = 0; i < meanOrientation.Rows(); ++i) {
         meanOrientation(i, 0) = decomposition.U(i, 0);
     }
@@ -72,7 +72,7 @@ void COrientationTensor::MeanOrientation(IMatrix<double>& meanOrientation, const
 void COrientationTensor::Eigenvalues(IMatrix<double>& ev, const IMatrix<double>& tensor) {
     check_shapes(ev, "Ev must be a %1 x 1 column vector (but it is %2 x %3).", tensor,
                  {"TEVRA::COrientationTensor::Eigenvalues", 57, 60, 64});
-    const StDecomposition decomposition(tensor);
+    const SDecomposition decomposition(tensor);
     for (std::size_t i = 0; i < ev.Rows(); ++i) {
         ev(i, 0) = decomposition.S(i, 0);
     }
@@ -84,7 +84,7 @@ void COrientationTensor::OrientationParameters(double& shape, double& strength,
         throw_at("TEVRA::COrientationTensor::OrientationParameters", 81,
                  with_shape("Orientation tensor must be a 3x3 matrix (but it is %1 x %2).", tensor));
     }
-    const StDecomposition decomposition(tensor);
+    const SDecomposition decomposition(tensor);
     const CMatrix<double>& lambda = decomposition.S;
     shape = std::log(lambda(0, 0) / lambda(1, 0)) / std::log(lambda(1, 0) / lambda(2, 0));
     strength = std::log(lambda(0, 0) / lambda(2, 0));

@@ -12,7 +12,7 @@
 namespace TEVRA::Impl {
 namespace {
 
-constexpr std::array<StWeightedDirection, 18> COARSE_DIRECTIONS{{
+constexpr std::array<SWeightedDirection, 18> COARSE_DIRECTIONS{{
     {0, 0, 1, 0.3355},
     {6.12323e-17, 1, 6.12323e-17, 0.431},
     {1, 0, 6.12323e-17, 0.2689},
@@ -51,7 +51,7 @@ std::unique_ptr<CMatrix<double>> points_on_half_circle(std::size_t size) {
     return points;
 }
 
-std::unique_ptr<CMatrix<double>> points_on_half_sphere(std::span<const StWeightedDirection> table) {
+std::unique_ptr<CMatrix<double>> points_on_half_sphere(std::span<const SWeightedDirection> table) {
     auto points = std::make_unique<CMatrix<double>>(table.size(), 3);
     for (std::size_t i = 0; i < table.size(); ++i) {
         (*points)(i, 0) = table[i].x;
@@ -63,7 +63,7 @@ std::unique_ptr<CMatrix<double>> points_on_half_sphere(std::span<const StWeighte
 
 } // namespace
 
-std::span<const StWeightedDirection> StPointsOnSphere::GetTable(int resolution) noexcept {
+std::span<const SWeightedDirection> StPointsOnSphere::GetTable(int resolution) noexcept {
     switch (resolution) {
     case 0:
         return COARSE_DIRECTIONS;
@@ -80,7 +80,7 @@ CMatrix<double>* StPointsOnSphere::GetPoints(int resolution, int dimension) {
     if (dimension != 2 && dimension != 3) {
         throw_at(__LINE__, "Unsupported dimension.");
     }
-    const std::span<const StWeightedDirection> table = GetTable(resolution);
+    const std::span<const SWeightedDirection> table = GetTable(resolution);
     if (table.empty()) {
         throw_at(__LINE__, "Unknown resolution level.");
     }

@@ -8,7 +8,7 @@
 namespace TEVRA::Impl {
 
 /// A direction of a set in space and the solid angle, in steradians, of its share of the upper half-sphere.
-struct StWeightedDirection {
+struct SWeightedDirection {
     double x;
     double y;
     double z;
@@ -28,7 +28,7 @@ struct StPointsOnSphere {
     [[nodiscard]] static CMatrix<double>* GetPoints(int resolution, int dimension);
 
     /// The set in space with its weights; empty for an unknown resolution.
-    static std::span<const StWeightedDirection> GetTable(int resolution) noexcept;
+    static std::span<const SWeightedDirection> GetTable(int resolution) noexcept;
 };
 
 } // namespace TEVRA::Impl

@@ -8,7 +8,7 @@
 
 namespace TEVRA::Impl {
 
-inline constexpr std::array<StWeightedDirection, 50> MEDIUM_DIRECTIONS{{
+inline constexpr std::array<SWeightedDirection, 50> MEDIUM_DIRECTIONS{{
     {0, 0, 1, 0.1119},
     {6.12323e-17, 1, 6.12323e-17, 0.1208},
     {1, 0, 6.12323e-17, 0.1097},
@@ -61,7 +61,7 @@ inline constexpr std::array<StWeightedDirection, 50> MEDIUM_DIRECTIONS{{
     {0.532613, 0.845468, 0.0388287, 0.1302},
 }};
 
-inline constexpr std::array<StWeightedDirection, 98> FINE_DIRECTIONS{{
+inline constexpr std::array<SWeightedDirection, 98> FINE_DIRECTIONS{{
     {0, 0, 1, 0.05178},
     {6.12323e-17, 1, 6.12323e-17, 0.06811},
     {1, 0, 6.12323e-17, 0.0469},

@@ -45,7 +45,7 @@ void AddSubfieldLimits(CValueMap* map, const CBox& box, int dim) {
     map->SetEntry(Key::AREA, limits.release());
 }
 
-CResultDocument::CResultDocument(const CSubfieldLayout& layout, const StAnalysisParameters& parameters)
+CResultDocument::CResultDocument(const CSubfieldLayout& layout, const SAnalysisParameters& parameters)
     : m_layout(layout), m_parameters(parameters), m_root(std::make_unique<CValueMap>()),
       m_identifierWidth(layout.IdentifierWidth()),
       m_fieldSums(static_cast<std::size_t>(layout.Dim()), static_cast<std::size_t>(layout.Dim())),
@@ -58,7 +58,7 @@ CResultDocument::CResultDocument(const CSubfieldLayout& layout, const StAnalysis
     }
 }
 
-void CResultDocument::AddTile(const CBox& tile, const StTileSums& sums) {
+void CResultDocument::AddTile(const CBox& tile, const STileSums& sums) {
     if (m_subfields != nullptr && m_layout.HasFullSubfieldSize(tile)) {
         add_subfield(tile, sums);
     }
@@ -72,7 +72,7 @@ void CResultDocument::AddTile(const CBox& tile, const StTileSums& sums) {
     }
 }
 
-void CResultDocument::add_subfield(const CBox& tile, const StTileSums& sums) {
+void CResultDocument::add_subfield(const CBox& tile, const STileSums& sums) {
     const int dim = m_layout.Dim();
     const double fraction = static_cast<double>(sums.count) / static_cast<double>(tile.Size().Elements());
     std::unique_ptr<CValueMap> entry = FieldValues(sums.second, sums.count, fraction, sums.fourth);

@@ -14,14 +14,14 @@
 namespace TEVRA::Impl {
 
 /// Sums over the foreground pixels of one tile.
-struct StTileSums {
+struct STileSums {
     const CMatrix<double>& second; ///< d x d
     long long count;
     const CTensorRank4* fourth; ///< d x d x d x d; null if not asked for
 };
 
 /// What the document records of an analysis, in the image's physical unit.
-struct StAnalysisParameters {
+struct SAnalysisParameters {
     double fiberRadius;
     std::optional<double> otsuFactor; ///< none if the caller gave a mask
     std::array<double, 3> spacing;    ///< per axis, positive
@@ -35,21 +35,21 @@ struct StAnalysisParameters {
 ///     std::unique_ptr<CValueMap> root = document.Finish(summary);
 class CResultDocument {
   public:
-    CResultDocument(const CSubfieldLayout& layout, const StAnalysisParameters& parameters);
+    CResultDocument(const CSubfieldLayout& layout, const SAnalysisParameters& parameters);
 
     /// Adds one tile: an entry of its own if it is a full subfield, and its share of the whole field.
-    void AddTile(const CBox& tile, const StTileSums& sums);
+    void AddTile(const CBox& tile, const STileSums& sums);
 
     /// Completes the document, and appends the parameter summary to `summary`.
     /// @throws CException if no tile had a foreground pixel.
     std::unique_ptr<CValueMap> Finish(std::string& summary);
 
   private:
-    void add_subfield(const CBox& tile, const StTileSums& sums);
+    void add_subfield(const CBox& tile, const STileSums& sums);
     void record_parameters(std::string& summary);
 
     const CSubfieldLayout& m_layout;
-    StAnalysisParameters m_parameters;
+    SAnalysisParameters m_parameters;
     std::unique_ptr<CValueMap> m_root;
     CValueMap* m_subfields = nullptr; // owned by m_root; null if no subfields are listed
     int m_identifierWidth;

@@ -95,7 +95,7 @@ CValueMap* CSubfieldFiberDirections::Compute(IImage& image, std::string& paramet
 
     m_estimator.compute(image, fiberRadiusPx, mask, CHessianOrientations::eEVSmallest);
 
-    Impl::StAnalysisParameters recorded{m_fFiberRadius, std::nullopt, spacing, fourthOrder};
+    Impl::SAnalysisParameters recorded{m_fFiberRadius, std::nullopt, spacing, fourthOrder};
     if (mask == nullptr) {
         recorded.otsuFactor = m_fOtsuFactor;
     }

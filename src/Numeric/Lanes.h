@@ -20,7 +20,7 @@ inline namespace TEVRA_WIDE {
 
 /// `Count` doubles side by side, a power of 2.
 template <std::size_t Count>
-struct StLanes {
+struct SLanes {
     // An alias would lose the count, which the attribute takes from the template.
     // NOLINTBEGIN(modernize-use-using)
     typedef double Numbers __attribute__((vector_size(Count * sizeof(double))));
@@ -32,23 +32,23 @@ struct StLanes {
 
     Numbers v;
 
-    StLanes() = default;
-    TEVRA_LANES_INLINE explicit StLanes(double value) : v(value - Numbers{}) {} // not +: keeps -0.0
+    SLanes() = default;
+    TEVRA_LANES_INLINE explicit SLanes(double value) : v(value - Numbers{}) {} // not +: keeps -0.0
 
-    TEVRA_LANES_INLINE static StLanes Of(Numbers numbers) {
-        StLanes lanes{};
+    TEVRA_LANES_INLINE static SLanes Of(Numbers numbers) {
+        SLanes lanes{};
         lanes.v = numbers;
         return lanes;
     }
 
-    TEVRA_LANES_INLINE friend StLanes operator+(const StLanes& a, const StLanes& b) { return Of(a.v + b.v); }
-    TEVRA_LANES_INLINE friend StLanes operator-(const StLanes& a, const StLanes& b) { return Of(a.v - b.v); }
-    TEVRA_LANES_INLINE friend StLanes operator*(const StLanes& a, const StLanes& b) { return Of(a.v * b.v); }
-    TEVRA_LANES_INLINE friend StLanes operator/(const StLanes& a, const StLanes& b) { return Of(a.v / b.v); }
-    TEVRA_LANES_INLINE friend StLanes operator-(const StLanes& a) { return Of(-a.v); }
-    TEVRA_LANES_INLINE friend Mask operator<(const StLanes& a, const StLanes& b) { return a.v < b.v; }
-    TEVRA_LANES_INLINE friend Mask operator<=(const StLanes& a, const StLanes& b) { return a.v <= b.v; }
-    TEVRA_LANES_INLINE friend Mask operator==(const StLanes& a, const StLanes& b) { return a.v == b.v; }
+    TEVRA_LANES_INLINE friend SLanes operator+(const SLanes& a, const SLanes& b) { return Of(a.v + b.v); }
+    TEVRA_LANES_INLINE friend SLanes operator-(const SLanes& a, const SLanes& b) { return Of(a.v - b.v); }
+    TEVRA_LANES_INLINE friend SLanes operator*(const SLanes& a, const SLanes& b) { return Of(a.v * b.v); }
+    TEVRA_LANES_INLINE friend SLanes operator/(const SLanes& a, const SLanes& b) { return Of(a.v / b.v); }
+    TEVRA_LANES_INLINE friend SLanes operator-(const SLanes& a) { return Of(-a.v); }
+    TEVRA_LANES_INLINE friend Mask operator<(const SLanes& a, const SLanes& b) { return a.v < b.v; }
+    TEVRA_LANES_INLINE friend Mask operator<=(const SLanes& a, const SLanes& b) { return a.v <= b.v; }
+    TEVRA_LANES_INLINE friend Mask operator==(const SLanes& a, const SLanes& b) { return a.v == b.v; }
 };
 
 TEVRA_LANES_INLINE double Abs(double value) {
@@ -56,8 +56,8 @@ TEVRA_LANES_INLINE double Abs(double value) {
 }
 
 template <std::size_t Count>
-TEVRA_LANES_INLINE StLanes<Count> Abs(const StLanes<Count>& value) {
-    using Lanes = StLanes<Count>;
+TEVRA_LANES_INLINE SLanes<Count> Abs(const SLanes<Count>& value) {
+    using Lanes = SLanes<Count>;
     const typename Lanes::Bits magnitude =
         reinterpret_cast<typename Lanes::Bits>(value.v) & 0x7fffffffffffffffLL;
     return Lanes::Of(reinterpret_cast<typename Lanes::Numbers>(magnitude));
@@ -68,13 +68,13 @@ TEVRA_LANES_INLINE double SquareRoot(double value) {
 }
 
 template <std::size_t Count>
-TEVRA_LANES_INLINE StLanes<Count> SquareRoot(const StLanes<Count>& value) {
+TEVRA_LANES_INLINE SLanes<Count> SquareRoot(const SLanes<Count>& value) {
     double numbers[Count];
     __builtin_memcpy(numbers, &value.v, sizeof numbers);
     for (std::size_t lane = 0; lane < Count; ++lane) {
         numbers[lane] = __builtin_sqrt(numbers[lane]);
     }
-    StLanes<Count> root{};
+    SLanes<Count> root{};
     __builtin_memcpy(&root.v, numbers, sizeof numbers);
     return root;
 }
@@ -85,9 +85,9 @@ TEVRA_LANES_INLINE double Select(bool condition, double yes, double no) {
 }
 
 template <std::size_t Count>
-TEVRA_LANES_INLINE StLanes<Count> Select(const typename StLanes<Count>::Mask& condition,
-                                         const StLanes<Count>& yes, const StLanes<Count>& no) {
-    return StLanes<Count>::Of(condition ? yes.v : no.v);
+TEVRA_LANES_INLINE SLanes<Count> Select(const typename SLanes<Count>::Mask& condition,
+                                        const SLanes<Count>& yes, const SLanes<Count>& no) {
+    return SLanes<Count>::Of(condition ? yes.v : no.v);
 }
 
 /// Whether a bit of the number's representation is set.
@@ -96,8 +96,8 @@ TEVRA_LANES_INLINE bool HasBit(double value, long long bit) {
 }
 
 template <std::size_t Count>
-TEVRA_LANES_INLINE typename StLanes<Count>::Mask HasBit(const StLanes<Count>& value, long long bit) {
-    return (reinterpret_cast<typename StLanes<Count>::Bits>(value.v) & bit) != 0;
+TEVRA_LANES_INLINE typename SLanes<Count>::Mask HasBit(const SLanes<Count>& value, long long bit) {
+    return (reinterpret_cast<typename SLanes<Count>::Bits>(value.v) & bit) != 0;
 }
 
 /// The value itself. GCC 12 takes the way of several doubles through single precision and back for nothing
@@ -130,18 +130,18 @@ TEVRA_LANES_INLINE double RoundToFloat(double value) {
 }
 
 template <std::size_t Count>
-TEVRA_LANES_INLINE StLanes<Count> RoundToFloat(const StLanes<Count>& value) {
-    using Lanes = StLanes<Count>;
+TEVRA_LANES_INLINE SLanes<Count> RoundToFloat(const SLanes<Count>& value) {
+    using Lanes = SLanes<Count>;
     const typename Lanes::Floats floats = __builtin_convertvector(value.v, typename Lanes::Floats);
     return Lanes::Of(__builtin_convertvector(KeptInRegister(floats), typename Lanes::Numbers));
 }
 
 /// How an arithmetic type goes to and from memory.
 template <typename Real>
-struct StLaneAccess;
+struct SLaneAccess;
 
 template <>
-struct StLaneAccess<double> {
+struct SLaneAccess<double> {
     using Mask = bool;
     static constexpr std::size_t c_count = 1;
     TEVRA_LANES_INLINE static double Load(const float* from) { return static_cast<double>(*from); }
@@ -151,8 +151,8 @@ struct StLaneAccess<double> {
 };
 
 template <std::size_t Count>
-struct StLaneAccess<StLanes<Count>> {
-    using Lanes = StLanes<Count>;
+struct SLaneAccess<SLanes<Count>> {
+    using Lanes = SLanes<Count>;
     using Mask = typename Lanes::Mask;
     static constexpr std::size_t c_count = Count;
 
@@ -181,7 +181,7 @@ struct StLaneAccess<StLanes<Count>> {
 
 /// One truth value per lane.
 template <typename Real>
-using MaskOf = typename StLaneAccess<Real>::Mask;
+using MaskOf = typename SLaneAccess<Real>::Mask;
 
 } // namespace TEVRA_WIDE
 } // namespace TEVRA::Impl

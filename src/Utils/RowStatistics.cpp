@@ -6,7 +6,7 @@
 namespace TEVRA::Impl {
 namespace {
 
-const StStatisticsKernels& kernels_of([[maybe_unused]] EInstructionSet set) {
+const SStatisticsKernels& kernels_of([[maybe_unused]] EInstructionSet set) {
 #ifdef TEVRA_WIDE_X86
     if (set == EInstructionSet::avx2) {
         return statistics::avx2::STATISTICS_KERNELS;
@@ -20,11 +20,11 @@ const StStatisticsKernels& kernels_of([[maybe_unused]] EInstructionSet set) {
 
 } // namespace
 
-void Extend(StExtent& extent, const float* row, std::size_t count, EInstructionSet set) {
+void Extend(SExtent& extent, const float* row, std::size_t count, EInstructionSet set) {
     kernels_of(set).extend(extent, row, count);
 }
 
-void BinsOfRow(const StBinning& binning, const float* row, std::size_t count, unsigned short* bins,
+void BinsOfRow(const SBinning& binning, const float* row, std::size_t count, unsigned short* bins,
                EInstructionSet set) {
     kernels_of(set).bins(binning, row, count, bins);
 }

@@ -9,18 +9,17 @@
 namespace TEVRA::Impl {
 
 /// Smallest and largest of some values. Without any, the smallest is above the largest.
-struct StExtent {
+struct SExtent {
     float lo = std::numeric_limits<float>::infinity();
     float hi = -std::numeric_limits<float>::infinity();
 };
 
 /// Takes the values of a row in, NaN left out.
 /// @param set instruction set of the kernel; all give the same numbers.
-void Extend(StExtent& extent, const float* row, std::size_t count,
-            EInstructionSet set = BestInstructionSet());
+void Extend(SExtent& extent, const float* row, std::size_t count, EInstructionSet set = BestInstructionSet());
 
 /// Equal bins over [min, max].
-struct StBinning {
+struct SBinning {
     /// More have no kernel.
     static constexpr std::size_t c_mostBins = 4096;
 
@@ -31,7 +30,7 @@ struct StBinning {
 
 /// Writes the bin of each value of a row (HistogramBin); `binning.bins`, which is no bin, for NaN.
 /// @param bins room for `count` numbers.
-void BinsOfRow(const StBinning& binning, const float* row, std::size_t count, unsigned short* bins,
+void BinsOfRow(const SBinning& binning, const float* row, std::size_t count, unsigned short* bins,
                EInstructionSet set = BestInstructionSet());
 
 } // namespace TEVRA::Impl

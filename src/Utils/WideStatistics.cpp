@@ -20,7 +20,7 @@ TEVRA_LANES_INLINE float larger(float value, float hi) {
     return value > hi ? value : hi;
 }
 
-void extend(StExtent& extent, const float* row, std::size_t count) {
+void extend(SExtent& extent, const float* row, std::size_t count) {
     float lo[STRIPES];
     float hi[STRIPES];
     for (std::size_t stripe = 0; stripe < STRIPES; ++stripe) {
@@ -44,7 +44,7 @@ void extend(StExtent& extent, const float* row, std::size_t count) {
     }
 }
 
-void bins_of_row(const StBinning& binning, const float* row, std::size_t count, unsigned short* bins) {
+void bins_of_row(const SBinning& binning, const float* row, std::size_t count, unsigned short* bins) {
     const float min = binning.min;
     const float max = binning.max;
     const auto most = static_cast<float>(binning.bins); // exact, as is every bin's number
@@ -60,6 +60,6 @@ void bins_of_row(const StBinning& binning, const float* row, std::size_t count, 
 
 } // namespace
 
-extern const StStatisticsKernels STATISTICS_KERNELS{extend, bins_of_row};
+extern const SStatisticsKernels STATISTICS_KERNELS{extend, bins_of_row};
 
 } // namespace TEVRA::Impl::statistics::TEVRA_WIDE

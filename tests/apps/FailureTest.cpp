@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "apps/Failure.h"
 
+#include "jobs/MessageNames.h"
+
 #include "apps/Interruption.h"
 #include "zeklib2core/Exception.h"
 
@@ -39,8 +41,8 @@ TEST(RunGuarded, AFailureIsOneLineAndStatus1) {
 }
 
 TEST(RunGuarded, AFileIsNamedAsItsUserKnowsIt) {
-    NameInMessages("out/.tmp-1-theta", "out/theta");
-    NameInMessages("out/.tmp-1-theta.mha", "link.mha");
+    jobs::NameInMessages("out/.tmp-1-theta", "out/theta");
+    jobs::NameInMessages("out/.tmp-1-theta.mha", "link.mha");
     const SOutcome outcome = outcome_of(
         [] { throw CWorkError("out/.tmp-1-theta.mha: full, as is out/.tmp-1-theta: free some space"); });
     EXPECT_EQ(outcome.errors, "tevra: error: link.mha: full, as is out/theta: free some space\n");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "apps/Interruption.h"
 
-#include "apps/PendingFile.h"
+#include "jobs/PendingFile.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -48,7 +48,7 @@ TEST(InterruptionDeathTest, ASecondSignalEndsTheProcessAndRemovesPendingFiles) {
     EXPECT_EXIT(
         {
             const CInterruptionScope scope;
-            CPendingFiles files;
+            jobs::CPendingFiles files;
             files.WriteText(folder / "result.json", "text");
             std::raise(SIGINT);
             std::raise(SIGINT);

@@ -104,7 +104,7 @@ class CAnalyzerHistogram<float, CountT> {
   private:
     static constexpr std::size_t c_segment = 512; // values whose bins stay in the first-level cache
 
-    bool has_kernel() const { return m_bins <= Impl::StBinning::c_mostBins; }
+    bool has_kernel() const { return m_bins <= Impl::SBinning::c_mostBins; }
     static std::string qualified_name() {
         return "TEVRA::visitors::CAnalyzerHistogram<float," + Impl::TypeName<CountT>() + ">";
     }
@@ -135,7 +135,7 @@ class CAnalyzerMinMax {
         m_max = value > m_max ? value : m_max;
     }
     void VisitRow(const PixelT* row, long long count) requires std::is_same_v<PixelT, float> {
-        Impl::StExtent extent{m_min, m_max};
+        Impl::SExtent extent{m_min, m_max};
         Impl::Extend(extent, row, static_cast<std::size_t>(count));
         m_min = extent.lo;
         m_max = extent.hi;

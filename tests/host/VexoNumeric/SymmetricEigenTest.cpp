@@ -79,8 +79,8 @@ bool AnyOf(const SMask& mask) {
 
 namespace {
 
-using Symmetric2 = StSymmetric2<double>;
-using Symmetric3 = StSymmetric3<double>;
+using Symmetric2 = SSymmetric2<double>;
+using Symmetric3 = SSymmetric3<double>;
 
 Symmetric2 symmetric2(const CMatrix<double>& m) {
     return {m(0, 0), m(0, 1), m(1, 1)};
@@ -91,7 +91,7 @@ Symmetric3 symmetric3(const CMatrix<double>& m) {
 
 /// Bit patterns of values and axes: tells zeros of different sign apart.
 template <std::size_t N>
-std::vector<std::uint64_t> bits_of(const StEigenSystem<double, N>& system) {
+std::vector<std::uint64_t> bits_of(const SEigenSystem<double, N>& system) {
     std::vector<std::uint64_t> bits;
     for (std::size_t k = 0; k < N; ++k) {
         bits.push_back(std::bit_cast<std::uint64_t>(system.values[k]));
@@ -103,8 +103,8 @@ std::vector<std::uint64_t> bits_of(const StEigenSystem<double, N>& system) {
 }
 
 template <std::size_t N>
-StEigenSystem<double, N> lane_of(const StEigenSystem<SLanes, N>& system, std::size_t lane) {
-    StEigenSystem<double, N> result{};
+SEigenSystem<double, N> lane_of(const SEigenSystem<SLanes, N>& system, std::size_t lane) {
+    SEigenSystem<double, N> result{};
     for (std::size_t k = 0; k < N; ++k) {
         result.values[k] = system.values[k].lanes[lane];
         for (std::size_t i = 0; i < N; ++i) {
@@ -147,9 +147,9 @@ TEST(SymmetricEigen, GivesTheZeroMatrixCoordinateAxes) {
         const auto system = SymmetricEigen(Symmetric3{zero, zero, zero, zero, zero, zero});
         EXPECT_TRUE(system.valid);
         EXPECT_EQ(bits_of(system),
-                  bits_of(StEigenSystem<double, 3>{{0, 0, 0}, {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}}, true}));
+                  bits_of(SEigenSystem<double, 3>{{0, 0, 0}, {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}}, true}));
         const auto flat = SymmetricEigen(Symmetric2{zero, zero, zero});
-        EXPECT_EQ(bits_of(flat), bits_of(StEigenSystem<double, 2>{{0, 0}, {{{1, 0}, {0, 1}}}, true}));
+        EXPECT_EQ(bits_of(flat), bits_of(SEigenSystem<double, 2>{{0, 0}, {{{1, 0}, {0, 1}}}, true}));
     }
 }
 
@@ -238,8 +238,8 @@ TEST(SymmetricEigen, GivesTheSameBitsInEveryLaneAsAlone) {
         // Neighbouring lanes hold matrices of different kinds, so that some are done sweeps before others.
         std::array<Symmetric3, 4> matrices{};
         std::array<Symmetric2, 4> flat{};
-        StSymmetric3<SLanes> wide{};
-        StSymmetric2<SLanes> wideFlat{};
+        SSymmetric3<SLanes> wide{};
+        SSymmetric2<SLanes> wideFlat{};
         for (std::size_t lane = 0; lane < 4; ++lane) {
             next = (next + 1) % kinds.size();
             const CMatrix<double> matrix = kinds[next].make(3, randoms[next]);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The estimator's second stage: foreground, axis and angles of every pixel, from Hessian matrices given.
-#include "FilterOrientations/HessianAxis.h"
+#include "Axes/HessianAxis.h"
 #include "FilterOrientations/HessianOrientations.h"
 
 #include "src/TestAccess.h"
@@ -508,18 +508,18 @@ TEST(DirectionExtraction, IsTheSameForAnImageThatIsAMaskAndForItsBytes) {
 
 TEST(AxisAngles, FoldAxesIntoTheUpperHalfSpace) {
     for (const Vector3& axis : {Vector3{0.36, 0.48, 0.8}, {-0.36, 0.48, 0.8}, {0.6, -0.64, 0.48}}) {
-        const Impl::StAxisAngles up = Impl::AnglesOfAxis(axis);
+        const Impl::SAxisAngles up = Impl::AnglesOfAxis(axis);
         EXPECT_EQ(up.colatitudeRad, static_cast<float>(std::acos(axis[2])));
         EXPECT_EQ(up.longitudeRad, static_cast<float>(std::atan2(axis[1], axis[0])));
-        const Impl::StAxisAngles down = Impl::AnglesOfAxis({-axis[0], -axis[1], -axis[2]});
+        const Impl::SAxisAngles down = Impl::AnglesOfAxis({-axis[0], -axis[1], -axis[2]});
         EXPECT_EQ(down.colatitudeRad, up.colatitudeRad);
         EXPECT_EQ(down.longitudeRad, up.longitudeRad);
     }
 }
 
 TEST(AxisAngles, LeaveAnAxisInTheEquatorAsItIs) {
-    const Impl::StAxisAngles plus = Impl::AnglesOfAxis({0.6, 0.8, 0.0});
-    const Impl::StAxisAngles minus = Impl::AnglesOfAxis({-0.6, -0.8, 0.0});
+    const Impl::SAxisAngles plus = Impl::AnglesOfAxis({0.6, 0.8, 0.0});
+    const Impl::SAxisAngles minus = Impl::AnglesOfAxis({-0.6, -0.8, 0.0});
     EXPECT_EQ(plus.colatitudeRad, static_cast<float>(std::numbers::pi / 2));
     EXPECT_EQ(minus.colatitudeRad, static_cast<float>(std::numbers::pi / 2));
     EXPECT_EQ(plus.longitudeRad, static_cast<float>(std::atan2(0.8, 0.6)));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
+#include "phantom/Phantom.h"
 #include "src/accuracy/Analysis.h"
 #include "src/accuracy/ReferenceEstimator.h"
-#include "volume/Phantom.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@
 namespace TEVRA::test {
 namespace {
 
-using namespace TEVRA::volume;
+using namespace TEVRA::phantom;
 
 constexpr long long EXTENT = TEVRA_ACCURACY_EXTENT;
 constexpr double RADIUS_PX = 4.0;

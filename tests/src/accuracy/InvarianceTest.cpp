@@ -3,7 +3,7 @@
 
 #include "FilterOrientations/SubfieldFiberDirections.h"
 #include "Numeric/Matrix.h"
-#include "volume/Phantom.h"
+#include "phantom/Phantom.h"
 #include "zeklib2core/Value.h"
 #include "zeklib2image/HeaderTools.h"
 #include "zeklib2image/ImageExtraction.h"
@@ -22,7 +22,7 @@
 namespace TEVRA::test {
 namespace {
 
-using namespace TEVRA::volume;
+using namespace TEVRA::phantom;
 
 constexpr double RADIUS_PX = 3.0;
 

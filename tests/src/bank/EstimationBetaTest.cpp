@@ -101,7 +101,7 @@ SSample sample_of_family(double beta, int size, std::uint64_t seed) {
     return sample;
 }
 
-Impl::StBetaRoot solve(double start, const std::vector<double>& cos2, const std::vector<double>& sin2) {
+Impl::SBetaRoot solve(double start, const std::vector<double>& cos2, const std::vector<double>& sin2) {
     return Impl::SolveBetaEquation(start, {cos2, sin2});
 }
 
@@ -240,7 +240,7 @@ TEST(BetaEquation, HasItsDerivative) {
 }
 
 TEST(SolveBetaEquation, EndsAfterOneStepAtTheRoot) {
-    const Impl::StBetaRoot root = solve(1.0, {0.25, 0.25}, {0.5, 0.5});
+    const Impl::SBetaRoot root = solve(1.0, {0.25, 0.25}, {0.5, 0.5});
     EXPECT_EQ(root.beta, 1.0);
     EXPECT_EQ(root.steps, 1);
 }
@@ -249,7 +249,7 @@ TEST(SolveBetaEquation, MayFindTheNegativeRoot) {
     // The first step from 1 leads to -1/9.
     const std::vector<double> cos2{0.75};
     const std::vector<double> sin2{0.25};
-    const Impl::StBetaRoot root = solve(1.0, cos2, sin2);
+    const Impl::SBetaRoot root = solve(1.0, cos2, sin2);
     EXPECT_NEAR(root.beta, -std::sqrt(1.0 / 6.0), 1e-12);
     SSample sample;
     sample.Add(PI / 6, 0.0);
@@ -258,13 +258,13 @@ TEST(SolveBetaEquation, MayFindTheNegativeRoot) {
 
 TEST(SolveBetaEquation, StopsAfter999Steps) {
     // Steps from 1 to -1 and back for ever: value / derivative is exactly +-2 there.
-    const Impl::StBetaRoot root = solve(1.0, {0.25}, {0.125});
+    const Impl::SBetaRoot root = solve(1.0, {0.25}, {0.125});
     EXPECT_EQ(root.steps, 999);
     EXPECT_EQ(root.beta, -1.0);
 }
 
 TEST(SolveBetaEquation, EndsAtZeroWhereTheDerivativeVanishes) {
-    const Impl::StBetaRoot root = solve(1.0, {1.0}, {0.0});
+    const Impl::SBetaRoot root = solve(1.0, {1.0}, {0.0});
     EXPECT_EQ(root.beta, 0.0);
     EXPECT_EQ(root.steps, 2);
 }

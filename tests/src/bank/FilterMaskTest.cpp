@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "FilterOrientations/FilterMask.h"
+#include "FilterBank/FilterMask.h"
 
 #include "FilterOrientations/FilterOrientations.h"
 #include "FilterOrientations/PointsOnSphere.h"
@@ -98,7 +98,7 @@ const std::array<Direction, 5> DIRECTIONS{{{0.0, 0.0, 1.0},
                                            {-0.6, 0.64, 0.48}}};
 
 /// One row, exactly as exp(-q / 2) pixel by pixel gives it.
-std::vector<float> row_by_exponentials(const Impl::StGaussianRow& row, std::size_t count) {
+std::vector<float> row_by_exponentials(const Impl::SGaussianRow& row, std::size_t count) {
     std::vector<float> values(count);
     for (std::size_t x = 0; x < count; ++x) {
         values[x] = static_cast<float>(std::exp(row.Exponent(static_cast<double>(x))));
@@ -123,8 +123,8 @@ TEST(GaussianRow, IsWithinOneRoundingOfSingleExponentials) {
     for (const std::size_t count : {1, 2, 3, 7, 17, 24, 47, 48, 49, 55, 57, 64, 65, 127, 513, 2000}) {
         for (const double a : {0.0, 1e-3, 1.0, 30.0, 2000.0, 1e6, 1e10}) {
             for (const double tilt : {-1.0, -0.3, 0.0, 0.7}) {
-                const Impl::StGaussianRow row{a, 2.0 * a * tilt, a * tilt * tilt + 0.7,
-                                              static_cast<double>(count / 2)};
+                const Impl::SGaussianRow row{a, 2.0 * a * tilt, a * tilt * tilt + 0.7,
+                                             static_cast<double>(count / 2)};
                 if (count < 2) {
                     continue; // the centre divides
                 }
@@ -153,7 +153,7 @@ TEST(MultiplyByGaussianRow, EqualsTheProductWithTheFilledRow) {
     for (const std::size_t count : {0, 1, 2, 3, 7, 8, 9, 17, 47, 48, 49, 55, 64, 65, 200, 513, 2000}) {
         for (const double a :
              {0.0, 1.0, 30.0, 2000.0, 1e6, std::nan("")}) { // NaN, exponentials and zeros, too
-            const Impl::StGaussianRow row{a, 0.6 * a, 0.7, 0.5 * static_cast<double>(count) + 1.0};
+            const Impl::SGaussianRow row{a, 0.6 * a, 0.7, 0.5 * static_cast<double>(count) + 1.0};
             std::vector<float> values(count);
             Impl::FillGaussianRow(row, values);
             std::vector<Complex> spectrum(count);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "FilterOrientations/OrientationSpace.h"
 
-#include "FilterOrientations/AxialAngle.h"
-#include "FilterOrientations/SaturatedFloat.h"
+#include "Axes/AxialAngle.h"
 #include "Numeric/Matrix.h"
+#include "Utils/SaturatedFloat.h"
 #include "support/MakeImage.h"
 #include "support/StridedImage.h"
 #include "support/ThrownException.h"

@@ -21,8 +21,8 @@ namespace TEVRA {
 namespace {
 
 using Impl::StPointsOnSphere;
-using Impl::StWeightedDirection;
-using Table = std::span<const StWeightedDirection>;
+using Impl::SWeightedDirection;
+using Table = std::span<const SWeightedDirection>;
 using Vector = std::array<double, 3>;
 
 constexpr double DEGREE = std::numbers::pi / 180.0;
@@ -46,11 +46,11 @@ std::unique_ptr<CMatrix<double>> points(int resolution, int dimension) {
     return std::unique_ptr<CMatrix<double>>(StPointsOnSphere::GetPoints(resolution, dimension));
 }
 
-double length(const StWeightedDirection& d) {
+double length(const SWeightedDirection& d) {
     return std::sqrt(d.x * d.x + d.y * d.y + d.z * d.z);
 }
 
-double axial_cosine(const StWeightedDirection& d, const Vector& v) {
+double axial_cosine(const SWeightedDirection& d, const Vector& v) {
     return std::abs(d.x * v[0] + d.y * v[1] + d.z * v[2]) / length(d);
 }
 
@@ -133,13 +133,13 @@ TEST_P(DirectionTable, BeginsWithTheAxes) {
 }
 
 TEST_P(DirectionTable, HasUnitLengthsToSixDigits) {
-    for (const StWeightedDirection& direction : table()) {
+    for (const SWeightedDirection& direction : table()) {
         EXPECT_NEAR(length(direction), 1.0, 5e-7);
     }
 }
 
 TEST_P(DirectionTable, LiesInTheUpperHalfSpace) {
-    for (const StWeightedDirection& direction : table()) {
+    for (const SWeightedDirection& direction : table()) {
         EXPECT_GE(direction.z, 0.0);
     }
 }
@@ -167,7 +167,7 @@ TEST_P(DirectionTable, LeavesNoHoles) {
 
 TEST_P(DirectionTable, SumsItsWeightsToTheHalfSphere) {
     double sum = 0.0;
-    for (const StWeightedDirection& direction : table()) {
+    for (const SWeightedDirection& direction : table()) {
         sum += direction.weight;
     }
     EXPECT_NEAR(sum, GetParam().weightSum, GetParam().weightSumTolerance);
@@ -218,7 +218,7 @@ TEST_P(DirectionTable, HasAsManyDirectionsInThePlaneAtEqualSteps) {
 
 TEST(PointsOnSphere, ListsTheFirstRowsOfTheLargerTablesAsGiven) {
     const auto rowOf = [](int resolution, std::size_t row) {
-        const StWeightedDirection& d = StPointsOnSphere::GetTable(resolution)[row];
+        const SWeightedDirection& d = StPointsOnSphere::GetTable(resolution)[row];
         return std::array<double, 4>{d.x, d.y, d.z, d.weight};
     };
     using testing::ElementsAre;

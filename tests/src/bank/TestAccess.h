@@ -65,7 +65,7 @@ struct CTestAccess {
     /// As if a run had left this index image and these directions.
     static void SetResult(CFilterOrientations& estimator, std::unique_ptr<IImage> index,
                           const CMatrix<double>& directions) {
-        CFilterOrientations::StResult result;
+        CFilterOrientations::SResult result;
         result.bestResponse = std::make_unique<CImage>(IMAGE_GREY_F, index->Size(), CSize(0, 0, 0));
         result.index = std::move(index);
         result.directions = std::make_unique<CMatrix<double>>(directions);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "FilterOrientations/Approximations.h"
+#include "Axes/Approximations.h"
 
 #include <gtest/gtest.h>
 
@@ -119,7 +119,7 @@ TEST(ArcTangent, TakesZerosForPositive) {
 }
 
 void expect_sine_and_cosine(float angle) {
-    const StSineCosine<double> both = SineCosine(static_cast<double>(angle));
+    const SSineCosine<double> both = SineCosine(static_cast<double>(angle));
     const auto exact = static_cast<long double>(angle);
     ASSERT_EQ(both.sine, static_cast<double>(static_cast<float>(both.sine))) << "is a float";
     ASSERT_LE(ulps_of_float(static_cast<float>(both.sine), std::sin(exact)), 0.50001) << angle;

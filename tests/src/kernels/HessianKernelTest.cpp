@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The closed form against its definition, and one lane against many.
-#include "FilterOrientations/HessianKernel.h"
+#include "Axes/HessianKernel.h"
 
-#include "FilterOrientations/HessianAxis.h"
+#include "Axes/HessianAxis.h"
 #include "src/kernels/Hessians.h"
 
 #include <gtest/gtest.h>
@@ -34,10 +34,10 @@ struct SOutcome {
 
 template <bool IsSmallest, typename Real, std::size_t Count>
 void outcomes_of(const SGroup<3, Count>& group, std::size_t first, SOutcome* outcomes) {
-    using Access = StLaneAccess<Real>;
+    using Access = SLaneAccess<Real>;
     const auto load = [&](std::size_t entry) { return Access::Load(group.entries[entry] + first); };
     const auto result =
-        EigenAxis<IsSmallest>(StHessian3<Real>{load(0), load(1), load(2), load(3), load(4), load(5)});
+        EigenAxis<IsSmallest>(SHessian3<Real>{load(0), load(1), load(2), load(3), load(4), load(5)});
     const auto angles = FoldedAngles(result.axis);
     float theta[Access::c_count];
     float phi[Access::c_count];
@@ -56,9 +56,9 @@ void outcomes_of(const SGroup<3, Count>& group, std::size_t first, SOutcome* out
 
 template <bool IsSmallest, typename Real, std::size_t Count>
 void outcomes_of(const SGroup<2, Count>& group, std::size_t first, SOutcome* outcomes) {
-    using Access = StLaneAccess<Real>;
+    using Access = SLaneAccess<Real>;
     const auto load = [&](std::size_t entry) { return Access::Load(group.entries[entry] + first); };
-    const auto result = EigenAxis<IsSmallest>(StHessian2<Real>{load(0), load(1), load(2)});
+    const auto result = EigenAxis<IsSmallest>(SHessian2<Real>{load(0), load(1), load(2)});
     float angle[Access::c_count];
     double axis[2][Access::c_count];
     Access::StoreFloats(FoldedAngle(result.axis), angle);
@@ -102,7 +102,7 @@ template <bool IsSmallest, std::size_t Dim, std::size_t Count>
 void expect_lanes_to_agree(const SGroup<Dim, MOST_LANES>& group, const SOutcome* expected) {
     SOutcome outcomes[MOST_LANES];
     for (std::size_t first = 0; first < MOST_LANES; first += Count) {
-        outcomes_of<IsSmallest, StLanes<Count>>(group, first, outcomes + first);
+        outcomes_of<IsSmallest, SLanes<Count>>(group, first, outcomes + first);
     }
     for (std::size_t lane = 0; lane < MOST_LANES; ++lane) {
         ASSERT_TRUE(is_same(outcomes[lane], expected[lane])) << Count << " lanes, lane " << lane;

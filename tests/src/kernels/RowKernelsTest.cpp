@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Rows on every instruction set that the processor has, against the one-pixel functions.
-#include "FilterOrientations/RowKernels.h"
+#include "Axes/RowKernels.h"
 
 #include "src/kernels/Hessians.h"
 
@@ -70,15 +70,15 @@ SRow<Dim> make_row(const test::SHessianKind<Dim>& kind, std::size_t count, unsig
 }
 
 /// Angles with guards behind the end.
-struct SAngleRow {
+struct SOwnedAngleRow {
     std::vector<float> theta;
     std::vector<float> phi;
     std::size_t found = 0;
 };
 
 template <std::size_t Dim>
-SAngleRow pixel_by_pixel(const SRow<Dim>& row, std::size_t count, EEigenvalue which) {
-    SAngleRow angles{std::vector<float>(count + 8, GUARD), std::vector<float>(count + 8, GUARD)};
+SOwnedAngleRow pixel_by_pixel(const SRow<Dim>& row, std::size_t count, EEigenvalue which) {
+    SOwnedAngleRow angles{std::vector<float>(count + 8, GUARD), std::vector<float>(count + 8, GUARD)};
     CHessianAxis<Dim> kernel(which);
     for (std::size_t x = 0; x < count; ++x) {
         std::size_t entry = 0;
@@ -91,7 +91,7 @@ SAngleRow pixel_by_pixel(const SRow<Dim>& row, std::size_t count, EEigenvalue wh
         const bool isFound = row.foreground[x] != 0 && kernel.Compute(axis);
         angles.found += isFound ? 1 : 0;
         if constexpr (Dim == 3) {
-            const StAxisAngles both = isFound ? AnglesOfAxis(axis) : StAxisAngles{-1.0F, -4.1415925F};
+            const SAxisAngles both = isFound ? AnglesOfAxis(axis) : SAxisAngles{-1.0F, -4.1415925F};
             angles.theta[x] = both.colatitudeRad;
             angles.phi[x] = both.longitudeRad;
         } else {
@@ -103,10 +103,10 @@ SAngleRow pixel_by_pixel(const SRow<Dim>& row, std::size_t count, EEigenvalue wh
 
 template <std::size_t Dim>
 void expect_same_bits_as_pixel_by_pixel(const SRow<Dim>& row, std::size_t count, EEigenvalue which) {
-    const SAngleRow expected = pixel_by_pixel(row, count, which);
+    const SOwnedAngleRow expected = pixel_by_pixel(row, count, which);
     for (const EInstructionSet set : supported()) {
         SCOPED_TRACE(NameOf(set));
-        SAngleRow angles{std::vector<float>(count + 8, GUARD), std::vector<float>(count + 8, GUARD)};
+        SOwnedAngleRow angles{std::vector<float>(count + 8, GUARD), std::vector<float>(count + 8, GUARD)};
         angles.found = AxesOfRow<Dim>(row.Pointers(), row.foreground.data(), count, which,
                                       {angles.theta.data(), Dim == 3 ? angles.phi.data() : nullptr}, set);
         ASSERT_EQ(angles.found, expected.found);
@@ -155,16 +155,16 @@ TEST(AxesOfRow, OfAnyLengthAndForegroundStayInsideTheirRow) {
 }
 
 /// Rows of angles as estimators write them, with NaN behind the end.
-struct SAngles {
+struct SExpectedAngles {
     std::vector<float> theta;
     std::vector<float> phi;
 };
 
 template <std::size_t Dim>
-SAngles random_angles(std::size_t count, std::mt19937_64& random) {
+SExpectedAngles random_angles(std::size_t count, std::mt19937_64& random) {
     constexpr float pi = std::numbers::pi_v<float>;
     std::uniform_real_distribution<float> unit(0.0F, 1.0F);
-    SAngles angles{std::vector<float>(count + 8, std::numeric_limits<float>::quiet_NaN()), {}};
+    SExpectedAngles angles{std::vector<float>(count + 8, std::numeric_limits<float>::quiet_NaN()), {}};
     angles.phi = angles.theta;
     for (std::size_t x = 0; x < count; ++x) {
         const bool isForeground = random() % 4 != 0;
@@ -198,7 +198,7 @@ STensors<Dim> tensors_of(const CSecondOrderSums<Dim>& second, const CFourthOrder
 }
 
 template <std::size_t Dim>
-STensors<Dim> summed(const SAngles& angles, std::size_t count, EInstructionSet set) {
+STensors<Dim> summed(const SExpectedAngles& angles, std::size_t count, EInstructionSet set) {
     CSecondOrderSums<Dim> second;
     CFourthOrderSums<Dim> fourth;
     AddRow<Dim>(second, &fourth, {angles.theta.data(), Dim == 3 ? angles.phi.data() : nullptr}, count, set);
@@ -212,7 +212,7 @@ STensors<Dim> summed(const SAngles& angles, std::size_t count, EInstructionSet s
 
 /// The same by pixel functions, in higher precision.
 template <std::size_t Dim>
-STensors<Dim> naive_sums(const SAngles& angles, std::size_t count) {
+STensors<Dim> naive_sums(const SExpectedAngles& angles, std::size_t count) {
     std::vector<long double> second(Dim * Dim);
     std::vector<long double> fourth(Dim * Dim * Dim * Dim);
     STensors<Dim> tensors;
@@ -248,7 +248,7 @@ void expect_sums() {
     std::mt19937_64 random(3);
     for (const std::size_t count : LENGTHS) {
         SCOPED_TRACE(testing::Message() << count << " pixels");
-        const SAngles angles = random_angles<Dim>(count, random);
+        const SExpectedAngles angles = random_angles<Dim>(count, random);
         const STensors<Dim> expected = naive_sums<Dim>(angles, count);
         const STensors<Dim> baseline = summed<Dim>(angles, count, EInstructionSet::baseline);
         ASSERT_EQ(baseline.count, expected.count);
@@ -292,9 +292,9 @@ void expect_parts_summed_like_rows(EInstructionSet set) {
     const std::size_t width = std::accumulate(lengths.begin(), lengths.end(), std::size_t{0});
     CRowSums<Dim> row(width, set);
     for (int round = 0; round < 3; ++round) { // what a row leaves does not matter to the next
-        const SAngles angles = random_angles<Dim>(width, random);
+        const SExpectedAngles angles = random_angles<Dim>(width, random);
         row.Begin();
-        std::vector<StConstAngleRow> parts;
+        std::vector<SConstAngleRow> parts;
         std::size_t first = 0;
         for (const std::size_t length : lengths) {
             parts.push_back({angles.theta.data() + first, Dim == 3 ? angles.phi.data() + first : nullptr});

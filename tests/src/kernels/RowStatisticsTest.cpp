@@ -47,7 +47,7 @@ TEST(RowExtent, IsThatOfOneValueAfterTheOtherOnEveryInstructionSet) {
             const std::vector<float> row = awkward_row(count, static_cast<unsigned>(count));
             visitors::CAnalyzerMinMax<float> expected;
             std::for_each(row.begin(), row.end(), [&](float value) { expected(value); });
-            StExtent extent;
+            SExtent extent;
             Extend(extent, row.data(), count, set);
             EXPECT_EQ(extent.lo, expected.Min()) << count << " values, " << NameOf(set);
             EXPECT_EQ(extent.hi, expected.Max()) << count << " values, " << NameOf(set);
@@ -61,7 +61,7 @@ TEST(RowExtent, FindsTheExtremesWhereverTheyStand) {
             std::vector<float> row(200, 1.0F);
             row[at] = -3.0F;
             row[199 - at] = 7.0F;
-            StExtent extent;
+            SExtent extent;
             Extend(extent, row.data(), row.size(), set);
             EXPECT_EQ(extent.lo, -3.0F) << "at " << at << ", " << NameOf(set);
             EXPECT_EQ(extent.hi, 7.0F) << "at " << at << ", " << NameOf(set);
@@ -71,7 +71,7 @@ TEST(RowExtent, FindsTheExtremesWhereverTheyStand) {
 
 TEST(RowExtent, KeepsWhatEarlierRowsHad) {
     const std::vector<float> row(100, 2.0F);
-    StExtent extent{-1.0F, 5.0F};
+    SExtent extent{-1.0F, 5.0F};
     Extend(extent, row.data(), row.size());
     EXPECT_EQ(extent.lo, -1.0F);
     EXPECT_EQ(extent.hi, 5.0F);
@@ -79,17 +79,17 @@ TEST(RowExtent, KeepsWhatEarlierRowsHad) {
 
 TEST(RowExtent, OfNaNsOnlyIsEmpty) {
     const std::vector<float> row(100, NOT_A_NUMBER);
-    StExtent extent;
+    SExtent extent;
     Extend(extent, row.data(), row.size());
     EXPECT_GT(extent.lo, extent.hi);
 }
 
 TEST(RowBins, AreThoseOfOneValueAfterTheOtherOnEveryInstructionSet) {
-    const StBinning binnings[] = {{0.0F, 255.0F, 256},   {-3.5F, 17.25F, 1},
-                                  {1.0F, 1.0000001F, 7}, {-LARGEST, LARGEST, 256},
-                                  {0.0F, 1e-40F, 3},     {10.0F, 200.0F, StBinning::c_mostBins}};
+    const SBinning binnings[] = {{0.0F, 255.0F, 256},   {-3.5F, 17.25F, 1},
+                                 {1.0F, 1.0000001F, 7}, {-LARGEST, LARGEST, 256},
+                                 {0.0F, 1e-40F, 3},     {10.0F, 200.0F, SBinning::c_mostBins}};
     for (const EInstructionSet set : supported()) {
-        for (const StBinning& binning : binnings) {
+        for (const SBinning& binning : binnings) {
             for (const std::size_t count : LENGTHS) {
                 const std::vector<float> row = awkward_row(count, 7);
                 std::vector<unsigned short> bins(count + 1, 9999);

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "jobs/AngleMaps.h"
+
+#include "jobs/Failure.h"
+#include "jobs/Texts.h"
+
+#include "volume/ImageConversion.h"
+#include "volume/ImageReader.h"
+
+#include <cmath>
+#include <cstddef>
+#include <numbers>
+#include <sstream>
+
+namespace TEVRA::jobs {
+
+namespace {
+
+constexpr double FULL_TURN = 2.0 * std::numbers::pi;
+
+std::unique_ptr<volume::IImageReader> open_map(const std::string& path) {
+    auto reader = volume::OpenImage(path);
+    const volume::SImageInfo& info = reader->Info();
+    if (info.pixelType != volume::EPixelType::f32) {
+        throw CWorkError("'" + path + "' holds " + info.storedType +
+                         " pixels, but a map of angles holds 32-bit floats, in radians");
+    }
+    if (info.size.Dim() != 3) {
+        throw CWorkError(
+            "'" + path +
+            "' is a 2D image, whose axes have one angle only; give colatitude and longitude of a "
+            "3D image with more than one slice");
+    }
+    return reader;
+}
+
+/// The longitude counts only where there is an axis.
+void require_radians(const SAngleMaps& maps, const std::string& thetaPath, const std::string& phiPath) {
+    const float* theta = maps.theta->Pixels<float>();
+    const float* phi = maps.phi->Pixels<float>();
+    const std::size_t count = maps.theta->Size().Elements();
+    for (std::size_t i = 0; i < count; ++i) {
+        if (theta[i] < 0.0F) {
+            continue;
+        }
+        RequireRadians(static_cast<double>(theta[i]), "'" + thetaPath + "'");
+        RequireRadians(static_cast<double>(phi[i]), "'" + phiPath + "'");
+    }
+}
+
+} // namespace
+
+void RequireRadians(double angle, const std::string& where) {
+    if (std::isfinite(angle) && std::abs(angle) <= FULL_TURN) {
+        return;
+    }
+    std::ostringstream text;
+    text << where << " holds the angle " << angle;
+    text << (std::isfinite(angle)
+                 ? ", beyond a full turn (6.2832): angles must be in radians; if they are in "
+                   "degrees, multiply them by pi / 180"
+                 : ", which is no number; mark pixels without an axis by a negative "
+                   "colatitude");
+    throw CWorkError(text.str());
+}
+
+SAngleMaps ReadAngleMaps(const std::string& thetaPath, const std::string& phiPath) {
+    const auto thetaReader = open_map(thetaPath);
+    const auto phiReader = open_map(phiPath);
+    const volume::SImageInfo& info = thetaReader->Info();
+    if (!(info.size == phiReader->Info().size)) {
+        throw CWorkError("'" + thetaPath + "' has " + SizeText(ExtentsOf(info.size)) + " px, but '" +
+                         phiPath + "' has " + SizeText(ExtentsOf(phiReader->Info().size)) +
+                         " px; give two maps of one image");
+    }
+    SAngleMaps maps;
+    if (info.spacing) {
+        maps.spacing = *info.spacing;
+        maps.spacingUnit = info.spacingUnit;
+    }
+    maps.theta = volume::ReadImage(*thetaReader);
+    maps.phi = volume::ReadImage(*phiReader);
+    require_radians(maps, thetaPath, phiPath);
+    return maps;
+}
+
+} // namespace TEVRA::jobs

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "zeklib2image/Image.h"
+
+#include <array>
+#include <memory>
+#include <string>
+
+namespace TEVRA::jobs {
+
+/// Colatitude and longitude of a field of axes in space, as either estimator writes them: GREY_F, of one
+/// size, in radians, colatitude negative where there is no axis.
+struct SAngleMaps {
+    std::unique_ptr<CImage> theta;
+    std::unique_ptr<CImage> phi;
+    std::array<double, 3> spacing{1.0, 1.0, 1.0};
+    std::string spacingUnit; ///< empty if there is none
+};
+
+/// Reads a pair of maps. @throws CWorkError for other pixel types, for maps in the plane or of different
+/// sizes, and for angles that are not numbers or lie beyond a full turn, as angles in degrees do.
+SAngleMaps ReadAngleMaps(const std::string& thetaPath, const std::string& phiPath);
+
+/// One angle of a sample. @param where names the angle in the message, as in "line 3 of 'angles.csv'".
+/// @throws CWorkError if it is no number or lies beyond a full turn.
+void RequireRadians(double angle, const std::string& where);
+
+} // namespace TEVRA::jobs

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "jobs/MapFiles.h"
+
+namespace TEVRA::jobs {
+
+void CMapFiles::Create(const SPaths& paths, const volume::SMetaImageHeader& header) {
+    volume::CMetaImageParts::Create(paths.theta, header);
+    if (!paths.phi.empty()) {
+        volume::CMetaImageParts::Create(paths.phi, header);
+    }
+}
+
+CMapFiles::CMapFiles(const SPaths& paths, const volume::SMetaImageHeader& header)
+    : m_theta(paths.theta, header),
+      m_phi(paths.phi.empty() ? nullptr : std::make_unique<volume::CMetaImageParts>(paths.phi, header)) {}
+
+void CMapFiles::Write(const stream::SSliceRange& slices, const float* theta, const float* phi) {
+    m_theta.WriteSlices(slices.first, slices.Count(), theta);
+    if (m_phi) {
+        m_phi->WriteSlices(slices.first, slices.Count(), phi);
+    }
+}
+
+void CMapFiles::Close() {
+    m_theta.Close();
+    if (m_phi) {
+        m_phi->Close();
+    }
+}
+
+} // namespace TEVRA::jobs

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "stream/OrientationPass.h"
+#include "volume/MetaImageWriter.h"
+
+#include <memory>
+#include <string>
+
+namespace TEVRA::jobs {
+
+/// The angle maps as MetaImage files, written slab by slab; several processes may write into one pair of
+/// files.
+class CMapFiles : public stream::IAngleSink {
+  public:
+    struct SPaths {
+        std::string theta;
+        std::string phi; ///< empty in 2D
+    };
+
+    /// Makes the files in their full size. One process does, before the others open them.
+    static void Create(const SPaths& paths, const volume::SMetaImageHeader& header);
+
+    CMapFiles(const SPaths& paths, const volume::SMetaImageHeader& header);
+
+    void Write(const stream::SSliceRange& slices, const float* theta, const float* phi) override;
+    void Close();
+
+  private:
+    volume::CMetaImageParts m_theta;
+    std::unique_ptr<volume::CMetaImageParts> m_phi;
+};
+
+} // namespace TEVRA::jobs

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "jobs/Texts.h"
+
+#include <iomanip>
+#include <sstream>
+
+namespace TEVRA::jobs {
+
+std::string RoundedText(double number, int significantDigits) {
+    std::ostringstream text;
+    text << std::setprecision(significantDigits) << number;
+    return text.str();
+}
+
+std::string WithUnit(const std::string& number, const std::string& unit) {
+    return unit.empty() ? number : number + " " + unit;
+}
+
+std::string SizeText(const std::vector<long long>& size) {
+    std::string text;
+    for (const long long extent : size) {
+        text += (text.empty() ? "" : " x ") + std::to_string(extent);
+    }
+    return text;
+}
+
+std::vector<long long> ExtentsOf(const CSize& size) {
+    std::vector<long long> extents(static_cast<std::size_t>(size.Dim()));
+    for (std::size_t axis = 0; axis < extents.size(); ++axis) {
+        extents[axis] = size[static_cast<long long>(axis)];
+    }
+    return extents;
+}
+
+} // namespace TEVRA::jobs

@@ -1,0 +1,427 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "phantom/Phantom.h"
+
+#include "VexoBase/ProgressMonitor.h"
+#include "zeklib2image/HeaderTools.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <numbers>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+namespace TEVRA::phantom {
+namespace {
+
+using Vector = std::array<double, 3>;
+
+constexpr float NO_COLATITUDE = -1.0F;
+constexpr float NO_ANGLE = -4.1415925F; // -(pi + 1)
+constexpr std::int32_t NO_FIBER = -1;
+constexpr long long LARGEST_EXTENT = 100000; // keeps products of three extents far from overflow
+constexpr double LARGEST_VOLUME_FRACTION = 0.9;
+constexpr double SMALLEST_RADIUS_PX = 0.5; // a thinner cylinder can pass between pixel centres unseen
+constexpr double SMALLEST_DISTANCE_PX = 1.0;
+constexpr double EDGE_PX = 0.5; // half-width of the soft edge
+constexpr int PLACING_STEPS = 100;
+
+template <typename ValueT>
+[[noreturn]] void refuse(const char* quantity, ValueT seen, const char* allowed) {
+    std::ostringstream message;
+    message << "Phantom: " << quantity << " is " << seen << ", but must be " << allowed << ".";
+    throw std::invalid_argument(message.str());
+}
+
+void check_vector(const char* quantity, const Vector& vector) {
+    const bool finite =
+        std::all_of(vector.begin(), vector.end(), [](double component) { return std::isfinite(component); });
+    const bool zero =
+        std::all_of(vector.begin(), vector.end(), [](double component) { return component == 0.0; });
+    if (!finite || zero) {
+        std::ostringstream seen;
+        seen << vector[0] << "," << vector[1] << "," << vector[2];
+        refuse(quantity, seen.str(), "a finite vector other than 0,0,0");
+    }
+}
+
+void check_size(const SPhantomOptions& options) {
+    const CSize& size = options.sizePx;
+    if (size.Dim() != 2 && size.Dim() != 3) {
+        refuse("the number of dimensions", size.Dim(), "2 or 3");
+    }
+    if (!(std::isfinite(options.fiberRadiusPx) && options.fiberRadiusPx >= SMALLEST_RADIUS_PX)) {
+        refuse("the fiber radius in pixels", options.fiberRadiusPx, "0.5 or more");
+    }
+    for (int axis = 0; axis < size.Dim(); ++axis) {
+        if (size[axis] < 1 || size[axis] > LARGEST_EXTENT) {
+            refuse("an extent", size[axis], "1 to 100000 pixels");
+        }
+        if (2.0 * options.fiberRadiusPx > static_cast<double>(size[axis])) {
+            refuse("the fiber diameter in pixels", 2.0 * options.fiberRadiusPx,
+                   ("at most the smallest extent, " + std::to_string(size[axis])).c_str());
+        }
+    }
+}
+
+void check_grey(const SPhantomOptions& options) {
+    for (const double grey : {options.backgroundGrey, options.fiberGrey}) {
+        if (!(grey >= 0.0 && grey <= 255.0)) {
+            refuse("a grey value", grey, "0 to 255");
+        }
+    }
+    if (options.backgroundGrey == options.fiberGrey) {
+        refuse("the grey value of background and fibers", options.fiberGrey,
+               "different, or no fiber can be seen");
+    }
+    if (!(std::isfinite(options.noiseSd) && options.noiseSd >= 0.0)) {
+        refuse("the noise's standard deviation", options.noiseSd, "0 or more, and finite");
+    }
+    if (!(std::isfinite(options.spacingMm) && options.spacingMm > 0.0)) {
+        refuse("the spacing", options.spacingMm, "greater than 0, and finite");
+    }
+}
+
+void check_law(const SOneAxis& law, int dim) {
+    check_vector("the fiber axis", law.axis);
+    if (dim == 2 && law.axis[2] != 0.0) {
+        refuse("the z component of the fiber axis", law.axis[2], "0 in a 2D image");
+    }
+}
+
+void check_law(const SBetaFamily& law, int dim) {
+    check_vector("the symmetry axis", law.symmetryAxis);
+    if (!(std::isfinite(law.beta) && law.beta > 0.0)) {
+        refuse("beta", law.beta, "greater than 0, and finite");
+    }
+    if (dim == 2) {
+        throw std::invalid_argument(
+            "Phantom: the directions given by beta are spatial, but the image is 2D; give a third "
+            "extent, one axis, or planar directions.");
+    }
+}
+
+void check_law(const SPlanar& law, int dim) {
+    check_vector("the normal of the fibers' plane", law.normal);
+    if (dim == 2 && (law.normal[0] != 0.0 || law.normal[1] != 0.0)) {
+        throw std::invalid_argument(
+            "Phantom: the fibers' plane of a 2D image is its own, so that only the z axis can be "
+            "normal to it.");
+    }
+}
+
+void check_places(const SPhantomOptions& options) {
+    if (const auto* random = std::get_if<SRandomPlaces>(&options.places)) {
+        if (!(random->volumeFraction > 0.0 && random->volumeFraction <= LARGEST_VOLUME_FRACTION)) {
+            refuse("the volume fraction", random->volumeFraction, "greater than 0 and at most 0.9");
+        }
+        return;
+    }
+    if (!std::holds_alternative<SOneAxis>(options.directions)) {
+        throw std::invalid_argument(
+            "Phantom: a fiber through the centre or a grid of fibers needs one axis.");
+    }
+    if (const auto* grid = std::get_if<SParallelGrid>(&options.places)) {
+        if (!(std::isfinite(grid->distancePx) && grid->distancePx >= SMALLEST_DISTANCE_PX)) {
+            refuse("the distance of parallel fibers in pixels", grid->distancePx, "1 or more, and finite");
+        }
+    }
+}
+
+double dot(const Vector& a, const Vector& b) {
+    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
+
+/// Indices of the pixels along one axis whose coordinate lies within `reach` of `centre`.
+struct SInterval {
+    long long first;
+    long long last; // less than `first` if there are none
+};
+SInterval pixels_within(double centre, double reach, long long extent) {
+    return {std::max(0LL, static_cast<long long>(std::ceil(centre - reach))),
+            std::min(extent - 1, static_cast<long long>(std::floor(centre + reach)))};
+}
+
+/// Collects fibers: per pixel the nearest fiber and its distance.
+class CFiberField {
+  public:
+    CFiberField(const CSize& sizePx, double radiusPx)
+        : m_extent{sizePx[0], sizePx[1], sizePx[2]}, m_stride{1, m_extent[0], m_extent[0] * m_extent[1]},
+          m_flat(sizePx.Dim() == 2), m_radius(radiusPx),
+          m_reach(radiusPx + EDGE_PX), m_centre{centre_of(0), centre_of(1), centre_of(2)},
+          m_squaredDistance(sizePx.Elements(), std::numeric_limits<float>::infinity()),
+          m_owner(sizePx.Elements(), NO_FIBER) {}
+
+    bool IsFlat() const { return m_flat; }
+    const Vector& Centre() const { return m_centre; }
+    std::size_t PixelCount() const { return m_owner.size(); }
+    long long FiberPixelCount() const { return m_fiberPixelCount; }
+    const std::vector<SPhantomFiber>& Fibers() const { return m_fibers; }
+    /// Index of the fiber that the pixel belongs to, NO_FIBER if to none.
+    std::int32_t Owner(std::size_t pixel) const { return m_owner[pixel]; }
+    /// Share of the pixel that is fiber, by a linear ramp over the edge.
+    double Coverage(std::size_t pixel) const {
+        const double distance = std::sqrt(static_cast<double>(m_squaredDistance[pixel]));
+        return std::clamp(m_reach - distance, 0.0, 1.0);
+    }
+    /// Distance from the centre of the image beyond which no line is seen.
+    double LineReach() const { return std::sqrt(dot(m_centre, m_centre)) + m_reach; }
+
+    /// Adds the endless cylinder with this unit axis through this point, unless it misses the image.
+    void Add(const Vector& axis, const Vector& point) {
+        SWalk walk{};
+        walk.along = largest_component(axis);
+        // The in-plane axis of the smaller stride is the inner one.
+        walk.inner = walk.along == 0 ? 1 : 0;
+        walk.outer = walk.along == 2 ? 1 : 2;
+        // The cylinder's section with a plane across `along` is an ellipse; these are its half extents.
+        const double innerSlope = axis[walk.inner] / axis[walk.along];
+        const double outerSlope = axis[walk.outer] / axis[walk.along];
+        walk.innerReach = m_reach * std::sqrt(1.0 + innerSlope * innerSlope);
+        walk.outerReach = m_reach * std::sqrt(1.0 + outerSlope * outerSlope);
+
+        m_touched = false;
+        m_fibers.push_back({axis, point, 0});
+        for (long long plane = 0; plane < m_extent[walk.along]; ++plane) {
+            const double way = static_cast<double>(plane) - point[walk.along];
+            add_section(walk, plane, point[walk.inner] + way * innerSlope,
+                        point[walk.outer] + way * outerSlope);
+        }
+        if (!m_touched) {
+            m_fibers.pop_back();
+        }
+    }
+
+  private:
+    struct SWalk {
+        std::size_t along, inner, outer; // axes
+        double innerReach, outerReach;   // pixels
+    };
+
+    double centre_of(std::size_t axis) const { return 0.5 * static_cast<double>(m_extent[axis] - 1); }
+
+    static std::size_t largest_component(const Vector& axis) {
+        std::size_t largest = 0;
+        for (std::size_t i = 1; i < 3; ++i) {
+            if (std::abs(axis[i]) > std::abs(axis[largest])) {
+                largest = i;
+            }
+        }
+        return largest;
+    }
+
+    /// The cylinder's pixels in one plane, which its axis pierces at (innerCentre, outerCentre).
+    void add_section(const SWalk& walk, long long plane, double innerCentre, double outerCentre) {
+        const Vector& axis = m_fibers.back().axis;
+        const SInterval outer = pixels_within(outerCentre, walk.outerReach, m_extent[walk.outer]);
+        const SInterval inner = pixels_within(innerCentre, walk.innerReach, m_extent[walk.inner]);
+        for (long long j = outer.first; j <= outer.last; ++j) {
+            const double outerOffset = static_cast<double>(j) - outerCentre;
+            for (long long i = inner.first; i <= inner.last; ++i) {
+                const double innerOffset = static_cast<double>(i) - innerCentre;
+                const double alongAxis = innerOffset * axis[walk.inner] + outerOffset * axis[walk.outer];
+                const double squaredDistance =
+                    innerOffset * innerOffset + outerOffset * outerOffset - alongAxis * alongAxis;
+                if (squaredDistance <= m_reach * m_reach) {
+                    offer(static_cast<std::size_t>(plane * m_stride[walk.along] + i * m_stride[walk.inner] +
+                                                   j * m_stride[walk.outer]),
+                          static_cast<float>(std::max(0.0, squaredDistance)));
+                }
+            }
+        }
+    }
+
+    /// The newest fiber takes the pixel over if it is nearer than the one before.
+    void offer(std::size_t pixel, float squaredDistance) {
+        m_touched = true;
+        if (!(squaredDistance < m_squaredDistance[pixel])) {
+            return;
+        }
+        m_squaredDistance[pixel] = squaredDistance;
+        if (static_cast<double>(squaredDistance) > m_radius * m_radius) {
+            return;
+        }
+        if (m_owner[pixel] == NO_FIBER) {
+            ++m_fiberPixelCount;
+        } else {
+            --m_fibers[static_cast<std::size_t>(m_owner[pixel])].pixelCount;
+        }
+        m_owner[pixel] = static_cast<std::int32_t>(m_fibers.size() - 1);
+        ++m_fibers.back().pixelCount;
+    }
+
+    std::array<long long, 3> m_extent;
+    std::array<long long, 3> m_stride;
+    bool m_flat;
+    double m_radius;
+    double m_reach; // where the soft edge ends
+    Vector m_centre;
+    std::vector<float> m_squaredDistance; // to the nearest axis, in pixels
+    std::vector<std::int32_t> m_owner;
+    std::vector<SPhantomFiber> m_fibers;
+    long long m_fiberPixelCount = 0;
+    bool m_touched = false;
+};
+
+Vector displaced(const Vector& point, const SPerpendicularFrame& frame, const std::array<double, 2>& offset) {
+    Vector moved{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        moved[i] = point[i] + offset[0] * frame.first[i] + offset[1] * frame.second[i];
+    }
+    return moved;
+}
+
+void place(const SRandomPlaces& places, const DirectionLaw& law, CRandomNumbers& random, CFiberField& field) {
+    const double wanted = places.volumeFraction * static_cast<double>(field.PixelCount());
+    const double reach = field.LineReach();
+    CProgressReport progress(CProgressMonitor::Obj(), PLACING_STEPS, "Placing fibers");
+    int step = 0;
+    while (static_cast<double>(field.FiberPixelCount()) < wanted) {
+        const Vector axis = DrawAxis(law, random);
+        std::array<double, 2> offset{};
+        if (field.IsFlat()) {
+            offset[0] = 2.0 * random.Uniform() - 1.0;
+        } else {
+            offset = random.InDisc();
+        }
+        field.Add(axis, displaced(field.Centre(), PerpendicularFrame(axis),
+                                  {reach * offset[0], reach * offset[1]}));
+        const double done = static_cast<double>(field.FiberPixelCount()) / wanted;
+        for (; step < PLACING_STEPS && step < static_cast<int>(PLACING_STEPS * std::min(done, 1.0)); ++step) {
+            progress.Step();
+        }
+    }
+}
+
+void place(const SThroughCentre& /*places*/, const DirectionLaw& law, CRandomNumbers& random,
+           CFiberField& field) {
+    field.Add(DrawAxis(law, random), field.Centre());
+}
+
+void place(const SParallelGrid& places, const DirectionLaw& law, CRandomNumbers& random, CFiberField& field) {
+    const Vector axis = DrawAxis(law, random);
+    const SPerpendicularFrame frame = PerpendicularFrame(axis);
+    const auto rings = static_cast<long long>(field.LineReach() / places.distancePx);
+    const long long columns = field.IsFlat() ? 0 : rings;
+    CProgressReport progress(CProgressMonitor::Obj(), 2 * rings + 1, "Placing fibers");
+    for (long long row = -rings; row <= rings; ++row) {
+        for (long long column = -columns; column <= columns; ++column) {
+            field.Add(axis, displaced(field.Centre(), frame,
+                                      {places.distancePx * static_cast<double>(row),
+                                       places.distancePx * static_cast<double>(column)}));
+        }
+        progress.Step();
+    }
+}
+
+void set_spacing(CImage& image, double spacingMm) {
+    CVexoHeaderTools::SetSpacing(image, spacingMm, spacingMm, spacingMm);
+}
+
+std::unique_ptr<CImage> make_image(const SPhantomOptions& options, const CFiberField& field,
+                                   CRandomNumbers& random) {
+    auto image = std::make_unique<CImage>(IMAGE_GREY_8, options.sizePx, CSize(0, 0, 0));
+    set_spacing(*image, options.spacingMm);
+    auto* pixels = image->Pixels<unsigned char>();
+    const std::size_t planes = options.sizePx[2];
+    const std::size_t planePixels = field.PixelCount() / planes;
+    CProgressReport progress(CProgressMonitor::Obj(), static_cast<long long>(planes), "Drawing the image");
+    for (std::size_t plane = 0; plane < planes; ++plane) {
+        for (std::size_t pixel = plane * planePixels; pixel < (plane + 1) * planePixels; ++pixel) {
+            double grey =
+                options.backgroundGrey + (options.fiberGrey - options.backgroundGrey) * field.Coverage(pixel);
+            if (options.noiseSd > 0.0) {
+                grey += options.noiseSd * random.Normal();
+            }
+            pixels[pixel] = static_cast<unsigned char>(std::floor(std::clamp(grey, 0.0, 255.0) + 0.5));
+        }
+        progress.Step();
+    }
+    return image;
+}
+
+struct SAngles {
+    float theta;
+    float phi;
+};
+
+SAngles angles_of(const Vector& axis, bool flat) {
+    if (flat) {
+        const double sign = axis[1] < 0.0 ? -1.0 : 1.0;
+        // Adding 0 makes negative zeros positive: the angle along -x is pi, never -pi.
+        return {static_cast<float>(std::atan2(sign * axis[1] + 0.0, sign * axis[0] + 0.0)), NO_ANGLE};
+    }
+    return {static_cast<float>(std::acos(std::min(axis[2], 1.0))),
+            static_cast<float>(std::atan2(axis[1], axis[0]))};
+}
+
+void add_truth(const SPhantomOptions& options, const CFiberField& field, SPhantom& phantom) {
+    std::vector<SAngles> angles;
+    angles.reserve(field.Fibers().size());
+    for (const SPhantomFiber& fiber : field.Fibers()) {
+        angles.push_back(angles_of(fiber.axis, field.IsFlat()));
+    }
+    const SAngles none{field.IsFlat() ? NO_ANGLE : NO_COLATITUDE, NO_ANGLE};
+
+    const auto new_map = [&options]() {
+        auto map = std::make_unique<CImage>(IMAGE_GREY_F, options.sizePx, CSize(0, 0, 0));
+        set_spacing(*map, options.spacingMm);
+        return map;
+    };
+    phantom.theta = new_map();
+    phantom.phi = field.IsFlat() ? nullptr : new_map();
+    auto* theta = phantom.theta->Pixels<float>();
+    auto* phi = phantom.phi ? phantom.phi->Pixels<float>() : nullptr;
+    for (std::size_t pixel = 0; pixel < field.PixelCount(); ++pixel) {
+        const std::int32_t owner = field.Owner(pixel);
+        const SAngles& here = owner == NO_FIBER ? none : angles[static_cast<std::size_t>(owner)];
+        theta[pixel] = here.theta;
+        if (phi != nullptr) {
+            phi[pixel] = here.phi;
+        }
+    }
+}
+
+void add_tensor(const CFiberField& field, SPhantom& phantom) {
+    phantom.fiberPixelCount = field.FiberPixelCount();
+    phantom.volumeFraction =
+        static_cast<double>(field.FiberPixelCount()) / static_cast<double>(field.PixelCount());
+    phantom.fibers = field.Fibers();
+    for (const SPhantomFiber& fiber : phantom.fibers) {
+        const double share =
+            static_cast<double>(fiber.pixelCount) / static_cast<double>(phantom.fiberPixelCount);
+        for (std::size_t i = 0; i < 3; ++i) {
+            for (std::size_t j = 0; j < 3; ++j) {
+                phantom.tensor[i][j] += share * (fiber.axis[i] * fiber.axis[j]);
+            }
+        }
+    }
+}
+
+} // namespace
+
+SPhantom MakePhantom(const SPhantomOptions& options) {
+    check_size(options);
+    check_grey(options);
+    std::visit([&options](const auto& law) { check_law(law, options.sizePx.Dim()); }, options.directions);
+    check_places(options);
+
+    CRandomNumbers random(options.seed);
+    CFiberField field(options.sizePx, options.fiberRadiusPx);
+    std::visit([&](const auto& places) { place(places, options.directions, random, field); }, options.places);
+    if (field.FiberPixelCount() == 0) {
+        throw std::invalid_argument(
+            "Phantom: no pixel's centre lies in a fiber; give a larger fiber radius.");
+    }
+
+    SPhantom phantom;
+    phantom.image = make_image(options, field, random);
+    add_truth(options, field, phantom);
+    add_tensor(field, phantom);
+    return phantom;
+}
+
+} // namespace TEVRA::phantom

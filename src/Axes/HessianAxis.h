@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "Axes/Markers.h"
+#include "Numeric/Matrix.h"
+
+#include <array>
+#include <cstddef>
+
+namespace TEVRA::Impl {
+
+/// Angles of an axis in space, in radians: colatitude in [0, pi/2], longitude in (-pi, pi].
+struct SAxisAngles {
+    float colatitudeRad;
+    float longitudeRad;
+};
+
+/// The angles of a unit axis, folded into the upper half-space. A negative zero counts as zero.
+SAxisAngles AnglesOfAxis(const std::array<double, 3>& axis);
+
+/// The angle from the x axis of a unit axis in the plane, folded into [0, pi]. A negative zero counts as
+/// zero.
+float AngleOfAxis(const std::array<double, 2>& axis);
+
+/// Which eigenvector of a Hessian: that of the smallest or largest absolute eigenvalue.
+enum class EEigenvalue { smallest, largest };
+
+/// Fiber axis from a Hessian matrix: the unit eigenvector of its smallest (along a fiber) or largest absolute
+/// eigenvalue, of either sign. In closed form (HessianKernel.h), or by the host's decomposition where that
+/// loses digits and where eigenvalues are equal in magnitude, or all zero: then it is the one that the
+/// decomposition gives.
+///
+/// Holds the matrices of the decomposition, so that one object serves many pixels without allocating.
+template <std::size_t Dim>
+class CHessianAxis {
+  public:
+    explicit CHessianAxis(EEigenvalue which);
+
+    /// Entry (row, col) of the Hessian's upper triangle; the lower follows by symmetry.
+    void Set(std::size_t row, std::size_t col, double value) {
+        m_hessian(row, col) = value;
+        m_hessian(col, row) = value;
+    }
+
+    /// Writes the axis of the Hessian that was set. @return false if the decomposition failed.
+    [[nodiscard]] bool Compute(std::array<double, Dim>& axis);
+
+    /// The same by decomposition alone.
+    [[nodiscard]] bool Decompose(std::array<double, Dim>& axis);
+
+  private:
+    CMatrix<double> m_hessian;
+    CMatrix<double> m_u;
+    CMatrix<double> m_s;
+    CMatrix<double> m_v;
+    EEigenvalue m_which;
+};
+
+extern template class CHessianAxis<2>;
+extern template class CHessianAxis<3>;
+
+} // namespace TEVRA::Impl
