@@ -7,7 +7,7 @@
 #include "stream/SlabReader.h"
 #include "stream/SliceSmoothing.h"
 
-#include "FilterOrientations/Threshold.h"
+#include "Utils/Threshold.h"
 #include "Utils/visitors/PointOperationStatistics.h"
 #include "VexoBase/ProgressMonitor.h"
 #include "VexoSegmentation/Otsu.h"

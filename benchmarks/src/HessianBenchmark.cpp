@@ -6,10 +6,10 @@
 #include "Axes/RowKernels.h"
 #include "FilterOrientations/FilterOrientations.h"
 #include "FilterOrientations/HessianOrientations.h"
-#include "FilterOrientations/Threshold.h"
 #include "Numeric/Matrix.h"
 #include "Utils/HistogramBin.h"
 #include "Utils/InstructionSet.h"
+#include "Utils/Threshold.h"
 #include "VexoFilter/YoungVanVliet.h"
 #include "phantom/Phantom.h"
 

@@ -4,13 +4,13 @@
 #include "Axes/OrientationSums.h"
 #include "FilterBank/FilterMask.h"
 #include "FilterOrientations/PointsOnSphere.h"
-#include "FilterOrientations/Threshold.h"
 #include "Numeric/Matrix.h"
+#include "Utils/GreyPixels.h"
 #include "Utils/PixelRows.h"
 #include "Utils/SaturatedFloat.h"
+#include "Utils/Threshold.h"
 #include "Utils/visitors/PointOperationStatistics.h"
 #include "Utils/visitors/PointOperations.h"
-#include "VexoSegmentation/Otsu.h"
 #include "VexoSpectral/FourierTransformation.h"
 #include "zeklib2core/Exception.h"
 #include "zeklib2core/String.h"
@@ -46,60 +46,6 @@ using Complex = std::complex<float>;
 
 [[noreturn]] void throw_at(const char* function, int line, const CString& message) {
     throw_at(function, line, message.c_str());
-}
-
-/// Calls `operation.operator()<PixelT>()` for the C type of a grey-value image's pixels.
-/// @throws CException, in the name of `function`, for images of another type.
-template <typename OperationT>
-auto for_grey_pixels(const IImage& image, const char* function, const OperationT& operation) {
-    if (image.Type() == IMAGE_GREY_8) {
-        return operation.template operator()<unsigned char>();
-    }
-    if (image.Type() == IMAGE_GREY_16) {
-        return operation.template operator()<unsigned short>();
-    }
-    if (image.Type() == IMAGE_GREY_F) {
-        return operation.template operator()<float>();
-    }
-    CString message("Not implemented for this image type '%1'.", CString::eEncodingUtf8);
-    throw_at(function, __LINE__, message.Arg(image.Type().ToString()));
-}
-
-/// A threshold, and whether the histogram behind it was counted to the end or cancelled before.
-struct SThreshold {
-    double value;
-    bool isComplete;
-};
-
-template <typename PixelT>
-SThreshold integer_threshold(const IImage& image, double factor) {
-    Histogram histogram;
-    visitors::CAnalyzerHistogram<PixelT, unsigned long long> counter(histogram);
-    const bool isComplete = Visit::VisitImageData(image, counter, CProgressMonitor::Obj());
-    return {static_cast<double>(COtsu::CalculateThreshold(histogram)) * factor, isComplete};
-}
-
-SThreshold float_threshold(const IImage& image, double factor) {
-    visitors::CAnalyzerMinMax<float> range;
-    if (!Visit::VisitImageData(image, range, CProgressMonitor::Obj())) {
-        return {static_cast<double>(range.Min()), false};
-    }
-    Histogram histogram;
-    visitors::CAnalyzerHistogram<float, unsigned long long> counter(histogram, range.Min(), range.Max(),
-                                                                    Impl::FLOAT_HISTOGRAM_BINS);
-    const bool isComplete = Visit::VisitImageData(image, counter, CProgressMonitor::Obj());
-    const unsigned long long bin = COtsu::CalculateThreshold(histogram);
-    return {Impl::ThresholdOfFloatBin(bin, factor, range.Min(), range.Max()), isComplete};
-}
-
-SThreshold threshold_of(const IImage& image, double factor) {
-    return for_grey_pixels(image, "TEVRA::CFilterOrientations::ComputeThreshold", [&]<typename PixelT>() {
-        if constexpr (std::is_same_v<PixelT, float>) {
-            return float_threshold(image, factor);
-        } else {
-            return integer_threshold<PixelT>(image, factor);
-        }
-    });
 }
 
 /// Twice the larger width, rounded; never less than no pixel, whatever the widths.
@@ -477,7 +423,7 @@ bool CFilterOrientations::mask_out(IImage& index, const IImage& image, const IIm
         return true;
     }
     constexpr double OTSU_FACTOR = 1.05;
-    const SThreshold threshold = threshold_of(image, OTSU_FACTOR);
+    const Impl::SThreshold threshold = Impl::ForegroundThreshold(image, OTSU_FACTOR);
     MaskOutOrientations(index, image, threshold.value, EXCLUDED);
     return threshold.isComplete;
 }
@@ -558,29 +504,31 @@ bool CFilterOrientations::filter_image(IImage& response, IImage& maskBuffer, con
 }
 
 IImage* CFilterOrientations::PadZeros(const IImage& image) {
-    return for_grey_pixels(image, "TEVRA::CFilterOrientations::PadZeros", [&]<typename PixelT>() {
-        CSize size = image.Size();
-        for (int axis = 0; axis < size.Dim(); ++axis) {
-            size.Set(axis, size[axis] + 2LL * m_padWidth);
-        }
-        std::unique_ptr<IImage> padded(CZekImageFactory::Obj().CreateImage(image.Type(), size));
-        visitors::CInitializer<PixelT> initializer(PixelT{0});
-        Visit::VisitImageData(*padded, initializer, Progress());
+    return Impl::ForGreyPixels(
+        image, TEVRA_LOCATION(SOURCE, "TEVRA::CFilterOrientations::PadZeros", __LINE__),
+        [&]<typename PixelT>() {
+            CSize size = image.Size();
+            for (int axis = 0; axis < size.Dim(); ++axis) {
+                size.Set(axis, size[axis] + 2LL * m_padWidth);
+            }
+            std::unique_ptr<IImage> padded(CZekImageFactory::Obj().CreateImage(image.Type(), size));
+            visitors::CInitializer<PixelT> initializer(PixelT{0});
+            Visit::VisitImageData(*padded, initializer, Progress());
 
-        const auto source = Impl::PixelsOf<PixelT>(image, "input image");
-        const auto target = Impl::WritablePixelsOf<PixelT>(*padded, "padded image");
-        const long long padZ = size.Dim() == 3 ? m_padWidth : 0;
-        for (long long z = 0; z < source.Size(2); ++z) {
-            for (long long y = 0; y < source.Size(1); ++y) {
-                const Impl::CPixelRow from(source, y, z);
-                const Impl::CPixelRow to(target, y + m_padWidth, z + padZ);
-                for (long long x = 0; x < source.Size(0); ++x) {
-                    to[x + m_padWidth] = from[x];
+            const auto source = Impl::PixelsOf<PixelT>(image, "input image");
+            const auto target = Impl::WritablePixelsOf<PixelT>(*padded, "padded image");
+            const long long padZ = size.Dim() == 3 ? m_padWidth : 0;
+            for (long long z = 0; z < source.Size(2); ++z) {
+                for (long long y = 0; y < source.Size(1); ++y) {
+                    const Impl::CPixelRow from(source, y, z);
+                    const Impl::CPixelRow to(target, y + m_padWidth, z + padZ);
+                    for (long long x = 0; x < source.Size(0); ++x) {
+                        to[x + m_padWidth] = from[x];
+                    }
                 }
             }
-        }
-        return padded.release();
-    });
+            return padded.release();
+        });
 }
 
 void CFilterOrientations::AssignToMaximum(IImage& index, IImage& best, const IImage& filtered,
@@ -611,21 +559,23 @@ void CFilterOrientations::AssignToMaximum(IImage& index, IImage& best, const IIm
 
 void CFilterOrientations::MaskOutOrientations(IImage& index, const IImage& image, double threshold,
                                               unsigned char label) {
-    for_grey_pixels(image, "TEVRA::CFilterOrientations::MaskOutOrientations", [&]<typename PixelT>() {
-        const auto numbers = Impl::WritablePixelsOf<unsigned char>(index, "index image");
-        const auto values = Impl::PixelsOf<PixelT>(image, "input image");
-        for (long long z = 0; z < numbers.Size(2); ++z) {
-            for (long long y = 0; y < numbers.Size(1); ++y) {
-                const Impl::CPixelRow number(numbers, y, z);
-                const Impl::CPixelRow value(values, y, z);
-                for (long long x = 0; x < numbers.Size(0); ++x) {
-                    if (threshold > static_cast<double>(value[x])) {
-                        number[x] = label;
-                    }
-                }
-            }
-        }
-    });
+    Impl::ForGreyPixels(image,
+                        TEVRA_LOCATION(SOURCE, "TEVRA::CFilterOrientations::MaskOutOrientations", __LINE__),
+                        [&]<typename PixelT>() {
+                            const auto numbers = Impl::WritablePixelsOf<unsigned char>(index, "index image");
+                            const auto values = Impl::PixelsOf<PixelT>(image, "input image");
+                            for (long long z = 0; z < numbers.Size(2); ++z) {
+                                for (long long y = 0; y < numbers.Size(1); ++y) {
+                                    const Impl::CPixelRow number(numbers, y, z);
+                                    const Impl::CPixelRow value(values, y, z);
+                                    for (long long x = 0; x < numbers.Size(0); ++x) {
+                                        if (threshold > static_cast<double>(value[x])) {
+                                            number[x] = label;
+                                        }
+                                    }
+                                }
+                            }
+                        });
 }
 
 void CFilterOrientations::MaskOutOrientations(IImage& index, const IImage& mask, unsigned char label) {
@@ -772,7 +722,7 @@ bool CFilterOrientations::BestOrientation(IMatrix<double>& vector, const CPos& p
 }
 
 double CFilterOrientations::ComputeThreshold(const IImage& image, double factor) {
-    return threshold_of(image, factor).value;
+    return Impl::ForegroundThreshold(image, factor).value;
 }
 
 } // namespace TEVRA
