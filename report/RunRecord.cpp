@@ -16,41 +16,6 @@ Json value_or_null(const std::optional<T>& value) {
     return value ? Json(*value) : Json(nullptr);
 }
 
-const char* name_of(ESpacingOrigin origin) {
-    switch (origin) {
-    case ESpacingOrigin::header:
-        return "header";
-    case ESpacingOrigin::option:
-        return "option";
-    case ESpacingOrigin::none:
-        break;
-    }
-    return "none";
-}
-
-Json spacing_json(const SRunRecord::SInput& input) {
-    if (!input.spacing) {
-        return nullptr;
-    }
-    return Json(std::vector<double>(input.spacing->begin(), input.spacing->begin() + input.sizePx.size()));
-}
-
-Json input_json(const SRunRecord::SInput& input) {
-    Json json;
-    json["path"] = input.path;
-    json["format"] = input.format;
-    json["size_px"] = input.sizePx;
-    json["pixel_type"] = input.storedType;
-    json["spacing"] = spacing_json(input);
-    json["length_unit"] = input.lengthUnit.empty() ? Json(nullptr) : Json(input.lengthUnit);
-    json["spacing_origin"] = name_of(input.spacingOrigin);
-    json["converted_to_8_bit"] = input.greyWindow.has_value();
-    json["grey_window"] = input.greyWindow ? Json{input.greyWindow->lo, input.greyWindow->hi} : Json(nullptr);
-    json["nan_pixels"] = input.nanPixels;
-    json["infinite_pixels"] = input.infinitePixels;
-    return json;
-}
-
 Json parameters_json(const SRunRecord::SParameters& parameters) {
     Json json;
     json["fiber_radius"] = parameters.fiberRadius;
@@ -62,14 +27,6 @@ Json parameters_json(const SRunRecord::SParameters& parameters) {
     json["threads"] = parameters.threads;
     json["processes"] = parameters.processes;
     json["summary"] = parameters.summary;
-    return json;
-}
-
-Json foreground_json(const SRunRecord::SForeground& foreground) {
-    Json json;
-    json["threshold"] = value_or_null(foreground.threshold);
-    json["pixels"] = foreground.pixels;
-    json["share"] = static_cast<double>(foreground.pixels) / static_cast<double>(foreground.ofPixels);
     return json;
 }
 
@@ -95,20 +52,16 @@ Json seconds_json(const SRunRecord& record) {
 } // namespace
 
 std::string RunJson(const SRunRecord& record) {
-    Json json;
-    json["program"] = "tevra";
-    json["version"] = record.version;
-    json["command"] = "analyze";
-    json["start_time"] = record.startTime;
-    json["input"] = input_json(record.input);
+    Json json = RecordHead("analyze", record.version, record.startTime);
+    json["input"] = ToJson(record.input);
     json["parameters"] = parameters_json(record.parameters);
-    json["foreground"] = foreground_json(record.foreground);
+    json["foreground"] = ToJson(record.foreground);
     json["memory"] = memory_json(record.memory);
     json["seconds"] = seconds_json(record);
     if (!record.idleSeconds.empty()) {
         json["idle_seconds"] = record.idleSeconds;
     }
-    json["files"] = record.files;
+    json["files"] = FilesJson(record.files);
     return ToText(json);
 }
 
