@@ -2,38 +2,22 @@
 #pragma once
 
 #include "Utils/TaskRunner.h"
+#include "VexoBase/Workers.h"
 
 #include <functional>
-#include <memory>
 
 namespace TEVRA::stream {
 
-/// The threads that compute, read and write: the calling one and others.
-class CWorkers : public ITaskRunner {
+/// The host's workers, which may also be lent to the library.
+class CWorkers : public Impl::CWorkers, public ITaskRunner {
   public:
-    /// @param threads 1 or more; may exceed the machine's cores.
-    explicit CWorkers(int threads);
-    ~CWorkers() override;
-
-    int Count() const noexcept { return m_count; }
-
-    /// Calls `work(task, worker)` for tasks 0 to `tasks` - 1, several at a time, in no certain order.
-    /// @param work two threads never work under the same number of a worker (below `Count`) at a time; tasks
-    /// see no progress monitor. An exception of a task ends the others early and passes through.
-    void Run(long long tasks, const std::function<void(long long task, int worker)>& work);
-
-    /// The same with something to read or write on the side: one of the threads does it first, while the
-    /// others begin with the tasks.
-    void Run(long long tasks, const std::function<void(long long task, int worker)>& work,
-             const std::function<void()>& aside);
+    using Impl::CWorkers::CWorkers;
+    using Impl::CWorkers::Run;
 
     /// The same for tasks that do not care who does them.
-    void Run(long long count, const std::function<void(long long task)>& task) override;
-
-  private:
-    struct SArena;
-    int m_count;
-    std::unique_ptr<SArena> m_arena; // none for one thread
+    void Run(long long count, const std::function<void(long long task)>& task) override {
+        Run(count, [&task](long long number, int /*worker*/) { task(number); });
+    }
 };
 
 } // namespace TEVRA::stream

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "VexoSpectral/InverseTransform.h"
 
-#include "VexoSpectral/Workers.h"
+#include "VexoBase/Workers.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -82,15 +82,17 @@ void CInverseTransform::Run(const SPixels<const std::byte>& spectrum, const SPix
     while (m_workers.size() < workers) {
         m_workers.push_back(std::make_unique<SWorker>(*this));
     }
-    const auto workerCount = static_cast<int>(workers);
-    ShareWork(m_z.extent / 2 + 1, workerCount, [&](std::size_t kz, std::size_t worker) {
+    CWorkers pool(static_cast<int>(workers));
+    pool.Run(static_cast<long long>(m_z.extent / 2 + 1), [&](long long kz, int worker) {
         for (std::size_t first = 0; first < m_columns; first += m_stripWidth) {
-            transform_planes(*m_workers[worker], spectrum, image, kz,
+            transform_planes(*m_workers[static_cast<std::size_t>(worker)], spectrum, image,
+                             static_cast<std::size_t>(kz),
                              {first, std::min(m_stripWidth, m_columns - first)});
         }
     });
-    ShareWork(m_y.extent, workerCount,
-              [&](std::size_t y, std::size_t worker) { transform_slab(*m_workers[worker], image, y); });
+    pool.Run(static_cast<long long>(m_y.extent), [&](long long y, int worker) {
+        transform_slab(*m_workers[static_cast<std::size_t>(worker)], image, static_cast<std::size_t>(y));
+    });
 }
 
 void CInverseTransform::transform_planes(SWorker& worker, const SPixels<const std::byte>& spectrum,

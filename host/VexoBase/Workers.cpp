@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "stream/Workers.h"
+#include "VexoBase/Workers.h"
 
 #include "VexoBase/ForkJoin.h"
 
@@ -8,19 +8,22 @@
 #include <oneapi/tbb/parallel_for.h>
 #include <oneapi/tbb/task_arena.h>
 
-#include <algorithm>
 #include <cstddef>
+#include <optional>
 
-namespace TEVRA::stream {
+namespace TEVRA::Impl {
 
 struct CWorkers::SArena {
-    explicit SArena(int threads)
-        // More threads than cores may be asked for; without this they would be refused, with a warning.
-        : permission(tbb::global_control::max_allowed_parallelism,
-                     static_cast<std::size_t>(std::max(threads, tbb::info::default_concurrency()))),
-          arena(threads) {}
+    explicit SArena(int threads) : arena(threads) {
+        if (threads > tbb::info::default_concurrency()) {
+            // More threads than cores were asked for; without this they would be refused, with a warning on
+            // stderr.
+            permission.emplace(tbb::global_control::max_allowed_parallelism,
+                               static_cast<std::size_t>(threads));
+        }
+    }
 
-    tbb::global_control permission;
+    std::optional<tbb::global_control> permission;
     tbb::task_arena arena;
 };
 
@@ -39,13 +42,13 @@ void CWorkers::Run(long long tasks, const std::function<void(long long task, int
         }
         return;
     }
-    Impl::CForkJoin forkJoin;
+    CForkJoin forkJoin;
     m_arena->arena.execute([tasks, &work, &forkJoin] {
         tbb::parallel_for(
             0LL, tasks,
             [&work, &forkJoin](long long task) {
                 const int worker = tbb::this_task_arena::current_thread_index();
-                const Impl::CForkJoin::CTask running(forkJoin, worker);
+                const CForkJoin::CTask running(forkJoin, worker);
                 work(task, worker);
             },
             tbb::simple_partitioner());
@@ -53,18 +56,14 @@ void CWorkers::Run(long long tasks, const std::function<void(long long task, int
 }
 
 void CWorkers::Run(long long tasks, const std::function<void(long long task, int worker)>& work,
-                   const std::function<void()>& aside) {
-    Run(tasks + 1, [&work, &aside](long long task, int worker) {
+                   const std::function<void()>& background) {
+    Run(tasks + 1, [&work, &background](long long task, int worker) {
         if (task == 0) {
-            aside();
+            background();
         } else {
             work(task - 1, worker);
         }
     });
 }
 
-void CWorkers::Run(long long count, const std::function<void(long long task)>& task) {
-    Run(count, [&task](long long number, int /*worker*/) { task(number); });
-}
-
-} // namespace TEVRA::stream
+} // namespace TEVRA::Impl
