@@ -112,11 +112,17 @@ const char* const THREADS_OPTION_HELP =
     "Number of threads to use; results do not depend on it. Default: all cores";
 
 int ReadThreads(const std::optional<std::string>& text) {
-    constexpr long long MOST_THREADS = 1024;
+    const auto cores = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
     if (!text) {
-        return static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+        return cores;
     }
-    return static_cast<int>(std::min(ReadWholeNumber({"--threads", *text}, 1), MOST_THREADS));
+    const long long threads = ReadWholeNumber({"--threads", *text}, 1);
+    if (threads > MOST_THREADS) {
+        throw CUsageError("--threads: '" + *text + "' is more than " + std::to_string(MOST_THREADS) +
+                          ", the most that are started; this machine has " + std::to_string(cores) +
+                          (cores == 1 ? " core" : " cores"));
+    }
+    return static_cast<int>(threads);
 }
 
 } // namespace TEVRA::apps

@@ -27,7 +27,9 @@ double ReadPositiveNumber(const SArgument& argument);
 long long ReadWholeNumber(const SArgument& argument, long long smallest);
 /// What the option --threads takes, for help texts.
 extern const char* const THREADS_OPTION_HELP;
-/// The value of --threads: at least 1, by default as many as the machine has cores.
+/// More threads than this are not started.
+inline constexpr int MOST_THREADS = 1024;
+/// The value of --threads: 1 to MOST_THREADS, by default as many as the machine has cores.
 int ReadThreads(const std::optional<std::string>& text);
 
 /// An amount of memory, as in "512M" or "1.5G"; units of 1024. @return bytes, 1 or more.

@@ -35,6 +35,18 @@ std::string wrapped(const std::string& text, std::size_t width) {
     return result;
 }
 
+/// All lines but the first begin with blanks.
+std::string indented(const std::string& text, std::size_t blanks) {
+    std::string result;
+    for (const char c : text) {
+        result += c;
+        if (c == '\n') {
+            result.append(blanks, ' ');
+        }
+    }
+    return result;
+}
+
 class CHelpFormatter : public CLI::Formatter {
   public:
     CHelpFormatter() {
@@ -48,7 +60,8 @@ class CHelpFormatter : public CLI::Formatter {
     }
 
     std::string make_usage(const CLI::App* app, std::string name) const override {
-        std::string usage = "Usage: " + name;
+        const std::string label = "Usage: ";
+        std::string usage = label + name;
         for (const CLI::Option* option : app->get_options()) {
             if (option->get_positional()) {
                 usage += " " + option->get_name(true);
@@ -57,7 +70,8 @@ class CHelpFormatter : public CLI::Formatter {
             }
         }
         const bool hasCommands = !app->get_subcommands({}).empty();
-        return usage + (hasCommands ? " COMMAND ...\n" : " [OPTIONS]\n");
+        usage += hasCommands ? " COMMAND ..." : " [OPTIONS]";
+        return indented(wrapped(usage, COLUMNS - label.size()), label.size()) + "\n";
     }
 
     std::string make_subcommand(const CLI::App* command) const override {

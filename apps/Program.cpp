@@ -5,6 +5,7 @@
 #include "apps/Failure.h"
 #include "apps/HelpFormatter.h"
 #include "apps/Interruption.h"
+#include "apps/NearestName.h"
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
@@ -16,6 +17,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -51,16 +53,65 @@ std::vector<std::string> arguments_last_first(int argc, const char* const* argv)
     return arguments;
 }
 
+/// What the parser could not place and what looks like an option: its name, without a value behind it.
+std::optional<std::string> unknown_option(const CLI::App& parser) {
+    for (const std::string& argument : parser.remaining()) {
+        const bool isOption = argument.size() > 1 && argument[0] == '-' && argument != "--" &&
+                              std::isdigit(static_cast<unsigned char>(argument[1])) == 0;
+        if (isOption) {
+            return argument.substr(0, argument.find('='));
+        }
+    }
+    return std::nullopt;
+}
+
+std::vector<std::string> option_names(const CLI::App& parser) {
+    std::vector<std::string> names;
+    for (const CLI::Option* option : parser.get_options()) {
+        for (const std::string& name : option->get_lnames()) {
+            names.push_back("--" + name);
+        }
+    }
+    return names;
+}
+
+std::vector<std::string> command_names(const CLI::App& program) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : program.get_subcommands({})) {
+        names.push_back(command->get_name());
+    }
+    return names;
+}
+
+/// "REFUSAL; did you mean 'NAME'? See 'HELP'", if a name is near; else "REFUSAL; see 'HELP'".
+std::string with_nearest(const std::string& refusal, const std::optional<std::string>& nearest,
+                         const std::string& help) {
+    return nearest ? refusal + "; did you mean " + *nearest + "? See '" + help + "'"
+                   : refusal + "; see '" + help + "'";
+}
+
+/// An unknown option comes before all else: what is missing is missing because of it, more often than not.
 std::string usage_message(const CLI::App& program, const std::string& firstArgument,
                           const CLI::ParseError& error) {
     const std::vector<CLI::App*> commands = program.get_subcommands();
+    if (const auto unknown = unknown_option(program)) {
+        return with_nearest(*unknown + " is no option of tevra", NearestName(*unknown, option_names(program)),
+                            "tevra --help");
+    }
     if (!commands.empty()) {
-        return std::string(error.what()) + "; see 'tevra " + commands.front()->get_name() + " --help'";
+        const CLI::App& command = *commands.front();
+        const std::string help = "tevra " + command.get_name() + " --help";
+        if (const auto unknown = unknown_option(command)) {
+            return with_nearest(*unknown + " is no option of " + command.get_name(),
+                                NearestName(*unknown, option_names(command)), help);
+        }
+        return with_nearest(error.what(), std::nullopt, help);
     }
     if (!firstArgument.starts_with('-')) {
-        return "there is no command '" + firstArgument + "'; see 'tevra --help'";
+        return with_nearest("there is no command '" + firstArgument + "'",
+                            NearestName(firstArgument, command_names(program)), "tevra --help");
     }
-    return std::string(error.what()) + "; see 'tevra --help'";
+    return with_nearest(error.what(), std::nullopt, "tevra --help");
 }
 
 void flush_standard_output() {

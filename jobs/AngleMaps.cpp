@@ -4,6 +4,7 @@
 #include "jobs/Failure.h"
 #include "jobs/Texts.h"
 
+#include "Axes/Markers.h"
 #include "volume/ImageConversion.h"
 #include "volume/ImageReader.h"
 
@@ -48,7 +49,44 @@ void require_radians(const SAngleMaps& maps, const std::string& thetaPath, const
     }
 }
 
+void require_order(const SAngleMaps& maps, const std::string& thetaPath, const std::string& phiPath) {
+    const std::size_t count = maps.theta->Size().Elements();
+    if (LooksSwapped({maps.theta->Pixels<float>(), count}, {maps.phi->Pixels<float>(), count})) {
+        throw CWorkError(
+            "'" + thetaPath + "' holds longitudes and '" + phiPath +
+            "' colatitudes, as it seems; give the map of colatitudes first. If the order is right, fold "
+            "colatitudes beyond pi/2: pi - theta in their place, and phi + pi");
+    }
+}
+
+/// Angles of 0 to pi/2 in single precision.
+bool is_folded_colatitude(float angle) {
+    constexpr float HALF_PI = 1.570797F; // the float next to pi/2 lies above it
+    return angle >= 0.0F && angle <= HALF_PI;
+}
+
 } // namespace
+
+bool LooksSwapped(std::span<const float> theta, std::span<const float> phi) noexcept {
+    constexpr float PI = 3.141593F; // the float next to pi lies above it
+    bool hasLongitudes = false;
+    float negative = 0.0F; // the first one that is no marker
+    for (std::size_t i = 0; i < theta.size(); ++i) {
+        if (!is_folded_colatitude(phi[i]) && phi[i] != Impl::NO_COLATITUDE) {
+            return false;
+        }
+        if (theta[i] >= 0.0F) {
+            hasLongitudes |= !is_folded_colatitude(theta[i]);
+        } else if (theta[i] == Impl::NO_ANGLE) {
+            hasLongitudes |= phi[i] == Impl::NO_COLATITUDE;
+        } else if (theta[i] >= -PI && theta[i] != Impl::NO_COLATITUDE) {
+            // One negative value may be a marker of somebody else's.
+            hasLongitudes |= negative < 0.0F && theta[i] != negative;
+            negative = theta[i];
+        }
+    }
+    return hasLongitudes;
+}
 
 void RequireRadians(double angle, const std::string& where) {
     if (std::isfinite(angle) && std::abs(angle) <= FULL_TURN) {
@@ -81,6 +119,7 @@ SAngleMaps ReadAngleMaps(const std::string& thetaPath, const std::string& phiPat
     maps.theta = volume::ReadImage(*thetaReader);
     maps.phi = volume::ReadImage(*phiReader);
     require_radians(maps, thetaPath, phiPath);
+    require_order(maps, thetaPath, phiPath);
     return maps;
 }
 

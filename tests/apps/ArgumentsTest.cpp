@@ -12,6 +12,7 @@
 namespace TEVRA::apps {
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -63,6 +64,17 @@ TEST(Arguments, PositiveNumbersExcludeZero) {
 TEST(Arguments, AWholeNumberMustReachTheSmallestAllowed) {
     EXPECT_EQ(ReadWholeNumber({"--threads", "1"}, 1), 1);
     EXPECT_THAT(refusal_of([] { ReadWholeNumber({"--threads", "0"}, 1); }), HasSubstr("at least 1"));
+}
+
+TEST(Arguments, MoreThreadsThanAreStartedAreRefused) {
+    EXPECT_EQ(ReadThreads("1"), 1);
+    EXPECT_EQ(ReadThreads("1024"), 1024); // more than the cores is allowed
+    EXPECT_GE(ReadThreads(std::nullopt), 1);
+    for (const std::string text : {"1025", "100000"}) {
+        EXPECT_THAT(
+            refusal_of([&] { ReadThreads(text); }),
+            AllOf(HasSubstr("--threads: '" + text + "' is more than 1024"), HasSubstr("this machine has")));
+    }
 }
 
 TEST(Arguments, AmountsOfMemoryHaveUnitsOf1024) {

@@ -185,6 +185,14 @@ TEST_F(Beta, ReadsTheMapsOfAnEstimator) {
     EXPECT_NEAR(result["beta"].get<double>(), parsed(table(sample))["beta"].get<double>(), 1e-5);
 }
 
+TEST_F(Beta, RefusesMapsInTheWrongOrder) {
+    write_map("theta.mha", {0.3F, 0.7F, -1.0F, 1.2F});
+    write_map("phi.mha", {1.0F, -2.0F, -4.1415925F, 3.0F});
+    ExpectRefusal({"beta", "phi.mha", "theta.mha"}, 1,
+                  {"'phi.mha' holds longitudes and 'theta.mha' colatitudes"},
+                  {.workingFolder = m_folder.Path()});
+}
+
 TEST_F(Beta, PrintsATableForPeople) {
     const SOutcome outcome = run(table(family(0.3, 2000)));
     EXPECT_EQ(outcome.status, 0);

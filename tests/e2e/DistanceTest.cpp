@@ -160,6 +160,12 @@ TEST_F(Distance, RefusesMapsOfDifferentSizes) {
     expect_refused("0,0,1", 1, {"2 x 1 x 2", "3 x 1 x 2", "two maps of one image"});
 }
 
+TEST_F(Distance, RefusesMapsInTheWrongOrder) {
+    write("theta.mha", {1.0F, -2.0F, -4.1415925F, 3.0F});
+    write("phi.mha", {0.3F, 0.7F, -1.0F, 1.2F});
+    expect_refused("0,0,1", 1, {"'theta.mha' holds longitudes", "give the map of colatitudes first"});
+}
+
 TEST_F(Distance, RefusesMapsInThePlane) {
     write("theta.mha", {0.3F, 0.7F, 0.9F, 1.2F}, {2, 2});
     write("phi.mha", {1.0F, 2.0F, 3.0F, -2.0F}, {2, 2});

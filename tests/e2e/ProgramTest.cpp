@@ -15,8 +15,10 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::MatchesRegex;
+using testing::Not;
 
-const std::vector<std::string> COMMANDS = {"analyze", "tensor", "info"};
+const std::vector<std::string> COMMANDS = {"analyze", "filter",  "distance", "beta",
+                                           "tensor",  "phantom", "info"};
 
 TEST(Program, PrintsItsVersion) {
     const SOutcome outcome = RunTevra({"--version"});
@@ -70,12 +72,34 @@ TEST(Program, WrongUsageIsOneLineThatPointsToTheHelp) {
         const SOutcome outcome = RunTevra(call);
         EXPECT_EQ(outcome.status, 2);
         EXPECT_EQ(outcome.out, "");
-        EXPECT_THAT(outcome.err, MatchesRegex("tevra: error: [^\n]+; see 'tevra[^\n]* --help'\n"));
+        EXPECT_THAT(outcome.err, MatchesRegex("tevra: error: [^\n]+(; see|\\? See) 'tevra[^\n]* --help'\n"));
     }
 }
 
-TEST(Program, NamesACommandThatDoesNotExist) {
-    EXPECT_THAT(RunTevra({"analyse", "image.tif"}).err, HasSubstr("no command 'analyse'"));
+TEST(Program, NamesACommandThatDoesNotExistAndTheNearestThatDoes) {
+    EXPECT_EQ(RunTevra({"analyse", "image.tif"}).err,
+              "tevra: error: there is no command 'analyse'; did you mean analyze? See 'tevra --help'\n");
+    EXPECT_EQ(RunTevra({"scan.tif"}).err,
+              "tevra: error: there is no command 'scan.tif'; see 'tevra --help'\n");
+}
+
+TEST(Program, NamesAnUnknownOptionBeforeWhatIsMissing) {
+    for (const std::vector<std::string>& call : std::vector<std::vector<std::string>>{
+             {"analyze", "scan.tif", "--fibre-radius", "3", "-o", "out"},
+             {"analyze", "--fibre-radius=3"},
+             {"analyze", "scan.tif", "-o", "out", "--fiber-radius", "3", "--fibre-radius", "-3"}}) {
+        EXPECT_EQ(RunTevra(call).err, "tevra: error: --fibre-radius is no option of analyze; did you mean "
+                                      "--fiber-radius? See 'tevra analyze --help'\n");
+    }
+    EXPECT_EQ(RunTevra({"filter", "scan.tif", "-x"}).err,
+              "tevra: error: -x is no option of filter; see 'tevra filter --help'\n");
+    EXPECT_EQ(RunTevra({"--versoin"}).err, "tevra: error: --versoin is no option of tevra; did you mean "
+                                           "--version? See 'tevra --help'\n");
+}
+
+TEST(Program, StillNamesAMissingOptionWhereAllOthersAreKnown) {
+    EXPECT_THAT(RunTevra({"analyze", "scan.tif", "-o", "out"}).err, HasSubstr("--fiber-radius is required"));
+    EXPECT_THAT(RunTevra({"info", "a.tif", "-5"}).err, Not(HasSubstr("is no option")));
 }
 
 TEST(Program, OutputThatCannotBeWrittenIsAFailure) {
