@@ -14,12 +14,6 @@ namespace {
 constexpr long long MOST_ROWS_PER_BAND = 64;
 constexpr int SUMS = 4; // tag of the messages
 
-/// The pixels of a tile along an axis; the image's last one is never among them.
-SPixelRange range_of(const CBox& tile, int axis, long long extent) {
-    const long long lo = std::max<long long>(tile.Point0()[axis], 0);
-    return {lo, std::max(lo, std::min<long long>(tile.Point1()[axis], extent - 1))};
-}
-
 } // namespace
 
 CTileGrid::CTileGrid(const Impl::CSubfieldLayout& layout, const CSize& imageSize) : m_layout(layout) {
@@ -29,7 +23,7 @@ CTileGrid::CTileGrid(const Impl::CSubfieldLayout& layout, const CSize& imageSize
             Impl::TileIndex index{};
             index[axis] = tile;
             const auto along = static_cast<int>(axis);
-            m_ranges[axis].push_back(range_of(layout.Tile(index), along, imageSize[along]));
+            m_ranges[axis].push_back(Impl::CoveredPixels(layout.Tile(index), along, imageSize[along]));
         }
     }
     if (layout.Dim() == 2) {

@@ -7,6 +7,7 @@
 #include "Axes/OrientationSums.h"
 #include "FilterOrientations/ResultDocument.h"
 #include "FilterOrientations/SubfieldLayout.h"
+#include "Utils/CoveredPixels.h"
 
 #include <array>
 #include <cstddef>
@@ -15,11 +16,7 @@
 
 namespace TEVRA::stream {
 
-/// Pixels `lo` to `hi` - 1 along an axis.
-struct SPixelRange {
-    long long lo;
-    long long hi;
-};
+using Impl::SPixelRange;
 
 /// How the tiles of a layout lie over slices: which pixels of a row, which rows and which slices count for
 /// which tile. As in the library, the last pixel of each axis of the image counts for none.

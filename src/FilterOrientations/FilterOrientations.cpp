@@ -5,6 +5,7 @@
 #include "FilterBank/FilterMask.h"
 #include "FilterOrientations/PointsOnSphere.h"
 #include "Numeric/Matrix.h"
+#include "Utils/CoveredPixels.h"
 #include "Utils/GreyPixels.h"
 #include "Utils/PixelRows.h"
 #include "Utils/SaturatedFloat.h"
@@ -32,7 +33,7 @@ namespace {
 constexpr const char* SOURCE = "src/FilterOrientations/FilterOrientations";
 constexpr unsigned char EXCLUDED = 255; // in index images
 constexpr float NO_RESPONSE = -1.0F;
-constexpr float NO_ANGLE = -1.0F;
+constexpr float EXCLUDED_ANGLE = -1.0F;
 
 const CRegisterFftwClient FFTW_CLIENT;
 
@@ -210,8 +211,8 @@ void typed_mask_out(IImage& index, const IImage& mask, unsigned char label) {
 
 /// Angles of a direction as they stand in angle images.
 struct SAngles {
-    float colatitude = NO_ANGLE;
-    float longitude = NO_ANGLE;
+    float colatitude = EXCLUDED_ANGLE;
+    float longitude = EXCLUDED_ANGLE;
 };
 
 /// The angles of every label of an index image: of directions, and none for all other labels.
@@ -237,23 +238,14 @@ void require_index_type(const IImage& index, const char* function) {
     }
 }
 
-/// The pixels lo <= p < hi of an axis that a box covers.
-struct SRange {
-    long long lo;
-    long long hi;
-};
-
-/// The upper end is exclusive even where it is the image's last pixel; but a box always covers one pixel,
-/// unless it lies beyond the far edge.
-SRange covered_range(const CBox& box, int axis, long long extent) {
-    const long long a = box.Point0()[axis];
-    const long long b = box.Point1()[axis];
-    const long long lo = std::max(std::min(a, b), 0LL);
-    const long long hi = std::min(std::max(a, b), extent - 1);
-    if (lo >= extent) {
+/// The pixels of an axis that a box covers; unless it lies beyond the far edge, at least one, be it the image's
+/// last.
+Impl::SPixelRange covered_range(const CBox& box, int axis, long long extent) {
+    const Impl::SPixelRange covered = Impl::CoveredPixels(box, axis, extent);
+    if (covered.lo >= extent) {
         return {0, 0};
     }
-    return {lo, hi <= lo ? lo + 1 : hi};
+    return {covered.lo, std::max(covered.hi, covered.lo + 1)};
 }
 
 /// Sums over the directions of a box, written to the tensor.
@@ -261,9 +253,9 @@ template <std::size_t Dim>
 long long mean_outer_product(IMatrix<double>& tensor, const IImage& index, const IMatrix<double>& directions,
                              const CBox& box) {
     const auto numbers = Impl::PixelsOf<unsigned char>(index, "index image");
-    const SRange xs = covered_range(box, 0, numbers.Size(0));
-    const SRange ys = covered_range(box, 1, numbers.Size(1));
-    const SRange zs = Dim == 3 ? covered_range(box, 2, numbers.Size(2)) : SRange{0, 1};
+    const Impl::SPixelRange xs = covered_range(box, 0, numbers.Size(0));
+    const Impl::SPixelRange ys = covered_range(box, 1, numbers.Size(1));
+    const Impl::SPixelRange zs = Dim == 3 ? covered_range(box, 2, numbers.Size(2)) : Impl::SPixelRange{0, 1};
     Impl::CSecondOrderSums<Dim> sums;
     for (long long z = zs.lo; z < zs.hi; ++z) {
         for (long long y = ys.lo; y < ys.hi; ++y) {

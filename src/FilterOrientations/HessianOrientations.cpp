@@ -3,6 +3,7 @@
 
 #include "Axes/OrientationSums.h"
 #include "Axes/RowKernels.h"
+#include "Utils/CoveredPixels.h"
 #include "Utils/PointOperationsImpl.h"
 #include "Utils/Threshold.h"
 #include "VexoFilter/PartialDerivatives.h"
@@ -163,27 +164,15 @@ void scan_directions(const SDirectionImages& images, Impl::EEigenvalue which, IT
     }
 }
 
-/// The pixels lo <= p < hi of an axis that a box covers. The image's last pixel is never one of them.
-struct SRange {
-    long long lo;
-    long long hi;
-};
-
-SRange covered_range(const CBox& box, int axis, long long extent) {
-    const long long a = box.Point0()[axis];
-    const long long b = box.Point1()[axis];
-    return {std::max(std::min(a, b), 0LL), std::min(std::max(a, b), extent - 1)};
-}
-
 /// Adds the axes of the pixels that a box covers. @param maps theta[, phi].
 template <std::size_t Dim>
 void add_axes(const CBox& box, const std::vector<const CImage*>& maps, Impl::CSecondOrderSums<Dim>& second,
               Impl::CFourthOrderSums<Dim>* fourth) {
     const auto angles = all_opened<FloatInput>(maps);
     const FloatInput& theta = angles.front();
-    const SRange xs = covered_range(box, 0, theta.Size(0));
-    const SRange ys = covered_range(box, 1, theta.Size(1));
-    const SRange zs = Dim == 3 ? covered_range(box, 2, theta.Size(2)) : SRange{0, 1};
+    const Impl::SPixelRange xs = Impl::CoveredPixels(box, 0, theta.Size(0));
+    const Impl::SPixelRange ys = Impl::CoveredPixels(box, 1, theta.Size(1));
+    const Impl::SPixelRange zs = Dim == 3 ? Impl::CoveredPixels(box, 2, theta.Size(2)) : Impl::SPixelRange{0, 1};
     if (xs.hi <= xs.lo) {
         return;
     }
