@@ -238,8 +238,8 @@ void require_index_type(const IImage& index, const char* function) {
     }
 }
 
-/// The pixels of an axis that a box covers; unless it lies beyond the far edge, at least one, be it the image's
-/// last.
+/// The pixels of an axis that a box covers; unless it lies beyond the far edge, at least one, be it the
+/// image's last.
 Impl::SPixelRange covered_range(const CBox& box, int axis, long long extent) {
     const Impl::SPixelRange covered = Impl::CoveredPixels(box, axis, extent);
     if (covered.lo >= extent) {

@@ -172,7 +172,8 @@ void add_axes(const CBox& box, const std::vector<const CImage*>& maps, Impl::CSe
     const FloatInput& theta = angles.front();
     const Impl::SPixelRange xs = Impl::CoveredPixels(box, 0, theta.Size(0));
     const Impl::SPixelRange ys = Impl::CoveredPixels(box, 1, theta.Size(1));
-    const Impl::SPixelRange zs = Dim == 3 ? Impl::CoveredPixels(box, 2, theta.Size(2)) : Impl::SPixelRange{0, 1};
+    const Impl::SPixelRange zs =
+        Dim == 3 ? Impl::CoveredPixels(box, 2, theta.Size(2)) : Impl::SPixelRange{0, 1};
     if (xs.hi <= xs.lo) {
         return;
     }
