@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "VexoBase/ProgressMonitor.h"
 
+#include <exception>
+
 namespace TEVRA {
 namespace {
 
@@ -45,14 +47,18 @@ CProgressMonitorScope::~CProgressMonitorScope() {
 }
 
 CProgressReport::CProgressReport(IProgressMonitor& monitor, long long steps, const char* text)
-    : m_monitor(monitor) {
+    : m_monitor(monitor), m_exceptionsAtBegin(std::uncaught_exceptions()) {
     m_monitor.BeginProgress(steps, text);
 }
 
-CProgressReport::~CProgressReport() {
+// NOLINTNEXTLINE(bugprone-exception-escape): as documented
+CProgressReport::~CProgressReport() noexcept(false) {
     try {
         m_monitor.EndProgress();
-    } catch (...) { // NOLINT(bugprone-empty-catch): a destructor must not throw; the report is over anyway
+    } catch (...) {
+        if (std::uncaught_exceptions() == m_exceptionsAtBegin) {
+            throw;
+        }
     }
 }
 

@@ -41,11 +41,12 @@ class CProgressMonitorScope {
     IProgressMonitor* m_previous;
 };
 
-/// Begins a report and ends it on every way out of the scope.
+/// Begins a report and ends it on every way out of the scope. What the monitor throws at the end passes on,
+/// unless another exception is on its way already.
 class CProgressReport {
   public:
     CProgressReport(IProgressMonitor& monitor, long long steps, const char* text);
-    ~CProgressReport();
+    ~CProgressReport() noexcept(false);
     CProgressReport(const CProgressReport&) = delete;
     CProgressReport& operator=(const CProgressReport&) = delete;
 
@@ -53,6 +54,7 @@ class CProgressReport {
 
   private:
     IProgressMonitor& m_monitor;
+    int m_exceptionsAtBegin;
 };
 
 } // namespace TEVRA

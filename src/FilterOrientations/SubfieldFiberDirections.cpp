@@ -63,7 +63,7 @@ CSubfieldFiberDirections::~CSubfieldFiberDirections() = default;
 void CSubfieldFiberDirections::check_radius(const CSize& imageSize, double fiberRadiusPx,
                                             bool listsSubfields) const {
     const bool isPlane = imageSize.Dim() == 2;
-    // The tests of the third axis are inverted for 2D images; results of existing installations rely on it.
+    // The tests of the third axis are inverted for 2D images: there the z subfield size must stay below 2 r.
     const auto fails_along_z = [&](double limit) { return isPlane == (fiberRadiusPx <= limit); };
     const double r = fiberRadiusPx;
     if (r > 0.5 * static_cast<double>(imageSize[0]) || r > 0.5 * static_cast<double>(imageSize[1]) ||

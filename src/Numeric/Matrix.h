@@ -3,20 +3,39 @@
 
 #include "Numeric/MatrixInterface.h"
 
+#include <limits>
+#include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace TEVRA {
 
 /// A matrix that owns its elements, in row-major order: element (r, c) at index Cols() * r + c.
+/// A matrix moved from is 0 x 0.
 template <typename T>
 class CMatrix : public IMatrix<T> {
   public:
-    /// A matrix of zeros.
-    CMatrix(std::size_t rows, std::size_t cols) : m_rows(rows), m_cols(cols), m_elements(rows * cols, T(0)) {}
+    /// A matrix of zeros. @throws std::length_error if no vector can hold that many.
+    CMatrix(std::size_t rows, std::size_t cols)
+        : m_rows(rows), m_cols(cols), m_elements(number_of_elements(rows, cols), T(0)) {}
     CMatrix(const CMatrix&) = default;
-    CMatrix(CMatrix&&) noexcept = default;
-    CMatrix& operator=(const CMatrix&) = default;
-    CMatrix& operator=(CMatrix&&) noexcept = default;
+    CMatrix(CMatrix&& other) noexcept
+        : IMatrix<T>(), m_rows(std::exchange(other.m_rows, 0)), m_cols(std::exchange(other.m_cols, 0)),
+          m_elements(std::move(other.m_elements)) {}
+    // The interface's assignment copies element by element and may run out of memory: none of it here.
+    CMatrix& operator=(const CMatrix& other) {
+        if (this != &other) {
+            *this = CMatrix(other);
+        }
+        return *this;
+    }
+    CMatrix& operator=(CMatrix&& other) noexcept {
+        CMatrix moved(std::move(other));
+        std::swap(m_rows, moved.m_rows);
+        std::swap(m_cols, moved.m_cols);
+        m_elements.swap(moved.m_elements);
+        return *this;
+    }
     ~CMatrix() override = default;
 
     using IMatrix<T>::operator=;
@@ -44,13 +63,20 @@ class CMatrix : public IMatrix<T> {
         return m_elements[m_cols * row + col];
     }
 
+    /// @throws std::length_error if no vector can hold that many elements.
     void Resize(std::size_t rows, std::size_t cols) override {
-        m_elements.resize(rows * cols, T(0));
+        m_elements.resize(number_of_elements(rows, cols), T(0));
         m_rows = rows;
         m_cols = cols;
     }
 
   private:
+    static std::size_t number_of_elements(std::size_t rows, std::size_t cols) {
+        if (cols != 0 && rows > std::numeric_limits<std::size_t>::max() / cols) {
+            throw std::length_error("CMatrix: rows times columns exceed every size");
+        }
+        return rows * cols;
+    }
     [[noreturn]] void throw_out_of_bounds(const char* text, std::size_t row, std::size_t col,
                                           int line) const {
         CString message(text, CString::eEncodingUtf8);

@@ -3,19 +3,25 @@
 
 #include "VexoBase/ProgressMonitor.h"
 
+#include <exception>
+
 namespace TEVRA::Impl {
 
-/// One progress report: begun on construction, ended on every way out of the scope.
+/// One progress report: begun on construction, ended on every way out of the scope. What the monitor throws
+/// at the end passes on, unless another exception is on its way already.
 class CProgressScope {
   public:
     CProgressScope(IProgressMonitor& monitor, long long steps, const char* text) : m_monitor(monitor) {
         m_monitor.BeginProgress(steps, text);
     }
-    ~CProgressScope() {
+    // NOLINTNEXTLINE(bugprone-exception-escape): as documented
+    ~CProgressScope() noexcept(false) {
         try {
             m_monitor.EndProgress();
-        } catch (
-            ...) { // NOLINT(bugprone-empty-catch): a destructor must not throw; the report is over anyway
+        } catch (...) {
+            if (std::uncaught_exceptions() == m_exceptionsAtBegin) {
+                throw;
+            }
         }
     }
     CProgressScope(const CProgressScope&) = delete;
@@ -30,6 +36,7 @@ class CProgressScope {
 
   private:
     IProgressMonitor& m_monitor;
+    int m_exceptionsAtBegin = std::uncaught_exceptions();
 };
 
 } // namespace TEVRA::Impl

@@ -56,7 +56,7 @@ class CAnalyzerHistogram<float, CountT> {
     using PixelType = const float;
 
     /// @param histogram receives the counts; must outlive the visitor.
-    /// @throws CException if no vector can hold that many bins, or unless min < max.
+    /// @throws CException if no vector can hold that many bins, unless min < max, and for 0 bins.
     CAnalyzerHistogram(std::vector<CountT>& histogram, float min, float max, unsigned long long bins)
         : m_histogram(histogram), m_min(min), m_max(max), m_bins(static_cast<std::size_t>(bins)) {
         constexpr unsigned long long most = 2305843009213693951ULL; // 64-bit counts that a vector can hold
@@ -71,6 +71,10 @@ class CAnalyzerHistogram<float, CountT> {
                             CString::eEncodingUtf8);
             message.Arg(static_cast<double>(min), 0).Arg(static_cast<double>(max), 0);
             throw_from_constructor(message, __LINE__);
+        }
+        if (bins == 0) {
+            throw_from_constructor(CString("A histogram needs one bin at least.", CString::eEncodingUtf8),
+                                   __LINE__);
         }
     }
 

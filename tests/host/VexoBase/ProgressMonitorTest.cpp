@@ -120,14 +120,59 @@ TEST(ProgressReport, IsNotEndedWhenItsBeginningThrows) {
     EXPECT_THAT(monitor.events, ElementsAre("begin 5 text"));
 }
 
+/// Throws from every end of a report.
 class CThrowingAtEnd : public test::CRecordingMonitor {
   public:
-    void EndProgress() override { throw test::CInterrupted(); }
+    void EndProgress() override {
+        CRecordingMonitor::EndProgress();
+        throw test::CInterrupted();
+    }
 };
 
-TEST(ProgressReport, KeepsAnExceptionThrownByTheEndToItself) {
+TEST(ProgressReport, PassesOnWhatTheMonitorThrowsAtTheEnd) {
     CThrowingAtEnd monitor;
-    EXPECT_NO_THROW(CProgressReport(monitor, 5, "text"));
+    EXPECT_THROW(CProgressReport(monitor, 5, "text"), test::CInterrupted);
+    EXPECT_EQ(monitor.openReports, 0);
+}
+
+TEST(ProgressReport, DropsWhatTheMonitorThrowsAtTheEndWhenAnotherExceptionIsOnItsWay) {
+    CThrowingAtEnd monitor;
+    EXPECT_THROW(
+        {
+            const CProgressReport report(monitor, 5, "text");
+            throw std::logic_error("first");
+        },
+        std::logic_error);
+    EXPECT_EQ(monitor.openReports, 0);
+}
+
+TEST(ProgressReport, PassesItOnFromAReportInsideACleanUp) {
+    // The report begins and ends while an exception is on its way, and no exception of its own scope is.
+    class CCleanUp {
+      public:
+        explicit CCleanUp(bool& passed) : m_passed(passed) {}
+        ~CCleanUp() {
+            try {
+                CThrowingAtEnd monitor;
+                const CProgressReport report(monitor, 1, "cleaning");
+            } catch (const test::CInterrupted&) {
+                m_passed = true;
+            }
+        }
+        CCleanUp(const CCleanUp&) = delete;
+        CCleanUp& operator=(const CCleanUp&) = delete;
+
+      private:
+        bool& m_passed;
+    };
+    bool passed = false;
+    EXPECT_THROW(
+        {
+            const CCleanUp cleanUp(passed);
+            throw std::logic_error("first");
+        },
+        std::logic_error);
+    EXPECT_TRUE(passed);
 }
 
 } // namespace

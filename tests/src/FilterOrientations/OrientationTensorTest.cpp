@@ -166,6 +166,24 @@ TEST(OrientationTensor, OfOneDirectionOrOfNoneHasParametersByFloatingPointRules)
     EXPECT_TRUE(std::isnan(strength));
 }
 
+TEST(OrientationTensor, ThatCannotBeDecomposedIsEvaluatedAllTheSame) {
+    // The decomposition says that it failed and leaves its matrices of zeros as they are.
+    constexpr double NONE = std::numeric_limits<double>::quiet_NaN();
+    const CMatrix<double> tensor = diagonal({NONE, 0.5, 0.5});
+    CMatrix<double> result = make_matrix(1, {7.0});
+    result.Resize(3, 1);
+    EXPECT_NO_THROW(COrientationTensor::MeanOrientation(result, tensor));
+    EXPECT_EQ(result, CMatrix<double>(3, 1));
+    result(0, 0) = 7.0;
+    EXPECT_NO_THROW(COrientationTensor::Eigenvalues(result, tensor));
+    EXPECT_EQ(result, CMatrix<double>(3, 1));
+    double shape = 5.0;
+    double strength = 6.0;
+    EXPECT_NO_THROW(COrientationTensor::OrientationParameters(shape, strength, tensor));
+    EXPECT_TRUE(std::isnan(shape));
+    EXPECT_TRUE(std::isnan(strength));
+}
+
 TEST(OrientationTensor, InThePlaneHasEigenvaluesAndMeanButNoParameters) {
     const CMatrix<double> tensor = make_matrix(2, {0.75, 0.0, 0.0, 0.25});
     CMatrix<double> result(2, 1);

@@ -13,7 +13,9 @@
 #include <memory>
 #include <ostream>
 #include <random>
+#include <stdexcept>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace TEVRA {
@@ -201,6 +203,64 @@ TEST(Matrix, AssignmentToItselfChangesNothing) {
     CMatrix<double> matrix = make_matrix(2, 2, {1, 2, 3, 4});
     assign(matrix, matrix);
     expect_matrix(matrix, 2, 2, {1, 2, 3, 4});
+}
+
+TEST(Matrix, MovedFromIsEmptyAndHasNoElementToRead) {
+    CMatrix<double> first = make_matrix(2, 3, {1, 2, 3, 4, 5, 6});
+    CMatrix<double> second(std::move(first));
+    expect_matrix(second, 2, 3, {1, 2, 3, 4, 5, 6});
+    // NOLINTBEGIN(bugprone-use-after-move): what is left there is the point
+    expect_matrix(first, 0, 0, {});
+    EXPECT_THROW(first(0, 0), CException);
+    CMatrix<double> third(1, 1);
+    third = std::move(second);
+    expect_matrix(third, 2, 3, {1, 2, 3, 4, 5, 6});
+    expect_matrix(second, 0, 0, {});
+    EXPECT_THROW(second(0, 0), CException);
+    // NOLINTEND(bugprone-use-after-move)
+    second = make_matrix(1, 2, {7, 8});
+    expect_matrix(second, 1, 2, {7, 8});
+}
+
+TEST(Matrix, MovedToItselfKeepsItsElements) {
+    CMatrix<double> matrix = make_matrix(1, 2, {7, 8});
+    CMatrix<double>& same = matrix;
+    matrix = std::move(same);
+    expect_matrix(matrix, 1, 2, {7, 8});
+}
+
+/// A matrix that counts how often it is asked for room.
+class CCountingMatrix : public CMatrix<double> {
+  public:
+    CCountingMatrix() : CMatrix<double>(1, 1) {}
+    using CMatrix<double>::operator=;
+    void Resize(std::size_t rows, std::size_t cols) override {
+        ++resizes;
+        CMatrix<double>::Resize(rows, cols);
+    }
+    int resizes = 0;
+};
+
+TEST(Matrix, MoveAssignmentTakesTheElementsAndAsksForNoMemory) {
+    static_assert(std::is_nothrow_move_assignable_v<CMatrix<double>>);
+    CCountingMatrix target;
+    CMatrix<double> source = make_matrix(2, 2, {1, 2, 3, 4});
+    const double* const element = &source(0, 0);
+    static_cast<CMatrix<double>&>(target) = std::move(source);
+    expect_matrix(target, 2, 2, {1, 2, 3, 4});
+    EXPECT_EQ(&target(0, 0), element);
+    EXPECT_EQ(target.resizes, 0) << "without memory this would end the program";
+}
+
+TEST(Matrix, WhoseElementsExceedEverySizeIsRefused) {
+    constexpr std::size_t HALF = std::size_t{1} << 32U; // its square is 0 in 64 bits
+    EXPECT_THROW((CMatrix<double>(HALF, HALF)), std::length_error);
+    EXPECT_THROW((CMatrix<double>(3, std::numeric_limits<std::size_t>::max() / 2)), std::length_error);
+    CMatrix<double> matrix = make_matrix(1, 2, {7, 8});
+    EXPECT_THROW(matrix.Resize(HALF, HALF), std::length_error);
+    expect_matrix(matrix, 1, 2, {7, 8});
+    EXPECT_NO_THROW(CMatrix<double>(HALF, 0));
+    EXPECT_NO_THROW(CMatrix<double>(0, HALF));
 }
 
 TEST(Matrix, MatricesOfEqualShapeAndElementsAreEqual) {

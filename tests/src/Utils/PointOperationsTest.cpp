@@ -15,6 +15,7 @@
 #include <complex>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -241,6 +242,18 @@ TEST(PixelVisit, OfAVolumeEndsAfterTheSliceInWhichTheUserCancels) {
     EXPECT_EQ(monitor.openReports, 0);
 }
 
+TEST(PixelVisit, CancelledAfterItsLastStepHasNotRunToTheEnd) {
+    for (const CSize& size : {CSize(2, 3), CSize(2, 1, 3)}) {
+        const auto image = make_image(IMAGE_GREY_F, size);
+        CPixelList visitor;
+        test::CRecordingMonitor monitor;
+        monitor.cancelFromPoll = 4; // after three rows or slices, the step "plus one"
+        EXPECT_FALSE(Helper::VisitImageData(*image, visitor, monitor));
+        EXPECT_EQ(visitor.pixels.size(), 6U);
+        EXPECT_EQ(monitor.polls, 4);
+    }
+}
+
 TEST(PixelVisit, OfAPairCanBeCancelledToo) {
     const auto target = make_image(IMAGE_GREY_F, CSize(2, 3));
     const auto source = test::MakeImage<float>(IMAGE_GREY_F, CSize(2, 3), [](auto...) { return 1.0F; });
@@ -255,6 +268,32 @@ TEST(PixelVisit, PassesOnWhatTheMonitorThrowsAndClosesTheReport) {
     const auto image = make_image(IMAGE_GREY_F, CSize(2, 3));
     CPixelList visitor;
     test::CRecordingMonitor monitor;
+    monitor.throwAtCall = 2;
+    EXPECT_THROW(Helper::VisitImageData(*image, visitor, monitor), test::CInterrupted);
+    EXPECT_EQ(monitor.openReports, 0);
+}
+
+/// Throws from every end of a report.
+class CThrowingAtEnd : public test::CRecordingMonitor {
+  public:
+    void EndProgress() override {
+        CRecordingMonitor::EndProgress();
+        throw std::domain_error("at the end");
+    }
+};
+
+TEST(PixelVisit, PassesOnWhatTheMonitorThrowsAtTheEnd) {
+    const auto image = make_image(IMAGE_GREY_F, CSize(2, 3));
+    CPixelList visitor;
+    CThrowingAtEnd monitor;
+    EXPECT_THROW(Helper::VisitImageData(*image, visitor, monitor), std::domain_error);
+    EXPECT_EQ(monitor.openReports, 0);
+}
+
+TEST(PixelVisit, LeavesWithTheFirstOfTwoExceptions) {
+    const auto image = make_image(IMAGE_GREY_F, CSize(2, 3));
+    CPixelList visitor;
+    CThrowingAtEnd monitor;
     monitor.throwAtCall = 2;
     EXPECT_THROW(Helper::VisitImageData(*image, visitor, monitor), test::CInterrupted);
     EXPECT_EQ(monitor.openReports, 0);

@@ -5,6 +5,7 @@
 #include "support/MakeImage.h"
 #include "support/RecordingMonitor.h"
 #include "support/StridedImage.h"
+#include "support/ThrownException.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -171,6 +172,21 @@ TEST(FloatHistogram, RefusesTwoToTheSixtyOneBins) {
     Counts counts;
     EXPECT_THROW(FloatHistogram(counts, 0.0F, 1.0F, 2305843009213693952ULL), CException);
     EXPECT_NO_THROW(FloatHistogram(counts, 0.0F, 1.0F, 2305843009213693951ULL));
+}
+
+TEST(FloatHistogram, RefusesToHaveNoBin) {
+    Counts counts{5};
+    EXPECT_THROW(FloatHistogram(counts, 0.0F, 1.0F, 0), CException);
+    EXPECT_EQ(counts, (Counts{5}));
+}
+
+TEST(FloatHistogram, ReportsTooManyBinsBeforeAnEmptyRangeAndThatBeforeNoBin) {
+    Counts counts;
+    EXPECT_EQ(test::MessageOf([&] { FloatHistogram(counts, 1.0F, 1.0F, 2305843009213693952ULL); }),
+              "vector size is insufficient (std::vector<T>::max_size() = 2305843009213693951 is lower than "
+              "2305843009213693952");
+    EXPECT_EQ(test::MessageOf([&] { FloatHistogram(counts, 2.0F, 1.0F, 0); }),
+              "Value range is invalid (min value = 2 larger or equal to max value 1");
 }
 
 TEST(FloatHistogram, OfACancelledVisitIsPartiallyFilled) {
