@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "apps/Analysis.h"
 #include "apps/Arguments.h"
 #include "apps/Commands.h"
 #include "apps/Console.h"
@@ -7,6 +6,7 @@
 #include "apps/ImageInput.h"
 #include "apps/Interruption.h"
 #include "jobs/PendingFile.h"
+#include "jobs/Texts.h"
 #include "jobs/TransformSizes.h"
 
 #include "FilterOrientations/FilterOrientations.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "apps/ImageInput.h"
 
-#include "apps/Analysis.h"
 #include "apps/Failure.h"
+#include "jobs/Texts.h"
 #include "volume/Failure.h"
 
 #include <algorithm>

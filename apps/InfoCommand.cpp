@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "apps/Analysis.h"
 #include "apps/Commands.h"
 #include "apps/Console.h"
 #include "apps/ImageInput.h"
 
+#include "jobs/Texts.h"
 #include "report/Json.h"
 #include "volume/ImageConversion.h"
 

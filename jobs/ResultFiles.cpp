@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "jobs/ResultFiles.h"
 
+#include "report/Outputs.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -11,13 +13,14 @@ CResultFiles::CResultFiles(const std::filesystem::path& folder, std::vector<std:
     for (const std::string& name : m_names) {
         m_files.Add(m_folder.Path() / name);
     }
-    m_files.Add(m_folder.Path() / RUN_RECORD); // last: its presence says that the others are complete
-    if (!std::filesystem::exists(m_folder.Path() / RUN_RECORD)) {
+    m_files.Add(m_folder.Path() /
+                report::RUN_RECORD_FILE); // last: its presence says that the others are complete
+    if (!std::filesystem::exists(m_folder.Path() / report::RUN_RECORD_FILE)) {
         return;
     }
-    for (const char* const name : {SUBFIELDS, PROFILES, THETA, PHI}) {
-        if (!Has(name)) {
-            m_files.RemoveOnCommit(m_folder.Path() / name);
+    for (const report::SOutput& output : report::Outputs()) {
+        if (output.condition != report::EOutputCondition::always && !Has(output.file)) {
+            m_files.RemoveOnCommit(m_folder.Path() / output.file);
         }
     }
 }

@@ -10,20 +10,13 @@
 
 namespace TEVRA::jobs {
 
-/// The files that `tevra analyze` writes into its output folder, all together at the end.
+/// The files of report::Outputs that a run writes into its output folder, all together at the end.
 ///
 /// They are announced before the work, so that a place that cannot be written to shows at once. Tables and
 /// maps that an earlier run left there, and that this run does not write, are removed with `Commit`: beside
 /// the new results they would mislead. Only a run.json shows that files of these names are an earlier run's.
 class CResultFiles {
   public:
-    static constexpr const char* RESULT = "result.json";
-    static constexpr const char* RUN_RECORD = "run.json";
-    static constexpr const char* SUBFIELDS = "subfields.csv";
-    static constexpr const char* PROFILES = "profiles.csv";
-    static constexpr const char* THETA = "theta.mha";
-    static constexpr const char* PHI = "phi.mha";
-
     /// @param names files to be written besides the run record.
     /// @throws CWorkError if the folder or one of the files cannot be made.
     CResultFiles(const std::filesystem::path& folder, std::vector<std::string> names);

@@ -16,14 +16,24 @@ Json value_or_null(const std::optional<T>& value) {
     return value ? Json(*value) : Json(nullptr);
 }
 
-Json parameters_json(const SRunRecord::SParameters& parameters) {
+Json subfield_json(const SRunRecord& record) {
+    const std::array<long long, 3>& size = record.parameters.request.subfieldPx;
+    if (!record.parameters.request.HasSubfields()) {
+        return nullptr;
+    }
+    return Json(std::vector<long long>(size.begin(), size.begin() + record.input.sizePx.size()));
+}
+
+Json parameters_json(const SRunRecord& record) {
+    const SRunRecord::SParameters& parameters = record.parameters;
+    const Impl::SAnalysisRequest& request = parameters.request;
     Json json;
-    json["fiber_radius"] = parameters.fiberRadius;
-    json["fiber_radius_px"] = parameters.fiberRadiusPx;
-    json["otsu_factor"] = parameters.maskPath ? Json(nullptr) : Json(parameters.otsuFactor);
+    json["fiber_radius"] = request.fiberRadius;
+    json["fiber_radius_px"] = request.FiberRadiusPx();
+    json["otsu_factor"] = parameters.maskPath ? Json(nullptr) : Json(request.otsuFactor);
     json["mask"] = value_or_null(parameters.maskPath);
-    json["subfield_px"] = parameters.subfieldPx.empty() ? Json(nullptr) : Json(parameters.subfieldPx);
-    json["fourth_order"] = parameters.fourthOrder;
+    json["subfield_px"] = subfield_json(record);
+    json["fourth_order"] = request.withFourthOrder;
     json["threads"] = parameters.threads;
     json["processes"] = parameters.processes;
     json["summary"] = parameters.summary;
@@ -54,7 +64,7 @@ Json seconds_json(const SRunRecord& record) {
 std::string RunJson(const SRunRecord& record) {
     Json json = RecordHead("analyze", record.version, record.startTime);
     json["input"] = ToJson(record.input);
-    json["parameters"] = parameters_json(record.parameters);
+    json["parameters"] = parameters_json(record);
     json["foreground"] = ToJson(record.foreground);
     json["memory"] = memory_json(record.memory);
     json["seconds"] = seconds_json(record);

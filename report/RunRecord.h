@@ -3,6 +3,8 @@
 
 #include "report/RunParts.h"
 
+#include "FilterOrientations/AnalysisRequest.h"
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -15,12 +17,8 @@ namespace TEVRA::report {
 struct SRunRecord {
     using SInput = SRunInput;
     struct SParameters {
-        double fiberRadius = 0.0; ///< in the length unit
-        double fiberRadiusPx = 0.0;
-        double otsuFactor = 0.0;
-        std::vector<long long> subfieldPx; ///< per axis; empty for the whole field only
+        Impl::SAnalysisRequest request;
         std::optional<std::string> maskPath;
-        bool fourthOrder = false;
         int threads = 1;
         int processes = 1;
         std::string summary; ///< as the analysis gives it

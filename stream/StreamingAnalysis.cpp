@@ -27,13 +27,13 @@ namespace {
 using Counts = std::vector<unsigned long long>;
 
 Impl::CSubfieldLayout layout_of(const SStreamInput& input, const SStreamParameters& parameters) {
-    return {input.image.Info().size, parameters.fiberRadius / parameters.spacing, parameters.subfieldPx};
+    return {input.image.Info().size, parameters.FiberRadiusPx(), parameters.subfieldPx};
 }
 
 SWorkload workload_of(const SStreamInput& input, const CTileGrid& grid, const SStreamParameters& parameters,
                       int threads, int processes, bool wantsAngles, bool keepsScratch) {
     SWorkload workload{.imageSize = input.image.Info().size};
-    workload.sigmaPx = parameters.fiberRadius / parameters.spacing;
+    workload.sigmaPx = parameters.FiberRadiusPx();
     workload.bytesPerPixel = volume::BytesPerPixel(input.image.Info().pixelType);
     workload.hasMask = input.mask != nullptr;
     workload.wantsAngles = wantsAngles;
@@ -55,7 +55,7 @@ std::size_t slice_pixels(const SStreamInput& input) {
 SSliceRange stored_slices(const SStreamInput& input, const SStreamParameters& parameters,
                           const ICommunicator& ranks) {
     const long long depth = input.image.SliceCount();
-    const Impl::Gaussian gaussian = Impl::GaussianFromSigma(parameters.fiberRadius / parameters.spacing);
+    const Impl::Gaussian gaussian = Impl::GaussianFromSigma(parameters.FiberRadiusPx());
     return WithHalo(SlicesOfRank(depth, ranks.Size(), ranks.Rank()), std::max(HaloSlices(gaussian), 1LL),
                     depth);
 }
@@ -100,8 +100,7 @@ class CStreamingAnalysis::CRun {
           m_plan(analysis.m_plan), m_depth(analysis.m_input.image.SliceCount()),
           m_own(SlicesOfRank(m_depth, m_ranks.Size(), m_ranks.Rank())),
           m_workers(analysis.m_resources.threads),
-          m_gaussian(
-              Impl::GaussianFromSigma(analysis.m_parameters.fiberRadius / analysis.m_parameters.spacing)),
+          m_gaussian(Impl::GaussianFromSigma(analysis.m_parameters.FiberRadiusPx())),
           m_checkpoint(analysis.m_checkpoint ? &*analysis.m_checkpoint : nullptr),
           m_reuses(m_ranks.Smallest(analysis.Earlier() == CCheckpoint::EState::reusable ? 1.0 : 0.0) > 0.0),
           m_store(scratch_place(), stored_slices(m_input, analysis.m_parameters, m_ranks),

@@ -6,11 +6,11 @@
 #include "stream/MemoryPlan.h"
 #include "stream/OrientationPass.h"
 
+#include "FilterOrientations/AnalysisRequest.h"
 #include "volume/ImageConversion.h"
 #include "volume/ImageReader.h"
 #include "zeklib2core/ValueMap.h"
 
-#include <array>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -40,14 +40,7 @@ struct SStreamInput {
     std::optional<volume::SGreyWindow> window{}; ///< brings the image to 8 bit; none: its own precision
 };
 
-/// As the parameters of CSubfieldFiberDirections.
-struct SStreamParameters {
-    double fiberRadius = 0.0; ///< in the unit of the spacing
-    double spacing = 1.0;     ///< along all axes
-    double otsuFactor = 1.25;
-    std::array<long long, 3> subfieldPx{-1, -1, -1}; ///< negative for none
-    bool withFourthOrder = false;
-};
+using SStreamParameters = Impl::SAnalysisRequest;
 
 struct SStreamResources {
     int threads = 1;

@@ -5,6 +5,7 @@
 #include "FilterOrientations/SharedImage.h"
 #include "Numeric/MatrixInterface.h"
 #include "Utils/TaskRunner.h"
+#include "Utils/Threshold.h"
 #include "VexoBase/Algorithm.h"
 #include "zeklib2image/Box.h"
 #include "zeklib2image/ImageInterface.h"
@@ -30,7 +31,7 @@ class CHessianOrientations : public CAlgorithm {
         eEVLargest = 1   ///< Of the largest absolute eigenvalue: across a tube.
     };
 
-    static constexpr double m_fDefaultOtsuFactor = 1.25;
+    static constexpr double m_fDefaultOtsuFactor = Impl::DEFAULT_OTSU_FACTOR;
 
     /// @param fOtsuFactor factor on Otsu's threshold (CFilterOrientations::ComputeThreshold).
     explicit CHessianOrientations(double fOtsuFactor = m_fDefaultOtsuFactor, const char* name = nullptr,

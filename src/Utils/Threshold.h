@@ -7,6 +7,9 @@ class IImage;
 
 namespace Impl {
 
+/// Factor on Otsu's threshold, unless the caller gives another one.
+inline constexpr double DEFAULT_OTSU_FACTOR = 1.25;
+
 /// Bins of the histogram from which a float image's threshold is taken.
 inline constexpr unsigned long long FLOAT_HISTOGRAM_BINS = 256;
 

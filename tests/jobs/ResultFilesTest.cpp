@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "jobs/ResultFiles.h"
 
+#include "report/Outputs.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -15,9 +16,9 @@ using testing::IsEmpty;
 
 TEST(ResultFiles, AppearTogetherWithTheRunRecord) {
     const CTemporaryFolder folder;
-    CResultFiles files(folder / "out", {CResultFiles::RESULT});
-    files.WriteText(CResultFiles::RESULT, "{}");
-    files.WriteText(CResultFiles::RUN_RECORD, "{}");
+    CResultFiles files(folder / "out", {report::RESULT_FILE});
+    files.WriteText(report::RESULT_FILE, "{}");
+    files.WriteText(report::RUN_RECORD_FILE, "{}");
     EXPECT_THAT(files.Names(), ElementsAre("result.json"));
     files.Commit();
     EXPECT_THAT(CTemporaryFolder::EntriesOf(folder / "out"), ElementsAre("result.json", "run.json"));
@@ -26,8 +27,8 @@ TEST(ResultFiles, AppearTogetherWithTheRunRecord) {
 TEST(ResultFiles, LeaveNoFolderWithoutCommit) {
     const CTemporaryFolder folder;
     {
-        CResultFiles files(folder / "out", {CResultFiles::RESULT});
-        files.WriteText(CResultFiles::RESULT, "{}");
+        CResultFiles files(folder / "out", {report::RESULT_FILE});
+        files.WriteText(report::RESULT_FILE, "{}");
     }
     EXPECT_THAT(folder.Entries(), IsEmpty());
 }
@@ -38,9 +39,9 @@ TEST(ResultFiles, RemoveWhatAnEarlierRunWroteAndThisOneDoesNot) {
          {"run.json", "result.json", "subfields.csv", "profiles.csv", "theta.mha", "phi.mha", "notes.txt"}) {
         test::WriteFile(folder / name, "earlier");
     }
-    { const CResultFiles abandoned(folder.Path(), {CResultFiles::RESULT}); }
+    { const CResultFiles abandoned(folder.Path(), {report::RESULT_FILE}); }
     EXPECT_THAT(folder.Entries(), testing::SizeIs(7));
-    CResultFiles files(folder.Path(), {CResultFiles::RESULT, CResultFiles::THETA});
+    CResultFiles files(folder.Path(), {report::RESULT_FILE, report::THETA_FILE});
     files.Commit();
     EXPECT_THAT(folder.Entries(), ElementsAre("notes.txt", "result.json", "run.json", "theta.mha"));
     EXPECT_EQ(test::ReadFile(folder / "theta.mha"), "");
@@ -49,7 +50,7 @@ TEST(ResultFiles, RemoveWhatAnEarlierRunWroteAndThisOneDoesNot) {
 TEST(ResultFiles, LeaveFilesOfTheirNamesAloneWhereNoRunRecordIs) {
     const CTemporaryFolder folder;
     test::WriteFile(folder / "phi.mha", "of someone else");
-    CResultFiles files(folder.Path(), {CResultFiles::RESULT});
+    CResultFiles files(folder.Path(), {report::RESULT_FILE});
     files.Commit();
     EXPECT_THAT(folder.Entries(), ElementsAre("phi.mha", "result.json", "run.json"));
 }

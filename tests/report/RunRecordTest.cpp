@@ -22,10 +22,10 @@ SRunRecord make_record() {
     record.input.lengthUnit = "mm";
     record.input.spacingOrigin = ESpacingOrigin::header;
     record.input.greyWindow = {100.0, 4000.0};
-    record.parameters.fiberRadius = 3.0;
-    record.parameters.fiberRadiusPx = 6.0;
-    record.parameters.otsuFactor = 1.25;
-    record.parameters.subfieldPx = {30, 20, 10};
+    record.parameters.request.fiberRadius = 3.0;
+    record.parameters.request.spacing = 0.5;
+    record.parameters.request.otsuFactor = 1.25;
+    record.parameters.request.subfieldPx = {30, 20, 10};
     record.parameters.threads = 4;
     record.parameters.summary = "otsufactor=1.25,fiberradius=3,";
     record.foreground.threshold = 97.5;
@@ -64,7 +64,7 @@ TEST(RunRecord, WhatIsNotThereIsNull) {
     record.input.lengthUnit = "";
     record.input.spacingOrigin = ESpacingOrigin::none;
     record.input.greyWindow.reset();
-    record.parameters.subfieldPx.clear();
+    record.parameters.request.subfieldPx = {-1, -1, -1};
     record.foreground.threshold.reset();
     const json written = json::parse(RunJson(record));
     EXPECT_TRUE(written["input"]["spacing"].is_null());

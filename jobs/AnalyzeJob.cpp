@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "jobs/AnalyzeJob.h"
+
+#include "jobs/MessageNames.h"
+#include "jobs/Ranks.h"
+#include "jobs/Texts.h"
+
+#include "VexoBase/ProgressMonitor.h"
+#include "volume/MetaImageWriter.h"
+
+#include <cstdint>
+#include <ctime>
+#include <filesystem>
+#include <sstream>
+#include <system_error>
+#include <utility>
+
+namespace TEVRA::jobs {
+
+namespace {
+
+using EState = stream::CCheckpoint::EState;
+
+/// A word that stands for a folder, by its full path: the FNV-1a hash.
+std::string name_of_folder(const std::string& folder) {
+    std::error_code error;
+    std::uint64_t hash = 0xcbf29ce484222325U;
+    for (const char letter : (std::filesystem::absolute(folder, error) / "").lexically_normal().string()) {
+        hash = (hash ^ static_cast<unsigned char>(letter)) * 0x100000001b3U;
+    }
+    std::ostringstream name;
+    name << std::hex << hash;
+    return name.str();
+}
+
+std::string utc_now() {
+    const std::time_t now = std::time(nullptr);
+    std::tm utc{};
+    gmtime_r(&now, &utc);
+    std::array<char, 32> text{};
+    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc)};
+}
+
+double seconds_since(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+std::vector<std::string> names_of_outputs(const report::SOutputWishes& wishes) {
+    std::vector<std::string> names;
+    for (const report::SOutput& output : report::Outputs()) {
+        if (report::IsWanted(output, wishes) && output.file != std::string(report::RUN_RECORD_FILE)) {
+            names.emplace_back(output.file);
+        }
+    }
+    return names;
+}
+
+} // namespace
+
+CAnalyzeJob::CAnalyzeJob(const SAnalyzeTask& task, stream::ICommunicator& ranks)
+    : m_task(task), m_ranks(ranks), m_start(Clock::now()) {
+    record_task();
+}
+
+report::SOutputWishes CAnalyzeJob::wishes() const {
+    return {image_size().Dim(), m_task.request.HasSubfields(), m_task.withMaps};
+}
+
+void CAnalyzeJob::Plan(EPurpose purpose) {
+    // All cut their work alike.
+    const int threads = static_cast<int>(m_ranks.Smallest(m_task.threads));
+    const auto memoryBytes =
+        static_cast<std::size_t>(m_ranks.Smallest(static_cast<double>(m_task.memoryBytes)));
+    m_record.parameters.threads = threads;
+    DoTogether(m_ranks, [&] {
+        if (const auto fault = CheckLayout(image_size(), m_task.request)) {
+            throw CLayoutError(*fault, m_task.request);
+        }
+        m_analysis.emplace(
+            m_task.input, m_task.request,
+            stream::SStreamResources{threads, memoryBytes, ScratchFolder(), checkpoint_files()}, m_ranks,
+            m_task.withMaps);
+        record_memory();
+        if (m_ranks.IsFirst() && purpose == EPurpose::run) {
+            m_files.emplace(m_task.outputFolder, names_of_outputs(wishes()));
+        }
+    });
+    m_earlier = common_state(m_analysis->Earlier());
+}
+
+void CAnalyzeJob::Run() {
+    if (m_earlier == EState::other) {
+        m_analysis->DropCheckpoint(); // before its room is taken anew
+    }
+    const Clock::time_point start = Clock::now();
+    const std::unique_ptr<CMapFiles> maps = new_maps();
+    try {
+        m_result = m_analysis->Run(maps.get());
+    } catch (const stream::CMaskError& failure) {
+        throw CWorkError("mask '" + m_task.maskPath.value_or("") + "': " + failure.what());
+    }
+    if (maps) {
+        maps->Close();
+    }
+    m_ranks.Meet(); // the maps are complete
+    m_record.analyzeSeconds = seconds_since(start);
+    record_result();
+}
+
+void CAnalyzeJob::Save() {
+    if (m_ranks.IsFirst()) {
+        write_texts();
+        m_files->Commit();
+    }
+    m_ranks.Meet(); // the results are written
+    m_analysis->DropCheckpoint();
+}
+
+void CAnalyzeJob::write_texts() {
+    m_record.files = m_files->Names();
+    CProgressReport progress(CProgressMonitor::Obj(), static_cast<long long>(report::Outputs().size()),
+                             "Writing results...");
+    for (const report::SOutput& output : report::Outputs()) {
+        if (output.text != nullptr && report::IsWanted(output, wishes())) {
+            m_record.totalSeconds = seconds_since(m_start);
+            m_files->WriteText(output.file, output.text({*m_result.document, m_record}));
+        }
+        progress.Step(); // the last chance to stop
+    }
+}
+
+/// The first process makes the maps, all write into them.
+std::unique_ptr<CMapFiles> CAnalyzeJob::new_maps() {
+    if (!m_task.withMaps) {
+        return nullptr;
+    }
+    const double length = m_task.request.spacing;
+    const std::string& unit = m_task.request.lengthUnit;
+    const volume::SMetaImageHeader header{
+        image_size(), volume::EPixelType::f32, {length, length, length}, unit == "px" ? "" : unit};
+    CMapFiles::SPaths paths;
+    if (m_files) {
+        paths.theta = m_files->PathOf(report::THETA_FILE);
+        paths.phi = image_size().Dim() == 3 ? m_files->PathOf(report::PHI_FILE) : "";
+    }
+    DoTogether(m_ranks, [&] {
+        if (m_ranks.IsFirst()) {
+            CMapFiles::Create(paths, header);
+        }
+    });
+    paths.theta = shared_path(paths.theta, report::THETA_FILE);
+    paths.phi = shared_path(paths.phi, report::PHI_FILE);
+    return std::make_unique<CMapFiles>(paths, header);
+}
+
+/// The first process's path of a result file, for all.
+std::string CAnalyzeJob::shared_path(const std::string& path, const char* name) const {
+    std::string shared = SharedText(m_ranks, path);
+    if (!shared.empty()) {
+        NameInMessages(shared, (std::filesystem::path(m_task.outputFolder) / name).string());
+    }
+    return shared;
+}
+
+/// Beside the results, unless there is a folder for large files. There, other results may have theirs.
+std::optional<stream::SCheckpointFiles> CAnalyzeJob::checkpoint_files() const {
+    if (!m_task.resumes) {
+        return std::nullopt;
+    }
+    std::string prefix = ScratchFolder() + "/.tevra-resume-";
+    if (m_task.scratchFolder) {
+        prefix += name_of_folder(m_task.outputFolder) + "-";
+    }
+    std::ostringstream fingerprint;
+    fingerprint << std::hexfloat << "version " << m_task.programVersion << "; image " << m_task.imageIdentity
+                << "; sigma " << m_task.request.FiberRadiusPx() << "; window ";
+    if (const auto& window = m_task.input.window) {
+        fingerprint << window->lo << ',' << window->hi;
+    } else {
+        fingerprint << '-';
+    }
+    return stream::CheckpointFiles(prefix, {m_ranks.Rank(), m_ranks.Size()}, fingerprint.str());
+}
+
+/// What an earlier run has left can only be used by all processes.
+EState CAnalyzeJob::common_state(EState own) const {
+    const auto is = [own](EState state) { return own == state ? 1.0 : 0.0; };
+    const bool isReusable = m_ranks.Smallest(is(EState::reusable)) > 0.0;
+    const bool isAbsent = m_ranks.Smallest(is(EState::absent)) > 0.0;
+    return isReusable ? EState::reusable : isAbsent ? EState::absent : EState::other;
+}
+
+void CAnalyzeJob::record_task() {
+    const volume::SImageInfo& info = m_task.input.image.Info();
+    m_record.version = m_task.programVersion;
+    m_record.startTime = utc_now();
+    m_record.input.path = m_task.imagePath;
+    m_record.input.format = info.format;
+    m_record.input.sizePx = ExtentsOf(info.size);
+    m_record.input.storedType = info.storedType;
+    m_record.input.spacing = m_task.spacing;
+    m_record.input.lengthUnit = m_task.request.lengthUnit;
+    m_record.input.spacingOrigin = m_task.spacingOrigin;
+    if (const auto& window = m_task.input.window) {
+        m_record.input.greyWindow = {window->lo, window->hi};
+    }
+    m_record.parameters.request = m_task.request;
+    m_record.parameters.maskPath = m_task.maskPath;
+    m_record.parameters.processes = m_ranks.Size();
+}
+
+void CAnalyzeJob::record_memory() {
+    const stream::SMemoryPlan& plan = m_analysis->Plan();
+    const bool isInMemory = plan.scratchKind == stream::SScratchPlace::EKind::memory;
+    m_record.memory = {plan.budgetBytes, plan.peakBytes, plan.scratchBytes, isInMemory ? "memory" : "file"};
+}
+
+void CAnalyzeJob::record_result() {
+    m_record.parameters.summary = m_result.parameterSummary;
+    m_record.foreground = {m_result.threshold, m_result.foregroundPixels,
+                           static_cast<long long>(image_size().Elements())};
+    for (const stream::SStreamResult::SPass& pass : m_result.passes) {
+        m_record.passes.push_back({pass.name, pass.seconds});
+    }
+    if (m_ranks.Size() > 1) {
+        m_record.idleSeconds = m_result.idleSeconds;
+    }
+    m_record.input.nanPixels = m_result.range.nanCount;
+    m_record.input.infinitePixels = m_result.range.infiniteCount;
+}
+
+} // namespace TEVRA::jobs

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "jobs/Failure.h"
+#include "jobs/LayoutCheck.h"
+#include "jobs/MapFiles.h"
+#include "jobs/ResultFiles.h"
+#include "report/Outputs.h"
+#include "report/RunRecord.h"
+#include "stream/StreamingAnalysis.h"
+
+#include <array>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace TEVRA::jobs {
+
+/// A field-by-field analysis as a front end asks for it.
+struct SAnalyzeTask {
+    stream::SStreamInput input;       ///< readers that outlive the job
+    Impl::SAnalysisRequest request{}; ///< checked by nobody yet
+    bool withMaps = false;
+
+    std::string outputFolder{};
+    std::optional<std::string> scratchFolder{}; ///< for smoothed slices; by default that of the results
+    bool resumes = false; ///< keeps the smoothed slices for another run, or goes on with those of one
+
+    int threads = 1;
+    std::size_t memoryBytes = 0; ///< of one process
+
+    /// For the record.
+    std::string imagePath{};
+    std::optional<std::string> maskPath{};
+    std::optional<std::array<double, 3>> spacing{}; ///< per axis; none if lengths are in pixels
+    report::ESpacingOrigin spacingOrigin = report::ESpacingOrigin::none;
+    std::string programVersion{};
+    /// What tells the image's pixels from others, in one line: those of an earlier run are taken for these
+    /// only where it agrees.
+    std::string imageIdentity{};
+};
+
+/// Radius or subfields do not go with the image.
+class CLayoutError : public CWorkError {
+  public:
+    CLayoutError(const SLayoutFault& fault, const Impl::SAnalysisRequest& request)
+        : CWorkError(LayoutFaultText(fault, request)), m_fault(fault) {}
+    const SLayoutFault& Fault() const noexcept { return m_fault; }
+
+  private:
+    SLayoutFault m_fault;
+};
+
+/// The field-by-field analysis from open images to written results.
+///
+///     CAnalyzeJob job(task, *ranks);
+///     job.Plan(CAnalyzeJob::EPurpose::run);
+///     job.Run();
+///     job.Save();
+///
+/// All processes of the job call the same operations in the same order.
+class CAnalyzeJob {
+  public:
+    enum class EPurpose { estimate, run };
+
+    CAnalyzeJob(const SAnalyzeTask& task, stream::ICommunicator& ranks);
+
+    /// Checks what can be checked without pixels, plans the memory, and announces the files to be written
+    /// unless only the estimate is wanted.
+    /// @throws CLayoutError; CWorkError if a file cannot be made; what CStreamingAnalysis throws.
+    void Plan(EPurpose purpose);
+    const stream::SMemoryPlan& Memory() const { return m_analysis->Plan(); }
+    /// What an earlier run has left, of all processes.
+    stream::CCheckpoint::EState Earlier() const noexcept { return m_earlier; }
+    std::string ScratchFolder() const { return m_task.scratchFolder.value_or(m_task.outputFolder); }
+
+    /// The analysis; maps are written on the way. Progress goes to the calling thread's monitor.
+    /// @throws stream::CNoForegroundError; CWorkError for a mask that is none; what CStreamingAnalysis
+    /// throws.
+    void Run();
+    /// Writes the other results, and lets all files appear.
+    /// @throws CWorkError if that fails; what the monitor throws.
+    void Save();
+
+    /// Of rank 0, after `Run`.
+    const stream::SStreamResult& Result() const noexcept { return m_result; }
+    const report::SRunRecord& Record() const noexcept { return m_record; }
+    /// The files besides the run record. Of rank 0, after `Plan`.
+    const std::vector<std::string>& FileNames() const { return m_files->Names(); }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    const CSize& image_size() const { return m_task.input.image.Info().size; }
+    report::SOutputWishes wishes() const;
+    std::optional<stream::SCheckpointFiles> checkpoint_files() const;
+    stream::CCheckpoint::EState common_state(stream::CCheckpoint::EState own) const;
+    void record_task();
+    void record_memory();
+    void record_result();
+    std::unique_ptr<CMapFiles> new_maps();
+    std::string shared_path(const std::string& path, const char* name) const;
+    void write_texts();
+
+    SAnalyzeTask m_task;
+    stream::ICommunicator& m_ranks;
+    Clock::time_point m_start;
+    report::SRunRecord m_record;
+    std::optional<stream::CStreamingAnalysis> m_analysis;
+    std::optional<CResultFiles> m_files; // of the first process
+    stream::CCheckpoint::EState m_earlier = stream::CCheckpoint::EState::absent;
+    stream::SStreamResult m_result;
+};
+
+} // namespace TEVRA::jobs

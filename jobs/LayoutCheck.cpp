@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "jobs/LayoutCheck.h"
+
+#include "jobs/Texts.h"
+
+#include "FilterOrientations/SubfieldLayout.h"
+
+#include <algorithm>
+
+namespace TEVRA::jobs {
+
+namespace {
+
+using EReason = SLayoutFault::EReason;
+
+bool exceeds_image(const SLayoutFault& numbers) {
+    const long long smallest = *std::min_element(numbers.imagePx.begin(), numbers.imagePx.end());
+    return numbers.radiusPx > 0.5 * static_cast<double>(smallest);
+}
+
+bool exceeds_subfield(const SLayoutFault& numbers) {
+    return std::any_of(numbers.subfieldPx.begin(), numbers.subfieldPx.end(), [&](long long extent) {
+        const long long half = extent / 2; // rounded towards zero, as the library does
+        return numbers.radiusPx > static_cast<double>(half);
+    });
+}
+
+} // namespace
+
+std::optional<SLayoutFault> CheckLayout(const CSize& imageSize, const Impl::SAnalysisRequest& request) {
+    const double radiusPx = request.FiberRadiusPx();
+    // With sizes that do not fit, the library would list no subfields, and evaluate only a part of the image.
+    const Impl::CSubfieldLayout layout(imageSize, radiusPx, request.subfieldPx);
+    SLayoutFault fault{EReason::radiusExceedsImage,
+                       radiusPx,
+                       layout.Border(),
+                       ExtentsOf(imageSize),
+                       ExtentsOf(layout.EvaluatedArea().Size()),
+                       {}};
+    if (request.HasSubfields()) {
+        fault.subfieldPx.assign(request.subfieldPx.begin(), request.subfieldPx.begin() + imageSize.Dim());
+    }
+    const auto because = [&fault](EReason reason) {
+        fault.reason = reason;
+        return fault;
+    };
+    if (exceeds_image(fault)) {
+        return because(EReason::radiusExceedsImage);
+    }
+    if (imageSize.Dim() == 2 && radiusPx <= 0.5) {
+        return because(EReason::radiusTooSmall);
+    }
+    if (*std::min_element(fault.evaluatedPx.begin(), fault.evaluatedPx.end()) < 1) {
+        return because(EReason::nothingButBorder);
+    }
+    if (exceeds_subfield(fault)) {
+        return because(EReason::radiusExceedsSubfield);
+    }
+    if (request.HasSubfields() && !layout.ListsSubfields()) {
+        return because(EReason::subfieldsDoNotFit);
+    }
+    return std::nullopt;
+}
+
+std::string LayoutFaultText(const SLayoutFault& fault, const Impl::SAnalysisRequest& request) {
+    const std::string radius = "the fiber radius is " + RadiusText(request);
+    const std::string image = SizeText(fault.imagePx) + " px";
+    switch (fault.reason) {
+    case EReason::radiusExceedsImage:
+        return "Fiber diameter must not exceed image size (please check for correct units): " + radius +
+               ", the image " + image;
+    case EReason::radiusTooSmall:
+        return "the fiber radius is too small for a 2D image: it is " + RadiusText(request) +
+               ", and must be more than half a pixel; check its unit";
+    case EReason::nothingButBorder:
+        return "nothing is left to analyse: " + radius + ", and the image of " + image +
+               " is all border of that width; check the unit of the radius";
+    case EReason::radiusExceedsSubfield:
+        return "Fiber diameter must not exceed subfield size (please check for correct units): " + radius +
+               ", the subfields " + SizeText(fault.subfieldPx) + " px";
+    case EReason::subfieldsDoNotFit:
+        break;
+    }
+    return "subfields of " + SizeText(fault.subfieldPx) + " px do not fit: the image of " + image +
+           " without its border of " + std::to_string(fault.borderPx) + " px has " +
+           SizeText(fault.evaluatedPx) +
+           " px; give smaller subfields, or none to analyse the image as a whole";
+}
+
+std::string RadiusText(const Impl::SAnalysisRequest& request) {
+    std::string px = RoundedText(request.FiberRadiusPx()) + " px";
+    if (request.lengthUnit == "px") {
+        return px;
+    }
+    return WithUnit(RoundedText(request.fiberRadius), request.lengthUnit) + " = " + px;
+}
+
+} // namespace TEVRA::jobs

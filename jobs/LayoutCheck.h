@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "FilterOrientations/AnalysisRequest.h"
+#include "zeklib2image/Size.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace TEVRA::jobs {
+
+/// Why a fiber radius and subfields do not go with an image, in pixels.
+struct SLayoutFault {
+    enum class EReason {
+        radiusExceedsImage,    ///< the fiber diameter exceeds the smallest extent
+        radiusTooSmall,        ///< in 2D, half a pixel or less
+        nothingButBorder,      ///< the border of one radius leaves no pixel
+        radiusExceedsSubfield, ///< the fiber diameter exceeds an extent of the subfields
+        subfieldsDoNotFit      ///< not even one fits into the image without its border
+    };
+    EReason reason;
+    double radiusPx;
+    long long borderPx;
+    std::vector<long long> imagePx;     ///< per axis
+    std::vector<long long> evaluatedPx; ///< the image without its border
+    std::vector<long long> subfieldPx;  ///< empty if there are none
+};
+
+/// The checks that need no pixels. @return none if the analysis can begin.
+std::optional<SLayoutFault> CheckLayout(const CSize& imageSize, const Impl::SAnalysisRequest& request);
+
+/// What is wrong and what to do, in one line.
+std::string LayoutFaultText(const SLayoutFault& fault, const Impl::SAnalysisRequest& request);
+
+/// "3 mm = 6 px", or "3 px" where lengths are in pixels.
+std::string RadiusText(const Impl::SAnalysisRequest& request);
+
+} // namespace TEVRA::jobs

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "report/RunRecord.h"
+
+#include "zeklib2core/ValueMap.h"
+
+#include <array>
+#include <span>
+#include <string>
+
+namespace TEVRA::report {
+
+/// What makes a file one of the outputs of a run.
+enum class EOutputCondition {
+    always,
+    subfields, ///< subfields are analysed
+    maps,      ///< angle maps are asked for
+    mapsIn3d   ///< and the image is 3D
+};
+
+/// What of it holds for a run.
+struct SOutputWishes {
+    int dim = 3;
+    bool subfields = false;
+    bool maps = false;
+};
+
+/// What the texts of outputs are made from: a finished run.
+struct SReport {
+    const CValueMap& document;
+    const SRunRecord& record;
+};
+
+/// A file that the field-by-field analysis writes.
+struct SOutput {
+    const char* file;
+    const char* content; ///< for help texts
+    EOutputCondition condition;
+    std::string (*text)(const SReport&); ///< null for images, which are written while the analysis runs
+};
+
+inline constexpr const char* RESULT_FILE = "result.json";
+inline constexpr const char* SUBFIELDS_FILE = "subfields.csv";
+inline constexpr const char* PROFILES_FILE = "profiles.csv";
+inline constexpr const char* THETA_FILE = "theta.mha";
+inline constexpr const char* PHI_FILE = "phi.mha";
+inline constexpr const char* RUN_RECORD_FILE = "run.json";
+
+/// All outputs, in the order in which they appear. The last is the run record: where it stands, the others
+/// are complete.
+///
+/// A new output is a row here and the function that makes its text. Whoever announces, writes, removes or
+/// explains outputs reads this table.
+std::span<const SOutput> Outputs();
+
+bool IsWanted(const SOutput& output, const SOutputWishes& wishes);
+
+} // namespace TEVRA::report

@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "jobs/AnalyzeJob.h"
+
+#include "support/TemporaryFolder.h"
+#include "volume/MemoryReader.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <vector>
+
+namespace TEVRA::jobs {
+namespace {
+
+using nlohmann::json;
+using test::CTemporaryFolder;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// Bright ridges along x, 12 px apart.
+std::vector<std::uint8_t> ridges(const CSize& size) {
+    std::vector<std::uint8_t> pixels;
+    for (long long z = 0; z < size[2]; ++z) {
+        for (long long y = 0; y < size[1]; ++y) {
+            const double offset = static_cast<double>(y % 12) - 6.0;
+            const auto grey = static_cast<std::uint8_t>(40.0 + 160.0 * std::exp(-offset * offset / 12.0));
+            pixels.insert(pixels.end(), static_cast<std::size_t>(size[0]), grey);
+        }
+    }
+    return pixels;
+}
+
+class AnalyzeJob : public testing::Test {
+  protected:
+    SAnalyzeTask task() {
+        SAnalyzeTask task{.input = {m_image}};
+        task.request.fiberRadius = 3.0;
+        task.request.lengthUnit = "px";
+        task.outputFolder = m_folder / "out";
+        task.memoryBytes = std::size_t{1} << 30;
+        task.imagePath = "ridges";
+        task.programVersion = "1.2.3";
+        return task;
+    }
+    json read(const char* file) const { return json::parse(test::ReadFile(m_folder / "out" / file)); }
+
+    CTemporaryFolder m_folder;
+    CSize m_size{40, 36, 32};
+    std::vector<std::uint8_t> m_pixels = ridges(m_size);
+    volume::CMemoryReader m_image{m_size, volume::EPixelType::u8, m_pixels.data()};
+    std::unique_ptr<stream::ICommunicator> m_ranks = stream::SingleProcess();
+};
+
+TEST_F(AnalyzeJob, WritesTheOutputsThatTheTaskAsksFor) {
+    SAnalyzeTask wanted = task();
+    wanted.request.subfieldPx = {10, 10, 10};
+    wanted.withMaps = true;
+    CAnalyzeJob job(wanted, *m_ranks);
+    job.Plan(CAnalyzeJob::EPurpose::run);
+    job.Run();
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "out/result.json"));
+    job.Save();
+    EXPECT_THAT(
+        CTemporaryFolder::EntriesOf(m_folder / "out"),
+        ElementsAre("phi.mha", "profiles.csv", "result.json", "run.json", "subfields.csv", "theta.mha"));
+    EXPECT_EQ(read("run.json")["files"], json(job.FileNames()));
+    EXPECT_GT(std::abs(read("result.json")["Field"]["Mean fiber direction"]["x"].get<double>()), 0.99);
+}
+
+TEST_F(AnalyzeJob, RecordsTheRequestAsItIs) {
+    SAnalyzeTask wanted = task();
+    wanted.request.fiberRadius = 1.5;
+    wanted.request.spacing = 0.5;
+    wanted.request.lengthUnit = "mm";
+    wanted.request.otsuFactor = 1.125;
+    wanted.spacing = {0.5, 0.5, 0.5};
+    wanted.spacingOrigin = report::ESpacingOrigin::option;
+    CAnalyzeJob job(wanted, *m_ranks);
+    job.Plan(CAnalyzeJob::EPurpose::run);
+    job.Run();
+    job.Save();
+    const json record = read("run.json");
+    EXPECT_EQ(record["version"], "1.2.3");
+    EXPECT_EQ(record["parameters"]["fiber_radius"], 1.5);
+    EXPECT_EQ(record["parameters"]["fiber_radius_px"], 3.0);
+    EXPECT_EQ(record["parameters"]["otsu_factor"], 1.125);
+    EXPECT_EQ(record["input"]["length_unit"], "mm");
+    EXPECT_EQ(read("result.json")["Fiber radius"], 1.5);
+}
+
+TEST_F(AnalyzeJob, AnEstimateTouchesNoFile) {
+    CAnalyzeJob job(task(), *m_ranks);
+    job.Plan(CAnalyzeJob::EPurpose::estimate);
+    EXPECT_GT(job.Memory().peakBytes, 0U);
+    EXPECT_THAT(m_folder.Entries(), IsEmpty());
+}
+
+TEST_F(AnalyzeJob, LeavesNothingBehindWhenItIsNotSaved) {
+    {
+        CAnalyzeJob job(task(), *m_ranks);
+        job.Plan(CAnalyzeJob::EPurpose::run);
+        job.Run();
+    }
+    EXPECT_THAT(m_folder.Entries(), IsEmpty());
+}
+
+TEST_F(AnalyzeJob, TellsTheFaultOfALayoutInNumbers) {
+    SAnalyzeTask wanted = task();
+    wanted.request.fiberRadius = 16.5;
+    CAnalyzeJob job(wanted, *m_ranks);
+    try {
+        job.Plan(CAnalyzeJob::EPurpose::run);
+        FAIL() << "a fiber wider than the image";
+    } catch (const CLayoutError& error) {
+        EXPECT_EQ(error.Fault().reason, SLayoutFault::EReason::radiusExceedsImage);
+        EXPECT_EQ(error.Fault().radiusPx, 16.5);
+    }
+    EXPECT_THAT(m_folder.Entries(), IsEmpty());
+}
+
+} // namespace
+} // namespace TEVRA::jobs

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "jobs/LayoutCheck.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace TEVRA::jobs {
+namespace {
+
+using EReason = SLayoutFault::EReason;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+const CSize VOLUME(40, 36, 32);
+const CSize PLANE(60, 50);
+
+Impl::SAnalysisRequest request_of(double radius, const std::array<long long, 3>& subfieldPx = {-1, -1, -1}) {
+    Impl::SAnalysisRequest request;
+    request.fiberRadius = radius;
+    request.subfieldPx = subfieldPx;
+    request.lengthUnit = "px";
+    return request;
+}
+
+void expect_fault(const CSize& size, const Impl::SAnalysisRequest& request, EReason reason) {
+    const auto fault = CheckLayout(size, request);
+    ASSERT_TRUE(fault) << request.fiberRadius;
+    EXPECT_EQ(fault->reason, reason) << request.fiberRadius;
+    EXPECT_THAT(LayoutFaultText(*fault, request), Not(HasSubstr("--")));
+}
+
+TEST(LayoutCheck, AcceptsWhatFits) {
+    EXPECT_FALSE(CheckLayout(VOLUME, request_of(3.0)));
+    EXPECT_FALSE(CheckLayout(VOLUME, request_of(3.0, {34, 30, 26})));
+    EXPECT_FALSE(CheckLayout(PLANE, request_of(3.0, {54, 6, -1})));
+}
+
+TEST(LayoutCheck, NamesTheReasonOfEveryFault) {
+    expect_fault(VOLUME, request_of(16.5), EReason::radiusExceedsImage);
+    expect_fault(PLANE, request_of(1e300), EReason::radiusExceedsImage);
+    expect_fault(PLANE, request_of(0.5), EReason::radiusTooSmall);
+    expect_fault(VOLUME, request_of(16.0), EReason::nothingButBorder);
+    expect_fault(CSize(40, 36, 33), request_of(16.5), EReason::nothingButBorder);
+    expect_fault(VOLUME, request_of(3.0, {5, 5, 5}), EReason::radiusExceedsSubfield);
+    expect_fault(VOLUME, request_of(3.0, {27, 27, 27}), EReason::subfieldsDoNotFit);
+}
+
+TEST(LayoutCheck, TellsTheNumbersOfAFault) {
+    const auto fault = CheckLayout(VOLUME, request_of(3.0, {27, 27, 27}));
+    ASSERT_TRUE(fault);
+    EXPECT_EQ(fault->radiusPx, 3.0);
+    EXPECT_EQ(fault->borderPx, 3);
+    EXPECT_THAT(fault->imagePx, ElementsAre(40, 36, 32));
+    EXPECT_THAT(fault->evaluatedPx, ElementsAre(34, 30, 26));
+    EXPECT_THAT(fault->subfieldPx, ElementsAre(27, 27, 27));
+    const auto inPlane = CheckLayout(PLANE, request_of(40.0));
+    ASSERT_TRUE(inPlane);
+    EXPECT_THAT(inPlane->imagePx, ElementsAre(60, 50));
+    EXPECT_THAT(inPlane->subfieldPx, IsEmpty());
+}
+
+TEST(LayoutCheck, TakesTheRadiusInTheUnitOfTheSpacing) {
+    Impl::SAnalysisRequest request = request_of(3.0);
+    request.spacing = 0.001;
+    request.lengthUnit = "mm";
+    const auto fault = CheckLayout(VOLUME, request);
+    ASSERT_TRUE(fault);
+    EXPECT_EQ(fault->reason, EReason::radiusExceedsImage);
+    EXPECT_THAT(LayoutFaultText(*fault, request), HasSubstr("3 mm = 3000 px"));
+}
+
+} // namespace
+} // namespace TEVRA::jobs

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "report/Outputs.h"
+
+#include "support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+namespace TEVRA::report {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+std::vector<std::string> wanted(const SOutputWishes& wishes) {
+    std::vector<std::string> files;
+    for (const SOutput& output : Outputs()) {
+        if (IsWanted(output, wishes)) {
+            files.emplace_back(output.file);
+        }
+    }
+    return files;
+}
+
+TEST(Outputs, AreThoseThatTheRunAsksFor) {
+    EXPECT_THAT(wanted({.dim = 3}), ElementsAre("result.json", "run.json"));
+    EXPECT_THAT(wanted({.dim = 3, .subfields = true}),
+                ElementsAre("result.json", "subfields.csv", "profiles.csv", "run.json"));
+    EXPECT_THAT(wanted({.dim = 2, .maps = true}), ElementsAre("result.json", "theta.mha", "run.json"));
+    EXPECT_THAT(wanted({.dim = 3, .maps = true}),
+                ElementsAre("result.json", "theta.mha", "phi.mha", "run.json"));
+}
+
+TEST(Outputs, HaveNamesOfTheirOwnAndTheRunRecordIsTheLast) {
+    std::set<std::string> names;
+    for (const SOutput& output : Outputs()) {
+        EXPECT_TRUE(names.insert(output.file).second) << output.file;
+        EXPECT_STRNE(output.content, "") << output.file;
+    }
+    EXPECT_STREQ(Outputs().back().file, RUN_RECORD_FILE);
+}
+
+TEST(Outputs, StandInTheDocumentation) {
+    const std::string page = test::ReadFile(TEVRA_COMMAND_LINE_PAGE);
+    for (const SOutput& output : Outputs()) {
+        EXPECT_THAT(page, HasSubstr("`" + std::string(output.file) + "`"));
+    }
+}
+
+} // namespace
+} // namespace TEVRA::report
