@@ -21,13 +21,14 @@ using test::CTemporaryFolder;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// Bright ridges along x, 12 px apart.
-std::vector<std::uint8_t> ridges(const CSize& size) {
+/// Bright lines along x, 12 px apart along y and z.
+std::vector<std::uint8_t> lines(const CSize& size) {
     std::vector<std::uint8_t> pixels;
     for (long long z = 0; z < size[2]; ++z) {
         for (long long y = 0; y < size[1]; ++y) {
-            const double offset = static_cast<double>(y % 12) - 6.0;
-            const auto grey = static_cast<std::uint8_t>(40.0 + 160.0 * std::exp(-offset * offset / 12.0));
+            const double dy = static_cast<double>(y % 12) - 6.0;
+            const double dz = static_cast<double>(z % 12) - 6.0;
+            const auto grey = static_cast<std::uint8_t>(40.0 + 160.0 * std::exp(-(dy * dy + dz * dz) / 12.0));
             pixels.insert(pixels.end(), static_cast<std::size_t>(size[0]), grey);
         }
     }
@@ -42,7 +43,7 @@ class AnalyzeJob : public testing::Test {
         task.request.lengthUnit = "px";
         task.outputFolder = m_folder / "out";
         task.memoryBytes = std::size_t{1} << 30;
-        task.imagePath = "ridges";
+        task.imagePath = "lines";
         task.programVersion = "1.2.3";
         return task;
     }
@@ -50,7 +51,7 @@ class AnalyzeJob : public testing::Test {
 
     CTemporaryFolder m_folder;
     CSize m_size{40, 36, 32};
-    std::vector<std::uint8_t> m_pixels = ridges(m_size);
+    std::vector<std::uint8_t> m_pixels = lines(m_size);
     volume::CMemoryReader m_image{m_size, volume::EPixelType::u8, m_pixels.data()};
     std::unique_ptr<stream::ICommunicator> m_ranks = stream::SingleProcess();
 };
