@@ -7,6 +7,8 @@
 #include "apps/Interruption.h"
 #include "apps/NearestName.h"
 
+#include "Numeric/InstructionSet.h"
+
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
@@ -14,11 +16,14 @@
 #include <cctype>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <iostream>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 #include <vector>
 
@@ -121,9 +126,25 @@ void flush_standard_output() {
     }
 }
 
+/// Inner loops are those of the best instruction set of the processor, unless the environment names another.
+/// @throws CUsageError for one that is unknown or not supported.
+void choose_instruction_set() {
+    constexpr const char* VARIABLE = "TEVRA_INSTRUCTION_SET";
+    const char* const name = std::getenv(VARIABLE); // NOLINT(concurrency-mt-unsafe): before any thread starts
+    if (name == nullptr || *name == '\0') {
+        return;
+    }
+    try {
+        Impl::UseInstructionSet(std::string_view(name));
+    } catch (const std::invalid_argument& refusal) {
+        throw CUsageError(std::string(VARIABLE) + ": " + refusal.what());
+    }
+}
+
 int run_command(const std::vector<SCommand>& commands) {
     return RunGuarded(
         [&commands] {
+            choose_instruction_set();
             const CInterruptionScope interruptible;
             for (const SCommand& command : commands) {
                 if (command.parser->parsed()) {

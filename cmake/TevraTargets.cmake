@@ -63,20 +63,17 @@ endfunction()
 
 # tevra_add_wide_sources(TARGET FILES ...)
 # Compiles the files once per instruction set and adds the objects to a library of this folder. The macro TEVRA_WIDE is
-# the set's name (baseline, avx2, avx512), for use as the namespace of everything that the files define; TEVRA_WIDE_X86
-# is defined for them and for TARGET where there is more than the baseline.
+# the set's name (baseline, avx2, avx512), for use as the namespace of everything that the files define.
+# `LoopsFor` (Numeric/InstructionSet.h) chooses among them.
 #
 # The linker keeps one copy of an inline function that several objects define, possibly the one that only the newest
 # processors run. So the files define nothing weak outside their namespace: no inline functions of the standard library
 # that the compiler might not inline. The tests "WideSymbols" hold them to it.
 function(tevra_add_wide_sources target)
     set(sets baseline)
-    set(definitions "")
     if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
         list(APPEND sets avx2 avx512)
-        set(definitions TEVRA_WIDE_X86)
     endif()
-    target_compile_definitions(${target} PRIVATE ${definitions})
     set(flags_baseline "")
     set(flags_avx2 -mavx2)
     set(flags_avx512 -mavx512f -mavx512dq -mavx512bw -mavx512vl -mprefer-vector-width=512)
@@ -85,7 +82,7 @@ function(tevra_add_wide_sources target)
         add_library(${objects} OBJECT ${ARGN})
         target_include_directories(${objects} PRIVATE $<TARGET_PROPERTY:${target},INCLUDE_DIRECTORIES>)
         tevra_compile_rules(${objects})
-        target_compile_definitions(${objects} PRIVATE TEVRA_WIDE=${set} ${definitions})
+        target_compile_definitions(${objects} PRIVATE TEVRA_WIDE=${set})
         # Neither errno nor the order of floating-point flags is observed; both keep loops from becoming wide.
         target_compile_options(${objects} PRIVATE ${flags_${set}} -fno-math-errno -fno-trapping-math -Wno-psabi)
         if(NOT TEVRA_SANITIZE)

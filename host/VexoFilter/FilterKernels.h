@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "VexoBase/InstructionSet.h"
+#include "Numeric/InstructionSet.h"
 #include "VexoFilter/RecursiveGaussian.h"
 #include "VexoFilter/SampledGaussian.h"
 
@@ -30,9 +30,7 @@ struct SFilterKernels {
     void (*toRows)(const SRows<const float>& in, float* const* rows, std::size_t count, std::size_t length);
 };
 
-/// The kernels for an instruction set that this processor has.
-const SFilterKernels& FilterKernels(EnInstructionSet set) noexcept;
-/// The kernels for the instruction set in use.
-const SFilterKernels& FilterKernels() noexcept;
+/// The kernels for an instruction set that this processor supports.
+const SFilterKernels& FilterKernels(EInstructionSet set = InstructionSetInUse()) noexcept;
 
 } // namespace TEVRA::Impl

@@ -30,8 +30,8 @@ template <typename WhichT>
 [[gnu::always_inline]] inline void store(const WhichT& which, const SState& state,
                                          const SRecursionPlanes& planes, std::size_t line) {
     for (std::size_t k = 0; k < SECTIONS; ++k) {
-        which.Store(state.value[k].lanes, planes.value[k] + line);
-        which.Store(state.velocity[k].lanes, planes.velocity[k] + line);
+        which.Store(state.value[k].v, planes.value[k] + line);
+        which.Store(state.velocity[k].v, planes.velocity[k] + line);
     }
 }
 

@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "Numeric/Lanes.h"
+
 #include <cstddef>
 
 #if defined(__AVX2__)
 #include <immintrin.h>
 #endif
 
-/// Numbers side by side, as many as fit the vector registers that the including source is compiled for. For
-/// sources that are compiled once per instruction set, and for nobody else: everything here lives in the
-/// namespace of one instruction set.
+/// As many lanes as fit the vector registers that the including source is compiled for, and their way to and
+/// from rows of any length. For sources that are compiled once per instruction set, and for nobody else:
+/// everything here lives in the namespace of one instruction set.
 namespace TEVRA::Impl::FilterLoops::TEVRA_WIDE {
 
 #if defined(__AVX512F__)
@@ -22,30 +24,9 @@ constexpr std::size_t REGISTER_BYTES = 16;
 /// Doubles in a register; as many floats are taken in and given out at a time.
 constexpr std::size_t LANES = REGISTER_BYTES / sizeof(double);
 
-using RawDoubles [[gnu::vector_size(LANES * sizeof(double))]] = double;
-using RawFloats [[gnu::vector_size(LANES * sizeof(float))]] = float;
-
-/// One double per lane; the arithmetic is that of plain numbers, lane by lane.
-struct SDoubles {
-    RawDoubles lanes;
-
-    SDoubles() = default;
-    [[gnu::always_inline]] explicit SDoubles(RawDoubles values) : lanes(values) {}
-    [[gnu::always_inline]] explicit SDoubles(double all) : lanes(RawDoubles{} + all) {}
-
-    [[gnu::always_inline]] friend SDoubles operator+(const SDoubles& a, const SDoubles& b) {
-        return SDoubles(a.lanes + b.lanes);
-    }
-    [[gnu::always_inline]] friend SDoubles operator-(const SDoubles& a, const SDoubles& b) {
-        return SDoubles(a.lanes - b.lanes);
-    }
-    [[gnu::always_inline]] friend SDoubles operator*(const SDoubles& a, const SDoubles& b) {
-        return SDoubles(a.lanes * b.lanes);
-    }
-    [[gnu::always_inline]] friend SDoubles operator*(double factor, const SDoubles& a) {
-        return SDoubles(factor * a.lanes);
-    }
-};
+using SDoubles = SLanes<LANES>;
+using RawDoubles = SDoubles::Numbers;
+using RawFloats = SDoubles::Floats;
 
 /// All lanes, or the first few of them where a row ends. Lanes beyond hold zeros.
 struct SAllLanes {
@@ -96,19 +77,19 @@ template <typename WhichT>
 [[gnu::always_inline]] inline SDoubles LoadDoubles(const WhichT& which, const double* from) {
     RawDoubles doubles;
     which.Load(doubles, from);
-    return SDoubles(doubles);
+    return SDoubles::Of(doubles);
 }
 
 template <typename WhichT>
 [[gnu::always_inline]] inline SDoubles LoadFloats(const WhichT& which, const float* from) {
     RawFloats floats;
     which.Load(floats, from);
-    return SDoubles(Widened(floats));
+    return SDoubles::Of(Widened(floats));
 }
 
 template <typename WhichT>
 [[gnu::always_inline]] inline void StoreFloats(const WhichT& which, const SDoubles& values, float* to) {
-    which.Store(__builtin_convertvector(values.lanes, RawFloats), to);
+    which.Store(__builtin_convertvector(values.v, RawFloats), to);
 }
 
 } // namespace TEVRA::Impl::FilterLoops::TEVRA_WIDE

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "VexoNumeric/Lanes.h"
+#include "Numeric/Lanes.h"
 
 #include <array>
 #include <cstddef>

@@ -10,16 +10,9 @@
 namespace TEVRA::Impl {
 namespace {
 
-const SSegmentKernels& kernels_of([[maybe_unused]] EInstructionSet set) {
-#ifdef TEVRA_WIDE_X86
-    if (set == EInstructionSet::avx2) {
-        return segments::avx2::SEGMENT_KERNELS;
-    }
-    if (set == EInstructionSet::avx512) {
-        return segments::avx512::SEGMENT_KERNELS;
-    }
-#endif
-    return segments::baseline::SEGMENT_KERNELS;
+const SSegmentKernels& kernels_of(EInstructionSet set) {
+    return LoopsFor<segments::baseline::SEGMENT_KERNELS, segments::avx2::SEGMENT_KERNELS,
+                    segments::avx512::SEGMENT_KERNELS>(set);
 }
 
 /// Calls `operation(first, count)` for every segment of a row.

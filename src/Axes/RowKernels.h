@@ -3,7 +3,7 @@
 
 #include "Axes/HessianAxis.h"
 #include "Axes/OrientationSums.h"
-#include "Utils/InstructionSet.h"
+#include "Numeric/InstructionSet.h"
 
 #include <array>
 #include <cstddef>
@@ -35,7 +35,7 @@ struct SConstAngleRow {
 /// Foreground of a row: 1 where the smoothed value, widened to double, is above the threshold, else 0 (as for
 /// NaN).
 void ForegroundOfRow(const float* smoothed, std::size_t count, double threshold, unsigned char* foreground,
-                     EInstructionSet set = BestInstructionSet());
+                     EInstructionSet set = InstructionSetInUse());
 
 /// Angles of the axes of a row's foreground pixels; markers elsewhere and where the decomposition failed.
 /// @param foreground one byte per pixel, not 0 for foreground.
@@ -43,7 +43,8 @@ void ForegroundOfRow(const float* smoothed, std::size_t count, double threshold,
 /// @return the number of pixels that got an axis.
 template <std::size_t Dim>
 std::size_t AxesOfRow(const HessianRows<Dim>& hessian, const unsigned char* foreground, std::size_t count,
-                      EEigenvalue which, const SAngleRow& angles, EInstructionSet set = BestInstructionSet());
+                      EEigenvalue which, const SAngleRow& angles,
+                      EInstructionSet set = InstructionSetInUse());
 
 /// Adds the axes of a row to sums. A pixel counts if its first angle is at least 0.
 /// @param fourth may be null.
@@ -52,7 +53,7 @@ std::size_t AxesOfRow(const HessianRows<Dim>& hessian, const unsigned char* fore
 /// `fourth`: another grouping of pixels into rows rounds differently.
 template <std::size_t Dim>
 void AddRow(CSecondOrderSums<Dim>& second, CFourthOrderSums<Dim>* fourth, const SConstAngleRow& angles,
-            std::size_t count, EInstructionSet set = BestInstructionSet());
+            std::size_t count, EInstructionSet set = InstructionSetInUse());
 
 /// Sums over parts of a row, subfields for one. The axes of all parts are found together, many side by side;
 /// each part's sums are those of AddRow, to the last bit.
@@ -66,7 +67,7 @@ template <std::size_t Dim>
 class CRowSums {
   public:
     /// @param mostPixels of all parts of a row together.
-    explicit CRowSums(std::size_t mostPixels, EInstructionSet set = BestInstructionSet());
+    explicit CRowSums(std::size_t mostPixels, EInstructionSet set = InstructionSetInUse());
 
     void Begin();
     void AddPart(const SConstAngleRow& angles, std::size_t count);

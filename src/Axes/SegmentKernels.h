@@ -48,14 +48,12 @@ namespace segments {
 namespace baseline {
 extern const SSegmentKernels SEGMENT_KERNELS;
 }
-#ifdef TEVRA_WIDE_X86
 namespace avx2 {
 extern const SSegmentKernels SEGMENT_KERNELS;
 }
 namespace avx512 {
 extern const SSegmentKernels SEGMENT_KERNELS;
 }
-#endif
 } // namespace segments
 
 } // namespace TEVRA::Impl

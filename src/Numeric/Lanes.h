@@ -44,6 +44,7 @@ struct SLanes {
     TEVRA_LANES_INLINE friend SLanes operator+(const SLanes& a, const SLanes& b) { return Of(a.v + b.v); }
     TEVRA_LANES_INLINE friend SLanes operator-(const SLanes& a, const SLanes& b) { return Of(a.v - b.v); }
     TEVRA_LANES_INLINE friend SLanes operator*(const SLanes& a, const SLanes& b) { return Of(a.v * b.v); }
+    TEVRA_LANES_INLINE friend SLanes operator*(double a, const SLanes& b) { return SLanes(a) * b; }
     TEVRA_LANES_INLINE friend SLanes operator/(const SLanes& a, const SLanes& b) { return Of(a.v / b.v); }
     TEVRA_LANES_INLINE friend SLanes operator-(const SLanes& a) { return Of(-a.v); }
     TEVRA_LANES_INLINE friend Mask operator<(const SLanes& a, const SLanes& b) { return a.v < b.v; }
@@ -88,6 +89,11 @@ template <std::size_t Count>
 TEVRA_LANES_INLINE SLanes<Count> Select(const typename SLanes<Count>::Mask& condition,
                                         const SLanes<Count>& yes, const SLanes<Count>& no) {
     return SLanes<Count>::Of(condition ? yes.v : no.v);
+}
+
+/// Whether the condition holds in at least one lane.
+TEVRA_LANES_INLINE bool AnyOf(bool condition) {
+    return condition;
 }
 
 /// Whether a bit of the number's representation is set.

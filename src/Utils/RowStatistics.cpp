@@ -6,16 +6,9 @@
 namespace TEVRA::Impl {
 namespace {
 
-const SStatisticsKernels& kernels_of([[maybe_unused]] EInstructionSet set) {
-#ifdef TEVRA_WIDE_X86
-    if (set == EInstructionSet::avx2) {
-        return statistics::avx2::STATISTICS_KERNELS;
-    }
-    if (set == EInstructionSet::avx512) {
-        return statistics::avx512::STATISTICS_KERNELS;
-    }
-#endif
-    return statistics::baseline::STATISTICS_KERNELS;
+const SStatisticsKernels& kernels_of(EInstructionSet set) {
+    return LoopsFor<statistics::baseline::STATISTICS_KERNELS, statistics::avx2::STATISTICS_KERNELS,
+                    statistics::avx512::STATISTICS_KERNELS>(set);
 }
 
 } // namespace

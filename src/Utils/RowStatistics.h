@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "Utils/InstructionSet.h"
+#include "Numeric/InstructionSet.h"
 
 #include <cstddef>
 #include <limits>
@@ -16,7 +16,8 @@ struct SExtent {
 
 /// Takes the values of a row in, NaN left out.
 /// @param set instruction set of the kernel; all give the same numbers.
-void Extend(SExtent& extent, const float* row, std::size_t count, EInstructionSet set = BestInstructionSet());
+void Extend(SExtent& extent, const float* row, std::size_t count,
+            EInstructionSet set = InstructionSetInUse());
 
 /// Equal bins over [min, max].
 struct SBinning {
@@ -31,6 +32,6 @@ struct SBinning {
 /// Writes the bin of each value of a row (HistogramBin); `binning.bins`, which is no bin, for NaN.
 /// @param bins room for `count` numbers.
 void BinsOfRow(const SBinning& binning, const float* row, std::size_t count, unsigned short* bins,
-               EInstructionSet set = BestInstructionSet());
+               EInstructionSet set = InstructionSetInUse());
 
 } // namespace TEVRA::Impl

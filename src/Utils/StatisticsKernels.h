@@ -18,14 +18,12 @@ namespace statistics {
 namespace baseline {
 extern const SStatisticsKernels STATISTICS_KERNELS;
 }
-#ifdef TEVRA_WIDE_X86
 namespace avx2 {
 extern const SStatisticsKernels STATISTICS_KERNELS;
 }
 namespace avx512 {
 extern const SStatisticsKernels STATISTICS_KERNELS;
 }
-#endif
 } // namespace statistics
 
 } // namespace TEVRA::Impl

@@ -114,6 +114,21 @@ TEST(Program, OutputThatCannotBeWrittenIsAFailure) {
     }
 }
 
+TEST(Program, TakesAKnownInstructionSetFromTheEnvironment) {
+    for (const char* const set : {"TEVRA_INSTRUCTION_SET=baseline", "TEVRA_INSTRUCTION_SET="}) {
+        EXPECT_EQ(RunTevra({"tensor", "1,0,0"}, {.launcher = {"env", set}}).status, 0) << set;
+    }
+}
+
+TEST(Program, RefusesAnUnknownInstructionSetAndNamesTheKnownOnes) {
+    const SOutcome outcome =
+        RunTevra({"tensor", "1,0,0"}, {.launcher = {"env", "TEVRA_INSTRUCTION_SET=sse9"}});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "tevra: error: TEVRA_INSTRUCTION_SET: 'sse9' is no instruction set; there are "
+                           "baseline, avx2, avx512\n");
+}
+
 TEST(Program, AClosedPipeIsAFailureAndNoSignal) {
     const SOutcome outcome = RunTevra({"tensor", "1,0,0"}, {.standardOutputIsBroken = true});
     EXPECT_EQ(outcome.status, 1);

@@ -1,35 +1,34 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "VexoBase/InstructionSet.h"
+#include "Numeric/InstructionSet.h"
 
+#include <algorithm>
+#include <iterator>
 #include <vector>
 
 namespace TEVRA::test {
 
 /// The instruction sets that this processor has; baseline is the first.
-inline std::vector<EnInstructionSet> SupportedInstructionSets() {
-    std::vector<EnInstructionSet> sets;
-    for (const auto set : {EnInstructionSet::baseline, EnInstructionSet::avx2, EnInstructionSet::avx512}) {
-        if (CInstructionSet::IsSupported(set)) {
-            sets.push_back(set);
-        }
-    }
+inline std::vector<Impl::EInstructionSet> SupportedInstructionSets() {
+    std::vector<Impl::EInstructionSet> sets;
+    std::copy_if(Impl::INSTRUCTION_SETS.begin(), Impl::INSTRUCTION_SETS.end(), std::back_inserter(sets),
+                 Impl::IsSupported);
     return sets;
 }
 
-/// The host works with this instruction set while the scope lives.
+/// Host and library work with this instruction set while the scope lives.
 class CInstructionSetScope {
   public:
-    explicit CInstructionSetScope(EnInstructionSet set) : m_previous(CInstructionSet::InUse()) {
-        CInstructionSet::Use(set);
+    explicit CInstructionSetScope(Impl::EInstructionSet set) : m_previous(Impl::InstructionSetInUse()) {
+        Impl::UseInstructionSet(set);
     }
-    ~CInstructionSetScope() { CInstructionSet::Use(m_previous); }
+    ~CInstructionSetScope() { Impl::UseInstructionSet(m_previous); }
     CInstructionSetScope(const CInstructionSetScope&) = delete;
     CInstructionSetScope& operator=(const CInstructionSetScope&) = delete;
 
   private:
-    EnInstructionSet m_previous;
+    Impl::EInstructionSet m_previous;
 };
 
 } // namespace TEVRA::test

@@ -237,15 +237,15 @@ TEST(PartialDerivatives, OfLargeClonesHaveTheSameBitsWithAnyNumberOfThreadsAndIn
     const auto image = closed_image(size);
     for (const Orders& orders : HESSIAN) {
         const Pixels expected = derivative_of(*MakeImage<float>(IMAGE_GREY_F, size, texture), orders);
-        for (const EnInstructionSet set : SupportedInstructionSets()) {
+        for (const Impl::EInstructionSet set : SupportedInstructionSets()) {
             for (const int threads : {1, 2, 3, 4, 5}) {
                 const CInstructionSetScope setScope(set);
                 const CThreadCountScope threadScope(threads);
                 const std::unique_ptr<CImage> clone(CImageExtraction::Clone(*image));
                 EXPECT_TRUE(derivative_of(*clone, orders) == expected)
-                    << name_of(orders) << ", " << threads << " threads, " << CInstructionSet::Name(set);
+                    << name_of(orders) << ", " << threads << " threads, " << Impl::NameOf(set);
                 EXPECT_TRUE(derivative_of(*MakeImage<float>(IMAGE_GREY_F, size, texture), orders) == expected)
-                    << name_of(orders) << ", " << threads << " threads, " << CInstructionSet::Name(set);
+                    << name_of(orders) << ", " << threads << " threads, " << Impl::NameOf(set);
             }
         }
     }

@@ -269,11 +269,11 @@ std::vector<std::vector<float>> smooth_by_walks(const SRecursiveGaussian& filter
     return lines;
 }
 
-class RecursionBits : public testing::TestWithParam<EnInstructionSet> {};
+class RecursionBits : public testing::TestWithParam<Impl::EInstructionSet> {};
 
 TEST_P(RecursionBits, AreTheSameForLinesAloneAndSideBySide) {
-    if (!CInstructionSet::IsSupported(GetParam())) {
-        GTEST_SKIP() << "this processor does not have " << CInstructionSet::Name(GetParam());
+    if (!Impl::IsSupported(GetParam())) {
+        GTEST_SKIP() << "this processor does not have " << Impl::NameOf(GetParam());
     }
     const CInstructionSetScope scope(GetParam());
     for (const double sigmaPx : {2.5, 4.3, 60.0}) {
@@ -297,9 +297,9 @@ TEST_P(RecursionBits, AreTheSameForLinesAloneAndSideBySide) {
 }
 
 INSTANTIATE_TEST_SUITE_P(With, RecursionBits,
-                         testing::Values(EnInstructionSet::baseline, EnInstructionSet::avx2,
-                                         EnInstructionSet::avx512),
-                         [](const auto& testCase) { return CInstructionSet::Name(testCase.param); });
+                         testing::Values(Impl::EInstructionSet::baseline, Impl::EInstructionSet::avx2,
+                                         Impl::EInstructionSet::avx512),
+                         [](const auto& testCase) { return std::string(Impl::NameOf(testCase.param)); });
 
 /// Three numbers side by side, as a vector register holds them.
 struct STriple {

@@ -255,12 +255,12 @@ TEST(YoungVanVliet, SmoothsLineByLineToTheLastBitWithAnyInstructionSet) {
     sizes.emplace_back(150, 77);
     sizes.emplace_back(19, 1, 40);
     sizes.emplace_back(67, 35, 33);
-    for (const EnInstructionSet set : SupportedInstructionSets()) {
+    for (const Impl::EInstructionSet set : SupportedInstructionSets()) {
         const CInstructionSetScope scope(set);
         for (const CSize& size : sizes) {
             const auto image = noise_image(size);
             EXPECT_TRUE(smooth(*image, 3.5) == smooth_line_by_line(*image, PixelsOf<float>(*image), 3.5))
-                << CInstructionSet::Name(set) << ", size " << size.ToString();
+                << Impl::NameOf(set) << ", size " << size.ToString();
         }
     }
 }
@@ -268,12 +268,11 @@ TEST(YoungVanVliet, SmoothsLineByLineToTheLastBitWithAnyInstructionSet) {
 TEST(YoungVanVliet, GivesTheSameBitsForSmallSigmasWithAnyInstructionSet) {
     for (const CSize& size : {CSize(150, 77), CSize(67, 35, 33), CSize(3, 1, 9)}) {
         const auto image = noise_image(size);
-        const CInstructionSetScope baseline(EnInstructionSet::baseline);
+        const CInstructionSetScope baseline(Impl::EInstructionSet::baseline);
         const Pixels expected = smooth(*image, 1.7);
-        for (const EnInstructionSet set : SupportedInstructionSets()) {
+        for (const Impl::EInstructionSet set : SupportedInstructionSets()) {
             const CInstructionSetScope scope(set);
-            EXPECT_TRUE(smooth(*image, 1.7) == expected)
-                << CInstructionSet::Name(set) << ", size " << size.ToString();
+            EXPECT_TRUE(smooth(*image, 1.7) == expected) << Impl::NameOf(set) << ", size " << size.ToString();
         }
     }
 }

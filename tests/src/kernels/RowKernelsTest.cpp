@@ -3,6 +3,7 @@
 #include "Axes/RowKernels.h"
 
 #include "src/kernels/Hessians.h"
+#include "support/InstructionSets.h"
 
 #include <gtest/gtest.h>
 
@@ -20,16 +21,6 @@ using test::Hessian;
 
 constexpr float GUARD = 12345.0F;
 constexpr std::size_t LENGTHS[] = {0, 1, 2, 3, 7, 8, 9, 15, 16, 17, 64, 255, 511, 512, 513, 1000, 1024, 1031};
-
-std::vector<EInstructionSet> supported() {
-    std::vector<EInstructionSet> sets;
-    for (const EInstructionSet set : INSTRUCTION_SETS) {
-        if (IsSupported(set)) {
-            sets.push_back(set);
-        }
-    }
-    return sets;
-}
 
 template <typename Number>
 bool same_bits(const std::vector<Number>& a, const std::vector<Number>& b) {
@@ -104,7 +95,7 @@ SOwnedAngleRow pixel_by_pixel(const SRow<Dim>& row, std::size_t count, EEigenval
 template <std::size_t Dim>
 void expect_same_bits_as_pixel_by_pixel(const SRow<Dim>& row, std::size_t count, EEigenvalue which) {
     const SOwnedAngleRow expected = pixel_by_pixel(row, count, which);
-    for (const EInstructionSet set : supported()) {
+    for (const EInstructionSet set : test::SupportedInstructionSets()) {
         SCOPED_TRACE(NameOf(set));
         SOwnedAngleRow angles{std::vector<float>(count + 8, GUARD), std::vector<float>(count + 8, GUARD)};
         angles.found = AxesOfRow<Dim>(row.Pointers(), row.foreground.data(), count, which,
@@ -258,7 +249,7 @@ void expect_sums() {
         for (std::size_t at = 0; at < expected.fourth.size(); ++at) {
             ASSERT_NEAR(baseline.fourth[at], expected.fourth[at], 1e-12) << at;
         }
-        for (const EInstructionSet set : supported()) {
+        for (const EInstructionSet set : test::SupportedInstructionSets()) {
             const STensors<Dim> sums = summed<Dim>(angles, count, set);
             ASSERT_EQ(sums.count, baseline.count) << NameOf(set);
             ASSERT_TRUE(same_bits(sums.second, baseline.second)) << NameOf(set);
@@ -278,7 +269,7 @@ TEST(AddRow, SumsTheOuterProductsWithTheSameBitsOnEveryInstructionSetInThePlane)
 TEST(AddRow, SkipsNegativeAnglesAndNaNButCountsZeros) {
     const std::vector<float> theta{0.0F, -0.0F, -1e-30F, std::numeric_limits<float>::quiet_NaN(), -1.0F};
     const std::vector<float> phi(theta.size(), 0.5F);
-    for (const EInstructionSet set : supported()) {
+    for (const EInstructionSet set : test::SupportedInstructionSets()) {
         CSecondOrderSums<3> sums;
         AddRow<3>(sums, nullptr, {theta.data(), phi.data()}, theta.size(), set);
         EXPECT_EQ(sums.Count(), 2);
@@ -319,7 +310,7 @@ void expect_parts_summed_like_rows(EInstructionSet set) {
 }
 
 TEST(RowSums, GiveEachPartTheSumsOfItsOwnRowInSpaceAndInThePlane) {
-    for (const EInstructionSet set : supported()) {
+    for (const EInstructionSet set : test::SupportedInstructionSets()) {
         expect_parts_summed_like_rows<3>(set);
         expect_parts_summed_like_rows<2>(set);
     }
@@ -343,7 +334,7 @@ TEST(ForegroundOfRow, ComparesInDoublePrecision) {
     for (const double threshold :
          {0.1, static_cast<double>(between), 0.0, -0.0, 0.5, -1e300, 1e300, 1e-300,
           std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()}) {
-        for (const EInstructionSet set : supported()) {
+        for (const EInstructionSet set : test::SupportedInstructionSets()) {
             std::vector<unsigned char> foreground(values.size() + 1, 77);
             ForegroundOfRow(values.data(), values.size(), threshold, foreground.data(), set);
             for (std::size_t x = 0; x < values.size(); ++x) {

@@ -5,6 +5,7 @@
 #include "Utils/BinCounter.h"
 #include "Utils/HistogramBin.h"
 #include "Utils/visitors/PointOperationStatistics.h"
+#include "support/InstructionSets.h"
 
 #include <gtest/gtest.h>
 
@@ -21,13 +22,6 @@ constexpr float INFINITE = std::numeric_limits<float>::infinity();
 constexpr float LARGEST = std::numeric_limits<float>::max();
 constexpr std::size_t LENGTHS[] = {0, 1, 2, 3, 7, 8, 15, 16, 17, 63, 64, 65, 127, 128, 129, 511, 1000};
 
-std::vector<EInstructionSet> supported() {
-    std::vector<EInstructionSet> sets;
-    std::copy_if(std::begin(INSTRUCTION_SETS), std::end(INSTRUCTION_SETS), std::back_inserter(sets),
-                 IsSupported);
-    return sets;
-}
-
 /// Numbers of all sizes, and values that are none.
 std::vector<float> awkward_row(std::size_t count, unsigned seed) {
     std::mt19937 random(seed);
@@ -42,7 +36,7 @@ std::vector<float> awkward_row(std::size_t count, unsigned seed) {
 }
 
 TEST(RowExtent, IsThatOfOneValueAfterTheOtherOnEveryInstructionSet) {
-    for (const EInstructionSet set : supported()) {
+    for (const EInstructionSet set : test::SupportedInstructionSets()) {
         for (const std::size_t count : LENGTHS) {
             const std::vector<float> row = awkward_row(count, static_cast<unsigned>(count));
             visitors::CAnalyzerMinMax<float> expected;
@@ -56,7 +50,7 @@ TEST(RowExtent, IsThatOfOneValueAfterTheOtherOnEveryInstructionSet) {
 }
 
 TEST(RowExtent, FindsTheExtremesWhereverTheyStand) {
-    for (const EInstructionSet set : supported()) {
+    for (const EInstructionSet set : test::SupportedInstructionSets()) {
         for (std::size_t at = 0; at < 200; ++at) {
             std::vector<float> row(200, 1.0F);
             row[at] = -3.0F;
@@ -88,7 +82,7 @@ TEST(RowBins, AreThoseOfOneValueAfterTheOtherOnEveryInstructionSet) {
     const SBinning binnings[] = {{0.0F, 255.0F, 256},   {-3.5F, 17.25F, 1},
                                  {1.0F, 1.0000001F, 7}, {-LARGEST, LARGEST, 256},
                                  {0.0F, 1e-40F, 3},     {10.0F, 200.0F, SBinning::c_mostBins}};
-    for (const EInstructionSet set : supported()) {
+    for (const EInstructionSet set : test::SupportedInstructionSets()) {
         for (const SBinning& binning : binnings) {
             for (const std::size_t count : LENGTHS) {
                 const std::vector<float> row = awkward_row(count, 7);
