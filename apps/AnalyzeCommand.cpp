@@ -50,10 +50,10 @@ struct SAnalyzeOptions {
 
 /// What the options say, each checked by itself.
 struct SAnalyzeSettings {
-    double fiberRadius;
+    jobs::SLength fiberRadius;
     double otsuFactor;
     std::vector<long long> subfieldPx; // as given: none, one for all axes, or one per axis
-    std::optional<std::vector<double>> spacing;
+    std::optional<SGivenSpacing> spacing;
     std::optional<volume::SGreyWindow> window;
     int threads;
     std::size_t memoryBytes;
@@ -86,26 +86,19 @@ std::vector<long long> read_subfield(const std::optional<std::string>& text) {
     return size;
 }
 
-std::optional<std::vector<double>> read_spacing(const std::optional<std::string>& text) {
-    if (!text) {
-        return std::nullopt;
-    }
-    const std::vector<double> spacing = ReadNumbers({"--spacing", *text});
-    for (const double length : spacing) {
-        if (length <= 0.0) {
-            throw CUsageError("--spacing: '" + *text + "' has lengths that are not greater than 0");
-        }
-    }
-    return spacing;
-}
-
 SAnalyzeSettings read_settings(const SAnalyzeOptions& options, const stream::ICommunicator& ranks) {
     SAnalyzeSettings settings{};
-    settings.fiberRadius = ReadPositiveNumber({"--fiber-radius", options.fiberRadius});
+    settings.fiberRadius = ReadLength({"--fiber-radius", options.fiberRadius});
     settings.otsuFactor = options.otsuFactor ? ReadPositiveNumber({"--otsu-factor", *options.otsuFactor})
                                              : Impl::DEFAULT_OTSU_FACTOR;
     settings.subfieldPx = read_subfield(options.subfield);
-    settings.spacing = read_spacing(options.spacing);
+    if (options.spacing) {
+        settings.spacing = ReadSpacing({"--spacing", *options.spacing});
+        if (!settings.spacing->unit.empty() && settings.fiberRadius.unit.empty()) {
+            throw CUsageError("--fiber-radius: '" + options.fiberRadius +
+                              "' has no unit, but --spacing has one; give both a unit, or none");
+        }
+    }
     settings.window = read_window(options.window);
     // Processes on one machine share what it has.
     const int sharers = ranks.SizeOnThisMachine();
@@ -205,7 +198,8 @@ class CAnalyzeRun {
         const int dim = image.Info().size.Dim();
         const SPixelSpacing spacing = SpacingOf(image.Info(), m_settings.spacing);
         jobs::SAnalyzeTask task{.input = {image, nullptr, m_settings.window}};
-        task.request.fiberRadius = m_settings.fiberRadius;
+        task.request.fiberRadius =
+            jobs::LengthInUnitOfImage(m_settings.fiberRadius, "the fiber radius", spacing.unit);
         task.request.spacing = EqualSpacing(spacing, dim);
         task.request.lengthUnit = spacing.unit;
         task.request.otsuFactor = m_settings.otsuFactor;
@@ -366,10 +360,10 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
             "TIFF or PNG slices, MetaImage, NRRD, NIfTI, HDF5 (file.h5:/dataset), raw (see --raw)")
         ->required();
     parser
-        ->add_option(
-            "--fiber-radius", options->fiberRadius,
-            "Radius of the fibers, in the unit of the image's spacing; in pixels if the image has none. "
-            "It sets the scale of the analysis and the border that is left out")
+        ->add_option("--fiber-radius", options->fiberRadius,
+                     "Radius of the fibers, with a unit, as in 2.5um, or in that of the image's spacing; in "
+                     "pixels if the image has none. "
+                     "It sets the scale of the analysis and the border that is left out")
         ->required()
         ->type_name("R");
     parser
@@ -385,10 +379,10 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
             "the whole field only")
         ->type_name("SIZE");
     parser
-        ->add_option(
-            "--spacing", options->spacing,
-            "Distance of neighbouring pixels, in the unit of the fiber radius: S, or X,Y[,Z], which must "
-            "be equal. Overrides the spacing in the image file")
+        ->add_option("--spacing", options->spacing,
+                     "Distance of neighbouring pixels, with a unit, as in 0.5um, or in that of the fiber "
+                     "radius: S, or X,Y[,Z], which must "
+                     "be equal. Overrides the spacing in the image file")
         ->type_name("S");
     parser
         ->add_option(

@@ -78,6 +78,34 @@ double ReadPositiveNumber(const SArgument& argument) {
     return *number;
 }
 
+jobs::SLength ReadLength(const SArgument& argument) {
+    const std::optional<jobs::SLength> length = jobs::ParseLength(argument.text);
+    if (!length) {
+        refuse(argument, "a length greater than 0, as in 1.5 or 2.5um (units: nm, um, mm, cm, m)");
+    }
+    return *length;
+}
+
+SGivenSpacing ReadSpacing(const SArgument& argument) {
+    SGivenSpacing spacing;
+    for (const std::string_view part : split_at_commas(argument.text)) {
+        const std::optional<jobs::SLength> length = jobs::ParseLength(part);
+        if (!length) {
+            refuse(argument, "a length greater than 0 or several separated by commas, as in 0.5, 0.5um or "
+                             "0.5,0.5,1 (units: nm, um, mm, cm, m)");
+        }
+        if (spacing.distances.empty()) {
+            spacing.unit = length->unit;
+        } else if (spacing.unit.empty() != length->unit.empty()) {
+            throw CUsageError(argument.name + ": '" + argument.text +
+                              "' has lengths with a unit and without; give all of them one, or none");
+        }
+        spacing.distances.push_back(spacing.unit.empty() ? length->value
+                                                         : jobs::LengthIn(spacing.unit, *length));
+    }
+    return spacing;
+}
+
 long long ReadWholeNumber(const SArgument& argument, long long smallest) {
     const std::optional<long long> number = volume::ParseWholeNumber(argument.text);
     if (!number || *number < smallest) {

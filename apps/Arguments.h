@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "jobs/Length.h"
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -23,6 +25,15 @@ std::vector<long long> ReadWholeNumbers(const SArgument& argument);
 double ReadNumber(const SArgument& argument);
 /// One finite number greater than 0.
 double ReadPositiveNumber(const SArgument& argument);
+/// One length greater than 0, with a unit, as in "2.5um", or without.
+jobs::SLength ReadLength(const SArgument& argument);
+/// Distances of neighbouring pixels.
+struct SGivenSpacing {
+    std::vector<double> distances; ///< one for all axes, or one per axis
+    std::string unit;              ///< "mm" or "um"; empty if none is given
+};
+/// Lengths separated by commas, with units or without; `unit` is that of the first.
+SGivenSpacing ReadSpacing(const SArgument& argument);
 /// One whole number of at least `smallest`.
 long long ReadWholeNumber(const SArgument& argument, long long smallest);
 /// What the option --threads takes, for help texts.

@@ -92,21 +92,22 @@ std::unique_ptr<volume::IImageReader> OpenMask(const std::string& path, const CS
     return reader;
 }
 
-SPixelSpacing SpacingOf(const volume::SImageInfo& info, const std::optional<std::vector<double>>& option) {
+SPixelSpacing SpacingOf(const volume::SImageInfo& info, const std::optional<SGivenSpacing>& option) {
     SPixelSpacing spacing;
     spacing.note = info.spacingNote;
     const auto dim = static_cast<std::size_t>(info.size.Dim());
     if (option) {
-        if (option->size() != 1 && option->size() != dim) {
-            throw CUsageError("--spacing has " + std::to_string(option->size()) +
+        const std::vector<double>& distances = option->distances;
+        if (distances.size() != 1 && distances.size() != dim) {
+            throw CUsageError("--spacing has " + std::to_string(distances.size()) +
                               " numbers, but the image has " + std::to_string(dim) +
                               " axes; give one number for all axes or one per axis");
         }
-        spacing.unit = "";
+        spacing.unit = option->unit;
         spacing.origin = report::ESpacingOrigin::option;
         spacing.note = "from --spacing";
         for (std::size_t axis = 0; axis < dim; ++axis) {
-            spacing.length[axis] = option->size() == 1 ? option->front() : (*option)[axis];
+            spacing.length[axis] = distances.size() == 1 ? distances.front() : distances[axis];
         }
     } else if (info.spacing) {
         spacing.length = *info.spacing;

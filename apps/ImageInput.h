@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "apps/Arguments.h"
 #include "report/RunRecord.h"
 #include "volume/ImageReader.h"
 
@@ -38,9 +39,9 @@ struct SPixelSpacing {
 };
 
 /// The spacing of the option if there is one, else that of the image file, else pixels.
-/// @param option the numbers of --spacing: one for all axes, or one per axis. @throws CUsageError for another
+/// @param option what --spacing says. @throws CUsageError for another
 ///        count of numbers.
-SPixelSpacing SpacingOf(const volume::SImageInfo& info, const std::optional<std::vector<double>>& option);
+SPixelSpacing SpacingOf(const volume::SImageInfo& info, const std::optional<SGivenSpacing>& option);
 
 /// The one spacing along all axes.
 ///

@@ -106,8 +106,18 @@ phantom::DirectionLaw read_directions(const SPhantomArguments& arguments, int di
     return phantom::SBetaFamily{beta, symmetryAxis};
 }
 
-/// @param spacing unit of the lengths given, in pixels' distances.
-phantom::FiberPlaces read_places(const SPhantomArguments& arguments, double spacing) {
+/// A length in pixels. Without a unit it is in mm if there is a spacing, else in pixels.
+double read_length_px(const SArgument& argument, const SPhantomArguments& arguments, double spacingMm) {
+    const jobs::SLength length = ReadLength(argument);
+    if (!length.unit.empty() && !arguments.spacing) {
+        throw CUsageError(argument.name + ": '" + argument.text +
+                          "' has a unit, but the image gets no spacing; give --spacing, or pixels as a "
+                          "number alone");
+    }
+    return (length.unit.empty() ? length.value : jobs::LengthIn("mm", length)) / spacingMm;
+}
+
+phantom::FiberPlaces read_places(const SPhantomArguments& arguments, double spacingMm) {
     const std::string layout = arguments.layout.value_or("random");
     if (layout != "random" && layout != "single" && layout != "grid") {
         throw CUsageError("--layout: '" + layout + "' is none of random, single, grid");
@@ -128,17 +138,19 @@ phantom::FiberPlaces read_places(const SPhantomArguments& arguments, double spac
     if (!arguments.fiberDistance) {
         throw CUsageError("--layout grid needs --fiber-distance");
     }
-    return phantom::SParallelGrid{ReadPositiveNumber({"--fiber-distance", *arguments.fiberDistance}) /
-                                  spacing};
+    return phantom::SParallelGrid{
+        read_length_px({"--fiber-distance", *arguments.fiberDistance}, arguments, spacingMm)};
 }
 
 phantom::SPhantomOptions read_options(const SPhantomArguments& arguments) {
     phantom::SPhantomOptions options;
     options.sizePx = read_size({"--size", arguments.size});
     if (arguments.spacing) {
-        options.spacingMm = ReadPositiveNumber({"--spacing", *arguments.spacing});
+        const jobs::SLength spacing = ReadLength({"--spacing", *arguments.spacing});
+        options.spacingMm = spacing.unit.empty() ? spacing.value : jobs::LengthIn("mm", spacing);
     }
-    options.fiberRadiusPx = ReadPositiveNumber({"--fiber-radius", arguments.fiberRadius}) / options.spacingMm;
+    options.fiberRadiusPx =
+        read_length_px({"--fiber-radius", arguments.fiberRadius}, arguments, options.spacingMm);
     options.places = read_places(arguments, options.spacingMm);
     options.directions = read_directions(arguments, options.sizePx.Dim());
     const std::vector<double> greys = ReadNumbers({"--grey", arguments.grey});
@@ -299,8 +311,9 @@ SCommand AddPhantomCommand(CLI::App& program) {
     parser->add_option("--size", arguments->size, "Extents in pixels (default 128,128,128)")
         ->type_name("NX,NY[,NZ]");
     parser
-        ->add_option("--fiber-radius", arguments->fiberRadius,
-                     "Radius of the fibers, in pixels, or in mm with --spacing (default 4)")
+        ->add_option(
+            "--fiber-radius", arguments->fiberRadius,
+            "Radius of the fibers, in pixels, or with --spacing in mm or a unit, as in 2.5um (default 4)")
         ->type_name("R");
     parser
         ->add_option(
@@ -351,7 +364,8 @@ SCommand AddPhantomCommand(CLI::App& program) {
         ->type_name("N");
     parser
         ->add_option("--spacing", arguments->spacing,
-                     "Distance of pixels in mm, written to the files; lengths are then in mm (default: none)")
+                     "Distance of pixels in mm or with a unit, as in 0.5um, written to the files in mm; "
+                     "lengths are then in mm, too (default: none)")
         ->type_name("S");
     parser->add_flag("--quiet", arguments->quiet, "Print nothing but warnings and errors");
     parser->footer(

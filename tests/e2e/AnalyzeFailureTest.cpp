@@ -156,6 +156,21 @@ TEST_F(AnalyzeFailure, ARadiusThatIsNoPositiveLength) {
     }
 }
 
+TEST_F(AnalyzeFailure, ARadiusWithAUnitForAnImageWithout) {
+    const std::vector<std::string> withUnit = {"volume.mha", "--fiber-radius", "3um", "-o", "out"};
+    const std::string radius = "the fiber radius is given in a unit (3 um)";
+    expect_refusal(withUnit, FAILED, {radius, "the image states no spacing", "in pixels, as a number alone"});
+    write("spaced.mha", ParallelFibers(VOLUME, 0), "1 1 1");
+    expect_refusal({"spaced.mha", "--fiber-radius", "3um", "-o", "out"}, FAILED,
+                   {radius, "the image's spacing has none", "give the spacing with its unit"});
+}
+
+TEST_F(AnalyzeFailure, UnitsThatDoNotGoTogether) {
+    expect_option_refusal({"--spacing", "1um"}, {"--fiber-radius: '3' has no unit", "give both a unit"});
+    expect_option_refusal({"--spacing", "1um,1,1um"}, {"--spacing: '1um,1,1um'", "with a unit and without"});
+    expect_option_refusal({"--spacing", "1parsec"}, {"--spacing: '1parsec'", "units: nm, um, mm, cm, m"});
+}
+
 TEST_F(AnalyzeFailure, ARadiusTooLargeForTheImage) {
     expect_refusal({"volume.mha", "--fiber-radius", "16.5", "-o", "out"}, FAILED,
                    {"Fiber diameter must not exceed image size (please check for correct units)", "16.5 px",

@@ -364,6 +364,30 @@ TEST_F(Analyze, AScaledSpacingWithAScaledRadiusChangesPhysicalLengthsOnly) {
     EXPECT_EQ(single, twofold);
 }
 
+TEST_F(Analyze, LengthsMayCarryAUnit) {
+    SMetaImage image{.size = VOLUME, .pixels = ParallelFibers(VOLUME, 1).pixels, .spacing = "0.5 0.5 0.5"};
+    WriteMetaImage(m_folder / "image.mha", image);
+    analyze_with_radius("1.5um", "image.mha", {"--spacing", "500nm"});
+    EXPECT_EQ(run()["input"]["length_unit"], "um");
+    EXPECT_EQ(run()["input"]["spacing"], Json({0.5, 0.5, 0.5}));
+    EXPECT_EQ(run()["parameters"]["fiber_radius"], 1.5);
+    const Json inMicrometres = result();
+    analyze_with_radius("0.0015mm", "image.mha", {"--spacing", "0.5um,0.5um,0.0005mm"});
+    EXPECT_EQ(result(), inMicrometres);
+    analyze_with_radius("1.5", "image.mha");
+    EXPECT_EQ(result(), inMicrometres);
+}
+
+TEST_F(Analyze, ConvertsTheRadiusToTheUnitOfTheImage) {
+    ASSERT_EQ(RunTevra({"phantom", "-o", "mm.mha", "--size", "40,40,40", "--fiber-radius", "3um", "--spacing",
+                        "1um", "--quiet"},
+                       {.workingFolder = m_folder.Path()})
+                  .status,
+              0);
+    EXPECT_THAT(analyze_with_radius("3um", "mm.mha").err, HasSubstr("fiber radius 0.003 mm = 3 px"));
+    EXPECT_EQ(run()["parameters"]["fiber_radius"], 0.003);
+}
+
 TEST_F(Analyze, SaysHowItReadsTheRadius) {
     write("plain.mha", ParallelFibers(PLANE, 0));
     write("spaced.mha", ParallelFibers(PLANE, 0), "0.5 0.5");

@@ -145,6 +145,18 @@ TEST_F(PhantomCommand, WithASpacingLengthsAreInItsUnit) {
     }
 }
 
+TEST_F(PhantomCommand, LengthsMayCarryAUnit) {
+    const Words rest = {"--size", "30,30,30", "--layout", "grid", "--axis", "0,0,1"};
+    const auto make = [&](const Words& lengths) {
+        Words words = lengths;
+        words.insert(words.end(), rest.begin(), rest.end());
+        EXPECT_EQ(phantom(words).status, 0);
+    };
+    make({"-o", "mm.mha", "--fiber-radius", "0.0015", "--fiber-distance", "0.006", "--spacing", "0.0005"});
+    make({"-o", "um.mha", "--fiber-radius", "1.5um", "--fiber-distance", "6000nm", "--spacing", "0.5um"});
+    EXPECT_EQ(ReadFile(m_folder / "um.mha"), ReadFile(m_folder / "mm.mha"));
+}
+
 TEST_F(PhantomCommand, QuietSaysNothingElseASummary) {
     EXPECT_EQ(phantom({"-o", "a.tif", "--size", "20,20,20", "--quiet"}).err, "");
     EXPECT_THAT(phantom({"-o", "a.tif", "--size", "20,20,20"}).err,
@@ -180,6 +192,8 @@ INSTANTIATE_TEST_SUITE_P(
         SWrongUsage{"NanRadius", {"-o", "a.tif", "--fiber-radius", "nan"}, "--fiber-radius: 'nan'"},
         SWrongUsage{
             "HugeRadius", {"-o", "a.tif", "--fiber-radius", "65"}, "at most the smallest extent, 128"},
+        SWrongUsage{
+            "UnitWithoutSpacing", {"-o", "a.tif", "--fiber-radius", "3um"}, "the image gets no spacing"},
         SWrongUsage{"ZeroSpacing", {"-o", "a.tif", "--spacing", "0"}, "--spacing: '0'"},
         SWrongUsage{"FullVolume", {"-o", "a.tif", "--volume-fraction", "1"}, "the volume fraction is 1"},
         SWrongUsage{"ZeroBeta", {"-o", "a.tif", "--beta", "0"}, "--beta: '0'"},
