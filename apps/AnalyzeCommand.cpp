@@ -360,10 +360,14 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
             "TIFF or PNG slices, MetaImage, NRRD, NIfTI, HDF5 (file.h5:/dataset), raw (see --raw)")
         ->required();
     parser
-        ->add_option("--fiber-radius", options->fiberRadius,
-                     "Radius of the fibers, with a unit, as in 2.5um, or in that of the image's spacing; in "
-                     "pixels if the image has none. "
-                     "It sets the scale of the analysis and the border that is left out")
+        ->add_option(
+            "--fiber-radius", options->fiberRadius,
+            "Radius of the fibers, with a unit, as in 2.5um, or in that of the image's spacing; in "
+            "pixels if the image has none. "
+            "It sets the scale of the analysis and the border that is left out. In dense material (from some "
+            "15 % of "
+            "fibers on) a smaller one than the true radius gives better axes, down to half of it and 2 "
+            "pixels, if there is little noise")
         ->required()
         ->type_name("R");
     parser
