@@ -3,7 +3,7 @@
 
 #include "VexoSpectral/CentredAxis.h"
 #include "VexoSpectral/ColumnBlocks.h"
-#include "VexoSpectral/PixelRows.h"
+#include "VexoSpectral/ConvertRows.h"
 
 #include <memory>
 #include <vector>
