@@ -224,11 +224,12 @@ class COrientations {
             Impl::ForegroundOfRow(m_pass.store.Slice(z) + y * m_width, m_width, m_pass.threshold,
                                   workspace.foreground.data());
         }
-        static constexpr typename CHessianRows<Dim>::Rows NOTHING{};
-        const bool isEmpty = std::memchr(foreground, 1, m_width) == nullptr;
-        workspace.axes += static_cast<long long>(
-            Impl::AxesOfRow<Dim>(isEmpty ? NOTHING : workspace.hessian.At(y), foreground, m_width,
-                                 Impl::EEigenvalue::smallest, angles));
+        if (std::memchr(foreground, 1, m_width) == nullptr) {
+            Impl::MarkRow<Dim>(m_width, angles);
+            return;
+        }
+        workspace.axes += static_cast<long long>(Impl::AxesOfRow<Dim>(
+            workspace.hessian.At(y), foreground, m_width, Impl::EEigenvalue::smallest, angles));
     }
 
     /// Adds a row's axes to the sums of its tiles.

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "Axes/Markers.h"
 #include "Numeric/Matrix.h"
 
 #include <array>
@@ -9,26 +8,12 @@
 
 namespace TEVRA::Impl {
 
-/// Angles of an axis in space, in radians: colatitude in [0, pi/2], longitude in (-pi, pi].
-struct SAxisAngles {
-    float colatitudeRad;
-    float longitudeRad;
-};
-
-/// The angles of a unit axis, folded into the upper half-space. A negative zero counts as zero.
-SAxisAngles AnglesOfAxis(const std::array<double, 3>& axis);
-
-/// The angle from the x axis of a unit axis in the plane, folded into [0, pi]. A negative zero counts as
-/// zero.
-float AngleOfAxis(const std::array<double, 2>& axis);
-
 /// Which eigenvector of a Hessian: that of the smallest or largest absolute eigenvalue.
 enum class EEigenvalue { smallest, largest };
 
-/// Fiber axis from a Hessian matrix: the unit eigenvector of its smallest (along a fiber) or largest absolute
-/// eigenvalue, of either sign. In closed form (HessianKernel.h), or by the host's decomposition where that
-/// loses digits and where eigenvalues are equal in magnitude, or all zero: then it is the one that the
-/// decomposition gives.
+/// Fiber axis from a Hessian matrix by the host's decomposition: the unit eigenvector of its smallest (along a
+/// fiber) or largest absolute eigenvalue, of either sign. For matrices whose closed form (HessianKernel.h)
+/// loses digits, and for equal or zero eigenvalues: then it is the one that the decomposition gives.
 ///
 /// Holds the matrices of the decomposition, so that one object serves many pixels without allocating.
 template <std::size_t Dim>
@@ -43,9 +28,6 @@ class CHessianAxis {
     }
 
     /// Writes the axis of the Hessian that was set. @return false if the decomposition failed.
-    [[nodiscard]] bool Compute(std::array<double, Dim>& axis);
-
-    /// The same by decomposition alone.
     [[nodiscard]] bool Decompose(std::array<double, Dim>& axis);
 
   private:

@@ -1,16 +1,18 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "Axes/AxisAngles.h"
 #include "Axes/HessianAxis.h"
 #include "Axes/OrientationSums.h"
 #include "Numeric/InstructionSet.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <vector>
 
 /// The per-pixel work on rows of pixels, many side by side. Whoever walks over an image calls these; results
-/// are those of the one-pixel functions of HessianAxis.h and OrientationSums.h, to the last bit and for every
+/// are those of one pixel at a time by HessianKernel.h, HessianAxis.h, AxisAngles.h and OrientationSums.h, to the last bit and for every
 /// instruction set.
 namespace TEVRA::Impl {
 
@@ -41,10 +43,20 @@ void ForegroundOfRow(const float* smoothed, std::size_t count, double threshold,
 /// @param foreground one byte per pixel, not 0 for foreground.
 /// @param angles receives `count` angles each; may not overlap the input.
 /// @return the number of pixels that got an axis.
+/// @param hessian readable where the foreground is; a row without foreground is MarkRow's.
 template <std::size_t Dim>
 std::size_t AxesOfRow(const HessianRows<Dim>& hessian, const unsigned char* foreground, std::size_t count,
                       EEigenvalue which, const SAngleRow& angles,
                       EInstructionSet set = InstructionSetInUse());
+
+/// Angles of a row without foreground: markers.
+template <std::size_t Dim>
+void MarkRow(std::size_t count, const SAngleRow& angles) {
+    std::fill_n(angles.theta, count, Dim == 3 ? NO_COLATITUDE : NO_ANGLE);
+    if constexpr (Dim == 3) {
+        std::fill_n(angles.phi, count, NO_ANGLE);
+    }
+}
 
 /// Adds the axes of a row to sums. A pixel counts if its first angle is at least 0.
 /// @param fourth may be null.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The estimator's second stage: foreground, axis and angles of every pixel, from Hessian matrices given.
-#include "Axes/HessianAxis.h"
+#include "Axes/AxisAngles.h"
 #include "FilterOrientations/HessianOrientations.h"
 
 #include "src/TestAccess.h"

@@ -4,6 +4,7 @@
 
 #include "Axes/HessianAxis.h"
 #include "src/kernels/Hessians.h"
+#include "src/kernels/ReferenceAxis.h"
 
 #include <gtest/gtest.h>
 
@@ -131,12 +132,12 @@ void expect_same_bits() {
     }
 }
 
-TEST(HessianKernel, GivesTheSameBitsForOneTwoFourEightAndSixteenLanesInSpace) {
+TEST(HessianKernel, GivesTheSameBitsForOneTwoFourEightAndSixteenLanesIn3D) {
     expect_same_bits<true, 3>();
     expect_same_bits<false, 3>();
 }
 
-TEST(HessianKernel, GivesTheSameBitsForOneTwoFourEightAndSixteenLanesInThePlane) {
+TEST(HessianKernel, GivesTheSameBitsForOneTwoFourEightAndSixteenLanesIn2D) {
     expect_same_bits<true, 2>();
     expect_same_bits<false, 2>();
 }
@@ -185,8 +186,8 @@ SRayleigh rayleigh(const Hessian<Dim>& hessian, const std::array<double, Dim>& v
 }
 
 template <std::size_t Dim>
-CHessianAxis<Dim> loaded(const Hessian<Dim>& hessian, EEigenvalue which) {
-    CHessianAxis<Dim> kernel(which);
+test::CReferenceAxis<Dim> loaded(const Hessian<Dim>& hessian, EEigenvalue which) {
+    test::CReferenceAxis<Dim> kernel(which);
     for (std::size_t row = 0; row < Dim; ++row) {
         for (std::size_t col = row; col < Dim; ++col) {
             kernel.Set(row, col, element<Dim>(hessian, row, col));
@@ -197,7 +198,7 @@ CHessianAxis<Dim> loaded(const Hessian<Dim>& hessian, EEigenvalue which) {
 
 template <std::size_t Dim>
 void expect_eigenvector(const Hessian<Dim>& hessian, EEigenvalue which) {
-    CHessianAxis<Dim> kernel = loaded<Dim>(hessian, which);
+    test::CReferenceAxis<Dim> kernel = loaded<Dim>(hessian, which);
     std::array<double, Dim> axis{};
     std::array<double, Dim> expected{};
     const bool isFound = kernel.Compute(axis);
@@ -233,11 +234,11 @@ void expect_eigenvectors() {
     }
 }
 
-TEST(HessianAxis, IsTheEigenvectorThatWasAskedForInSpace) {
+TEST(HessianAxis, IsTheEigenvectorThatWasAskedForIn3D) {
     expect_eigenvectors<3>();
 }
 
-TEST(HessianAxis, IsTheEigenvectorThatWasAskedForInThePlane) {
+TEST(HessianAxis, IsTheEigenvectorThatWasAskedForIn2D) {
     expect_eigenvectors<2>();
 }
 
@@ -245,7 +246,7 @@ TEST(HessianAxis, OfEqualMagnitudesIsTheOneOfTheDecomposition) {
     for (const auto& values :
          {std::array<float, 3>{2, -1, 1}, {1, -1, 3}, {5, 2, 2}, {0, 0, 1}, {-3, 3, 1}}) {
         for (const EEigenvalue which : {EEigenvalue::smallest, EEigenvalue::largest}) {
-            CHessianAxis<3> kernel = loaded<3>(test::Diagonal<3>(values), which);
+            test::CReferenceAxis<3> kernel = loaded<3>(test::Diagonal<3>(values), which);
             std::array<double, 3> axis{};
             std::array<double, 3> expected{};
             ASSERT_TRUE(kernel.Compute(axis));
@@ -259,7 +260,7 @@ TEST(HessianAxis, OfEqualMagnitudesIsTheOneOfTheDecomposition) {
 
 TEST(HessianAxis, OfDoublesBeyondTheRangeOfFloatsIsFoundToo) {
     for (const double scale : {1e-300, 1e-160, 1e-100, 1e-80, 1e80, 1e100, 1e150, 1e300}) {
-        CHessianAxis<3> kernel(EEigenvalue::smallest);
+        test::CReferenceAxis<3> kernel(EEigenvalue::smallest);
         const double entries[3][3] = {{2, 0.5, 0.25}, {0.5, -3, 0.125}, {0.25, 0.125, 0.5}};
         Hessian<3> unscaled{2.0F, 0.5F, 0.25F, -3.0F, 0.125F, 0.5F};
         for (std::size_t row = 0; row < 3; ++row) {

@@ -3,6 +3,7 @@
 #include "Axes/RowKernels.h"
 
 #include "src/kernels/Hessians.h"
+#include "src/kernels/ReferenceAxis.h"
 #include "support/InstructionSets.h"
 
 #include <gtest/gtest.h>
@@ -70,7 +71,7 @@ struct SOwnedAngleRow {
 template <std::size_t Dim>
 SOwnedAngleRow pixel_by_pixel(const SRow<Dim>& row, std::size_t count, EEigenvalue which) {
     SOwnedAngleRow angles{std::vector<float>(count + 8, GUARD), std::vector<float>(count + 8, GUARD)};
-    CHessianAxis<Dim> kernel(which);
+    test::CReferenceAxis<Dim> kernel(which);
     for (std::size_t x = 0; x < count; ++x) {
         std::size_t entry = 0;
         for (std::size_t i = 0; i < Dim; ++i) {
@@ -255,6 +256,28 @@ void expect_sums() {
             ASSERT_TRUE(same_bits(sums.second, baseline.second)) << NameOf(set);
             ASSERT_TRUE(same_bits(sums.fourth, baseline.fourth)) << NameOf(set);
         }
+    }
+}
+
+TEST(MarkRow, WritesWhatAxesOfRowWritesWithoutForeground) {
+    for (const std::size_t count : LENGTHS) {
+        const std::vector<unsigned char> foreground(count);
+        const std::vector<float> entries(count);
+        HessianRows<3> hessian{};
+        hessian.fill(entries.data());
+        std::vector<float> theta(count + 8, GUARD);
+        std::vector<float> phi(count + 8, GUARD);
+        std::vector<float> expectedTheta = theta;
+        std::vector<float> expectedPhi = phi;
+        MarkRow<3>(count, {theta.data(), phi.data()});
+        AxesOfRow<3>(hessian, foreground.data(), count, EEigenvalue::smallest,
+                     {expectedTheta.data(), expectedPhi.data()});
+        EXPECT_TRUE(same_bits(theta, expectedTheta) && same_bits(phi, expectedPhi)) << count;
+
+        MarkRow<2>(count, {theta.data(), nullptr});
+        AxesOfRow<2>({entries.data(), entries.data(), entries.data()}, foreground.data(), count,
+                     EEigenvalue::smallest, {expectedTheta.data(), nullptr});
+        EXPECT_TRUE(same_bits(theta, expectedTheta)) << count;
     }
 }
 
