@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "phantom/Phantom.h"
 
+#include "Axes/AxisAngles.h"
 #include "VexoBase/ProgressMonitor.h"
 #include "zeklib2image/HeaderTools.h"
 
@@ -19,8 +20,6 @@ namespace {
 
 using Vector = std::array<double, 3>;
 
-constexpr float NO_COLATITUDE = -1.0F;
-constexpr float NO_ANGLE = -4.1415925F; // -(pi + 1)
 constexpr std::int32_t NO_FIBER = -1;
 constexpr long long LARGEST_EXTENT = 100000; // keeps products of three extents far from overflow
 constexpr double LARGEST_VOLUME_FRACTION = 0.9;
@@ -343,6 +342,7 @@ std::unique_ptr<CImage> make_image(const SPhantomOptions& options, const CFiberF
     return image;
 }
 
+/// As the angle maps hold them; in 2D there is one, `phi` is not used.
 struct SAngles {
     float theta;
     float phi;
@@ -350,12 +350,10 @@ struct SAngles {
 
 SAngles angles_of(const Vector& axis, bool flat) {
     if (flat) {
-        const double sign = axis[1] < 0.0 ? -1.0 : 1.0;
-        // Adding 0 makes negative zeros positive: the angle along -x is pi, never -pi.
-        return {static_cast<float>(std::atan2(sign * axis[1] + 0.0, sign * axis[0] + 0.0)), NO_ANGLE};
+        return {Impl::AngleOfAxis({axis[0], axis[1]}), Impl::NO_ANGLE};
     }
-    return {static_cast<float>(std::acos(std::min(axis[2], 1.0))),
-            static_cast<float>(std::atan2(axis[1], axis[0]))};
+    const Impl::SAxisAngles angles = Impl::AnglesOfAxis(axis);
+    return {angles.colatitudeRad, angles.longitudeRad};
 }
 
 void add_truth(const SPhantomOptions& options, const CFiberField& field, SPhantom& phantom) {
@@ -364,7 +362,7 @@ void add_truth(const SPhantomOptions& options, const CFiberField& field, SPhanto
     for (const SPhantomFiber& fiber : field.Fibers()) {
         angles.push_back(angles_of(fiber.axis, field.IsFlat()));
     }
-    const SAngles none{field.IsFlat() ? NO_ANGLE : NO_COLATITUDE, NO_ANGLE};
+    const SAngles none{field.IsFlat() ? Impl::NO_ANGLE : Impl::NO_COLATITUDE, Impl::NO_ANGLE};
 
     const auto new_map = [&options]() {
         auto map = std::make_unique<CImage>(IMAGE_GREY_F, options.sizePx, CSize(0, 0, 0));
