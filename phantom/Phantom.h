@@ -53,7 +53,7 @@ struct SPhantomFiber {
 struct SPhantom {
     std::unique_ptr<CImage> image; ///< GREY_8
     /// GREY_F, rad. 3D: colatitude of the fiber's axis in [0, pi/2], -1 off fibers.
-    /// 2D: in-plane angle in [0, pi], -(pi + 1) off fibers.
+    /// 2D: angle in [0, pi], -(pi + 1) off fibers.
     std::unique_ptr<CImage> theta;
     /// GREY_F, rad. 3D: longitude in (-pi, pi], -(pi + 1) off fibers. 2D: null.
     std::unique_ptr<CImage> phi;

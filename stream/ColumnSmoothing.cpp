@@ -247,7 +247,7 @@ class CColumns {
         const long long first = std::max(m_own.first - radius, 0LL);
         const long long end = std::min(m_own.end + radius, m_task.depth);
         fetch(tile, {first, end}, workspace);
-        std::array<const float*, 2 * SSampledGaussian::c_largestRadius + 1> rows{};
+        std::array<const float*, 2 * SSampledGaussian::LARGEST_RADIUS + 1> rows{};
         const std::size_t neighbours = 2 * kernel.radius + 1;
         for (long long z = m_own.first; z < m_own.end; ++z) {
             for (std::size_t k = 0; k < neighbours; ++k) {

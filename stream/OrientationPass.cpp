@@ -5,7 +5,7 @@
 #include "stream/SlabReader.h"
 
 #include "Axes/RowKernels.h"
-#include "zeklib2image/FreshPages.h"
+#include "zeklib2image/PrefaultPages.h"
 
 #include <algorithm>
 #include <array>
@@ -196,9 +196,9 @@ class COrientations {
         if (slab.areAnglesFresh) {
             const std::size_t first = (slice * m_height + static_cast<std::size_t>(rows.lo)) * m_width;
             const std::size_t bytes = static_cast<std::size_t>(rows.hi - rows.lo) * m_width * sizeof(float);
-            Impl::FetchPages(slab.angles.theta + first, bytes);
+            Impl::PrefaultPages(slab.angles.theta + first, bytes);
             if constexpr (Dim == 3) {
-                Impl::FetchPages(slab.angles.phi + first, bytes);
+                Impl::PrefaultPages(slab.angles.phi + first, bytes);
             }
         }
     }

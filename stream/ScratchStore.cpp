@@ -2,7 +2,7 @@
 #include "stream/ScratchStore.h"
 
 #include "volume/Failure.h"
-#include "zeklib2image/FreshPages.h"
+#include "zeklib2image/PrefaultPages.h"
 
 #include <algorithm>
 #include <array>
@@ -142,7 +142,7 @@ void CScratchStore::Forget() noexcept {
 
 void CScratchStore::Fetch(long long z) noexcept {
     if (m_place.kind == SScratchPlace::EKind::memory) {
-        Impl::FetchPages(Slice(z), m_slicePixels * sizeof(float));
+        Impl::PrefaultPages(Slice(z), m_slicePixels * sizeof(float));
     }
 }
 

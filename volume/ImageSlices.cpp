@@ -10,12 +10,12 @@ namespace {
 
 EPixelType pixel_type_of(const IImage& image) {
     switch (image.Type().Kind()) {
-    case IImage::CType::EnKind::grey8:
-    case IImage::CType::EnKind::binaryForeground:
+    case IImage::CType::EKind::grey8:
+    case IImage::CType::EKind::binaryForeground:
         return EPixelType::u8;
-    case IImage::CType::EnKind::grey16:
+    case IImage::CType::EKind::grey16:
         return EPixelType::u16;
-    case IImage::CType::EnKind::greyFloat:
+    case IImage::CType::EKind::greyFloat:
         return EPixelType::f32;
     default:
         throw std::invalid_argument(std::string("an image of type ") + image.Type().ToString() +

@@ -17,7 +17,7 @@ constexpr long long MOST_LINES = 1024;
 
 } // namespace
 
-CDifferencePass::CDifferencePass(CPixelGrid& image, int axis, EnOrder order)
+CDifferencePass::CDifferencePass(CPixelGrid& image, int axis, EOrder order)
     : m_image(image), m_axis(axis), m_order(order) {
     const bool alongX = axis == 0;
     const long long side = alongX ? image.Extent(1) * image.Extent(2) : image.Extent(0);
@@ -45,7 +45,7 @@ void CDifferencePass::Work(long long tile, int worker) {
 void CDifferencePass::difference(const float* left, const float* here, const float* right, float* out,
                                  long long count) const {
     const auto samples = static_cast<std::size_t>(count);
-    if (m_order == EnOrder::second) {
+    if (m_order == EOrder::second) {
         SecondDifference({left, samples}, {here, samples}, {right, samples}, {out, samples});
     } else {
         FirstDifference({left, samples}, {right, samples}, {out, samples});

@@ -12,9 +12,9 @@ namespace TEVRA::Impl {
 /// lines, which are independent of each other.
 class CDifferencePass : public ITilePass {
   public:
-    enum class EnOrder { first = 1, second = 2 };
+    enum class EOrder { first = 1, second = 2 };
 
-    CDifferencePass(CPixelGrid& image, int axis, EnOrder order);
+    CDifferencePass(CPixelGrid& image, int axis, EOrder order);
 
     long long TileCount() const override { return m_tileCount; }
     void Reserve(int workers) override;
@@ -28,7 +28,7 @@ class CDifferencePass : public ITilePass {
 
     CPixelGrid& m_image;
     int m_axis;
-    EnOrder m_order;
+    EOrder m_order;
     long long m_linesPerTile; // at most
     long long m_tilesPerPlane;
     long long m_tileCount;

@@ -88,7 +88,7 @@ void CPartialDerivatives::Derivative(IImage& image, int orderX, int orderY, int 
     for (std::size_t axis = 0; axis < orders.size(); ++axis) {
         if (orders[axis] > 0) {
             passes.push_back(std::make_unique<Impl::CDifferencePass>(
-                grid, static_cast<int>(axis), static_cast<Impl::CDifferencePass::EnOrder>(orders[axis])));
+                grid, static_cast<int>(axis), static_cast<Impl::CDifferencePass::EOrder>(orders[axis])));
         }
     }
     run(passes);

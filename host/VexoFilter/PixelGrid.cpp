@@ -8,7 +8,7 @@
 namespace TEVRA::Impl {
 namespace {
 
-using EnKind = IImage::CType::EnKind;
+using EKind = IImage::CType::EKind;
 
 template <typename PixelT, typename ValueFunction>
 void read_row(const std::byte* first, std::ptrdiff_t stride, long long count, float* out,
@@ -84,17 +84,17 @@ void CPixelGrid::describe(const IImage& image) {
         m_stride[static_cast<std::size_t>(axis)] = m_access->Stride(axis);
     }
     switch (image.Type().Kind()) {
-    case EnKind::grey8:
+    case EKind::grey8:
         m_read = read_numbers<std::uint8_t>;
         break;
-    case EnKind::grey16:
+    case EKind::grey16:
         m_read = read_numbers<std::uint16_t>;
         break;
-    case EnKind::binaryForeground:
-    case EnKind::boolean:
+    case EKind::binaryForeground:
+    case EKind::boolean:
         m_read = read_non_zero;
         break;
-    case EnKind::binaryBackground:
+    case EKind::binaryBackground:
         m_read = read_zero;
         break;
     default:

@@ -13,8 +13,8 @@ namespace {
 using SFilter = SRecursiveGaussian;
 using SState = SRecursionState<double>;
 using SMatrix = decltype(SRecursiveGaussian::tail);
-constexpr std::size_t SECTIONS = SFilter::c_sectionCount;
-constexpr std::size_t STATES = SFilter::c_stateCount;
+constexpr std::size_t SECTIONS = SFilter::SECTION_COUNT;
+constexpr std::size_t STATES = SFilter::STATE_COUNT;
 
 /// Decay rates of the continuous filter of variance 1, one of each conjugate pair: the response to an impulse
 /// is a sum of exp(-rate * |t|). Printed by scripts/fit-gaussian-poles.

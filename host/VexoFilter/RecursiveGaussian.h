@@ -50,11 +50,11 @@ namespace TEVRA::Impl {
 /// Below 2.5 the errors grow quickly (2.25: 8.4e-4 and 9.9e-3, 2: 1.5e-3 and 1.5e-2), since a filter without
 /// zeros cannot follow the Gaussian's spectrum up to the highest frequency; a direct kernel takes over there.
 struct SRecursiveGaussian {
-    static constexpr int c_sectionCount = 3;
-    static constexpr int c_stateCount = 2 * c_sectionCount;
+    static constexpr int SECTION_COUNT = 3;
+    static constexpr int STATE_COUNT = 2 * SECTION_COUNT;
     /// Below, the sampled kernel (SSampledGaussian) costs about the same and has no such error.
-    static constexpr double c_smallestSigmaPx = 2.5;
-    static constexpr double c_largestSigmaPx = 1e6;
+    static constexpr double SMALLEST_SIGMA_PX = 2.5;
+    static constexpr double LARGEST_SIGMA_PX = 1e6;
 
     /// One pair of conjugate poles d: the polynomial z^2 - (1 + damping - stiffness) z + damping.
     struct SSection {
@@ -62,12 +62,12 @@ struct SRecursiveGaussian {
         double stiffness = 0.0; ///< |1 - d|^2
     };
 
-    std::array<SSection, c_sectionCount> sections;
+    std::array<SSection, SECTION_COUNT> sections;
     /// The anticausal state at the last sample = tail * causal state there, both as deviations from the state
     /// settled at the last sample. Rows and columns: values of all sections, then velocities.
-    std::array<std::array<double, c_stateCount>, c_stateCount> tail{};
+    std::array<std::array<double, STATE_COUNT>, STATE_COUNT> tail{};
 
-    /// @param sigmaPx standard deviation in pixels, `c_smallestSigmaPx` to `c_largestSigmaPx`; the caller
+    /// @param sigmaPx standard deviation in pixels, `SMALLEST_SIGMA_PX` to `LARGEST_SIGMA_PX`; the caller
     /// checks.
     static SRecursiveGaussian FromSigma(double sigmaPx);
 };
@@ -75,14 +75,14 @@ struct SRecursiveGaussian {
 /// The running state of one line; NumberT is the arithmetic type (one number, or several side by side).
 template <typename NumberT>
 struct SRecursionState {
-    std::array<NumberT, SRecursiveGaussian::c_sectionCount> value;
-    std::array<NumberT, SRecursiveGaussian::c_sectionCount> velocity;
+    std::array<NumberT, SRecursiveGaussian::SECTION_COUNT> value;
+    std::array<NumberT, SRecursiveGaussian::SECTION_COUNT> velocity;
 };
 
 /// One step of either pass: takes a sample in and gives the filtered sample.
 template <typename NumberT>
 inline NumberT Step(const SRecursiveGaussian& filter, SRecursionState<NumberT>& state, NumberT sample) {
-    for (std::size_t k = 0; k < SRecursiveGaussian::c_sectionCount; ++k) {
+    for (std::size_t k = 0; k < SRecursiveGaussian::SECTION_COUNT; ++k) {
         const SRecursiveGaussian::SSection& section = filter.sections[k];
         state.velocity[k] =
             section.damping * state.velocity[k] + section.stiffness * (sample - state.value[k]);
@@ -106,7 +106,7 @@ inline SRecursionState<NumberT> StartCausal(NumberT first) {
 template <typename NumberT>
 inline SRecursionState<NumberT> StartAnticausal(const SRecursiveGaussian& filter,
                                                 const SRecursionState<NumberT>& causal, NumberT last) {
-    constexpr std::size_t SECTIONS = SRecursiveGaussian::c_sectionCount;
+    constexpr std::size_t SECTIONS = SRecursiveGaussian::SECTION_COUNT;
     SRecursionState<NumberT> state{};
     for (std::size_t k = 0; k < SECTIONS; ++k) {
         NumberT value = NumberT(0.0);
@@ -132,12 +132,12 @@ void SmoothLine(const SRecursiveGaussian& filter, std::span<float> line);
 /// The running states of many lines side by side, a plane per state variable; sample k of every plane belongs
 /// to line k.
 struct SRecursionPlanes {
-    std::array<double*, SRecursiveGaussian::c_sectionCount> value;
-    std::array<double*, SRecursiveGaussian::c_sectionCount> velocity;
+    std::array<double*, SRecursiveGaussian::SECTION_COUNT> value;
+    std::array<double*, SRecursiveGaussian::SECTION_COUNT> velocity;
 
     /// Numbers needed for the states of `lines` lines.
     static constexpr std::size_t MemoryFor(std::size_t lines) {
-        return SRecursiveGaussian::c_stateCount * lines;
+        return SRecursiveGaussian::STATE_COUNT * lines;
     }
     /// Planes over the caller's memory of `MemoryFor(lines)` numbers.
     static SRecursionPlanes Over(std::span<double> memory);

@@ -14,8 +14,7 @@ constexpr double RADIUS_PER_SIGMA = 5.0;
 
 SSampledGaussian SSampledGaussian::FromSigma(double sigmaPx) {
     SSampledGaussian kernel;
-    kernel.radius =
-        std::min(static_cast<std::size_t>(std::ceil(RADIUS_PER_SIGMA * sigmaPx)), c_largestRadius);
+    kernel.radius = std::min(static_cast<std::size_t>(std::ceil(RADIUS_PER_SIGMA * sigmaPx)), LARGEST_RADIUS);
     double sum = 0.0;
     for (std::size_t k = 0; k <= kernel.radius; ++k) {
         const double distance = static_cast<double>(k) / sigmaPx;

@@ -11,14 +11,14 @@ namespace TEVRA::Impl {
 /// cut at five sigma (3.7e-6 of the peak). For sigmas that the recursive filter is not made for, down to a
 /// kernel of a single sample; the cost grows with sigma.
 struct SSampledGaussian {
-    static constexpr std::size_t c_largestRadius = 13;
-    static constexpr double c_largestSigmaPx = 2.5;
+    static constexpr std::size_t LARGEST_RADIUS = 13;
+    static constexpr double LARGEST_SIGMA_PX = 2.5;
 
     std::size_t radius = 0;
     /// Weight of the samples at distance 0, 1, ... radius.
-    std::array<double, c_largestRadius + 1> weights{};
+    std::array<double, LARGEST_RADIUS + 1> weights{};
 
-    /// @param sigmaPx standard deviation in pixels, above 0, at most `c_largestSigmaPx`; the caller checks.
+    /// @param sigmaPx standard deviation in pixels, above 0, at most `LARGEST_SIGMA_PX`; the caller checks.
     static SSampledGaussian FromSigma(double sigmaPx);
 };
 

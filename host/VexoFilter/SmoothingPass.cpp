@@ -53,7 +53,7 @@ void smooth_samples(const SRecursiveGaussian& filter, std::span<float> samples, 
 } // namespace
 
 Gaussian GaussianFromSigma(double sigmaPx) {
-    if (sigmaPx < SRecursiveGaussian::c_smallestSigmaPx) {
+    if (sigmaPx < SRecursiveGaussian::SMALLEST_SIGMA_PX) {
         return SSampledGaussian::FromSigma(sigmaPx);
     }
     return SRecursiveGaussian::FromSigma(sigmaPx);
@@ -78,7 +78,7 @@ CSmoothingPass::CSmoothingPass(const Gaussian& gaussian, const CPixelGrid& sourc
 
 void CSmoothingPass::Reserve(int workers) {
     const std::size_t lines = count_of(m_linesPerTile);
-    const std::size_t padding = 2 * SSampledGaussian::c_largestRadius;
+    const std::size_t padding = 2 * SSampledGaussian::LARGEST_RADIUS;
     SBuffers buffers;
     buffers.samples.resize(lines * count_of(m_length) + padding);
     buffers.row.resize(m_axis == 0 ? lines * count_of(m_length) : lines);
@@ -150,7 +150,7 @@ void CSmoothingPass::along_x(const SSampledGaussian& kernel, const STile& tile, 
     // The row with its ends continued; the neighbours at a distance are the same row, shifted.
     const auto first = buffers.samples.begin() + radius;
     const auto end = first + m_length;
-    std::array<const float*, 2 * SSampledGaussian::c_largestRadius + 1> shifted{};
+    std::array<const float*, 2 * SSampledGaussian::LARGEST_RADIUS + 1> shifted{};
     const std::size_t neighbours = 2 * kernel.radius + 1;
     for (std::size_t k = 0; k < neighbours; ++k) {
         shifted[k] = buffers.samples.data() + k;
@@ -191,7 +191,7 @@ void CSmoothingPass::across(const SSampledGaussian& kernel, const STile& tile, S
         m_source.Read(start_of(tile, position), tile.lines, samples_at(position));
     }
     const auto radius = static_cast<long long>(kernel.radius);
-    std::array<const float*, 2 * SSampledGaussian::c_largestRadius + 1> rows{};
+    std::array<const float*, 2 * SSampledGaussian::LARGEST_RADIUS + 1> rows{};
     const std::size_t neighbours = 2 * kernel.radius + 1;
     for (long long position = 0; position < m_length; ++position) {
         for (std::size_t k = 0; k < neighbours; ++k) {

@@ -11,7 +11,7 @@
 namespace TEVRA::Impl::FilterLoops::TEVRA_WIDE {
 namespace {
 
-constexpr std::size_t SECTIONS = SRecursiveGaussian::c_sectionCount;
+constexpr std::size_t SECTIONS = SRecursiveGaussian::SECTION_COUNT;
 
 using SState = SRecursionState<SDoubles>;
 

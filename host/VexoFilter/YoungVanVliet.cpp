@@ -21,9 +21,9 @@ CString text(const char* message) {
 }
 
 void check(const IImage& out, const IImage& in, double sigma) {
-    if (!(sigma > 0.0 && sigma <= Impl::SRecursiveGaussian::c_largestSigmaPx)) {
+    if (!(sigma > 0.0 && sigma <= Impl::SRecursiveGaussian::LARGEST_SIGMA_PX)) {
         refuse(text("The standard deviation must be above 0 and at most %1 pixels, not %2.")
-                   .Arg(static_cast<long long>(Impl::SRecursiveGaussian::c_largestSigmaPx), 0)
+                   .Arg(static_cast<long long>(Impl::SRecursiveGaussian::LARGEST_SIGMA_PX), 0)
                    .Arg(sigma, 0),
                __LINE__);
     }

@@ -37,22 +37,22 @@ namespace Impl {
 /// Magnitudes between 2^-400 and 2^400 can be squared and summed without leaving the range of numbers; others
 /// are brought there by an exact factor.
 struct SEigenLimits {
-    static constexpr double tiny = 0x1p-400;
-    static constexpr double huge = 0x1p400;
-    static constexpr double shift = 0x1p800;
-    static constexpr double unshift = 0x1p-800;
+    static constexpr double SQUARABLE_FROM = 0x1p-400;
+    static constexpr double SQUARABLE_UP_TO = 0x1p400;
+    static constexpr double SHIFT = 0x1p800;
+    static constexpr double UNSHIFT = 0x1p-800;
     /// An element off the diagonal is negligible if the rotation that removes it is below half a rounding,
     /// ...
-    static constexpr double negligibleAngle = 0x1p-56;
+    static constexpr double NEGLIGIBLE_ANGLE = 0x1p-56;
     /// ... if both diagonal elements are so large that they cannot take it up (without this, nearly triple
     /// eigenvalues shed the elements off the diagonal by a bit per rotation only), ...
-    static constexpr double negligibleOnDiagonal = 0x1p-54;
+    static constexpr double NEGLIGIBLE_ON_DIAGONAL = 0x1p-54;
     /// ... or if it is this small against the largest element: between equal and small eigenvalues neither of
     /// the above need ever hold. 2^-100 is at the square of a rounding error, which is what a rotation leaves
     /// behind, and keeps the squares above the smallest normal number.
-    static constexpr double negligibleShare = 0x1p-100;
+    static constexpr double NEGLIGIBLE_SHARE = 0x1p-100;
     /// At most 4 were needed for any of 190 million matrices of sixteen awkward kinds.
-    static constexpr int sweeps = 16;
+    static constexpr int MOST_SWEEPS = 16;
 };
 
 template <typename Real>
@@ -71,13 +71,13 @@ struct SMagnitude {
 template <typename Real>
 SMagnitude<Real> MagnitudeFor(const Real& largest) {
     const Real one(1.0);
-    const Real shift(SEigenLimits::shift);
-    const Real unshift(SEigenLimits::unshift);
-    const auto isTiny = largest < Real(SEigenLimits::tiny);
-    const auto isHuge = Real(SEigenLimits::huge) < largest;
+    const Real shift(SEigenLimits::SHIFT);
+    const Real unshift(SEigenLimits::UNSHIFT);
+    const auto isTiny = largest < Real(SEigenLimits::SQUARABLE_FROM);
+    const auto isHuge = Real(SEigenLimits::SQUARABLE_UP_TO) < largest;
     const Real factor = Select(isTiny, shift, Select(isHuge, unshift, one));
     const Real inverse = Select(isTiny, unshift, Select(isHuge, shift, one));
-    return {factor, inverse, largest * factor * Real(SEigenLimits::negligibleShare)};
+    return {factor, inverse, largest * factor * Real(SEigenLimits::NEGLIGIBLE_SHARE)};
 }
 
 /// The rotation in the plane of axes p and q that makes the element (p, q) vanish, the smaller of the two.
@@ -115,8 +115,8 @@ auto NeedsRotation(const Real& app, const Real& aqq, const Real& apq, const Real
     const Real p = Abs(app);
     const Real q = Abs(aqq);
     const Real smaller = Select(q < p, q, p);
-    const Real byAngle = Abs(aqq - app) * Real(SEigenLimits::negligibleAngle);
-    const Real onDiagonal = smaller * Real(SEigenLimits::negligibleOnDiagonal);
+    const Real byAngle = Abs(aqq - app) * Real(SEigenLimits::NEGLIGIBLE_ANGLE);
+    const Real onDiagonal = smaller * Real(SEigenLimits::NEGLIGIBLE_ON_DIAGONAL);
     return Larger(negligible, Larger(byAngle, onDiagonal)) < Abs(apq);
 }
 
@@ -245,7 +245,7 @@ SEigenSystem<Real, 3> SymmetricEigen(const SSymmetric3<Real>& matrix) {
     SEigenSystem<Real, 3> system{
         {zero, zero, zero}, {{{one, zero, zero}, {zero, one, zero}, {zero, zero, one}}}, {}};
     auto& [x, y, z] = system.axes;
-    for (int sweep = 0; sweep < Impl::SEigenLimits::sweeps; ++sweep) {
+    for (int sweep = 0; sweep < Impl::SEigenLimits::MOST_SWEEPS; ++sweep) {
         bool rotated = Impl::Rotate(xx, yy, xy, magnitude.negligible, x, y, &xz, &yz);
         rotated |= Impl::Rotate(xx, zz, xz, magnitude.negligible, x, z, &xy, &yz);
         rotated |= Impl::Rotate(yy, zz, yz, magnitude.negligible, y, z, &xy, &xz);

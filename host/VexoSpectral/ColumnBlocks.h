@@ -20,7 +20,7 @@ namespace TEVRA::Impl {
 /// 96 rows 2.8 against 1.0, and 1.7.
 class CColumnBlocks {
   public:
-    CColumnBlocks(EnDirection direction, std::size_t rows, std::size_t columns)
+    CColumnBlocks(EDirection direction, std::size_t rows, std::size_t columns)
         : m_rows(rows), m_blocks((columns + WIDTH - 1) / WIDTH), m_lineLength((rows / WIDTH + 2) * WIDTH),
           m_memory(m_blocks * m_rows * WIDTH * sizeof(Complex)),
           m_lineMemory(WIDTH * m_lineLength * sizeof(Complex)) {
@@ -71,8 +71,8 @@ class CColumnBlocks {
 
     /// Columns to take at a time so that their scratch stays in the cache next to the processor.
     static std::size_t ColumnsInCache(std::size_t rows, std::size_t columns) {
-        constexpr std::size_t cacheBytes = std::size_t{512} * 1024;
-        const std::size_t blocks = std::max<std::size_t>(1, cacheBytes / (rows * WIDTH * sizeof(Complex)));
+        constexpr std::size_t CACHE_BYTES = std::size_t{512} * 1024;
+        const std::size_t blocks = std::max<std::size_t>(1, CACHE_BYTES / (rows * WIDTH * sizeof(Complex)));
         return std::min(columns, blocks * WIDTH);
     }
 

@@ -26,12 +26,12 @@ fftwf_plan as_fftw(void* plan) {
 
 } // namespace
 
-CFftwPlan CFftwPlan::ColumnsToLines(EnDirection direction, const SColumns& columns, Complex* from,
+CFftwPlan CFftwPlan::ColumnsToLines(EDirection direction, const SColumns& columns, Complex* from,
                                     Complex* to) {
     const int length = static_cast<int>(columns.rows);
     const int count = static_cast<int>(columns.columns);
     const int distance = static_cast<int>(columns.lineLength);
-    const int sign = direction == EnDirection::forward ? FFTW_FORWARD : FFTW_BACKWARD;
+    const int sign = direction == EDirection::forward ? FFTW_FORWARD : FFTW_BACKWARD;
     const std::scoped_lock lock(plannerMutex);
     return CFftwPlan(fftwf_plan_many_dft(1, &length, count, as_fftw(from), nullptr, count, 1, as_fftw(to),
                                          nullptr, 1, distance, sign, FFTW_ESTIMATE));

@@ -8,7 +8,7 @@ namespace TEVRA::Impl {
 
 using Complex = std::complex<float>;
 
-enum class EnDirection { forward, inverse };
+enum class EDirection { forward, inverse };
 
 /// Columns to transform, and where the results go.
 struct SColumns {
@@ -26,7 +26,7 @@ class CFftwPlan {
   public:
     /// Complex transforms of columns side by side, element (row, column) at from[row * columns + column], to
     /// lines, element (row, column) at to[column * lineLength + row].
-    static CFftwPlan ColumnsToLines(EnDirection direction, const SColumns& columns, Complex* from,
+    static CFftwPlan ColumnsToLines(EDirection direction, const SColumns& columns, Complex* from,
                                     Complex* to);
     /// Transform of `length` real values to length / 2 + 1 complex ones.
     static CFftwPlan RealToHalf(std::size_t length, float* real, Complex* half);

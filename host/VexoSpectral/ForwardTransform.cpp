@@ -12,9 +12,9 @@ CForwardTransform::CForwardTransform(const Extents& extents)
       m_real(reinterpret_cast<float*>(m_realRow.Data())),
       m_half(reinterpret_cast<Complex*>(m_halfRow.Data())),
       m_rowPlan(CFftwPlan::RealToHalf(extents[0], m_real, m_half)),
-      m_slab(EnDirection::forward, extents[2], m_halfExtent),
-      m_plane(EnDirection::forward, extents[1], m_stripWidth),
-      m_opposite(EnDirection::forward, extents[1], m_stripWidth) {}
+      m_slab(EDirection::forward, extents[2], m_halfExtent),
+      m_plane(EDirection::forward, extents[1], m_stripWidth),
+      m_opposite(EDirection::forward, extents[1], m_stripWidth) {}
 
 void CForwardTransform::Run(const SPixels<const std::byte>& image, RowReader reader,
                             const SPixels<std::byte>& spectrum) {

@@ -62,10 +62,10 @@ CInverseTransform::SWorker::SWorker(const CInverseTransform& transform)
       packed(reinterpret_cast<Complex*>(packedRow.Data())), real(reinterpret_cast<float*>(packed)),
       half(reinterpret_cast<Complex*>(halfRow.Data())),
       rowPlan(CFftwPlan::HalfToReal(transform.m_size[0], half, real)),
-      plane(EnDirection::inverse, transform.m_size[1], transform.m_stripWidth),
-      oppositePlane(EnDirection::inverse, transform.m_size[1],
+      plane(EDirection::inverse, transform.m_size[1], transform.m_stripWidth),
+      oppositePlane(EDirection::inverse, transform.m_size[1],
                     transform.m_size[2] > 2 ? transform.m_stripWidth : 0),
-      slab(EnDirection::inverse, transform.m_size[2], transform.m_columns) {}
+      slab(EDirection::inverse, transform.m_size[2], transform.m_columns) {}
 
 CInverseTransform::CInverseTransform(const Extents& extents)
     : m_size(extents), m_x{extents[0]}, m_y{extents[1]}, m_z{extents[2]}, m_columns((extents[0] + 1) / 2),

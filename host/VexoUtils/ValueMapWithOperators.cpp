@@ -36,9 +36,9 @@ std::int32_t to_long(double number) {
     if (std::isnan(number)) {
         return 0;
     }
-    constexpr auto lowest = static_cast<double>(std::numeric_limits<std::int32_t>::min());
-    constexpr auto highest = static_cast<double>(std::numeric_limits<std::int32_t>::max());
-    return static_cast<std::int32_t>(std::clamp(number, lowest, highest));
+    constexpr auto LOWEST = static_cast<double>(std::numeric_limits<std::int32_t>::min());
+    constexpr auto HIGHEST = static_cast<double>(std::numeric_limits<std::int32_t>::max());
+    return static_cast<std::int32_t>(std::clamp(number, LOWEST, HIGHEST));
 }
 
 bool is_number(const CValue& value) {

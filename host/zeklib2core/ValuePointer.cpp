@@ -11,7 +11,7 @@ CValuePointerBase::~CValuePointerBase() {
 }
 
 void CValuePointerBase::drop() noexcept {
-    if (m_object != nullptr && (m_flags & c_flagOwner) != 0 && m_deleter != nullptr) {
+    if (m_object != nullptr && (m_flags & FLAG_OWNER) != 0 && m_deleter != nullptr) {
         m_deleter(m_object);
     }
     m_object = nullptr;
@@ -56,7 +56,7 @@ void CValuePointerBase::CopyData(const CValue& other, EnTfOwnership /*ownership*
 
 void CValuePointerBase::MoveData(CValue& other) {
     auto& source = static_cast<CValuePointerBase&>(other);
-    if (source.m_object == m_object && (m_flags & c_flagOwner) != 0) {
+    if (source.m_object == m_object && (m_flags & FLAG_OWNER) != 0) {
         source.Release(); // this value owns the object already
         return;
     }

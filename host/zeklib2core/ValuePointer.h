@@ -13,7 +13,7 @@ namespace TEVRA {
 /// it.
 class CValuePointerBase : public CValue {
   public:
-    static constexpr std::uint16_t c_flagOwner = 1;
+    static constexpr std::uint16_t FLAG_OWNER = 1;
 
     /// An empty pointer to objects of the given type and size in bytes.
     CValuePointerBase(const std::type_info& type, std::size_t elementSize, std::uint16_t flags);
@@ -30,7 +30,7 @@ class CValuePointerBase : public CValue {
     const std::type_info& ElementType() const noexcept override { return *m_type; }
     EnValType GenericType() const noexcept override { return ePointer; }
     bool IsValid() const noexcept override { return m_object != nullptr; }
-    bool IsLink() const noexcept override { return m_object != nullptr && (m_flags & c_flagOwner) == 0; }
+    bool IsLink() const noexcept override { return m_object != nullptr && (m_flags & FLAG_OWNER) == 0; }
     /// Same type and same object.
     bool EqualData(const CValue& other) const override;
     /// A copy refers to the object and never owns it: two owners would delete it twice.
@@ -58,7 +58,7 @@ class CValuePointerBase : public CValue {
 template <typename T>
 class CValuePointer : public CValuePointerBase {
   public:
-    /// @param object may be null; deleted with the value if `flags` has `c_flagOwner`.
+    /// @param object may be null; deleted with the value if `flags` has `FLAG_OWNER`.
     explicit CValuePointer(T* object = nullptr, std::uint16_t flags = 0)
         : CValuePointerBase(typeid(T), sizeof(T), flags) {
         set_object(object, [](void* p) { delete static_cast<T*>(p); });

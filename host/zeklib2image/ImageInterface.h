@@ -16,7 +16,7 @@ class IImage {
     class CType {
       public:
         /// How the host reads a pixel's bytes.
-        enum class EnKind {
+        enum class EKind {
             unregistered, ///< of an application; the host stores such pixels but does not interpret them
             grey8,
             grey16,
@@ -31,21 +31,21 @@ class IImage {
         /// @param name a literal. @param bytesPerPixel size of one pixel in bytes.
         /// @param interleaved several channels per pixel, one after the other.
         constexpr CType(const char* name, std::size_t bytesPerPixel, bool interleaved = false)
-            : CType(name, bytesPerPixel, interleaved, EnKind::unregistered) {}
-        constexpr CType(const char* name, std::size_t bytesPerPixel, bool interleaved, EnKind kind)
+            : CType(name, bytesPerPixel, interleaved, EKind::unregistered) {}
+        constexpr CType(const char* name, std::size_t bytesPerPixel, bool interleaved, EKind kind)
             : m_name(name), m_bytesPerPixel(bytesPerPixel), m_kind(kind), m_interleaved(interleaved) {}
 
         const char* ToString() const noexcept { return m_name; }
         std::size_t BytesPerPixel() const noexcept { return m_bytesPerPixel; }
         bool IsInterleaved() const noexcept { return m_interleaved; }
-        EnKind Kind() const noexcept { return m_kind; }
+        EKind Kind() const noexcept { return m_kind; }
 
         friend bool operator==(const CType& a, const CType& b) noexcept;
 
       private:
         const char* m_name;
         std::size_t m_bytesPerPixel;
-        EnKind m_kind;
+        EKind m_kind;
         bool m_interleaved;
     };
 
@@ -85,16 +85,14 @@ class IImage {
     virtual IImage& Resize(const CSize& size, const CSize& border) = 0;
 };
 
-inline constexpr IImage::CType IMAGE_GREY_8("GREY_8", 1, false, IImage::CType::EnKind::grey8);
-inline constexpr IImage::CType IMAGE_GREY_16("GREY_16", 2, false, IImage::CType::EnKind::grey16);
-inline constexpr IImage::CType IMAGE_GREY_F("GREY_F", 4, false, IImage::CType::EnKind::greyFloat);
-inline constexpr IImage::CType IMAGE_COMPLEX_F("COMPLEX_F", 8, false, IImage::CType::EnKind::complexFloat);
+inline constexpr IImage::CType IMAGE_GREY_8("GREY_8", 1, false, IImage::CType::EKind::grey8);
+inline constexpr IImage::CType IMAGE_GREY_16("GREY_16", 2, false, IImage::CType::EKind::grey16);
+inline constexpr IImage::CType IMAGE_GREY_F("GREY_F", 4, false, IImage::CType::EKind::greyFloat);
+inline constexpr IImage::CType IMAGE_COMPLEX_F("COMPLEX_F", 8, false, IImage::CType::EKind::complexFloat);
 /// One byte per pixel: 0 is background, anything else foreground.
-inline constexpr IImage::CType IMAGE_BINARY_FG("BINARY_FG", 1, false,
-                                               IImage::CType::EnKind::binaryForeground);
+inline constexpr IImage::CType IMAGE_BINARY_FG("BINARY_FG", 1, false, IImage::CType::EKind::binaryForeground);
 /// One byte per pixel: 0 is foreground, anything else background.
-inline constexpr IImage::CType IMAGE_BINARY_BG("BINARY_BG", 1, false,
-                                               IImage::CType::EnKind::binaryBackground);
-inline constexpr IImage::CType IMAGE_BOOL("BOOL", 1, false, IImage::CType::EnKind::boolean);
+inline constexpr IImage::CType IMAGE_BINARY_BG("BINARY_BG", 1, false, IImage::CType::EKind::binaryBackground);
+inline constexpr IImage::CType IMAGE_BOOL("BOOL", 1, false, IImage::CType::EKind::boolean);
 
 } // namespace TEVRA

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "zeklib2image/PixelMemory.h"
 
-#include "zeklib2image/FreshPages.h"
+#include "zeklib2image/PrefaultPages.h"
 
 #include <algorithm>
 #include <atomic>
@@ -52,7 +52,7 @@ void reserve(std::size_t bytes) {
 /// Fetches the pieces of a block that nobody has begun with yet.
 void fetch_pieces(std::byte* block, std::size_t bytes, std::atomic<std::size_t>& begun) noexcept {
     for (std::size_t at = 0; (at = begun.fetch_add(BYTES_PER_PIECE, std::memory_order_relaxed)) < bytes;) {
-        Impl::FetchPages(block + at, std::min(BYTES_PER_PIECE, bytes - at));
+        Impl::PrefaultPages(block + at, std::min(BYTES_PER_PIECE, bytes - at));
     }
 }
 

@@ -13,14 +13,14 @@ CPos::CPos(long long x, long long y) : m_coordinates{x, y}, m_dim(2) {}
 CPos::CPos(long long x, long long y, long long z) : m_coordinates{x, y, z}, m_dim(3) {}
 
 CPos::CPos(std::initializer_list<long long> coordinates) {
-    SetDim(static_cast<int>(std::min<std::size_t>(coordinates.size(), c_maxDim + 1)));
+    SetDim(static_cast<int>(std::min<std::size_t>(coordinates.size(), MAX_DIM + 1)));
     std::copy(coordinates.begin(), coordinates.end(), m_coordinates.begin());
 }
 
 void CPos::SetDim(int dim) {
-    if (dim < 0 || dim > c_maxDim) {
+    if (dim < 0 || dim > MAX_DIM) {
         CString message("A position has 0 to %1 dimensions, not %2.", CString::eEncodingUtf8);
-        message.Arg(c_maxDim, 0).Arg(dim, 0);
+        message.Arg(MAX_DIM, 0).Arg(dim, 0);
         throw CExBadParam(TEVRA_LOCATION("host/zeklib2image/Pos", "TEVRA::CPos::SetDim", __LINE__),
                           message.c_str());
     }

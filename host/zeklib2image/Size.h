@@ -15,7 +15,7 @@ class CSize {
     CSize() = default;
     CSize(long long x, long long y);
     CSize(long long x, long long y, long long z);
-    /// Any number of extents. @throws CExBadParam beyond `CPos::c_maxDim`.
+    /// Any number of extents. @throws CExBadParam beyond `CPos::MAX_DIM`.
     CSize(std::initializer_list<long long> extents);
     /// The coordinates of a position as extents.
     explicit CSize(const CPos& extents);

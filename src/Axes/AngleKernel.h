@@ -36,7 +36,7 @@ TEVRA_LANES_INLINE SAngles<Real> FoldedAngles(const SVector3<Real>& axis) {
             ArcTangent(Real(sign * axis.y), Real(sign * axis.x))};
 }
 
-/// Angle of a unit axis in the plane, folded into [0, pi]. A negative zero counts as zero.
+/// Angle of a 2D unit axis, folded into [0, pi]. A negative zero counts as zero.
 template <typename Real>
 TEVRA_LANES_INLINE Real FoldedAngle(const SVector2<Real>& axis) {
     const Real sign = Select(axis.y < Real(0.0), Real(-1.0), Real(1.0));
@@ -51,7 +51,7 @@ TEVRA_LANES_INLINE SVector3<Real> AxisAt(const Real& colatitude, const Real& lon
     return {polar.sine * azimuth.cosine, polar.sine * azimuth.sine, polar.cosine};
 }
 
-/// The same in the plane.
+/// The same in 2D.
 template <typename Real>
 TEVRA_LANES_INLINE SVector2<Real> AxisAt(const Real& angle) {
     const SSineCosine<Real> both = SineCosine(angle);

@@ -60,16 +60,16 @@ TEVRA_LANES_INLINE Real OddSeries(const double (&coefficients)[Terms], const Rea
 }
 
 struct SCircle {
-    static constexpr double halfPi = 0x1.921fb54442d18p+0;
-    static constexpr double quarterPi = 0x1.921fb54442d18p-1;
-    static constexpr double pi = 0x1.921fb54442d18p+1;
-    static constexpr double quadrantsPerRadian = 0x1.45f306dc9c883p-1;
+    static constexpr double HALF_PI = 0x1.921fb54442d18p+0;
+    static constexpr double QUARTER_PI = 0x1.921fb54442d18p-1;
+    static constexpr double PI = 0x1.921fb54442d18p+1;
+    static constexpr double QUADRANTS_PER_RADIAN = 0x1.45f306dc9c883p-1;
     /// pi / 2 in two parts; multiples of the first by less than 2^21 are exact.
-    static constexpr double halfPiHigh = 0x1.921fb544p+0;
-    static constexpr double halfPiLow = 0x1.0b4611a626331p-34;
+    static constexpr double HALF_PI_HIGH = 0x1.921fb544p+0;
+    static constexpr double HALF_PI_LOW = 0x1.0b4611a626331p-34;
     /// Adding it rounds to an integer and leaves that in the low bits.
-    static constexpr double rounder = 0x1.8p52;
-    static constexpr double tangentOfEighth = 0x1.a827999fcef32p-2; // tan(pi / 8)
+    static constexpr double ROUNDER = 0x1.8p52;
+    static constexpr double TANGENT_OF_EIGHTH = 0x1.a827999fcef32p-2; // tan(pi / 8)
 };
 
 /// Arc cosine of a number in [0, 1], in [0, pi/2]; exact at 1. Error at most 9 ULP; rounded to float at most
@@ -82,7 +82,7 @@ TEVRA_LANES_INLINE Real ArcCosine(const Real& x) {
     const Real square = Select(isNearOne, Real((Real(1.0) - x) * half), Real(x * x));
     const Real s = Select(isNearOne, SquareRoot(square), x);
     const Real arcSine = OddSeries(SPolynomials::arcSine, s, square);
-    return Select(isNearOne, Real(arcSine + arcSine), Real(Real(SCircle::halfPi) - arcSine));
+    return Select(isNearOne, Real(arcSine + arcSine), Real(Real(SCircle::HALF_PI) - arcSine));
 }
 
 /// Angle of the point (x, y) from the x axis, in [-pi, pi]. Zeros count as positive whatever their sign; 0
@@ -97,14 +97,14 @@ TEVRA_LANES_INLINE Real ArcTangent(const Real& y, const Real& x) {
     const Real longer = Select(isUpright, height, width);
     const Real shorter = Select(isUpright, width, height);
     // Above pi/8 by the difference to pi/4: atan(t) = pi/4 + atan((t - 1) / (t + 1)).
-    const auto isSteep = longer * Real(SCircle::tangentOfEighth) < shorter;
+    const auto isSteep = longer * Real(SCircle::TANGENT_OF_EIGHTH) < shorter;
     const Real numerator = Select(isSteep, Real(shorter - longer), shorter);
     const Real denominator = Select(isSteep, Real(shorter + longer), longer);
     const Real tangent = numerator / Select(longer == zero, Real(1.0), denominator);
     Real angle = OddSeries(SPolynomials::arcTangent, tangent, Real(tangent * tangent));
-    angle = Select(isSteep, Real(Real(SCircle::quarterPi) + angle), angle);
-    angle = Select(isUpright, Real(Real(SCircle::halfPi) - angle), angle);
-    angle = Select(x < zero, Real(Real(SCircle::pi) - angle), angle);
+    angle = Select(isSteep, Real(Real(SCircle::QUARTER_PI) + angle), angle);
+    angle = Select(isUpright, Real(Real(SCircle::HALF_PI) - angle), angle);
+    angle = Select(x < zero, Real(Real(SCircle::PI) - angle), angle);
     return Select(y < zero, Real(-angle), angle);
 }
 
@@ -117,10 +117,11 @@ struct SSineCosine {
 /// rounded to single precision: error at most 0.50001 ULP of float. NaN for larger angles.
 template <typename Real>
 TEVRA_LANES_INLINE SSineCosine<Real> SineCosine(const Real& angle) {
-    const Real rounder(SCircle::rounder);
-    const Real shifted = angle * Real(SCircle::quadrantsPerRadian) + rounder;
+    const Real rounder(SCircle::ROUNDER);
+    const Real shifted = angle * Real(SCircle::QUADRANTS_PER_RADIAN) + rounder;
     const Real quadrant = shifted - rounder;
-    const Real rest = (angle - quadrant * Real(SCircle::halfPiHigh)) - quadrant * Real(SCircle::halfPiLow);
+    const Real rest =
+        (angle - quadrant * Real(SCircle::HALF_PI_HIGH)) - quadrant * Real(SCircle::HALF_PI_LOW);
     const Real square = rest * rest;
     const Real sine = OddSeries(SPolynomials::sine, rest, square);
     const Real cosine =

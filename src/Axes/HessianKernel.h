@@ -9,13 +9,13 @@
 namespace TEVRA::Impl {
 inline namespace TEVRA_WIDE {
 
-/// The distinct entries of a Hessian in the plane.
+/// The distinct entries of a 2D Hessian.
 template <typename Real>
 struct SHessian2 {
     Real xx, xy, yy;
 };
 
-/// The same in space.
+/// The same in 3D.
 template <typename Real>
 struct SHessian3 {
     Real xx, xy, xz, yy, yz, zz;
@@ -30,24 +30,24 @@ struct SEigenAxis {
 
 struct SHessianLimits {
     /// Largest residual |H v - lambda v| of a vector that counts as found, against the Frobenius norm of H.
-    static constexpr double residual = 1e-13;
+    static constexpr double RESIDUAL = 1e-13;
     /// Least difference of the wanted magnitude to the next, in units of the eigenvalues' spread. Of closer
     /// roots the closed form may take one for the other: at a double root a rounding error moves them apart
     /// by its square root, 1e-8. And equal magnitudes are told apart by the order that the decomposition
     /// defines.
-    static constexpr double gap = 0x1p-20;
+    static constexpr double GAP = 0x1p-20;
     /// Squared Frobenius norms whose eighth roots and powers stay in the range of numbers; those of
     /// single-precision entries do.
-    static constexpr double smallestNorm = 0x1p-400;
-    static constexpr double largestNorm = 0x1p400;
+    static constexpr double SMALLEST_NORM = 0x1p-400;
+    static constexpr double LARGEST_NORM = 0x1p400;
 };
 
 /// Whether a squared residual is that of an eigenvector.
 template <typename Real>
 TEVRA_LANES_INLINE MaskOf<Real> IsSmallResidual(const Real& squaredResidual, const Real& squaredNorm) {
-    const Real limit(SHessianLimits::residual * SHessianLimits::residual);
-    return (squaredResidual <= limit * squaredNorm) & (Real(SHessianLimits::smallestNorm) < squaredNorm) &
-           (squaredNorm < Real(SHessianLimits::largestNorm));
+    const Real limit(SHessianLimits::RESIDUAL * SHessianLimits::RESIDUAL);
+    return (squaredResidual <= limit * squaredNorm) & (Real(SHessianLimits::SMALLEST_NORM) < squaredNorm) &
+           (squaredNorm < Real(SHessianLimits::LARGEST_NORM));
 }
 
 template <typename Real>
@@ -99,7 +99,7 @@ TEVRA_LANES_INLINE SChosenRoot<Real> ChooseRoot(const Real& centre, const Real& 
     const Real nearMagnitude = Abs(offset - distance);
     const Real farMagnitude = offset + distance;
     const Real separateMagnitude = Abs(centre + separate);
-    const Real least = Real(SHessianLimits::gap) * (Abs(centre) + two);
+    const Real least = Real(SHessianLimits::GAP) * (Abs(centre) + two);
     if constexpr (IsSmallest) {
         const auto isSeparate = separateMagnitude < nearMagnitude;
         const Real other = Smaller(Select(isSeparate, nearMagnitude, separateMagnitude), farMagnitude);
@@ -175,7 +175,7 @@ TEVRA_LANES_INLINE SEigenAxis<Real, SVector3<Real>> EigenAxis(const SHessian3<Re
     return {axis, isFound};
 }
 
-/// The same in the plane: the eigenvalues are mean -+ radius.
+/// The same in 2D: the eigenvalues are mean -+ radius.
 template <bool IsSmallest, typename Real>
 TEVRA_LANES_INLINE SEigenAxis<Real, SVector2<Real>> EigenAxis(const SHessian2<Real>& h) {
     const Real zero(0.0);
@@ -199,7 +199,7 @@ TEVRA_LANES_INLINE SEigenAxis<Real, SVector2<Real>> EigenAxis(const SHessian2<Re
     const Real restX = productX - value * axis.x;
     const Real restY = productY - value * axis.y;
     const Real norm = Real(2.0) * (mean * mean + radius * radius);
-    const Real least = Real(SHessianLimits::gap) * (Abs(mean) + radius);
+    const Real least = Real(SHessianLimits::GAP) * (Abs(mean) + radius);
     const MaskOf<Real> isFound =
         (least < Abs(mean)) & (least < radius) & IsSmallResidual(Real(restX * restX + restY * restY), norm);
     return {axis, isFound};

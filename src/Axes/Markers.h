@@ -5,6 +5,6 @@ namespace TEVRA::Impl {
 
 /// Markers of angle maps for pixels without a direction.
 inline constexpr float NO_COLATITUDE = -1.0F;
-inline constexpr float NO_ANGLE = -4.1415925F; // -(pi + 1), of longitudes and of in-plane angles
+inline constexpr float NO_ANGLE = -4.1415925F; // -(pi + 1), of longitudes and of 2D angles
 
 } // namespace TEVRA::Impl

@@ -18,7 +18,7 @@ inline std::array<double, 3> AxisOfAngles(float colatitudeRad, float longitudeRa
     return {axis.x, axis.y, axis.z};
 }
 
-/// The unit axis in the plane at the given angle from the x axis, in radians.
+/// The 2D unit axis at the given angle from the x axis, in radians.
 inline std::array<double, 2> AxisOfAngle(float angleRad) {
     const SVector2<double> axis = AxisAt(static_cast<double>(angleRad));
     return {axis.x, axis.y};
@@ -28,9 +28,9 @@ inline std::array<double, 2> AxisOfAngle(float angleRad) {
 template <std::size_t Dim>
 class CSecondOrderSums {
   public:
-    static constexpr std::size_t c_size = STensorSize<Dim>::second;
+    static constexpr std::size_t SIZE = STensorSize<Dim>::SECOND;
     /// Upper triangle, row by row.
-    using Sums = std::array<double, c_size>;
+    using Sums = std::array<double, SIZE>;
 
     void Add(const std::array<double, Dim>& axis) {
         AddSecondOrder<Dim>(axis.data(), m_sums.data());
@@ -39,7 +39,7 @@ class CSecondOrderSums {
     void Add(const CSecondOrderSums& other) { Add(other.m_sums, other.m_count); }
     /// Adds the sums over `count` axes.
     void Add(const Sums& sums, long long count) {
-        for (std::size_t at = 0; at < c_size; ++at) {
+        for (std::size_t at = 0; at < SIZE; ++at) {
             m_sums[at] += sums[at];
         }
         m_count += count;
@@ -66,19 +66,19 @@ class CSecondOrderSums {
 };
 
 /// Sum of the fourfold products of axes. Only products with ascending indices are kept, one for all
-/// permutations: 5 numbers instead of 16 in the plane, 15 instead of 81 in space.
+/// permutations: 5 numbers instead of 16 in 2D, 15 instead of 81 in 3D.
 template <std::size_t Dim>
 class CFourthOrderSums {
   public:
-    static constexpr std::size_t c_size = STensorSize<Dim>::fourth;
+    static constexpr std::size_t SIZE = STensorSize<Dim>::FOURTH;
     /// One per ascending quadruple of indices, the last index fastest.
-    using Sums = std::array<double, c_size>;
+    using Sums = std::array<double, SIZE>;
 
     void Add(const std::array<double, Dim>& axis) { AddFourthOrder<Dim>(axis.data(), m_sums.data()); }
     void Add(const CFourthOrderSums& other) { Add(other.m_sums); }
     /// Adds sums over other axes.
     void Add(const Sums& sums) {
-        for (std::size_t at = 0; at < c_size; ++at) {
+        for (std::size_t at = 0; at < SIZE; ++at) {
             m_sums[at] += sums[at];
         }
     }

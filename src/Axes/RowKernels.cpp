@@ -110,7 +110,7 @@ float rounded_down(double threshold) {
 
 void ForegroundOfRow(const float* smoothed, std::size_t count, double threshold, unsigned char* foreground,
                      EInstructionSet set) {
-    kernels_of(set).exceeding(smoothed, count, rounded_down(threshold), foreground);
+    kernels_of(set).markForeground(smoothed, count, rounded_down(threshold), foreground);
 }
 
 template <std::size_t Dim>
@@ -140,12 +140,12 @@ std::size_t AxesOfRow(const HessianRows<Dim>& hessian, const unsigned char* fore
 template <std::size_t Dim>
 void AddRow(CSecondOrderSums<Dim>& second, CFourthOrderSums<Dim>* fourth, const SConstAngleRow& angles,
             std::size_t count, EInstructionSet set) {
-    constexpr std::size_t room = SEGMENT_PIXELS + PACKING_ROOM;
+    constexpr std::size_t ROOM = SEGMENT_PIXELS + PACKING_ROOM;
     const SSegmentKernels& kernels = kernels_of(set);
     // Written as far as it is read. NOLINTBEGIN(cppcoreguidelines-pro-type-member-init)
-    std::array<float, room> theta;
-    std::array<float, room> phi;
-    std::array<std::array<double, room>, Dim> units;
+    std::array<float, ROOM> theta;
+    std::array<float, ROOM> phi;
+    std::array<std::array<double, ROOM>, Dim> units;
     // NOLINTEND(cppcoreguidelines-pro-type-member-init)
     const std::array<double*, Dim> components = pointers_to<Dim>(units);
     for_each_segment(count, [&](std::size_t first, std::size_t length) {

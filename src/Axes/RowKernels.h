@@ -22,7 +22,7 @@ struct SSegmentKernels;
 template <std::size_t Dim>
 using HessianRows = std::array<const float*, Dim*(Dim + 1) / 2>;
 
-/// One row of the angle maps, in radians. In the plane there is one angle, and `phi` is null.
+/// One row of the angle maps, in radians. In 2D there is one angle, and `phi` is null.
 struct SAngleRow {
     float* theta;
     float* phi;

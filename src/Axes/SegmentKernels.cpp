@@ -30,14 +30,14 @@ using Access = SLaneAccess<Real>;
 constexpr std::size_t MOST_LANES = 8;
 static_assert(SEGMENT_PIXELS % MOST_LANES == 0 && SUM_STRIPES % WIDTH == 0);
 
-/// Pixels of a segment, packed, with room to finish the last group of lanes and for a whole register to be
+/// Pixels of a segment, packed, with room to pad the last group of lanes and for a whole register to be
 /// stored at its end.
 struct SPacked {
     alignas(64) float values[SEGMENT_PIXELS + 16];
 };
 
 /// Fills up the last group of lanes.
-void finish(std::size_t count, SPacked& packed) {
+void pad(std::size_t count, SPacked& packed) {
     for (std::size_t i = count; i < count + MOST_LANES - 1; ++i) {
         packed.values[i] = 0.0F;
     }
@@ -45,10 +45,10 @@ void finish(std::size_t count, SPacked& packed) {
 
 /// The pixels of a segment whose bytes are not 0.
 #if defined(__AVX512F__)
-class CPicked {
+class CSelection {
   public:
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the array is written as far as it is read
-    CPicked(const unsigned char* bytes, std::size_t count) : m_pixels(count) {
+    CSelection(const unsigned char* bytes, std::size_t count) : m_pixels(count) {
         for (std::size_t group = 0; group * GROUP < count; ++group) {
             const __m128i sixteen = _mm_maskz_loadu_epi8(pixels_of(group), bytes + group * GROUP);
             m_masks[group] = _mm_test_epi8_mask(sixteen, sixteen);
@@ -72,7 +72,7 @@ class CPicked {
             at += count_of(mask);
         }
         for (SPacked& entry : packed) {
-            finish(m_count, entry);
+            pad(m_count, entry);
         }
     }
     /// @param row receives `rest` for all other pixels.
@@ -114,10 +114,10 @@ class CPicked {
     __mmask16 m_masks[SEGMENT_PIXELS / GROUP];
 };
 #else
-class CPicked {
+class CSelection {
   public:
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the array is written as far as it is read
-    CPicked(const unsigned char* bytes, std::size_t count) : m_pixels(count) {
+    CSelection(const unsigned char* bytes, std::size_t count) : m_pixels(count) {
         std::size_t x = 0;
         for (; x + 8 <= count; x += 8) {
             unsigned long long eight = 0;
@@ -137,7 +137,7 @@ class CPicked {
             for (std::size_t i = 0; i < m_count; ++i) {
                 packed[entry].values[i] = row[m_positions[i]];
             }
-            finish(m_count, packed[entry]);
+            pad(m_count, packed[entry]);
         }
     }
     /// @param row receives `rest` for all other pixels.
@@ -212,9 +212,9 @@ std::size_t find_angles(const SPacked (&hessian)[Entries], std::size_t count, SP
 
 template <std::size_t Dim>
 SAxesFound axes_of_segment(const SAxesOfSegment& segment) {
-    constexpr std::size_t entries = Dim * (Dim + 1) / 2;
-    const CPicked foreground(segment.foreground, segment.count);
-    SPacked hessian[entries];
+    constexpr std::size_t ENTRIES = Dim * (Dim + 1) / 2;
+    const CSelection foreground(segment.foreground, segment.count);
+    SPacked hessian[ENTRIES];
     // Only what is used of the buffers is written. NOLINTBEGIN(cppcoreguidelines-pro-type-member-init)
     SPacked theta;
     SPacked phi;
@@ -340,8 +340,8 @@ TEVRA_LANES_INLINE double sum_of(const SLanes<8>& lanes) {
 /// Lanes of the stripes of `Size` sums.
 template <std::size_t Size>
 struct SStripes {
-    static constexpr std::size_t c_parts = SUM_STRIPES / WIDTH;
-    Real parts[c_parts][Size];
+    static constexpr std::size_t PARTS = SUM_STRIPES / WIDTH;
+    Real parts[PARTS][Size];
 
     TEVRA_LANES_INLINE void Clear() {
         for (auto& part : parts) {
@@ -353,9 +353,9 @@ struct SStripes {
     /// The order of additions is that of eight lanes, however many a register holds.
     TEVRA_LANES_INLINE void StoreSums(double* sums) const {
         for (std::size_t at = 0; at < Size; ++at) {
-            if constexpr (c_parts == 1) {
+            if constexpr (PARTS == 1) {
                 sums[at] = sum_of(parts[0][at]);
-            } else if constexpr (c_parts == 2) {
+            } else if constexpr (PARTS == 2) {
                 sums[at] = sum_of(parts[0][at] + parts[1][at]);
             } else {
                 sums[at] = sum_of((parts[0][at] + parts[2][at]) + (parts[1][at] + parts[3][at]));
@@ -408,7 +408,7 @@ void sums_of_axes(const double* const* components, std::size_t count, double* se
     }
 }
 
-void exceeding(const float* values, std::size_t count, float threshold, unsigned char* isAbove) {
+void mark_foreground(const float* values, std::size_t count, float threshold, unsigned char* isAbove) {
     for (std::size_t x = 0; x < count; ++x) {
         isAbove[x] = values[x] > threshold ? 1 : 0;
     }
@@ -420,6 +420,6 @@ extern const SSegmentKernels SEGMENT_KERNELS{{axes_of_segment<2>, axes_of_segmen
                                              {pack_angles<2>, pack_angles<3>},
                                              {unit_axes<2>, unit_axes<3>},
                                              {sums_of_axes<2>, sums_of_axes<3>},
-                                             exceeding};
+                                             mark_foreground};
 
 } // namespace TEVRA::Impl::segments::TEVRA_WIDE

@@ -19,7 +19,7 @@ struct SAxesOfSegment {
     std::size_t count;
     bool isSmallest; ///< which eigenvalue
     float* theta;
-    float* phi;             ///< not used in the plane
+    float* phi;             ///< not used in 2D
     unsigned short* failed; ///< receives positions of foreground pixels that got no axis
 };
 
@@ -32,16 +32,16 @@ struct SAxesFound {
 inline constexpr std::size_t PACKING_ROOM = 16;
 
 struct SSegmentKernels {
-    SAxesFound (*axes[2])(const SAxesOfSegment&); ///< in the plane, in space
+    SAxesFound (*axes[2])(const SAxesOfSegment&); ///< 2D, 3D
     /// Packs the angles of the pixels that have some. @return their number. @param phi, packedPhi not used in
-    /// the plane.
+    /// 2D.
     std::size_t (*pack[2])(const float* theta, const float* phi, std::size_t count, float* packedTheta,
                            float* packedPhi);
     /// Components of the unit axes of packed angles, one array each.
     void (*units[2])(const float* theta, const float* phi, std::size_t count, double* const* components);
     /// Overwrites the sums of the axes' products, one per distinct element. @param fourth may be null.
     void (*sums[2])(const double* const* components, std::size_t count, double* second, double* fourth);
-    void (*exceeding)(const float* values, std::size_t count, float threshold, unsigned char* isAbove);
+    void (*markForeground)(const float* values, std::size_t count, float threshold, unsigned char* isAbove);
 };
 
 namespace segments {

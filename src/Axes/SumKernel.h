@@ -11,8 +11,8 @@ inline namespace TEVRA_WIDE {
 
 template <std::size_t Dim>
 struct STensorSize {
-    static constexpr std::size_t second = Dim * (Dim + 1) / 2;
-    static constexpr std::size_t fourth = Dim * (Dim + 1) * (Dim + 2) * (Dim + 3) / 24;
+    static constexpr std::size_t SECOND = Dim * (Dim + 1) / 2;
+    static constexpr std::size_t FOURTH = Dim * (Dim + 1) * (Dim + 2) * (Dim + 3) / 24;
 };
 
 /// Adds the products of two components with ascending indices: xx, xy[, xz], yy[, yz, zz].

@@ -142,7 +142,7 @@ double CEstimationBeta::testbeta(CImage* thetaImage, CImage* phiImage, EDistribu
     const CSize& size = thetaImage->Size();
     const int sizeX = static_cast<std::int32_t>(size[0]);
     const int sizeY = static_cast<std::int32_t>(size[1]);
-    const int sizeZ = static_cast<std::int32_t>(size[2]); // 1 in the plane
+    const int sizeZ = static_cast<std::int32_t>(size[2]); // 1 in 2D
     std::vector<double> theta;
     std::vector<double> phi;
     for (int x = 0; x < sizeX; ++x) {

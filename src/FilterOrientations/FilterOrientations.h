@@ -29,7 +29,7 @@ struct CTestAccess;
 /// strongest; of equal answers the one with the lower number.
 class CFilterOrientations : public CAlgorithm {
   public:
-    /// How many directions are tested: 18, 50 or 98, in the plane as in space.
+    /// How many directions are tested: 18, 50 or 98, in 2D as in 3D.
     enum EOrientationResolution : std::int32_t { eCoarse = 0, eMedium = 1, eFine = 2 };
 
     /// @param majorWidth width along the direction, @param minorWidth across; pi times the standard deviation
@@ -74,8 +74,8 @@ class CFilterOrientations : public CAlgorithm {
     /// before the first result; gone with the next one.
     const IImage* Index() const noexcept { return m_result.index.get(); }
 
-    /// Writes the angles of every pixel's direction, in radians. In space: colatitude in [0, pi/2], longitude
-    /// in (-pi, pi]; in the plane: the angle from the x axis, in [0, pi), as colatitude, longitude -1.
+    /// Writes the angles of every pixel's direction, in radians. In 3D: colatitude in [0, pi/2], longitude
+    /// in (-pi, pi]; in 2D: the angle from the x axis, in [0, pi), as colatitude, longitude -1.
     /// Both are -1 at excluded pixels.
     /// @param colatitude, longitude GREY_F of the input's size.
     /// @return false, with both unchanged, before the first result.

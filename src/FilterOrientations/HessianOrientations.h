@@ -22,7 +22,7 @@ struct CTestAccess;
 ///
 /// Angle maps are GREY_F images of the input's size, in radians. 3D: colatitude in [0, pi/2], -1 where there
 /// is no direction, and longitude in (-pi, pi], -4.1415925 where there is none; the axis is folded into the
-/// upper half-space. 2D: one in-plane angle in [0, pi], -4.1415925 where there is none.
+/// upper half-space. 2D: one angle in [0, pi], -4.1415925 where there is none.
 class CHessianOrientations : public CAlgorithm {
   public:
     /// Which eigenvector of the Hessian is taken.

@@ -6,7 +6,7 @@
 
 namespace TEVRA {
 
-/// Operations on fields of axes in space, given as angle maps.
+/// Operations on fields of 3D axes, given as angle maps.
 class COrientationSpace {
   public:
     /// The angle between every axis of a field and a reference direction; for both a direction and its

@@ -7,7 +7,7 @@
 
 namespace TEVRA::Impl {
 
-/// A direction of a set in space and the solid angle, in steradians, of its share of the upper half-sphere.
+/// A direction of a 3D set and the solid angle, in steradians, of its share of the upper half-sphere.
 struct SWeightedDirection {
     double x;
     double y;
@@ -20,14 +20,14 @@ struct SWeightedDirection {
 struct StPointsOnSphere {
     /// The directions of a set, one per row: N x dimension, owned by the caller.
     ///
-    /// In the plane, row i is the unit vector at i * 180 / N degrees from the x axis. In space, the rows are
+    /// In 2D, row i is the unit vector at i * 180 / N degrees from the x axis. In 3D, the rows are
     /// a near-uniform spread over the upper half-sphere, beginning with the z, y and x axes, with six
     /// significant digits (lengths differ from 1 by less than 5e-7).
     /// @param resolution 0, 1 or 2. @param dimension 2 or 3.
     /// @throws CException for another dimension, then for another resolution.
     [[nodiscard]] static CMatrix<double>* GetPoints(int resolution, int dimension);
 
-    /// The set in space with its weights; empty for an unknown resolution.
+    /// The 3D set with its weights; empty for an unknown resolution.
     static std::span<const SWeightedDirection> GetTable(int resolution) noexcept;
 };
 

@@ -106,10 +106,10 @@ TEVRA_LANES_INLINE typename SLanes<Count>::Mask HasBit(const SLanes<Count>& valu
     return (reinterpret_cast<typename SLanes<Count>::Bits>(value.v) & bit) != 0;
 }
 
-/// The value itself. GCC 12 takes the way of several doubles through single precision and back for nothing
-/// and leaves it out; it does not look through this.
+/// Optimisation barrier: the value itself. GCC 12 takes the way of several doubles through single precision and
+/// back for nothing and leaves it out; it does not look through this.
 template <typename Value>
-TEVRA_LANES_INLINE Value Kept(const Value& value) {
+TEVRA_LANES_INLINE Value OptimizationBarrier(const Value& value) {
 #if __has_builtin(__builtin_assoc_barrier)
     return __builtin_assoc_barrier(value);
 #else
@@ -119,27 +119,27 @@ TEVRA_LANES_INLINE Value Kept(const Value& value) {
 
 /// The same for a register of several numbers, which the above would take apart and put together again.
 template <typename Register>
-TEVRA_LANES_INLINE Register KeptInRegister(Register value) {
+TEVRA_LANES_INLINE Register RegisterBarrier(Register value) {
 #if defined(__AVX512F__)
     asm("" : "+v"(value));
 #elif defined(__x86_64__)
     asm("" : "+x"(value));
 #else
-    value = Kept(value);
+    value = OptimizationBarrier(value);
 #endif
     return value;
 }
 
 /// The nearest single-precision number, in double precision.
 TEVRA_LANES_INLINE double RoundToFloat(double value) {
-    return static_cast<double>(Kept(static_cast<float>(value)));
+    return static_cast<double>(OptimizationBarrier(static_cast<float>(value)));
 }
 
 template <std::size_t Count>
 TEVRA_LANES_INLINE SLanes<Count> RoundToFloat(const SLanes<Count>& value) {
     using Lanes = SLanes<Count>;
     const typename Lanes::Floats floats = __builtin_convertvector(value.v, typename Lanes::Floats);
-    return Lanes::Of(__builtin_convertvector(KeptInRegister(floats), typename Lanes::Numbers));
+    return Lanes::Of(__builtin_convertvector(RegisterBarrier(floats), typename Lanes::Numbers));
 }
 
 /// How an arithmetic type goes to and from memory.
@@ -149,7 +149,7 @@ struct SLaneAccess;
 template <>
 struct SLaneAccess<double> {
     using Mask = bool;
-    static constexpr std::size_t c_count = 1;
+    static constexpr std::size_t COUNT = 1;
     TEVRA_LANES_INLINE static double Load(const float* from) { return static_cast<double>(*from); }
     TEVRA_LANES_INLINE static void StoreFloats(double value, float* to) { *to = static_cast<float>(value); }
     TEVRA_LANES_INLINE static bool AllOf(bool condition) { return condition; }
@@ -160,7 +160,7 @@ template <std::size_t Count>
 struct SLaneAccess<SLanes<Count>> {
     using Lanes = SLanes<Count>;
     using Mask = typename Lanes::Mask;
-    static constexpr std::size_t c_count = Count;
+    static constexpr std::size_t COUNT = Count;
 
     /// `Count` floats, widened.
     TEVRA_LANES_INLINE static Lanes Load(const float* from) {

@@ -13,14 +13,14 @@ class CBinCounter {
   public:
     CBinCounter() = default;
     /// @param bins numbers from 0 to `bins` - 1 are counted.
-    explicit CBinCounter(std::size_t bins) : m_bins(bins), m_tables(c_tables * bins) {}
+    explicit CBinCounter(std::size_t bins) : m_bins(bins), m_tables(TABLES * bins) {}
 
     template <typename BinT>
     void Add(const BinT* bins, std::size_t count) {
         CountT* const tables = m_tables.data();
         std::size_t x = 0;
-        for (; x + c_tables <= count; x += c_tables) {
-            for (std::size_t table = 0; table < c_tables; ++table) {
+        for (; x + TABLES <= count; x += TABLES) {
+            for (std::size_t table = 0; table < TABLES; ++table) {
                 ++tables[table * m_bins + bins[x + table]];
             }
         }
@@ -40,7 +40,7 @@ class CBinCounter {
     }
 
   private:
-    static constexpr std::size_t c_tables = 4;
+    static constexpr std::size_t TABLES = 4;
     std::size_t m_bins = 0;
     std::vector<CountT> m_tables; // one after the other
 };

@@ -52,7 +52,7 @@ void CImageDataGeometry::check_image_validity(const std::string& function) const
 
 void CImageDataGeometry::set_pixel_type_info(const std::string& pixelTypeName,
                                              const std::string& function) const {
-    if (m_imageBase.Type().Kind() == IImage::CType::EnKind::unregistered) {
+    if (m_imageBase.Type().Kind() == IImage::CType::EKind::unregistered) {
         CString message("%1: Pixel type '%2' and image type '%2' do not match -- unregistered image type?.",
                         CString::eEncodingUtf8);
         message.Arg(m_displayName).Arg(pixelTypeName).Arg(m_imageBase.Type().ToString());

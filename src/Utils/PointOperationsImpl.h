@@ -75,7 +75,7 @@ class CImageDataGeometry {
 template <typename ImageT, typename PixelT>
 class CImageDataExtractor : public CImageDataGeometry {
   public:
-    static constexpr bool c_readOnly = std::is_const_v<ImageT> || std::is_const_v<PixelT>;
+    static constexpr bool READ_ONLY = std::is_const_v<ImageT> || std::is_const_v<PixelT>;
 
     /// @param displayName name of the image in messages, as in "input image".
     CImageDataExtractor(ImageT& image, const char* displayName)
@@ -104,9 +104,9 @@ class CImageDataExtractor : public CImageDataGeometry {
 
     /// Opens the access to the whole image.
     void Open() {
-        m_access.reset(m_image.CreateAccess(c_readOnly));
+        m_access.reset(m_image.CreateAccess(READ_ONLY));
         set_strides(*m_access);
-        if constexpr (c_readOnly) {
+        if constexpr (READ_ONLY) {
             m_data = static_cast<const std::byte*>(m_access->ConstData());
         } else {
             m_data = static_cast<std::byte*>(m_access->Data());
@@ -132,7 +132,7 @@ class CImageDataExtractor : public CImageDataGeometry {
 
     ImageT& m_image;
     std::unique_ptr<IImage::IAccess> m_access;
-    std::conditional_t<c_readOnly, const std::byte*, std::byte*> m_data = nullptr;
+    std::conditional_t<READ_ONLY, const std::byte*, std::byte*> m_data = nullptr;
 };
 
 /// The pixel `bytes` further on.

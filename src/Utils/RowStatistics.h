@@ -22,11 +22,11 @@ void Extend(SExtent& extent, const float* row, std::size_t count,
 /// Equal bins over [min, max].
 struct SBinning {
     /// More have no kernel.
-    static constexpr std::size_t c_mostBins = 4096;
+    static constexpr std::size_t MOST_BINS = 4096;
 
     float min;
     float max;        ///< above min
-    std::size_t bins; ///< at most c_mostBins
+    std::size_t bins; ///< at most MOST_BINS
 };
 
 /// Writes the bin of each value of a row (HistogramBin); `binning.bins`, which is no bin, for NaN.

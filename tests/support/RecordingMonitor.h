@@ -19,7 +19,7 @@ class CInterrupted : public std::runtime_error {
 /// A monitor that writes down what it is told, and cancels or throws when asked to.
 class CRecordingMonitor : public IProgressMonitor {
   public:
-    static constexpr int c_never = std::numeric_limits<int>::max();
+    static constexpr int NEVER = std::numeric_limits<int>::max();
 
     /// Everything that happened, in order: "begin 4 text", "step", "poll", "end".
     std::vector<std::string> events;
@@ -27,9 +27,9 @@ class CRecordingMonitor : public IProgressMonitor {
     int polls = 0;
     int openReports = 0;
     /// Number of the poll (counted from 1) from which on the answer is to cancel.
-    int cancelFromPoll = c_never;
+    int cancelFromPoll = NEVER;
     /// Number of the call of BeginProgress or StepProgress (counted from 1) that throws CInterrupted.
-    int throwAtCall = c_never;
+    int throwAtCall = NEVER;
 
     void BeginProgress(long long announced, const char* text) override {
         events.push_back("begin " + std::to_string(announced) + " " + text);

@@ -30,8 +30,8 @@ class CAnalyzerHistogram {
     explicit CAnalyzerHistogram(std::vector<CountT>& histogram) : m_histogram(histogram) {}
 
     void Reset() {
-        m_histogram.assign(c_bins, 0);
-        m_counter = Impl::CBinCounter<CountT>(c_bins);
+        m_histogram.assign(BINS, 0);
+        m_counter = Impl::CBinCounter<CountT>(BINS);
     }
     void operator()(PixelT value) { ++m_histogram[value]; }
     void VisitRow(const PixelT* row, long long count) { m_counter.Add(row, static_cast<std::size_t>(count)); }
@@ -43,7 +43,7 @@ class CAnalyzerHistogram {
     }
 
   private:
-    static constexpr std::size_t c_bins = std::size_t{std::numeric_limits<PixelT>::max()} + 1;
+    static constexpr std::size_t BINS = std::size_t{std::numeric_limits<PixelT>::max()} + 1;
 
     std::vector<CountT>& m_histogram;
     Impl::CBinCounter<CountT> m_counter;
@@ -59,11 +59,11 @@ class CAnalyzerHistogram<float, CountT> {
     /// @throws CException if no vector can hold that many bins, unless min < max, and for 0 bins.
     CAnalyzerHistogram(std::vector<CountT>& histogram, float min, float max, unsigned long long bins)
         : m_histogram(histogram), m_min(min), m_max(max), m_bins(static_cast<std::size_t>(bins)) {
-        constexpr unsigned long long most = 2305843009213693951ULL; // 64-bit counts that a vector can hold
-        if (bins > most) {
+        constexpr unsigned long long MOST = 2305843009213693951ULL; // 64-bit counts that a vector can hold
+        if (bins > MOST) {
             CString message("vector size is insufficient (std::vector<T>::max_size() = %1 is lower than %2",
                             CString::eEncodingUtf8);
-            message.Arg(static_cast<long long>(most), 0).Arg(std::to_string(bins));
+            message.Arg(static_cast<long long>(MOST), 0).Arg(std::to_string(bins));
             throw_from_constructor(message, __LINE__);
         }
         if (!(min < max)) {
@@ -93,9 +93,9 @@ class CAnalyzerHistogram<float, CountT> {
             std::for_each(row, end, [this](float value) { (*this)(value); });
             return;
         }
-        std::array<unsigned short, c_segment> bins; // NOLINT(cppcoreguidelines-pro-type-member-init)
+        std::array<unsigned short, SEGMENT> bins; // NOLINT(cppcoreguidelines-pro-type-member-init)
         while (row < end) {
-            const std::size_t length = std::min(c_segment, static_cast<std::size_t>(end - row));
+            const std::size_t length = std::min(SEGMENT, static_cast<std::size_t>(end - row));
             Impl::BinsOfRow({m_min, m_max, m_bins}, row, length, bins.data());
             m_counter.Add(bins.data(), length);
             row += length;
@@ -106,9 +106,9 @@ class CAnalyzerHistogram<float, CountT> {
     static std::string TypeName() { return "class " + qualified_name(); }
 
   private:
-    static constexpr std::size_t c_segment = 512; // values whose bins stay in the first-level cache
+    static constexpr std::size_t SEGMENT = 512; // values whose bins stay in the first-level cache
 
-    bool has_kernel() const { return m_bins <= Impl::SBinning::c_mostBins; }
+    bool has_kernel() const { return m_bins <= Impl::SBinning::MOST_BINS; }
     static std::string qualified_name() {
         return "TEVRA::visitors::CAnalyzerHistogram<float," + Impl::TypeName<CountT>() + ">";
     }

@@ -13,7 +13,7 @@
 namespace TEVRA {
 namespace {
 
-constexpr std::uint16_t OWNER = CValuePointerBase::c_flagOwner;
+constexpr std::uint16_t OWNER = CValuePointerBase::FLAG_OWNER;
 
 /// A map whose destruction is counted.
 CValueMap* new_counted_map(int& destroyed) {

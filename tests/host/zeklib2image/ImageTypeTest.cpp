@@ -51,7 +51,7 @@ TEST(ImageType, IsNotInterleavedUnlessSaidSo) {
 
 TEST(ImageType, OfAnApplicationIsTakenButNotRead) {
     const IImage::CType own("LABEL_32", 4);
-    EXPECT_EQ(own.Kind(), IImage::CType::EnKind::unregistered);
+    EXPECT_EQ(own.Kind(), IImage::CType::EKind::unregistered);
     EXPECT_EQ(own.BytesPerPixel(), 4U);
     EXPECT_TRUE(own == IImage::CType(std::string("LABEL_32").c_str(), 4)) << "equal by name";
     EXPECT_FALSE(own == IImage::CType("LABEL_16", 4));

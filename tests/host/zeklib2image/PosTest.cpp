@@ -23,7 +23,7 @@ TEST(Pos, HoldsTwoThreeOrAnyNumberOfCoordinates) {
     const CPos four{1, 2, 3, -4};
     EXPECT_EQ(four.Dim(), 4);
     EXPECT_EQ(four[3], -4);
-    EXPECT_EQ((CPos{1, 2, 3, 4, 5, 6}.Dim()), CPos::c_maxDim);
+    EXPECT_EQ((CPos{1, 2, 3, 4, 5, 6}.Dim()), CPos::MAX_DIM);
     EXPECT_THROW((CPos{1, 2, 3, 4, 5, 6, 7}), CExBadParam);
 }
 

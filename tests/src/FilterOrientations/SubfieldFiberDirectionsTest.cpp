@@ -484,7 +484,7 @@ TEST(AnalysisChecks, RefuseUnequalSpacing) {
     EXPECT_EQ(message(plane, 1, 2, 1), unequal);
     EXPECT_EQ(message(plane, std::nan(""), std::nan(""), 1), unequal);
     EXPECT_EQ(message(plane, 0, 1, 1), unequal) << "tested before 0 is replaced by 1";
-    EXPECT_EQ(message(plane, 1, 1, 2), IMAGE_TOO_SMALL) << "z does not count in the plane";
+    EXPECT_EQ(message(plane, 1, 1, 2), IMAGE_TOO_SMALL) << "z does not count in 2D";
     EXPECT_EQ(message(volume, 1, 1, 1), IMAGE_TOO_SMALL);
 }
 

@@ -687,7 +687,7 @@ TEST(FilterFailure, LeavesTheEarlierResultsWhereverTheRunIsCancelled) {
         const CProgressMonitorScope scope(monitor);
         run.Run();
         ASSERT_EQ(monitor.openReports, 0) << "poll " << poll;
-        monitor.cancelFromPoll = test::CRecordingMonitor::c_never;
+        monitor.cancelFromPoll = test::CRecordingMonitor::NEVER;
         ASSERT_TRUE(run.IsUnchanged()) << "poll " << poll;
     }
 }

@@ -33,7 +33,7 @@ struct SExpectedSet {
     int resolution;
     std::size_t size;
     double smallestAngleDeg; ///< no two axes are closer
-    double coveringAngleDeg; ///< no axis in space is farther from the nearest of the set
+    double coveringAngleDeg; ///< no 3D axis is farther from the nearest of the set
     double weightSum;
     double weightSumTolerance;
 };

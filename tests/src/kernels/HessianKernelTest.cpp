@@ -40,15 +40,15 @@ void outcomes_of(const SGroup<3, Count>& group, std::size_t first, SOutcome* out
     const auto result =
         EigenAxis<IsSmallest>(SHessian3<Real>{load(0), load(1), load(2), load(3), load(4), load(5)});
     const auto angles = FoldedAngles(result.axis);
-    float theta[Access::c_count];
-    float phi[Access::c_count];
-    double axis[3][Access::c_count];
+    float theta[Access::COUNT];
+    float phi[Access::COUNT];
+    double axis[3][Access::COUNT];
     Access::StoreFloats(angles.colatitude, theta);
     Access::StoreFloats(angles.longitude, phi);
     std::memcpy(axis[0], &result.axis.x, sizeof axis[0]);
     std::memcpy(axis[1], &result.axis.y, sizeof axis[1]);
     std::memcpy(axis[2], &result.axis.z, sizeof axis[2]);
-    for (std::size_t lane = 0; lane < Access::c_count; ++lane) {
+    for (std::size_t lane = 0; lane < Access::COUNT; ++lane) {
         outcomes[lane] = {{axis[0][lane], axis[1][lane], axis[2][lane]},
                           {theta[lane], phi[lane]},
                           Access::IsSet(result.isFound, lane)};
@@ -60,12 +60,12 @@ void outcomes_of(const SGroup<2, Count>& group, std::size_t first, SOutcome* out
     using Access = SLaneAccess<Real>;
     const auto load = [&](std::size_t entry) { return Access::Load(group.entries[entry] + first); };
     const auto result = EigenAxis<IsSmallest>(SHessian2<Real>{load(0), load(1), load(2)});
-    float angle[Access::c_count];
-    double axis[2][Access::c_count];
+    float angle[Access::COUNT];
+    double axis[2][Access::COUNT];
     Access::StoreFloats(FoldedAngle(result.axis), angle);
     std::memcpy(axis[0], &result.axis.x, sizeof axis[0]);
     std::memcpy(axis[1], &result.axis.y, sizeof axis[1]);
-    for (std::size_t lane = 0; lane < Access::c_count; ++lane) {
+    for (std::size_t lane = 0; lane < Access::COUNT; ++lane) {
         outcomes[lane] = {
             {axis[0][lane], axis[1][lane], 0.0}, {angle[lane], 0.0F}, Access::IsSet(result.isFound, lane)};
     }

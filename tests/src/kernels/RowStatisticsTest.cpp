@@ -81,7 +81,7 @@ TEST(RowExtent, OfNaNsOnlyIsEmpty) {
 TEST(RowBins, AreThoseOfOneValueAfterTheOtherOnEveryInstructionSet) {
     const SBinning binnings[] = {{0.0F, 255.0F, 256},   {-3.5F, 17.25F, 1},
                                  {1.0F, 1.0000001F, 7}, {-LARGEST, LARGEST, 256},
-                                 {0.0F, 1e-40F, 3},     {10.0F, 200.0F, SBinning::c_mostBins}};
+                                 {0.0F, 1e-40F, 3},     {10.0F, 200.0F, SBinning::MOST_BINS}};
     for (const EInstructionSet set : test::SupportedInstructionSets()) {
         for (const SBinning& binning : binnings) {
             for (const std::size_t count : LENGTHS) {

@@ -5,9 +5,9 @@
 
 namespace TEVRA::Impl {
 
-/// Fetches the pages of memory that is about to be written for the first time, all at once: a page fault on
+/// Prefaults the pages of memory that is about to be written for the first time, all at once: a page fault on
 /// each costs half as much again. Leaves their content alone; pages that cannot be had now come when they are
 /// written. May be called by several threads for several pieces.
-void FetchPages(void* memory, std::size_t bytes) noexcept;
+void PrefaultPages(void* memory, std::size_t bytes) noexcept;
 
 } // namespace TEVRA::Impl

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "zeklib2image/FreshPages.h"
+#include "zeklib2image/PrefaultPages.h"
 
 #include <cstdint>
 
@@ -10,7 +10,7 @@
 
 namespace TEVRA::Impl {
 
-void FetchPages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t bytes) noexcept {
+void PrefaultPages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t bytes) noexcept {
 #if defined(MADV_POPULATE_WRITE)
     static const auto pageBytes = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     auto* const first = static_cast<std::byte*>(memory);
