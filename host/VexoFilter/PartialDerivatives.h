@@ -22,11 +22,9 @@ class CPartialDerivatives : public CAlgorithm {
     /// Replaces the image by its partial derivative. Reports its progress as "Computing derivatives...".
     /// @param image GREY_F, 1 to 3 dimensions.
     /// @param orderX, orderY, orderZ order along each axis, 0 to 2; 0 beyond the image's dimensions. All 0
-    /// leave the
-    ///     image as it is.
+    ///     leave the image as it is.
     /// @throws CExBadParam for another type, number of dimensions or order; std::bad_alloc. The image is
-    /// unchanged
-    ///     then. An exception of the progress monitor leaves it half done.
+    ///     unchanged then. An exception of the progress monitor leaves it half done.
     void Derivative(IImage& image, int orderX, int orderY, int orderZ);
 };
 

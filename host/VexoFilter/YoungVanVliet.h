@@ -26,12 +26,11 @@ class CYoungVanVliet : public CAlgorithm {
     /// Smooths along every axis. Reports its progress as "Smoothing...".
     /// @param out GREY_F, size as `in`; may be `in` itself.
     /// @param in one to three dimensions; GREY_8, GREY_16 or GREY_F, or BINARY_FG, BINARY_BG or BOOL, which
-    /// count as
-    ///     1 in the foreground (where true) and 0 elsewhere. Pixels that are not finite spoil their lines.
+    ///     count as 1 in the foreground (where true) and 0 elsewhere. Pixels that are not finite spoil
+    ///     their lines.
     /// @throws CExBadParam for other types, sizes or numbers of dimensions, or a sigma that is not above 0
-    /// and at
-    ///     most 1e6; std::bad_alloc. `out` is unchanged then. An exception of the progress monitor leaves it
-    ///     half done.
+    ///     and at most 1e6; std::bad_alloc. `out` is unchanged then. An exception of the progress monitor
+    ///     leaves it half done.
     void gauss(IImage& out, const IImage& in);
 
   private:

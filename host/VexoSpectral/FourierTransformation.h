@@ -28,8 +28,7 @@ class CFourierTransformation : public CAlgorithm {
 
     /// Forward transform: out(k) = sum over x of in(x) exp(-2 pi i k x / n).
     /// @param out COMPLEX_F, same size as `in`; receives the full spectrum, exactly Hermitian: values at
-    /// opposite
-    ///        frequencies are conjugate.
+    ///        opposite frequencies are conjugate.
     /// @param in GREY_8, GREY_16 or GREY_F, 1 to 3 dimensions.
     /// @param window reserved for weights along the axes; null or empty.
     /// @throws CExBadParam for wrong types, sizes or dimensions or a window; `out` is unchanged then.

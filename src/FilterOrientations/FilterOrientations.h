@@ -91,8 +91,7 @@ class CFilterOrientations : public CAlgorithm {
     /// The box's upper corner is exclusive, and so is the image's last pixel on every axis, unless the box is
     /// that one pixel. A box that lies beyond the image's far edge holds nothing.
     /// @param tensor d x d, overwritten. @return number of pixels with a direction in the box; 0, with
-    /// `tensor`
-    ///         unchanged, before the first result. @throws CException for another shape.
+    ///         `tensor` unchanged, before the first result. @throws CException for another shape.
     long long OrientationTensor(IMatrix<double>& tensor, const CBox& box) const;
 
     /// The direction of a pixel.

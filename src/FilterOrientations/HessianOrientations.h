@@ -50,8 +50,7 @@ class CHessianOrientations : public CAlgorithm {
     /// @param image GREY_8, 2D or 3D.
     /// @param sigma standard deviation of the Gaussian in pixels.
     /// @param mask BINARY_FG of the same size, or null: then a pixel is foreground if its smoothed value
-    /// exceeds
-    ///        the automatic threshold.
+    ///        exceeds the automatic threshold.
     /// @throws CException for wrong types, before anything is changed, or if memory runs out.
     void compute(IImage& image, double sigma, const IImage* mask, eEVSelect select);
 
