@@ -24,7 +24,7 @@ function(tevra_compile_rules target)
     target_compile_options(${target} PRIVATE -ffp-contract=off
         -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion -Wnon-virtual-dtor
         -Wold-style-cast -Woverloaded-virtual -Wcast-align
-        -Wno-restrict # GCC 12 sees overlaps in std::string's operator+ at -O3 that are none (GCC bug 105651)
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> # GCC 12 sees overlaps in std::string's operator+ at -O3 that are none (GCC bug 105651)
         $<$<BOOL:${TEVRA_WARNINGS_AS_ERRORS}>:-Werror>)
     if(TEVRA_SANITIZE)
         target_compile_options(${target} PRIVATE -fsanitize=${TEVRA_SANITIZE} -fno-sanitize-recover=all
