@@ -63,7 +63,7 @@ volume::SValueRange CSliceSmoothing::smooth_slice(const std::byte* raw, float* s
     CSliceView view(smoothed, slice.Size());
     const Impl::CPixelGrid source(static_cast<const IImage&>(slice));
     Impl::CPixelGrid target(view);
-    const Impl::TilePasses passes = Impl::SmoothingPasses(m_gaussian, source, target);
+    const Impl::BlockPasses passes = Impl::SmoothingPasses(m_gaussian, source, target);
     CSilence silence;
     Impl::RunPasses(passes, threads, silence, "");
     return range;

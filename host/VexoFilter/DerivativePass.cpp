@@ -9,13 +9,13 @@
 namespace TEVRA::Impl {
 namespace {
 
-/// Of each plane that a tile touches: three of the source should stay in the second-level cache until the
+/// Of each plane that a block touches: three of the source should stay in the second-level cache until the
 /// walk is past them.
-constexpr long long SAMPLES_PER_PLANE_OF_TILE = 8192;
-constexpr long long PLANES_PER_TILE = 32;
+constexpr long long SAMPLES_PER_PLANE_OF_BLOCK = 8192;
+constexpr long long PLANES_PER_BLOCK = 32;
 
-long long tiles_for(long long count, long long perTile) {
-    return (count + perTile - 1) / perTile;
+long long blocks_for(long long count, long long perBlock) {
+    return (count + perBlock - 1) / perBlock;
 }
 
 /// The pixel next to another one along an axis, or the pixel itself at the border.
@@ -30,9 +30,9 @@ CPixelGrid::SPixel moved(CPixelGrid::SPixel pixel, int axis, long long shift, lo
 CDerivativePass::CDerivativePass(const CPixelGrid& source, CPixelGrid& target,
                                  const std::array<int, 3>& orders)
     : m_source(source), m_target(target), m_orders(orders),
-      m_rowsPerTile(std::clamp(SAMPLES_PER_PLANE_OF_TILE / source.Extent(0), 1LL, source.Extent(1))),
-      m_tilesInY(tiles_for(source.Extent(1), m_rowsPerTile)),
-      m_tilesInZ(tiles_for(source.Extent(2), PLANES_PER_TILE)) {
+      m_rowsPerBlock(std::clamp(SAMPLES_PER_PLANE_OF_BLOCK / source.Extent(0), 1LL, source.Extent(1))),
+      m_blocksInY(blocks_for(source.Extent(1), m_rowsPerBlock)),
+      m_blocksInZ(blocks_for(source.Extent(2), PLANES_PER_BLOCK)) {
     for (int axis = 0; axis < 3; ++axis) {
         m_lastAxis = order(axis) > 0 ? axis : m_lastAxis;
     }
@@ -50,13 +50,13 @@ void CDerivativePass::Reserve(int workers) {
     m_buffers.assign(static_cast<std::size_t>(workers), buffers);
 }
 
-void CDerivativePass::Work(long long tile, int worker) {
+void CDerivativePass::Work(long long block, int worker) {
     SBuffers& buffers = m_buffers[static_cast<std::size_t>(worker)];
     const long long length = m_source.Extent(0);
-    const long long firstY = tile % m_tilesInY * m_rowsPerTile;
-    const long long firstZ = tile / m_tilesInY * PLANES_PER_TILE;
-    const long long endY = std::min(firstY + m_rowsPerTile, m_source.Extent(1));
-    const long long endZ = std::min(firstZ + PLANES_PER_TILE, m_source.Extent(2));
+    const long long firstY = block % m_blocksInY * m_rowsPerBlock;
+    const long long firstZ = block / m_blocksInY * PLANES_PER_BLOCK;
+    const long long endY = std::min(firstY + m_rowsPerBlock, m_source.Extent(1));
+    const long long endZ = std::min(firstZ + PLANES_PER_BLOCK, m_source.Extent(2));
     std::vector<float>& own = buffers.neighbours[0][1]; // along x there are no neighbouring rows
     for (long long z = firstZ; z < endZ; ++z) {
         for (long long y = firstY; y < endY; ++y) {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "VexoFilter/BlockPass.h"
 #include "VexoFilter/PixelGrid.h"
-#include "VexoFilter/TilePass.h"
 
 #include <array>
 #include <vector>
@@ -11,15 +11,15 @@ namespace TEVRA::Impl {
 
 /// The partial derivative of one image into another, along all axes at once: every pixel is read from memory
 /// and written once. The same bits as one CDifferencePass per axis, x first.
-class CDerivativePass : public ITilePass {
+class CDerivativePass : public IBlockPass {
   public:
     /// @param orders 0 to 2 along each axis.
     /// @param source, target of equal extents, over different pixels.
     CDerivativePass(const CPixelGrid& source, CPixelGrid& target, const std::array<int, 3>& orders);
 
-    long long TileCount() const override { return m_tilesInY * m_tilesInZ; }
+    long long BlockCount() const override { return m_blocksInY * m_blocksInZ; }
     void Reserve(int workers) override;
-    void Work(long long tile, int worker) override;
+    void Work(long long block, int worker) override;
 
   private:
     /// Buffers of one worker: a row, and rows for the neighbours of each axis.
@@ -36,9 +36,9 @@ class CDerivativePass : public ITilePass {
     CPixelGrid& m_target;
     std::array<int, 3> m_orders;
     int m_lastAxis = -1; // of order above 0
-    long long m_rowsPerTile;
-    long long m_tilesInY;
-    long long m_tilesInZ;
+    long long m_rowsPerBlock;
+    long long m_blocksInY;
+    long long m_blocksInZ;
     std::vector<SBuffers> m_buffers; // by worker
 };
 

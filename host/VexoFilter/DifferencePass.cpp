@@ -10,9 +10,9 @@
 namespace TEVRA::Impl {
 namespace {
 
-/// Rows of a tile along x.
+/// Rows of a block along x.
 constexpr long long MOST_ROWS = 32;
-/// Lines side by side in x of a tile along another axis: four rows of them stay in the first-level cache.
+/// Lines side by side in x of a block along another axis: four rows of them stay in the first-level cache.
 constexpr long long MOST_LINES = 1024;
 
 } // namespace
@@ -22,23 +22,23 @@ CDifferencePass::CDifferencePass(CPixelGrid& image, int axis, EOrder order)
     const bool alongX = axis == 0;
     const long long side = alongX ? image.Extent(1) * image.Extent(2) : image.Extent(0);
     const long long planes = alongX ? 1 : image.Extent(axis == 1 ? 2 : 1);
-    m_linesPerTile = std::min(alongX ? MOST_ROWS : MOST_LINES, side);
-    m_tilesPerPlane = (side + m_linesPerTile - 1) / m_linesPerTile;
-    m_tileCount = m_tilesPerPlane * planes;
+    m_linesPerBlock = std::min(alongX ? MOST_ROWS : MOST_LINES, side);
+    m_blocksPerPlane = (side + m_linesPerBlock - 1) / m_linesPerBlock;
+    m_blockCount = m_blocksPerPlane * planes;
 }
 
 void CDifferencePass::Reserve(int workers) {
-    const long long length = m_axis == 0 ? m_image.Extent(0) + 2 : m_linesPerTile;
+    const long long length = m_axis == 0 ? m_image.Extent(0) + 2 : m_linesPerBlock;
     m_memory.assign(static_cast<std::size_t>(workers),
                     std::vector<float>(static_cast<std::size_t>(4 * length)));
 }
 
-void CDifferencePass::Work(long long tile, int worker) {
+void CDifferencePass::Work(long long block, int worker) {
     float* const memory = m_memory[static_cast<std::size_t>(worker)].data();
     if (m_axis == 0) {
-        along_x(tile, memory);
+        along_x(block, memory);
     } else {
-        across(tile, memory);
+        across(block, memory);
     }
 }
 
@@ -52,13 +52,13 @@ void CDifferencePass::difference(const float* left, const float* here, const flo
     }
 }
 
-void CDifferencePass::along_x(long long tile, float* memory) {
+void CDifferencePass::along_x(long long block, float* memory) {
     const long long length = m_image.Extent(0);
     const long long rows = m_image.Extent(1) * m_image.Extent(2);
-    const long long end = std::min((tile + 1) * m_linesPerTile, rows);
+    const long long end = std::min((block + 1) * m_linesPerBlock, rows);
     float* const padded = memory; // the row with one sample more at either end
     float* const result = padded + length + 2;
-    for (long long line = tile * m_linesPerTile; line < end; ++line) {
+    for (long long line = block * m_linesPerBlock; line < end; ++line) {
         const CPixelGrid::SPixel pixel{.x = 0, .y = line % m_image.Extent(1), .z = line / m_image.Extent(1)};
         m_image.Read(pixel, length, padded + 1);
         padded[0] = padded[1];
@@ -69,11 +69,11 @@ void CDifferencePass::along_x(long long tile, float* memory) {
     }
 }
 
-void CDifferencePass::across(long long tile, float* memory) {
+void CDifferencePass::across(long long block, float* memory) {
     const long long length = m_image.Extent(m_axis);
-    const long long first = tile % m_tilesPerPlane * m_linesPerTile;
-    const long long plane = tile / m_tilesPerPlane;
-    const long long lines = std::min(m_linesPerTile, m_image.Extent(0) - first);
+    const long long first = block % m_blocksPerPlane * m_linesPerBlock;
+    const long long plane = block / m_blocksPerPlane;
+    const long long lines = std::min(m_linesPerBlock, m_image.Extent(0) - first);
     const auto start_of = [&](long long position) {
         return m_axis == 1 ? CPixelGrid::SPixel{.x = first, .y = position, .z = plane}
                            : CPixelGrid::SPixel{.x = first, .y = plane, .z = position};
@@ -81,9 +81,9 @@ void CDifferencePass::across(long long tile, float* memory) {
     // Three rows as they were before the results took their place, passed on from row to row.
     std::array<float*, 3> original{};
     for (std::size_t k = 0; k < original.size(); ++k) {
-        original[k] = memory + static_cast<long long>(k) * m_linesPerTile;
+        original[k] = memory + static_cast<long long>(k) * m_linesPerBlock;
     }
-    float* const result = memory + 3 * m_linesPerTile;
+    float* const result = memory + 3 * m_linesPerBlock;
     m_image.Read(start_of(0), lines, original[1]);
     std::copy_n(original[1], lines, original[0]);
     for (long long position = 0; position < length; ++position) {

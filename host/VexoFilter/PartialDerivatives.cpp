@@ -69,13 +69,13 @@ void CPartialDerivatives::Derivative(IImage& image, int orderX, int orderY, int 
     if (orders == Orders{} || image.Size().Elements() == 0) {
         return;
     }
-    const auto run = [&](const Impl::TilePasses& passes) {
+    const auto run = [&](const Impl::BlockPasses& passes) {
         Impl::RunPasses(passes, CParallelism::Threads(), Progress(), "Computing derivatives...");
     };
     const auto differentiate_original = [&](const std::byte* original, std::byte* pixels) {
         const Impl::CPixelGrid source(reinterpret_cast<const float*>(original), image.Size());
         Impl::CPixelGrid target(reinterpret_cast<float*>(pixels), image.Size());
-        Impl::TilePasses passes;
+        Impl::BlockPasses passes;
         passes.push_back(std::make_unique<Impl::CDerivativePass>(source, target, orders));
         run(passes);
     };
@@ -84,7 +84,7 @@ void CPartialDerivatives::Derivative(IImage& image, int orderX, int orderY, int 
         return;
     }
     Impl::CPixelGrid grid(image);
-    Impl::TilePasses passes;
+    Impl::BlockPasses passes;
     for (std::size_t axis = 0; axis < orders.size(); ++axis) {
         if (orders[axis] > 0) {
             passes.push_back(std::make_unique<Impl::CDifferencePass>(

@@ -10,15 +10,15 @@
 namespace TEVRA::Impl {
 namespace {
 
-/// A tile's samples should stay in the second-level cache on their way there and back.
-constexpr long long SAMPLES_PER_TILE = 65536;
-/// Side by side in x: a cache line's worth of floats at least; the longer the rows of a tile, the fewer
+/// A block's samples should stay in the second-level cache on their way there and back.
+constexpr long long SAMPLES_PER_BLOCK = 65536;
+/// Side by side in x: a cache line's worth of floats at least; the longer the rows of a block, the fewer
 /// places in memory, but more than 256 bring nothing.
 constexpr long long FEWEST_LINES = 16;
 constexpr long long MOST_LINES = 256;
 /// Along x the samples are transposed on their way in and out.
 constexpr long long MOST_ROWS = 32;
-/// Rows of a tile lie far apart; the memory is asked for them this early.
+/// Rows of a block lie far apart; the memory is asked for them this early.
 constexpr long long ROWS_AHEAD = 4;
 /// Planes of at most so many samples stay in the cache from x to y.
 constexpr long long MOST_SAMPLES_PER_PLANE = 1 << 20;
@@ -29,8 +29,8 @@ std::size_t count_of(long long number) {
     return static_cast<std::size_t>(number);
 }
 
-long long lines_per_tile(long long length, long long most) {
-    const long long fitting = SAMPLES_PER_TILE / length / FEWEST_LINES * FEWEST_LINES;
+long long lines_per_block(long long length, long long most) {
+    const long long fitting = SAMPLES_PER_BLOCK / length / FEWEST_LINES * FEWEST_LINES;
     return std::clamp(fitting, FEWEST_LINES, most);
 }
 
@@ -71,13 +71,13 @@ CSmoothingPass::CSmoothingPass(const Gaussian& gaussian, const CPixelGrid& sourc
         m_side = source.Extent(0);
         planes = source.Extent(axis == 1 ? 2 : 1);
     }
-    m_linesPerTile = std::min(lines_per_tile(m_length, axis == 0 ? MOST_ROWS : MOST_LINES), m_side);
-    m_tilesPerPlane = (m_side + m_linesPerTile - 1) / m_linesPerTile;
-    m_tileCount = m_tilesPerPlane * planes;
+    m_linesPerBlock = std::min(lines_per_block(m_length, axis == 0 ? MOST_ROWS : MOST_LINES), m_side);
+    m_blocksPerPlane = (m_side + m_linesPerBlock - 1) / m_linesPerBlock;
+    m_blockCount = m_blocksPerPlane * planes;
 }
 
 void CSmoothingPass::Reserve(int workers) {
-    const std::size_t lines = count_of(m_linesPerTile);
+    const std::size_t lines = count_of(m_linesPerBlock);
     const std::size_t padding = 2 * SSampledGaussian::LARGEST_RADIUS;
     SBuffers buffers;
     buffers.samples.resize(lines * count_of(m_length) + padding);
@@ -89,45 +89,45 @@ void CSmoothingPass::Reserve(int workers) {
     m_buffers.assign(count_of(workers), buffers);
 }
 
-void CSmoothingPass::Work(long long tile, int worker) {
+void CSmoothingPass::Work(long long block, int worker) {
     SBuffers& buffers = m_buffers[count_of(worker)];
     std::visit(
         [&](const auto& gaussian) {
             if (m_axis == 0) {
-                along_x(gaussian, tile_at(tile), buffers);
+                along_x(gaussian, block_at(block), buffers);
             } else {
-                across(gaussian, tile_at(tile), buffers);
+                across(gaussian, block_at(block), buffers);
             }
         },
         m_gaussian);
 }
 
-CSmoothingPass::STile CSmoothingPass::tile_at(long long tile) const {
-    STile result;
-    result.first = tile % m_tilesPerPlane * m_linesPerTile;
-    result.lines = std::min(m_linesPerTile, m_side - result.first);
-    result.plane = tile / m_tilesPerPlane;
+CSmoothingPass::SBlock CSmoothingPass::block_at(long long block) const {
+    SBlock result;
+    result.first = block % m_blocksPerPlane * m_linesPerBlock;
+    result.lines = std::min(m_linesPerBlock, m_side - result.first);
+    result.plane = block / m_blocksPerPlane;
     return result;
 }
 
-CPixelGrid::SPixel CSmoothingPass::row_of(const STile& tile, long long line) const {
+CPixelGrid::SPixel CSmoothingPass::row_of(const SBlock& block, long long line) const {
     if (m_source.Extent(1) > 1) {
-        return {.x = 0, .y = tile.first + line, .z = tile.plane};
+        return {.x = 0, .y = block.first + line, .z = block.plane};
     }
-    return {.x = 0, .y = 0, .z = tile.first + line};
+    return {.x = 0, .y = 0, .z = block.first + line};
 }
 
-CPixelGrid::SPixel CSmoothingPass::start_of(const STile& tile, long long position) const {
-    return m_axis == 1 ? CPixelGrid::SPixel{.x = tile.first, .y = position, .z = tile.plane}
-                       : CPixelGrid::SPixel{.x = tile.first, .y = tile.plane, .z = position};
+CPixelGrid::SPixel CSmoothingPass::start_of(const SBlock& block, long long position) const {
+    return m_axis == 1 ? CPixelGrid::SPixel{.x = block.first, .y = position, .z = block.plane}
+                       : CPixelGrid::SPixel{.x = block.first, .y = block.plane, .z = position};
 }
 
-void CSmoothingPass::along_x(const SRecursiveGaussian& filter, const STile& tile, SBuffers& buffers) {
-    const std::size_t lines = count_of(tile.lines);
+void CSmoothingPass::along_x(const SRecursiveGaussian& filter, const SBlock& block, SBuffers& buffers) {
+    const std::size_t lines = count_of(block.lines);
     const std::size_t length = count_of(m_length);
     const auto step = static_cast<std::ptrdiff_t>(lines);
     const SFilterKernels& kernels = FilterKernels();
-    const auto pixel_of = [&](std::size_t line) { return row_of(tile, static_cast<long long>(line)); };
+    const auto pixel_of = [&](std::size_t line) { return row_of(block, static_cast<long long>(line)); };
     const auto room_of = [&](std::size_t line) { return buffers.row.data() + line * length; };
     for (std::size_t line = 0; line < lines; ++line) {
         buffers.rowsIn[line] = m_source.Row(pixel_of(line), m_length, room_of(line));
@@ -145,7 +145,7 @@ void CSmoothingPass::along_x(const SRecursiveGaussian& filter, const STile& tile
     }
 }
 
-void CSmoothingPass::along_x(const SSampledGaussian& kernel, const STile& tile, SBuffers& buffers) {
+void CSmoothingPass::along_x(const SSampledGaussian& kernel, const SBlock& block, SBuffers& buffers) {
     const auto radius = static_cast<std::ptrdiff_t>(kernel.radius);
     // The row with its ends continued; the neighbours at a distance are the same row, shifted.
     const auto first = buffers.samples.begin() + radius;
@@ -155,8 +155,8 @@ void CSmoothingPass::along_x(const SSampledGaussian& kernel, const STile& tile, 
     for (std::size_t k = 0; k < neighbours; ++k) {
         shifted[k] = buffers.samples.data() + k;
     }
-    for (long long line = 0; line < tile.lines; ++line) {
-        const CPixelGrid::SPixel pixel = row_of(tile, line);
+    for (long long line = 0; line < block.lines; ++line) {
+        const CPixelGrid::SPixel pixel = row_of(block, line);
         m_source.Read(pixel, m_length, buffers.samples.data() + radius);
         std::fill(buffers.samples.begin(), first, *first);
         std::fill(end, end + radius, *(end - 1));
@@ -166,29 +166,29 @@ void CSmoothingPass::along_x(const SSampledGaussian& kernel, const STile& tile, 
     }
 }
 
-void CSmoothingPass::across(const SRecursiveGaussian& filter, const STile& tile, SBuffers& buffers) {
-    const std::size_t lines = count_of(tile.lines);
+void CSmoothingPass::across(const SRecursiveGaussian& filter, const SBlock& block, SBuffers& buffers) {
+    const std::size_t lines = count_of(block.lines);
     const auto samples_at = [&](long long position) {
         return buffers.samples.data() + count_of(position) * lines;
     };
     for (long long position = 0; position < m_length; ++position) {
-        m_source.Prefetch(start_of(tile, std::min(position + ROWS_AHEAD, m_length - 1)), tile.lines);
-        m_source.Read(start_of(tile, position), tile.lines, samples_at(position));
+        m_source.Prefetch(start_of(block, std::min(position + ROWS_AHEAD, m_length - 1)), block.lines);
+        m_source.Read(start_of(block, position), block.lines, samples_at(position));
     }
     smooth_samples(filter, std::span(buffers.samples).first(lines * count_of(m_length)),
                    std::span(buffers.last).first(lines),
                    std::span(buffers.states).first(SRecursionPlanes::MemoryFor(lines)));
     for (long long position = 0; position < m_length; ++position) {
-        m_target.Write(start_of(tile, position), tile.lines, samples_at(position));
+        m_target.Write(start_of(block, position), block.lines, samples_at(position));
     }
 }
 
-void CSmoothingPass::across(const SSampledGaussian& kernel, const STile& tile, SBuffers& buffers) {
+void CSmoothingPass::across(const SSampledGaussian& kernel, const SBlock& block, SBuffers& buffers) {
     const auto samples_at = [&](long long position) {
-        return buffers.samples.data() + std::clamp(position, 0LL, m_length - 1) * tile.lines;
+        return buffers.samples.data() + std::clamp(position, 0LL, m_length - 1) * block.lines;
     };
     for (long long position = 0; position < m_length; ++position) {
-        m_source.Read(start_of(tile, position), tile.lines, samples_at(position));
+        m_source.Read(start_of(block, position), block.lines, samples_at(position));
     }
     const auto radius = static_cast<long long>(kernel.radius);
     std::array<const float*, 2 * SSampledGaussian::LARGEST_RADIUS + 1> rows{};
@@ -197,10 +197,10 @@ void CSmoothingPass::across(const SSampledGaussian& kernel, const STile& tile, S
         for (std::size_t k = 0; k < neighbours; ++k) {
             rows[k] = samples_at(position - radius + static_cast<long long>(k));
         }
-        const CPixelGrid::SPixel pixel = start_of(tile, position);
+        const CPixelGrid::SPixel pixel = start_of(block, position);
         float* const row = m_target.RowToWrite(pixel, buffers.row.data());
-        WeightedSum(kernel, std::span(rows).first(neighbours), std::span(row, count_of(tile.lines)));
-        m_target.Commit(pixel, tile.lines, row);
+        WeightedSum(kernel, std::span(rows).first(neighbours), std::span(row, count_of(block.lines)));
+        m_target.Commit(pixel, block.lines, row);
     }
 }
 
@@ -214,17 +214,17 @@ void CPlaneSmoothingPass::Reserve(int workers) {
     m_alongY.Reserve(workers);
 }
 
-void CPlaneSmoothingPass::Work(long long tile, int worker) {
+void CPlaneSmoothingPass::Work(long long block, int worker) {
     for (CSmoothingPass* const pass : {&m_alongX, &m_alongY}) {
-        const long long tiles = pass->TileCount() / m_planes;
-        for (long long part = tile * tiles; part < (tile + 1) * tiles; ++part) {
+        const long long blocks = pass->BlockCount() / m_planes;
+        for (long long part = block * blocks; part < (block + 1) * blocks; ++part) {
             pass->Work(part, worker);
         }
     }
 }
 
-TilePasses SmoothingPasses(const Gaussian& gaussian, const CPixelGrid& source, CPixelGrid& target) {
-    TilePasses passes;
+BlockPasses SmoothingPasses(const Gaussian& gaussian, const CPixelGrid& source, CPixelGrid& target) {
+    BlockPasses passes;
     const bool byPlanes = source.Extent(1) > 1 && source.Extent(2) >= FEWEST_PLANES &&
                           source.Extent(0) * source.Extent(1) <= MOST_SAMPLES_PER_PLANE;
     if (byPlanes) {

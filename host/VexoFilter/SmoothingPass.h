@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "VexoFilter/BlockPass.h"
 #include "VexoFilter/PixelGrid.h"
 #include "VexoFilter/RecursiveGaussian.h"
 #include "VexoFilter/SampledGaussian.h"
-#include "VexoFilter/TilePass.h"
 
 #include <variant>
 #include <vector>
@@ -15,21 +15,21 @@ namespace TEVRA::Impl {
 using Gaussian = std::variant<SRecursiveGaussian, SSampledGaussian>;
 Gaussian GaussianFromSigma(double sigmaPx);
 
-/// Smooths all lines of an image along one axis. The lines are cut into tiles of adjacent lines, which are
+/// Smooths all lines of an image along one axis. The lines are cut into blocks of adjacent lines, which are
 /// independent of each other; how they are cut never changes a result.
-class CSmoothingPass : public ITilePass {
+class CSmoothingPass : public IBlockPass {
   public:
     /// @param source, target of equal extents; may be over the same pixels.
     CSmoothingPass(const Gaussian& gaussian, const CPixelGrid& source, CPixelGrid& target, int axis);
 
-    long long TileCount() const override { return m_tileCount; }
+    long long BlockCount() const override { return m_blockCount; }
     void Reserve(int workers) override;
-    void Work(long long tile, int worker) override;
+    void Work(long long block, int worker) override;
 
   private:
     struct SBuffers {
 
-        std::vector<float> samples; // the tile: for each position along the axis, one sample of each line
+        std::vector<float> samples; // the block: for each position along the axis, one sample of each line
         std::vector<float> last;    // the input's last samples
         std::vector<double> states; // of the recursion
         std::vector<float> row;     // rows in or out that the image does not hold as floats
@@ -39,41 +39,41 @@ class CSmoothingPass : public ITilePass {
 
     /// Adjacent lines of a plane: rows, side by side in y (in z if there is one row per plane only), or lines
     /// side by side in x.
-    struct STile {
+    struct SBlock {
         long long first = 0;
         long long lines = 0;
         long long plane = 0; // the coordinate along the third axis
     };
 
-    STile tile_at(long long tile) const;
-    CPixelGrid::SPixel row_of(const STile& tile, long long line) const;
-    CPixelGrid::SPixel start_of(const STile& tile, long long position) const;
-    void along_x(const SRecursiveGaussian& filter, const STile& tile, SBuffers& buffers);
-    void along_x(const SSampledGaussian& kernel, const STile& tile, SBuffers& buffers);
-    void across(const SRecursiveGaussian& filter, const STile& tile, SBuffers& buffers);
-    void across(const SSampledGaussian& kernel, const STile& tile, SBuffers& buffers);
+    SBlock block_at(long long block) const;
+    CPixelGrid::SPixel row_of(const SBlock& block, long long line) const;
+    CPixelGrid::SPixel start_of(const SBlock& block, long long position) const;
+    void along_x(const SRecursiveGaussian& filter, const SBlock& block, SBuffers& buffers);
+    void along_x(const SSampledGaussian& kernel, const SBlock& block, SBuffers& buffers);
+    void across(const SRecursiveGaussian& filter, const SBlock& block, SBuffers& buffers);
+    void across(const SSampledGaussian& kernel, const SBlock& block, SBuffers& buffers);
 
     const Gaussian& m_gaussian;
     const CPixelGrid& m_source;
     CPixelGrid& m_target;
     int m_axis;
-    long long m_length;           // samples of a line
-    long long m_side = 0;         // lines of a plane
-    long long m_linesPerTile = 0; // at most
-    long long m_tilesPerPlane;
-    long long m_tileCount;
+    long long m_length;            // samples of a line
+    long long m_side = 0;          // lines of a plane
+    long long m_linesPerBlock = 0; // at most
+    long long m_blocksPerPlane;
+    long long m_blockCount;
     std::vector<SBuffers> m_buffers; // by worker
 };
 
 /// Smooths planes along x and y: a plane that fits the cache is fetched once.
-class CPlaneSmoothingPass : public ITilePass {
+class CPlaneSmoothingPass : public IBlockPass {
   public:
     /// @param source, target as for CSmoothingPass.
     CPlaneSmoothingPass(const Gaussian& gaussian, const CPixelGrid& source, CPixelGrid& target);
 
-    long long TileCount() const override { return m_planes; }
+    long long BlockCount() const override { return m_planes; }
     void Reserve(int workers) override;
-    void Work(long long tile, int worker) override;
+    void Work(long long block, int worker) override;
 
   private:
     CSmoothingPass m_alongX;
@@ -83,6 +83,6 @@ class CPlaneSmoothingPass : public ITilePass {
 
 /// The passes that smooth along every axis, x first.
 /// @param source, target as for CSmoothingPass, without axes of extent 0.
-TilePasses SmoothingPasses(const Gaussian& gaussian, const CPixelGrid& source, CPixelGrid& target);
+BlockPasses SmoothingPasses(const Gaussian& gaussian, const CPixelGrid& source, CPixelGrid& target);
 
 } // namespace TEVRA::Impl

@@ -64,7 +64,7 @@ void CYoungVanVliet::gauss(IImage& out, const IImage& in) {
         return;
     }
     const Impl::Gaussian gaussian = Impl::GaussianFromSigma(m_sigma);
-    const Impl::TilePasses passes = Impl::SmoothingPasses(gaussian, source, target);
+    const Impl::BlockPasses passes = Impl::SmoothingPasses(gaussian, source, target);
     Impl::RunPasses(passes, CParallelism::Threads(), Progress(), "Smoothing...");
 }
 

@@ -12,14 +12,14 @@ CForwardTransform::CForwardTransform(const Extents& extents)
       m_real(reinterpret_cast<float*>(m_realRow.Data())),
       m_half(reinterpret_cast<Complex*>(m_halfRow.Data())),
       m_rowPlan(CFftwPlan::RealToHalf(extents[0], m_real, m_half)),
-      m_slab(EDirection::forward, extents[2], m_halfExtent),
+      m_xzPlane(EDirection::forward, extents[2], m_halfExtent),
       m_plane(EDirection::forward, extents[1], m_stripWidth),
       m_opposite(EDirection::forward, extents[1], m_stripWidth) {}
 
 void CForwardTransform::Run(const SPixels<const std::byte>& image, RowReader reader,
                             const SPixels<std::byte>& spectrum) {
     for (std::size_t y = 0; y < m_y.extent; ++y) {
-        transform_slab(image, reader, spectrum, y);
+        transform_xz_plane(image, reader, spectrum, y);
     }
     for (std::size_t kz = 0; kz <= m_z.Opposite(kz) && kz < m_z.extent; ++kz) {
         for (std::size_t first = 0; first < m_halfExtent; first += m_stripWidth) {
@@ -28,17 +28,17 @@ void CForwardTransform::Run(const SPixels<const std::byte>& image, RowReader rea
     }
 }
 
-void CForwardTransform::transform_slab(const SPixels<const std::byte>& image, RowReader reader,
-                                       const SPixels<std::byte>& spectrum, std::size_t y) {
+void CForwardTransform::transform_xz_plane(const SPixels<const std::byte>& image, RowReader reader,
+                                           const SPixels<std::byte>& spectrum, std::size_t y) {
     for (std::size_t z = 0; z < m_z.extent; ++z) {
         reader(image.Row(y, z), image.strides[0], m_x.extent, m_real);
         m_rowPlan.Execute();
-        m_slab.PutRow(z, m_half, m_halfExtent);
+        m_xzPlane.PutRow(z, m_half, m_halfExtent);
     }
-    m_slab.Transform(m_halfExtent);
+    m_xzPlane.Transform(m_halfExtent);
     const SStrip whole{0, m_halfExtent};
     for (std::size_t kz = 0; kz < m_z.extent; ++kz) {
-        m_slab.GetRow(kz, m_half, m_halfExtent);
+        m_xzPlane.GetRow(kz, m_half, m_halfExtent);
         const std::size_t z = m_z.PixelOf(kz);
         CopyToRow(m_half, adjacent_columns(whole), spectrum.At(m_x.Centre(), y, z), spectrum.strides[0]);
         if (holds_half_extent(whole)) {

@@ -29,8 +29,8 @@ class CForwardTransform {
         std::size_t count;
     };
 
-    void transform_slab(const SPixels<const std::byte>& image, RowReader reader,
-                        const SPixels<std::byte>& spectrum, std::size_t y);
+    void transform_xz_plane(const SPixels<const std::byte>& image, RowReader reader,
+                            const SPixels<std::byte>& spectrum, std::size_t y);
     void transform_planes(const SPixels<std::byte>& spectrum, std::size_t kz, const SStrip& strip);
     void load_strip(const SPixels<std::byte>& spectrum, std::size_t kz, const SStrip& strip,
                     CColumnBlocks& plane);
@@ -49,7 +49,7 @@ class CForwardTransform {
     float* m_real;
     Complex* m_half;
     CFftwPlan m_rowPlan;
-    CColumnBlocks m_slab, m_plane, m_opposite;
+    CColumnBlocks m_xzPlane, m_plane, m_opposite;
 };
 
 } // namespace TEVRA::Impl

@@ -65,7 +65,7 @@ CInverseTransform::SWorker::SWorker(const CInverseTransform& transform)
       plane(EDirection::inverse, transform.m_size[1], transform.m_stripWidth),
       oppositePlane(EDirection::inverse, transform.m_size[1],
                     transform.m_size[2] > 2 ? transform.m_stripWidth : 0),
-      slab(EDirection::inverse, transform.m_size[2], transform.m_columns) {}
+      xzPlane(EDirection::inverse, transform.m_size[2], transform.m_columns) {}
 
 CInverseTransform::CInverseTransform(const Extents& extents)
     : m_size(extents), m_x{extents[0]}, m_y{extents[1]}, m_z{extents[2]}, m_columns((extents[0] + 1) / 2),
@@ -91,7 +91,7 @@ void CInverseTransform::Run(const SPixels<const std::byte>& spectrum, const SPix
         }
     });
     pool.Run(static_cast<long long>(m_y.extent), [&](long long y, int worker) {
-        transform_slab(*m_workers[static_cast<std::size_t>(worker)], image, static_cast<std::size_t>(y));
+        transform_xz_plane(*m_workers[static_cast<std::size_t>(worker)], image, static_cast<std::size_t>(y));
     });
 }
 
@@ -195,8 +195,8 @@ void CInverseTransform::store_row(SWorker& worker, CColumnBlocks& plane, const S
     CopyToRow(values, valueCount, image.At(x, y, kz), image.strides[0]);
 }
 
-void CInverseTransform::transform_slab(SWorker& worker, const SPixels<std::byte>& image,
-                                       std::size_t y) const {
+void CInverseTransform::transform_xz_plane(SWorker& worker, const SPixels<std::byte>& image,
+                                           std::size_t y) const {
     for (std::size_t kz = 0; kz < m_z.extent; ++kz) {
         const std::byte* later = image.Row(y, std::min(kz + ROWS_AHEAD, m_z.extent - 1));
         for (std::size_t x = 0; x < m_x.extent; x += CACHE_LINE / sizeof(float)) {
@@ -207,9 +207,9 @@ void CInverseTransform::transform_slab(SWorker& worker, const SPixels<std::byte>
     if (!m_x.IsEven()) {
         rejoin_first_column(worker);
     }
-    worker.slab.Transform(m_columns);
+    worker.xzPlane.Transform(m_columns);
     for (std::size_t z = 0; z < m_z.extent; ++z) {
-        worker.slab.GetRow(z, worker.half, m_columns);
+        worker.xzPlane.GetRow(z, worker.half, m_columns);
         if (m_x.IsEven()) {
             worker.half[m_columns] = worker.half[0].imag();
         }
@@ -223,20 +223,20 @@ void CInverseTransform::transform_slab(SWorker& worker, const SPixels<std::byte>
 void CInverseTransform::load_row(SWorker& worker, const SPixels<std::byte>& image, std::size_t y,
                                  std::size_t kz) const {
     if (are_rows_whole(image)) {
-        worker.slab.PutRow(kz, reinterpret_cast<const Complex*>(image.Row(y, kz)), m_columns);
+        worker.xzPlane.PutRow(kz, reinterpret_cast<const Complex*>(image.Row(y, kz)), m_columns);
         return;
     }
     const std::size_t unused = m_x.IsEven() ? 0 : 1;
     worker.real[0] = 0.0F;
     CopyFromRow(image.Row(y, kz), image.strides[0], m_x.extent, worker.real + unused);
-    worker.slab.PutRow(kz, worker.packed, m_columns);
+    worker.xzPlane.PutRow(kz, worker.packed, m_columns);
 }
 
 /// Puts the parts that `store_row` kept, now the imaginary parts of the first column, back into place.
 void CInverseTransform::rejoin_first_column(SWorker& worker) const {
     for (std::size_t kz = 0; kz < m_z.extent && kz <= m_z.Opposite(kz); ++kz) {
-        Complex& value = worker.slab.At(kz, 0);
-        Complex& opposite = worker.slab.At(m_z.Opposite(kz), 0);
+        Complex& value = worker.xzPlane.At(kz, 0);
+        Complex& opposite = worker.xzPlane.At(m_z.Opposite(kz), 0);
         const bool isOwnOpposite = &value == &opposite;
         const Complex joined(value.imag(), isOwnOpposite ? 0.0F : opposite.imag());
         opposite = std::conj(joined);

@@ -22,7 +22,7 @@ namespace TEVRA::Impl {
 /// one value too many: in the column of x frequency 0, opposite z frequencies are conjugate after the pass
 /// along y, so one of the pair keeps the real part and the other the imaginary part.
 ///
-/// Pairs of planes of opposite z frequencies, whose rows need one half of each other, and then slabs of equal
+/// Pairs of planes of opposite z frequencies, whose rows need one half of each other, and then planes of equal
 /// y, are transformed on their own, several at a time by as many threads as are asked for; the result does
 /// not depend on their number.
 class CInverseTransform {
@@ -45,7 +45,7 @@ class CInverseTransform {
         CFftwPlan rowPlan;
         /// Half spectra of two planes of opposite z frequencies.
         CColumnBlocks plane, oppositePlane;
-        CColumnBlocks slab;
+        CColumnBlocks xzPlane;
     };
 
     /// Columns of the half spectrum that are transformed at a time.
@@ -64,7 +64,7 @@ class CInverseTransform {
                     std::size_t ky, std::size_t kz, const SStrip& strip) const;
     void store_row(SWorker& worker, CColumnBlocks& plane, const SPixels<std::byte>& image, std::size_t y,
                    std::size_t kz, const SStrip& strip) const;
-    void transform_slab(SWorker& worker, const SPixels<std::byte>& image, std::size_t y) const;
+    void transform_xz_plane(SWorker& worker, const SPixels<std::byte>& image, std::size_t y) const;
     void load_row(SWorker& worker, const SPixels<std::byte>& image, std::size_t y, std::size_t kz) const;
     void rejoin_first_column(SWorker& worker) const;
     const Complex* row_of(const SPixels<const std::byte>& spectrum, std::size_t ky, std::size_t kz,

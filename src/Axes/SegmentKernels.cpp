@@ -28,7 +28,7 @@ using Real = SLanes<WIDTH>;
 using Access = SLaneAccess<Real>;
 
 constexpr std::size_t MOST_LANES = 8;
-static_assert(SEGMENT_PIXELS % MOST_LANES == 0 && SUM_STRIPES % WIDTH == 0);
+static_assert(SEGMENT_PIXELS % MOST_LANES == 0 && PARTIAL_SUMS % WIDTH == 0);
 
 /// Pixels of a segment, packed, with room to pad the last group of lanes and for a whole register to be
 /// stored at its end.
@@ -337,10 +337,10 @@ TEVRA_LANES_INLINE double sum_of(const SLanes<8>& lanes) {
                   Half::Of(__builtin_shufflevector(lanes.v, lanes.v, 4, 5, 6, 7)));
 }
 
-/// Lanes of the stripes of `Size` sums.
+/// Lanes of the partial sums of `Size` sums.
 template <std::size_t Size>
-struct SStripes {
-    static constexpr std::size_t PARTS = SUM_STRIPES / WIDTH;
+struct SPartialSums {
+    static constexpr std::size_t PARTS = PARTIAL_SUMS / WIDTH;
     Real parts[PARTS][Size];
 
     TEVRA_LANES_INLINE void Clear() {
@@ -368,14 +368,14 @@ template <std::size_t Dim, bool WithFourth>
 void add_axes(const double* const* components, std::size_t count, double* secondSums, double* fourthSums) {
     using Size = STensorSize<Dim>;
     // Cleared below. NOLINTBEGIN(cppcoreguidelines-pro-type-member-init)
-    SStripes<Size::second> second;
-    SStripes<WithFourth ? Size::fourth : 1> fourth;
+    SPartialSums<Size::SECOND> second;
+    SPartialSums<WithFourth ? Size::FOURTH : 1> fourth;
     // NOLINTEND(cppcoreguidelines-pro-type-member-init)
     second.Clear();
     fourth.Clear();
-    for (std::size_t at = 0; at < count; at += SUM_STRIPES) {
+    for (std::size_t at = 0; at < count; at += PARTIAL_SUMS) {
 #pragma GCC unroll 4
-        for (std::size_t part = 0; part < SUM_STRIPES / WIDTH; ++part) {
+        for (std::size_t part = 0; part < PARTIAL_SUMS / WIDTH; ++part) {
             const std::size_t first = at + part * WIDTH;
             if (first >= count) {
                 break;

@@ -11,7 +11,7 @@ namespace TEVRA::Impl {
 inline constexpr std::size_t SEGMENT_PIXELS = 512;
 
 /// Axes are summed in this many partial sums, of every eighth axis each.
-inline constexpr std::size_t SUM_STRIPES = 8;
+inline constexpr std::size_t PARTIAL_SUMS = 8;
 
 struct SAxesOfSegment {
     const float* hessian[6]; ///< rows xx, xy[, xz], yy[, yz, zz]

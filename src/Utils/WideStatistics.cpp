@@ -9,7 +9,7 @@ namespace TEVRA::Impl::statistics::TEVRA_WIDE {
 namespace {
 
 /// Values that are compared side by side, enough to keep the widest registers busy.
-constexpr std::size_t STRIPES = 64;
+constexpr std::size_t PARTIALS = 64;
 
 // Every comparison with NaN is false, so NaN changes nothing.
 TEVRA_LANES_INLINE float smaller(float value, float lo) {
@@ -21,26 +21,26 @@ TEVRA_LANES_INLINE float larger(float value, float hi) {
 }
 
 void extend(SExtent& extent, const float* row, std::size_t count) {
-    float lo[STRIPES];
-    float hi[STRIPES];
-    for (std::size_t stripe = 0; stripe < STRIPES; ++stripe) {
-        lo[stripe] = extent.lo;
-        hi[stripe] = extent.hi;
+    float lo[PARTIALS];
+    float hi[PARTIALS];
+    for (std::size_t partial = 0; partial < PARTIALS; ++partial) {
+        lo[partial] = extent.lo;
+        hi[partial] = extent.hi;
     }
     std::size_t x = 0;
-    for (; x + STRIPES <= count; x += STRIPES) {
-        for (std::size_t stripe = 0; stripe < STRIPES; ++stripe) {
-            lo[stripe] = smaller(row[x + stripe], lo[stripe]);
-            hi[stripe] = larger(row[x + stripe], hi[stripe]);
+    for (; x + PARTIALS <= count; x += PARTIALS) {
+        for (std::size_t partial = 0; partial < PARTIALS; ++partial) {
+            lo[partial] = smaller(row[x + partial], lo[partial]);
+            hi[partial] = larger(row[x + partial], hi[partial]);
         }
     }
     for (; x < count; ++x) {
         lo[0] = smaller(row[x], lo[0]);
         hi[0] = larger(row[x], hi[0]);
     }
-    for (std::size_t stripe = 0; stripe < STRIPES; ++stripe) {
-        extent.lo = smaller(lo[stripe], extent.lo);
-        extent.hi = larger(hi[stripe], extent.hi);
+    for (std::size_t partial = 0; partial < PARTIALS; ++partial) {
+        extent.lo = smaller(lo[partial], extent.lo);
+        extent.hi = larger(hi[partial], extent.hi);
     }
 }
 
