@@ -80,32 +80,6 @@ SValueRange range_of(IImageReader& reader) {
     return range;
 }
 
-template <typename PixelT>
-SGrey8Image windowed(IImageReader& reader, const SGreyWindow& window) {
-    SGrey8Image result;
-    result.image = make_image(IMAGE_GREY_8, reader.Info());
-    result.window = window;
-    auto* grey = result.image->template Pixels<std::uint8_t>();
-    visit_slices<PixelT>(reader, [&](const std::vector<PixelT>& slice, std::size_t first) {
-        for (std::size_t i = 0; i < slice.size(); ++i) {
-            const auto value = static_cast<double>(slice[i]);
-            grey[first + i] = GreyOf(value, window);
-            result.nanCount += std::isnan(value) ? 1 : 0;
-        }
-    });
-    return result;
-}
-
-SGreyWindow range_as_window(IImageReader& reader) {
-    const SValueRange range = ValueRange(reader);
-    const CSize& size = reader.Info().size;
-    if (range.nanCount + range.infiniteCount == static_cast<long long>(size.Elements())) {
-        throw CInputError("the image has no finite value (" + std::to_string(range.nanCount) + " NaN, " +
-                          std::to_string(range.infiniteCount) + " infinite)");
-    }
-    return {range.lo, range.hi};
-}
-
 } // namespace
 
 std::uint8_t GreyOf(double value, const SGreyWindow& window) {
@@ -152,18 +126,6 @@ std::unique_ptr<CImage> ReadImage(IImageReader& reader) {
 
 SValueRange ValueRange(IImageReader& reader) {
     return with_pixel_type(reader, [&reader](auto pixel) { return range_of<decltype(pixel)>(reader); });
-}
-
-SGrey8Image ReadGrey8(IImageReader& reader, const std::optional<SGreyWindow>& window) {
-    if (window) {
-        CheckWindow(*window);
-    } else if (reader.Info().pixelType == EPixelType::u8) {
-        SGrey8Image same;
-        same.image = ReadImage(reader);
-        return same;
-    }
-    const SGreyWindow applied = window ? *window : range_as_window(reader);
-    return with_pixel_type(reader, [&](auto pixel) { return windowed<decltype(pixel)>(reader, applied); });
 }
 
 std::unique_ptr<CImage> ReadMask(IImageReader& reader) {

@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
-#include <optional>
 
 namespace TEVRA::volume {
 
@@ -18,15 +17,8 @@ struct SGreyWindow {
     double hi; ///< becomes 255, as does all above
 };
 
-/// An 8-bit image and how it came about.
-struct SGrey8Image {
-    std::unique_ptr<CImage> image; ///< GREY_8
-    /// The window that was applied; nothing if the file's 8-bit pixels passed unchanged.
-    std::optional<SGreyWindow> window;
-    long long nanCount = 0; ///< pixels without a value, now 0
-};
-
-/// The 8-bit grey value of a value under a window, rounded to the nearest; 0 for NaN.
+/// The 8-bit grey value of a value v under a window: 255 (v - lo) / (hi - lo), clamped and rounded to the
+/// nearest; 0 for NaN.
 std::uint8_t GreyOf(double value, const SGreyWindow& window);
 /// @throws CInputError unless the window's ends are finite and lo < hi.
 void CheckWindow(const SGreyWindow& window);
@@ -53,13 +45,6 @@ std::unique_ptr<CImage> ReadImage(IImageReader& reader);
 
 /// The extent of the image's grey values; from 0 to 0 if none is finite.
 SValueRange ValueRange(IImageReader& reader);
-
-/// The image in 8 bit, each value v mapped to 255 (v - lo) / (hi - lo), clamped and rounded to the nearest.
-///
-/// Without a window, 8-bit pixels pass unchanged and others are mapped over the range of their finite values;
-/// if they are all equal, to 0. Infinite values are clamped like others; NaN becomes 0 and is counted.
-/// @throws CInputError for a window that is not finite or not lo < hi, or an image without any finite value.
-SGrey8Image ReadGrey8(IImageReader& reader, const std::optional<SGreyWindow>& window);
 
 /// A mask: BINARY_FG, 0 where the file holds 0 and 1 where it holds its other value. An image that is 0
 /// everywhere is an empty mask, one with the same other value everywhere a full one.

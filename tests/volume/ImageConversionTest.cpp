@@ -79,8 +79,7 @@ TEST(ReadImageTest, PutsAKnownSpacingIntoTheHeader) {
     double z = 0;
     EXPECT_FALSE(CVexoHeaderTools::GetSpacing(*ReadImage(reader), x, y, z));
     reader.Info().spacing = {0.5, 0.25, 2.0};
-    for (const auto& image :
-         {ReadImage(reader), ReadGrey8(reader, SGreyWindow{0, 1}).image, ReadMask(reader)}) {
+    for (const auto& image : {ReadImage(reader), ReadMask(reader)}) {
         ASSERT_TRUE(CVexoHeaderTools::GetSpacing(*image, x, y, z));
         EXPECT_EQ(x, 0.5);
         EXPECT_EQ(y, 0.25);
@@ -95,9 +94,8 @@ TEST(ReadImageTest, ReadsOneSliceAtATimeAndReportsEach) {
     ReadImage(reader);
     EXPECT_EQ(monitor.events,
               (std::vector<std::string>{"begin 3 Reading image...", "step", "step", "step", "end"}));
-    ReadGrey8(reader, SGreyWindow{0, 9});
     ReadMask(reader);
-    EXPECT_EQ(monitor.steps, 9);
+    EXPECT_EQ(monitor.steps, 6);
     EXPECT_EQ(monitor.openReports, 0);
     EXPECT_EQ(reader.MostSlicesAtOnce(), 1);
 }
@@ -116,7 +114,6 @@ TEST(ReadImageTest, WithoutMemoryThrowsBadAlloc) {
     CCountingReader reader(CSize(200, 200, 3), std::vector<std::uint16_t>(120000, 7));
     const test::CPixelMemoryLimitScope limit(1000);
     EXPECT_THROW(ReadImage(reader), std::bad_alloc);
-    EXPECT_THROW(ReadGrey8(reader, std::nullopt), std::bad_alloc);
     EXPECT_THROW(ReadMask(reader), std::bad_alloc);
 }
 
@@ -149,82 +146,47 @@ TEST(ValueRangeTest, IsThatOfTheFiniteValues) {
     EXPECT_EQ(ValueRange(none).hi, 0.0);
 }
 
-TEST(ReadGrey8Test, EightBitPassesUnchangedUnlessAWindowIsGiven) {
-    const auto pixels = TestPixels<std::uint8_t>(CSize(50, 40));
-    CCountingReader reader(CSize(50, 40), pixels);
-    const SGrey8Image same = ReadGrey8(reader, std::nullopt);
-    EXPECT_EQ(PixelsOf<std::uint8_t>(*same.image), pixels);
-    EXPECT_FALSE(same.window);
-    CCountingReader few = line_reader<std::uint8_t>({0, 99, 100, 101, 150, 199, 200, 201, 255});
-    const SGrey8Image windowed = ReadGrey8(few, SGreyWindow{100, 200});
+std::vector<int> greys_of(const std::vector<double>& values, const SGreyWindow& window) {
+    std::vector<int> greys;
+    for (const double value : values) {
+        greys.push_back(GreyOf(value, window));
+    }
+    return greys;
+}
+
+TEST(GreyWindow, MapsItsEndsToBlackAndWhiteAndRoundsBetween) {
     // 255 (v - 100) / 100: 2.55, 127.5, 252.45
-    EXPECT_EQ(PixelsOf<std::uint8_t>(*windowed.image),
-              (std::vector<std::uint8_t>{0, 0, 0, 3, 128, 252, 255, 255, 255}));
-    ASSERT_TRUE(windowed.window);
-    EXPECT_EQ(windowed.window->lo, 100.0);
+    EXPECT_EQ(greys_of({0, 99, 100, 101, 150, 199, 200, 201, 255}, {100, 200}),
+              (std::vector<int>{0, 0, 0, 3, 128, 252, 255, 255, 255}));
 }
 
-TEST(ReadGrey8Test, SixteenBitIsMappedOverTheDatasRange) {
-    CCountingReader reader = line_reader<std::uint16_t>({1000, 1255, 1100, 1510});
-    const SGrey8Image grey = ReadGrey8(reader, std::nullopt);
-    // half a grey value per step: 0, 127.5, 50, 255
-    EXPECT_EQ(PixelsOf<std::uint8_t>(*grey.image), (std::vector<std::uint8_t>{0, 128, 50, 255}));
-    ASSERT_TRUE(grey.window);
-    EXPECT_EQ(grey.window->lo, 1000.0);
-    EXPECT_EQ(grey.window->hi, 1510.0);
-}
-
-TEST(ReadGrey8Test, EverySixteenBitValueIsMappedAsTheFormulaSays) {
-    std::vector<std::uint16_t> pixels(65536);
-    for (std::size_t i = 0; i < pixels.size(); ++i) {
-        pixels[i] = static_cast<std::uint16_t>(i);
-    }
-    CCountingReader reader(CSize(256, 256), pixels);
-    const SGrey8Image grey = ReadGrey8(reader, SGreyWindow{-100.25, 60000.5});
-    const auto* mapped = grey.image->Pixels<std::uint8_t>();
-    for (std::size_t i = 0; i < pixels.size(); ++i) {
-        const double exact = 255.0 * (static_cast<double>(i) + 100.25) / 60100.75;
-        ASSERT_NEAR(mapped[i], std::min(exact, 255.0), 0.5 + 1e-9) << i;
+TEST(GreyWindow, MapsEverySixteenBitValueAsTheFormulaSays) {
+    for (int value = 0; value < 65536; ++value) {
+        const double exact = 255.0 * (value + 100.25) / 60100.75;
+        ASSERT_NEAR(GreyOf(value, {-100.25, 60000.5}), std::min(exact, 255.0), 0.5 + 1e-9) << value;
     }
 }
 
-TEST(ReadGrey8Test, InfinitiesAreClampedAndNaNIsCountedAndBlack) {
-    CCountingReader reader = line_reader<float>({-INFINITE, -1.0F, 0.0F, NOT_A_NUMBER, 1.0F, INFINITE});
-    const SGrey8Image grey = ReadGrey8(reader, std::nullopt);
-    EXPECT_EQ(PixelsOf<std::uint8_t>(*grey.image), (std::vector<std::uint8_t>{0, 0, 128, 0, 255, 255}));
-    EXPECT_EQ(grey.nanCount, 1);
-    EXPECT_EQ(grey.window->lo, -1.0);
-    EXPECT_EQ(grey.window->hi, 1.0);
+TEST(GreyWindow, ClampsInfinitiesAndMakesNaNBlack) {
+    constexpr double INF = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(greys_of({-INF, -1.0, 0.0, std::numeric_limits<double>::quiet_NaN(), 1.0, INF}, {-1.0, 1.0}),
+              (std::vector<int>{0, 0, 128, 0, 255, 255}));
 }
 
-TEST(ReadGrey8Test, HugeRangesDoNotOverflow) {
-    constexpr float LARGEST = std::numeric_limits<float>::max();
-    CCountingReader reader = line_reader<float>({-LARGEST, 0.0F, LARGEST});
-    EXPECT_EQ(PixelsOf<std::uint8_t>(*ReadGrey8(reader, std::nullopt).image),
-              (std::vector<std::uint8_t>{0, 128, 255}));
+TEST(GreyWindow, OfTheWholeRangeOfFloatsDoesNotOverflow) {
+    constexpr double LARGEST = std::numeric_limits<float>::max();
+    EXPECT_EQ(greys_of({-LARGEST, 0.0, LARGEST}, {-LARGEST, LARGEST}), (std::vector<int>{0, 128, 255}));
 }
 
-TEST(ReadGrey8Test, AConstantImageBecomesBlack) {
-    CCountingReader reader = line_reader<std::uint16_t>({700, 700, 700});
-    EXPECT_EQ(PixelsOf<std::uint8_t>(*ReadGrey8(reader, std::nullopt).image),
-              (std::vector<std::uint8_t>{0, 0, 0}));
-}
-
-TEST(ReadGrey8Test, WithoutFiniteValueIsRefused) {
-    CCountingReader reader = line_reader<float>({NOT_A_NUMBER, INFINITE, NOT_A_NUMBER});
-    EXPECT_EQ(FailureOf([&] { ReadGrey8(reader, std::nullopt); }),
-              "the image has no finite value (2 NaN, 1 infinite)");
-}
-
-TEST(ReadGrey8Test, WindowsThatMakeNoSenseAreRefused) {
-    CCountingReader reader = line_reader<std::uint8_t>({1, 2});
+TEST(GreyWindow, IsRefusedWhereItMakesNoSense) {
     constexpr double INF = std::numeric_limits<double>::infinity();
     constexpr double NAN_ = std::numeric_limits<double>::quiet_NaN();
     for (const SGreyWindow window : {SGreyWindow{5, 5}, SGreyWindow{6, 5}, SGreyWindow{0, INF},
                                      SGreyWindow{-INF, 0}, SGreyWindow{NAN_, 1}}) {
-        EXPECT_THAT(FailureOf([&] { ReadGrey8(reader, window); }),
+        EXPECT_THAT(FailureOf([&] { CheckWindow(window); }),
                     HasSubstr(": must be two finite numbers, the lower one first"));
     }
+    EXPECT_NO_THROW(CheckWindow({5, 6}));
 }
 
 template <typename PixelT>
