@@ -120,14 +120,17 @@ TEVRA_LANES_INLINE Value OptimizationBarrier(const Value& value) {
 /// The same for a register of several numbers, which the above would take apart and put together again.
 template <typename Register>
 TEVRA_LANES_INLINE Register RegisterBarrier(Register value) {
-#if defined(__AVX512F__)
+#if defined(__clang__) // leaves it in
+    return value;
+#elif defined(__AVX512F__)
     asm("" : "+v"(value));
+    return value;
 #elif defined(__x86_64__)
     asm("" : "+x"(value));
-#else
-    value = OptimizationBarrier(value);
-#endif
     return value;
+#else
+    return OptimizationBarrier(value);
+#endif
 }
 
 /// The nearest single-precision number, in double precision.
