@@ -4,29 +4,21 @@
 #include "apps/Console.h"
 #include "apps/Failure.h"
 #include "apps/ImageInput.h"
-#include "apps/Interruption.h"
-#include "jobs/PendingFile.h"
+#include "apps/Program.h"
+
+#include "jobs/FilterJob.h"
 #include "jobs/Texts.h"
 #include "jobs/TransformSizes.h"
-
-#include "FilterOrientations/FilterOrientations.h"
-#include "FilterOrientations/OrientationTensor.h"
-#include "Numeric/Matrix.h"
-#include "VexoBase/Parallelism.h"
-#include "report/Json.h"
-#include "volume/Failure.h"
-#include "volume/ImageConversion.h"
-#include "volume/ImageReader.h"
-#include "volume/MetaImageWriter.h"
+#include "report/Outputs.h"
+#include "stream/MemoryPlan.h"
+#include "stream/ScratchStore.h"
 
 #include <CLI/App.hpp>
-#include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <filesystem>
+#include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,8 +28,6 @@ namespace TEVRA::apps {
 
 namespace {
 
-using EResolution = CFilterOrientations::EOrientationResolution;
-
 struct SFilterOptions {
     std::string image;
     std::string major;
@@ -46,111 +36,64 @@ struct SFilterOptions {
     std::string outputFolder;
     std::optional<std::string> mask;
     std::optional<std::string> box;
+    std::optional<std::string> rim;
     std::optional<std::string> raw;
     std::optional<std::string> threads;
+    std::optional<std::string> memory;
+    bool dryRun = false;
     bool quiet = false;
 };
 
-float read_width(const SArgument& argument) {
-    constexpr double LARGEST = 1000.0; // zeros twice as wide are put around the image
+double read_width(const SArgument& argument) {
     const double width = ReadPositiveNumber(argument);
-    if (width > LARGEST) {
+    if (width > jobs::LARGEST_FILTER_WIDTH) {
         throw CUsageError(argument.name + ": '" + argument.text +
                           "' is too wide; give at most 1000, a standard deviation of 318 pixels");
     }
-    return static_cast<float>(width);
+    return width;
 }
 
-EResolution read_resolution(const std::string& text) {
-    for (const EResolution id :
-         {CFilterOrientations::eCoarse, CFilterOrientations::eMedium, CFilterOrientations::eFine}) {
-        if (text == CFilterOrientations::ResolutionIdToString(id)) {
-            return id;
-        }
+std::optional<report::SPixelBox> read_box(const std::optional<std::string>& text, int dim) {
+    if (!text) {
+        return std::nullopt;
     }
-    throw CUsageError("--resolution: '" + text + "' is not coarse, medium or fine");
+    const std::vector<long long> corners = ReadWholeNumbers({"--box", *text});
+    if (corners.size() != 2 * static_cast<std::size_t>(dim)) {
+        throw CUsageError("--box: '" + *text + "' has " + std::to_string(corners.size()) +
+                          " numbers; give two corners, " + (dim == 3 ? "x0,y0,z0,x1,y1,z1" : "x0,y0,x1,y1"));
+    }
+    const auto middle = corners.begin() + dim;
+    return report::SPixelBox{{corners.begin(), middle}, {middle, corners.end()}};
 }
 
-/// The box of the option, or the whole image. Its upper corner is exclusive.
-CBox read_box(const std::optional<std::string>& text, const CSize& size) {
-    const auto dim = static_cast<std::size_t>(size.Dim());
-    std::vector<long long> corners(2 * dim, 0);
-    if (text) {
-        corners = ReadWholeNumbers({"--box", *text});
-        if (corners.size() != 2 * dim) {
-            throw CUsageError("--box: '" + *text + "' has " + std::to_string(corners.size()) +
-                              " numbers; give two corners, " +
-                              (dim == 3 ? "x0,y0,z0,x1,y1,z1" : "x0,y0,x1,y1"));
-        }
-    } else {
-        for (std::size_t axis = 0; axis < dim; ++axis) {
-            corners[dim + axis] = size[static_cast<long long>(axis)];
-        }
+report::SFilterParameters read_parameters(const SFilterOptions& options) {
+    report::SFilterParameters parameters;
+    parameters.majorWidth = read_width({"--major", options.major});
+    parameters.minorWidth = read_width({"--minor", options.minor});
+    parameters.resolution = options.resolution;
+    if (options.rim) {
+        parameters.rimPx = ReadWholeNumbers({"--rim", *options.rim});
     }
-    CPos lower;
-    CPos upper;
-    lower.SetDim(size.Dim());
-    upper.SetDim(size.Dim());
-    for (int axis = 0; axis < size.Dim(); ++axis) {
-        const auto at = static_cast<std::size_t>(axis);
-        lower[axis] = corners[at];
-        upper[axis] = corners[dim + at];
-        const long long a = std::min(lower[axis], upper[axis]);
-        const long long b = std::max(lower[axis], upper[axis]);
-        if (a < 0 || b > size[axis]) {
-            throw CUsageError("--box: '" + *text + "' leaves the image of " +
-                              jobs::SizeText(jobs::ExtentsOf(size)) + " px");
-        }
-    }
-    return {lower, upper};
+    parameters.maskPath = options.mask;
+    parameters.threads = ReadThreads(options.threads);
+    return parameters;
 }
 
-/// One pixel without a value would spread over the whole image by the transform.
-void require_numbers(const CImage& image, const std::string& path) {
-    if (!(image.Type() == IMAGE_GREY_F)) {
-        return;
+/// The failure in terms of the options.
+CUsageError usage_error(const jobs::CFilterParameterError& failure, const SFilterOptions& options) {
+    using EParameter = jobs::CFilterParameterError::EParameter;
+    const std::string reason = failure.what();
+    switch (failure.Parameter()) {
+    case EParameter::widths:
+        return CUsageError("--major, --minor: " + reason);
+    case EParameter::resolution:
+        return CUsageError("--resolution: " + reason);
+    case EParameter::box:
+        return CUsageError("--box: '" + options.box.value_or("") + "': " + reason);
+    case EParameter::rim:
+        break;
     }
-    const float* first = image.Pixels<float>();
-    const float* last = first + image.Size().Elements();
-    if (std::any_of(first, last, [](float value) { return !std::isfinite(value); })) {
-        throw CWorkError("'" + path +
-                         "' holds pixels without a finite value (NaN or infinite); replace them by the grey "
-                         "value of the background");
-    }
-}
-
-template <typename PixelT>
-bool is_constant(const CImage& image) {
-    const PixelT* first = image.Pixels<PixelT>();
-    const PixelT* last = first + image.Size().Elements();
-    return std::all_of(first, last, [first](PixelT value) { return value == *first; });
-}
-
-void require_contrast(const CImage& image, const std::string& path) {
-    const bool isConstant = image.Type() == IMAGE_GREY_8    ? is_constant<unsigned char>(image)
-                            : image.Type() == IMAGE_GREY_16 ? is_constant<unsigned short>(image)
-                                                            : is_constant<float>(image);
-    if (isConstant) {
-        throw CWorkError("no foreground: all pixels of '" + path +
-                         "' have the same value; give an image with fibers, or a mask with --mask");
-    }
-}
-
-std::unique_ptr<CImage> read_mask(const std::string& path, const CSize& size) {
-    const auto reader = OpenMask(path, size);
-    try {
-        return volume::ReadMask(*reader);
-    } catch (const volume::CInputError& error) {
-        throw CWorkError("mask '" + path + "': " + error.what());
-    }
-}
-
-void require_foreground(const CImage& mask, const std::string& path) {
-    const auto* first = mask.Pixels<unsigned char>();
-    const unsigned char* last = first + mask.Size().Elements();
-    if (std::none_of(first, last, [](unsigned char pixel) { return pixel != 0; })) {
-        throw CWorkError("no foreground: mask '" + path + "' marks no pixel");
-    }
+    return CUsageError("--rim" + (options.rim ? ": '" + *options.rim + "'" : std::string()) + ": " + reason);
 }
 
 /// Filters know pixels only: where those are no cubes, angles are not those of the material.
@@ -166,92 +109,89 @@ void warn_unless_equal(const std::array<double, 3>& spacing, int dim, CConsole& 
     }
 }
 
-nlohmann::ordered_json tensor_json(const CFilterOrientations& estimator, const CBox& box, int dim) {
-    const auto extent = static_cast<std::size_t>(dim);
-    CMatrix<double> tensor(extent, extent);
-    const long long count = estimator.OrientationTensor(tensor, box);
-    constexpr std::array<const char*, 3> AXES{"x", "y", "z"};
-    nlohmann::ordered_json json;
-    json["lower_corner_px"] = nlohmann::ordered_json::array();
-    json["upper_corner_px"] = nlohmann::ordered_json::array();
-    for (int axis = 0; axis < dim; ++axis) {
-        json["lower_corner_px"].push_back(box.Point0()[axis]);
-        json["upper_corner_px"].push_back(box.Point1()[axis]);
+/// As far as the filters reach beyond the image, angles are not to be trusted.
+void warn_of_rim(const jobs::SEvaluatedPixels& evaluated, CConsole& console) {
+    constexpr std::array<char, 3> AXES{'x', 'y', 'z'};
+    std::string axes;
+    for (const int axis : evaluated.axesTooThin) {
+        axes += (axes.empty() ? "" : ", ") + std::string(1, AXES[static_cast<std::size_t>(axis)]);
     }
-    json["pixels"] = count;
-    for (std::size_t row = 0; row < extent; ++row) {
-        for (std::size_t col = row; col < extent; ++col) {
-            json[std::string("a_") + AXES[row] + AXES[col]] = tensor(row, col);
-        }
+    if (!axes.empty()) {
+        console.Warn("along " + axes +
+                     " the filters reach beyond the image from every pixel: no rim is left out of tensor and "
+                     "histogram there; narrower filters suit, or --rim");
     }
-    if (count > 0) {
-        CMatrix<double> eigenvalues(extent, 1);
-        COrientationTensor::Eigenvalues(eigenvalues, tensor);
-        for (std::size_t i = 0; i < extent; ++i) {
-            json["lambda_" + std::to_string(i + 1)] = eigenvalues(i, 0);
-        }
+    if (evaluated.isBoxClipped) {
+        console.Warn("the box reaches into the rim of " + jobs::SizeText(evaluated.rimPx) +
+                     " px that is left out; --rim 0 counts it, too");
     }
-    return json;
+}
+
+std::string memory_text(const report::SFilterRecord& record) {
+    return "memory: up to " + stream::BytesText(record.memory.expectedBytes) + " of " +
+           stream::BytesText(record.memory.allowedBytes) + " allowed; " +
+           jobs::SizeText(record.transform.sizePx) + " px are transformed, a frame of " +
+           std::to_string(record.transform.framePx) + " px on every side included";
+}
+
+void say_result(const report::SFilterRecord& record, const std::string& folder, CConsole& console) {
+    const report::SRunForeground& foreground = record.foreground;
+    const double share = static_cast<double>(foreground.pixels) / static_cast<double>(foreground.ofPixels);
+    console.Say("background " + jobs::RoundedText(record.background.level, 4) + ", foreground " +
+                jobs::RoundedText(100.0 * share, 3) + " %" +
+                (foreground.threshold ? ", from " + jobs::RoundedText(*foreground.threshold, 4) + " on"
+                                      : " (from the mask)"));
+    if (record.evaluated.pixels == 0) {
+        console.Warn("the box holds no foreground pixel; its tensor is 0");
+    }
+    std::string names = report::RUN_RECORD_FILE;
+    for (const std::string& name : record.files) {
+        names += " " + name;
+    }
+    console.Say(std::to_string(record.evaluated.pixels) + " pixels in the tensor; wrote into '" + folder +
+                "': " + names);
 }
 
 void run(const SFilterOptions& options) {
-    const float major = read_width({"--major", options.major});
-    const float minor = read_width({"--minor", options.minor});
-    const EResolution resolution = read_resolution(options.resolution);
-
-    CParallelism::SetThreads(ReadThreads(options.threads));
+    report::SFilterParameters parameters = read_parameters(options);
+    const std::size_t memoryBytes =
+        options.memory ? ReadBytes({"--memory", *options.memory}) : stream::DefaultBudget();
     CConsole console(options.quiet ? EVerbosity::quiet : EVerbosity::normal);
-    const auto reader = OpenInput(options.image, options.raw);
-    const CSize size = reader->Info().size;
-    const CBox box = read_box(options.box, size);
-    jobs::COutputFolder folder(options.outputFolder);
-    jobs::CPendingFiles files;
-    const auto path_of = [&](const char* name) { return files.Add(folder.Path() / name); };
-    const std::string indexPath = path_of("index.mha");
-    const std::string responsePath = path_of("response.mha");
-    const std::string colatitudePath = path_of("colatitude.mha");
-    const std::string longitudePath = path_of("longitude.mha");
-
-    const std::unique_ptr<CImage> image = volume::ReadImage(*reader);
-    require_numbers(*image, options.image);
-    std::unique_ptr<CImage> mask;
-    if (options.mask) {
-        mask = read_mask(*options.mask, size);
-        require_foreground(*mask, *options.mask);
-    } else {
-        require_contrast(*image, options.image);
+    const auto image = OpenInput(options.image, options.raw);
+    const CSize& size = image->Info().size;
+    parameters.boxPx = read_box(options.box, size.Dim());
+    const auto mask = options.mask ? OpenMask(*options.mask, size) : nullptr;
+    jobs::CFilterJob job({.image = *image,
+                          .mask = mask.get(),
+                          .parameters = parameters,
+                          .outputFolder = options.outputFolder,
+                          .memoryBytes = memoryBytes,
+                          .imagePath = options.image,
+                          .programVersion = ProgramVersion()});
+    try {
+        job.Plan(options.dryRun ? jobs::CFilterJob::EPurpose::estimate : jobs::CFilterJob::EPurpose::run);
+    } catch (const jobs::CFilterParameterError& failure) {
+        throw usage_error(failure, options);
     }
-    CFilterOrientations estimator(major, minor, nullptr, nullptr);
-    if (const auto note = jobs::SlowTransformNote(size, estimator.PadWidth())) {
+    if (const auto note = jobs::SlowTransformNote(size, parameters.majorWidth, parameters.minorWidth)) {
         console.Say(*note);
     }
-    estimator.Compute(*image, resolution, mask.get());
-
-    const std::array<double, 3> spacing =
-        reader->Info().spacing.value_or(std::array<double, 3>{1.0, 1.0, 1.0});
-    const std::string& unit = reader->Info().spacingUnit;
-    warn_unless_equal(spacing, size.Dim(), console);
-    CImage first(IMAGE_GREY_F, size, CSize(0, 0, 0));
-    CImage second(IMAGE_GREY_F, size, CSize(0, 0, 0));
-    estimator.GetBestResponse(first);
-    volume::WriteMetaImage(responsePath, first, spacing, unit);
-    estimator.GetOrientations(first, second);
-    volume::WriteMetaImage(colatitudePath, first, spacing, unit);
-    volume::WriteMetaImage(longitudePath, second, spacing, unit);
-    volume::WriteMetaImage(indexPath, *estimator.Index(), spacing, unit);
-    CValueMap histogram;
-    estimator.OrientationHistogram(histogram);
-    files.WriteText(folder.Path() / "histogram.json", report::ToText(report::ToJson(histogram)));
-    const nlohmann::ordered_json tensor = tensor_json(estimator, box, size.Dim());
-    files.WriteText(folder.Path() / "tensor.json", report::ToText(tensor));
-    ThrowIfInterrupted();
-    files.Commit();
-    folder.Keep();
-    if (tensor["pixels"] == 0) {
-        console.Warn("the box holds no foreground pixel; its tensor is 0");
+    const auto warn = [&] {
+        if (image->Info().spacing) {
+            warn_unless_equal(*image->Info().spacing, size.Dim(), console);
+        }
+        warn_of_rim(job.Evaluated(), console);
+    };
+    if (options.dryRun) {
+        warn();
+        std::cout << memory_text(job.Record()) << std::endl;
+        return;
     }
-    console.Say(tensor["pixels"].dump() + " pixels in the tensor; wrote into '" + options.outputFolder +
-                "': index.mha response.mha colatitude.mha longitude.mha histogram.json tensor.json");
+    console.Say(memory_text(job.Record()));
+    job.Run();
+    job.Save();
+    warn();
+    say_result(job.Record(), options.outputFolder, console);
 }
 
 } // namespace
@@ -289,17 +229,31 @@ SCommand AddFilterCommand(CLI::App& program) {
     parser->add_option("--mask", options->mask, MASK_OPTION_HELP)->type_name("FILE");
     parser
         ->add_option("--box", options->box,
-                     "Pixels of the tensor: two corners x0,y0[,z0],x1,y1[,z1], the second one not included. "
-                     "Default: the image without its last column, row and slice")
+                     "Pixels of tensor and histogram: two corners x0,y0[,z0],x1,y1[,z1], the second one not "
+                     "included. Default: the whole image. The rim is left out of either")
         ->type_name("CORNERS");
+    parser
+        ->add_option("--rim", options->rim,
+                     "Pixels that tensor and histogram leave out at every side of the image: N, or X,Y[,Z]. "
+                     "Default: as far as the filters reach, 2/pi times the width along")
+        ->type_name("N");
     parser->add_option("--raw", options->raw, RAW_OPTION_HELP)->type_name("X,Y,Z,TYPE");
     parser->add_option("--threads", options->threads, THREADS_OPTION_HELP)->type_name("N");
+    parser
+        ->add_option(
+            "--memory", options->memory,
+            "Most memory to use, as in 512M or 1.5G; more is refused before any work. Default: half of "
+            "the machine's")
+        ->type_name("SIZE");
+    parser->add_flag("--dry-run", options->dryRun, "Only print how much memory the filters will need");
     parser->add_flag("--quiet", options->quiet, "Print nothing but warnings and errors");
     parser->footer(
+        "The image is continued by the level of its background where filters reach beyond it.\n\n"
         "Results: index.mha (number of the direction, 255 for background), response.mha (strongest filter "
         "answer), colatitude.mha and longitude.mha (radians, -1 for background; in 2D the angle from the x "
         "axis "
-        "is the colatitude), histogram.json (per number: direction and pixel count), tensor.json.\n\n"
+        "is the colatitude), histogram.json (per number: direction and pixel count), tensor.json, run.json "
+        "(input, parameters, background, threshold).\n\n"
         "Example: tevra filter fibers.tif --major 12 --minor 5 --resolution medium -o results");
     return {parser, [options] { run(*options); }};
 }

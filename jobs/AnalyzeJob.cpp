@@ -9,7 +9,6 @@
 #include "volume/MetaImageWriter.h"
 
 #include <cstdint>
-#include <ctime>
 #include <filesystem>
 #include <sstream>
 #include <system_error>
@@ -33,18 +32,6 @@ std::string name_of_folder(const std::string& folder) {
     return name.str();
 }
 
-std::string utc_now() {
-    const std::time_t now = std::time(nullptr);
-    std::tm utc{};
-    gmtime_r(&now, &utc);
-    std::array<char, 32> text{};
-    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc)};
-}
-
-double seconds_since(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
 std::vector<std::string> names_of_outputs(const report::SOutputWishes& wishes) {
     std::vector<std::string> names;
     for (const report::SOutput& output : report::Outputs()) {
@@ -58,7 +45,7 @@ std::vector<std::string> names_of_outputs(const report::SOutputWishes& wishes) {
 } // namespace
 
 CAnalyzeJob::CAnalyzeJob(const SAnalyzeTask& task, stream::ICommunicator& ranks)
-    : m_task(task), m_ranks(ranks), m_start(Clock::now()) {
+    : m_task(task), m_ranks(ranks) {
     record_task();
 }
 
@@ -92,7 +79,7 @@ void CAnalyzeJob::Run() {
     if (m_earlier == EState::other) {
         m_analysis->DropCheckpoint(); // before its room is taken anew
     }
-    const Clock::time_point start = Clock::now();
+    const double start = m_clock.Seconds();
     const std::unique_ptr<CMapFiles> maps = new_maps();
     try {
         m_result = m_analysis->Run(maps.get());
@@ -103,7 +90,7 @@ void CAnalyzeJob::Run() {
         maps->Close();
     }
     m_ranks.Meet(); // the maps are complete
-    m_record.analyzeSeconds = seconds_since(start);
+    m_record.analyzeSeconds = m_clock.Seconds() - start;
     record_result();
 }
 
@@ -122,7 +109,7 @@ void CAnalyzeJob::write_texts() {
                              "Writing results...");
     for (const report::SOutput& output : report::Outputs()) {
         if (output.text != nullptr && report::IsWanted(output, wishes())) {
-            m_record.totalSeconds = seconds_since(m_start);
+            m_record.totalSeconds = m_clock.Seconds();
             m_files->WriteText(output.file, output.text({*m_result.document, m_record}));
         }
         progress.Step(); // the last chance to stop
@@ -193,7 +180,7 @@ EState CAnalyzeJob::common_state(EState own) const {
 void CAnalyzeJob::record_task() {
     const volume::SImageInfo& info = m_task.input.image.Info();
     m_record.version = m_task.programVersion;
-    m_record.startTime = utc_now();
+    m_record.startTime = m_clock.StartTime();
     m_record.input.path = m_task.imagePath;
     m_record.input.format = info.format;
     m_record.input.sizePx = ExtentsOf(info.size);

@@ -5,12 +5,12 @@
 #include "jobs/LayoutCheck.h"
 #include "jobs/MapFiles.h"
 #include "jobs/ResultFiles.h"
+#include "jobs/RunClock.h"
 #include "report/Outputs.h"
 #include "report/RunRecord.h"
 #include "stream/StreamingAnalysis.h"
 
 #include <array>
-#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -90,8 +90,6 @@ class CAnalyzeJob {
     const std::vector<std::string>& FileNames() const { return m_files->Names(); }
 
   private:
-    using Clock = std::chrono::steady_clock;
-
     const CSize& image_size() const { return m_task.input.image.Info().size; }
     report::SOutputWishes wishes() const;
     std::optional<stream::SCheckpointFiles> checkpoint_files() const;
@@ -105,7 +103,7 @@ class CAnalyzeJob {
 
     SAnalyzeTask m_task;
     stream::ICommunicator& m_ranks;
-    Clock::time_point m_start;
+    CRunClock m_clock;
     report::SRunRecord m_record;
     std::optional<stream::CStreamingAnalysis> m_analysis;
     std::optional<CResultFiles> m_files; // of the first process

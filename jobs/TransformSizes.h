@@ -13,8 +13,11 @@ namespace TEVRA::jobs {
 /// above).
 bool IsFastExtent(long long extent);
 
-/// What to tell about an image whose extents, with `pad` pixels of frame on either side, are slow to
-/// transform: which, and how many pixels instead would be fast. None if all are fast.
-std::optional<std::string> SlowTransformNote(const CSize& size, long long pad);
+/// Zeros that the filter bank puts around an image on every side, in pixels, for filters of these widths.
+long long FramePx(double majorWidth, double minorWidth);
+
+/// What to tell about an image whose extents with the frame of these filters are slow to transform: which,
+/// and how many pixels instead, or which width along the direction, would be fast. None if all are fast.
+std::optional<std::string> SlowTransformNote(const CSize& size, double majorWidth, double minorWidth);
 
 } // namespace TEVRA::jobs

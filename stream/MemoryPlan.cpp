@@ -58,14 +58,13 @@ class CDemand {
 
     std::size_t PeakBytes(const SMemoryPlan& plan) const {
         const bool isInFile = plan.scratchKind == EKind::file;
-        const std::size_t threads = static_cast<std::size_t>(m_workload.threads);
         const std::size_t working =
             std::max({reading(plan, isInFile), columns(plan, isInFile), orientations(plan, isInFile)});
         const std::size_t scratch = isInFile ? 0 : plan.scratchBytes;
         const std::size_t document =
             bytes_of(m_workload.tiles,
                      m_workload.withFourthOrder ? FOURTH_ORDER_BYTES_PER_TILE : DOCUMENT_BYTES_PER_TILE);
-        return PROGRAM_BYTES + threads * BYTES_PER_THREAD + std::max(scratch + working, document);
+        return ProgramBytes(m_workload.threads) + std::max(scratch + working, document);
     }
 
   private:
@@ -122,6 +121,10 @@ bool halve(T& number, T least) {
 }
 
 } // namespace
+
+std::size_t ProgramBytes(int threads) {
+    return PROGRAM_BYTES + bytes_of(threads, BYTES_PER_THREAD);
+}
 
 SMemoryPlan PlanMemory(const SWorkload& workload, std::size_t budgetBytes) {
     const CDemand demand(workload);

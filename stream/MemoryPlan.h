@@ -35,6 +35,9 @@ struct SMemoryPlan {
     std::size_t stripPixels = 1; ///< of every slice, smoothed across slices at a time
 };
 
+/// The program and its libraries, and each thread's stack, heap and small buffers.
+std::size_t ProgramBytes(int threads);
+
 /// The plan for a budget: scratch in memory if that fits, else in a file, and slabs and strips as large as
 /// is useful and fits.
 /// @throws volume::CEnvironmentError if the budget is too small for any plan, naming what is needed.
