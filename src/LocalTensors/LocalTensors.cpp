@@ -1,0 +1,651 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "LocalTensors/LocalTensors.h"
+
+#include "Axes/HessianAxis.h"
+#include "Axes/Markers.h"
+
+#include <algorithm>
+#include <cmath>
+#include <span>
+#include <utility>
+
+namespace TEVRA::Impl {
+namespace {
+
+/// Slices that are made at a time.
+constexpr long long BATCH = static_cast<long long>(MOST_SMOOTHED_ROWS);
+/// Rows that a task works on at least: it repeats the work on as many as the filters reach beyond them.
+constexpr std::size_t LEAST_BAND_ROWS = 64;
+/// Tasks per batch of slices, for threads to share.
+constexpr std::size_t USEFUL_TASKS = 32;
+
+enum EOrder : std::size_t { smoothed = 0, first = 1, second = 2 };
+
+/// A row filtered along z and x.
+struct SField {
+    std::size_t orderX, orderZ;
+};
+/// A derivative: a field filtered along y.
+struct SDerivative {
+    std::size_t field, orderY;
+};
+
+/// The derivatives of one kind: Hessians (xx, xy[, xz], yy[, yz, zz]) or gradients (x, y[, z]).
+struct SDerivatives {
+    std::vector<SField> fields;
+    std::vector<SDerivative> derivatives;
+};
+
+template <std::size_t Dim>
+SDerivatives derivatives_of(ELocalTensor kind) {
+    if (kind == ELocalTensor::lineVotes) {
+        if constexpr (Dim == 3) {
+            return {{{smoothed, smoothed},
+                     {first, smoothed},
+                     {second, smoothed},
+                     {smoothed, first},
+                     {first, first},
+                     {smoothed, second}},
+                    {{2, smoothed}, {1, first}, {4, smoothed}, {0, second}, {3, first}, {5, smoothed}}};
+        }
+        return {{{smoothed, smoothed}, {first, smoothed}, {second, smoothed}},
+                {{2, smoothed}, {1, first}, {0, second}}};
+    }
+    if constexpr (Dim == 3) {
+        return {{{smoothed, smoothed}, {first, smoothed}, {smoothed, first}},
+                {{1, smoothed}, {0, first}, {2, smoothed}}};
+    }
+    return {{{smoothed, smoothed}, {first, smoothed}}, {{1, smoothed}, {0, first}}};
+}
+
+std::vector<float> as_floats(const std::vector<double>& numbers) {
+    std::vector<float> floats(numbers.size());
+    std::transform(numbers.begin(), numbers.end(), floats.begin(),
+                   [](double number) { return static_cast<float>(number); });
+    return floats;
+}
+
+/// Rows of numbers one behind the other.
+class CRows {
+  public:
+    CRows(std::size_t rows, std::size_t stride) : m_stride(stride), m_numbers(rows * stride) {}
+    float* Row(std::size_t row) { return m_numbers.data() + row * m_stride; }
+
+  private:
+    std::size_t m_stride;
+    std::vector<float> m_numbers;
+};
+
+/// Repeats the first and last pixel on either side of a row.
+void repeat_border(float* row, std::size_t width, std::size_t margin, std::size_t entries) {
+    for (std::size_t x = 0; x < margin; ++x) {
+        std::copy_n(row, entries, row - entries * (x + 1));
+        std::copy_n(row + entries * (width - 1), entries, row + entries * (width + x));
+    }
+}
+
+/// Hands a matrix that has no closed form to the decomposition.
+template <std::size_t Dim, typename EntryT>
+bool decompose(const EntryT& entry_of, EEigenvalue which, std::array<double, Dim>& axis) {
+    CHessianAxis<Dim> kernel(which);
+    std::size_t entry = 0;
+    for (std::size_t i = 0; i < Dim; ++i) {
+        for (std::size_t j = i; j < Dim; ++j) {
+            kernel.Set(i, j, static_cast<double>(entry_of(entry++)));
+        }
+    }
+    return kernel.Decompose(axis);
+}
+
+} // namespace
+
+template <std::size_t Dim>
+CLocalTensors<Dim>::CRing::CRing(long long slices, std::size_t sliceFloats)
+    : m_slices(slices), m_sliceFloats(sliceFloats),
+      m_memory(std::make_unique<float[]>(static_cast<std::size_t>(slices) * sliceFloats + VOXEL_LOAD)) {}
+
+/// Derivatives, votes or products, and their sums within a slice, row after row of a band.
+template <std::size_t Dim>
+class CLocalTensors<Dim>::CPlaneWork {
+  public:
+    CPlaneWork(CLocalTensors& tensors, long long z)
+        : m_tensors(tensors), m_kernels(tensors.m_kernels), m_z(z),
+          m_recipe(derivatives_of<Dim>(tensors.m_scales.kind)),
+          m_marginX(static_cast<std::size_t>(tensors.m_reach.derivative[0])),
+          m_reachY(tensors.m_reach.derivative[1]),
+          m_windowX(static_cast<std::size_t>(tensors.m_reach.window[0])),
+          m_windowY(tensors.m_reach.window[1]),
+          m_across(3, RoundedToGroup(tensors.m_width + 2 * m_marginX) + 2 * ROW_GROUP),
+          m_fields(m_recipe.fields.size() * static_cast<std::size_t>(2 * m_reachY + 1), tensors.m_greyStride),
+          m_derivatives(m_recipe.derivatives.size(), tensors.m_greyStride),
+          m_votes(1, RoundedToGroup(ENTRIES * (tensors.m_width + 2 * m_windowX)) + 2 * ROW_GROUP),
+          m_gathered(static_cast<std::size_t>(2 * m_windowY + 1), tensors.m_tensorStride),
+          m_isEmpty(static_cast<std::size_t>(2 * m_windowY + 1)) {}
+
+    void Run(const SBand& band) {
+        const auto height = static_cast<long long>(m_tensors.m_height);
+        const auto begin = static_cast<long long>(band.first);
+        m_nextVotes = std::max(begin - m_windowY, 0LL);
+        m_nextField = std::max(m_nextVotes - m_reachY, 0LL);
+        std::vector<const float*> rows(static_cast<std::size_t>(2 * m_windowY + 1));
+        for (long long y = begin; y < static_cast<long long>(band.end); ++y) {
+            for (; m_nextVotes <= std::min(y + m_windowY, height - 1); ++m_nextVotes) {
+                make_votes(m_nextVotes);
+            }
+            bool isEmpty = true;
+            for (long long k = -m_windowY; k <= m_windowY; ++k) {
+                rows[static_cast<std::size_t>(k + m_windowY)] = gathered_row(y + k, isEmpty);
+            }
+            float* const out = m_tensors.m_planarRing.At(m_z) + static_cast<std::size_t>(y) * stride();
+            if (isEmpty) {
+                std::fill_n(out, stride(), 0.0F);
+            } else {
+                smooth(rows, m_tensors.m_window[1], out, ENTRIES * m_tensors.m_width);
+            }
+            m_tensors.m_isEmpty[m_tensors.empty_index(m_z, static_cast<std::size_t>(y))] = isEmpty ? 1 : 0;
+        }
+    }
+
+  private:
+    std::size_t stride() const { return m_tensors.m_tensorStride; }
+
+    void smooth(const std::vector<const float*>& rows, const SWeights& weights, float* out,
+                std::size_t count) {
+        m_kernels.filter({rows.data(),
+                          weights.radius,
+                          {weights.of[0].data(), nullptr, nullptr},
+                          {out, nullptr, nullptr},
+                          count});
+    }
+
+    /// A row of sums along x; beyond the image that of the nearest one or nothing.
+    const float* gathered_row(long long y, bool& isEmpty) {
+        const auto height = static_cast<long long>(m_tensors.m_height);
+        if (y < 0 || y >= height) {
+            if (m_tensors.m_scales.kind == ELocalTensor::lineVotes) {
+                return m_tensors.m_zeros.data();
+            }
+            y = std::clamp(y, 0LL, height - 1);
+        }
+        const auto slot = static_cast<std::size_t>(y % (2 * m_windowY + 1));
+        if (m_isEmpty[slot]) {
+            return m_tensors.m_zeros.data();
+        }
+        isEmpty = false;
+        return m_gathered.Row(slot);
+    }
+
+    float* field_row(std::size_t field, long long y) {
+        const long long rows = 2 * m_reachY + 1;
+        return m_fields.Row(field * static_cast<std::size_t>(rows) + static_cast<std::size_t>(y % rows));
+    }
+
+    /// Filters row y of the slice along z and x.
+    void make_fields(long long y) {
+        std::array<float*, 3> across{};
+        for (std::size_t order = 0; order < 3; ++order) {
+            across[order] = m_across.Row(order) + ROW_GROUP / 2 + m_marginX;
+        }
+        filter_across(y, across);
+        std::vector<const float*>& rows = m_rows;
+        rows.resize(2 * m_marginX + 1);
+        const SWeights& weights = m_tensors.m_derivative[0];
+        for (std::size_t orderZ = 0; orderZ < 3; ++orderZ) {
+            SFilteredRow job{rows.data(),
+                             m_marginX,
+                             {weights.of[0].data(), weights.of[1].data(), weights.of[2].data()},
+                             {nullptr, nullptr, nullptr},
+                             m_tensors.m_width};
+            bool isWanted = false;
+            for (std::size_t field = 0; field < m_recipe.fields.size(); ++field) {
+                if (m_recipe.fields[field].orderZ == orderZ) {
+                    job.out[m_recipe.fields[field].orderX] = field_row(field, y);
+                    isWanted = true;
+                }
+            }
+            if (!isWanted) {
+                continue;
+            }
+            repeat_border(across[orderZ], m_tensors.m_width, m_marginX, 1);
+            for (std::size_t k = 0; k < rows.size(); ++k) {
+                rows[k] = across[orderZ] + k - m_marginX;
+            }
+            m_kernels.filter(job);
+        }
+    }
+
+    void filter_across(long long y, const std::array<float*, 3>& out) {
+        const std::size_t offset = static_cast<std::size_t>(y) * m_tensors.m_greyStride;
+        if constexpr (Dim == 2) {
+            std::copy_n(m_tensors.m_greyRing.At(0) + offset, m_tensors.m_width, out[0]);
+        } else {
+            const SWeights& weights = m_tensors.m_derivative[2];
+            const auto reach = static_cast<long long>(weights.radius);
+            m_rows.resize(2 * weights.radius + 1);
+            for (long long k = -reach; k <= reach; ++k) {
+                m_rows[static_cast<std::size_t>(k + reach)] =
+                    m_tensors.m_greyRing.At(m_tensors.clamped(m_z + k)) + offset;
+            }
+            SFilteredRow job{m_rows.data(),
+                             weights.radius,
+                             {weights.of[0].data(), weights.of[1].data(), weights.of[2].data()},
+                             {nullptr, nullptr, nullptr},
+                             m_tensors.m_width};
+            for (const SField& field : m_recipe.fields) {
+                job.out[field.orderZ] = out[field.orderZ];
+            }
+            m_kernels.filter(job);
+        }
+    }
+
+    /// Votes or products of row y, and their sums along x.
+    void make_votes(long long y) {
+        const auto height = static_cast<long long>(m_tensors.m_height);
+        for (; m_nextField <= std::min(y + m_reachY, height - 1); ++m_nextField) {
+            make_fields(m_nextField);
+        }
+        std::array<const float*, 6> derivatives{};
+        const SWeights& weights = m_tensors.m_derivative[1];
+        m_rows.resize(static_cast<std::size_t>(2 * m_reachY + 1));
+        for (std::size_t number = 0; number < m_recipe.derivatives.size(); ++number) {
+            const SDerivative& wanted = m_recipe.derivatives[number];
+            for (long long k = -m_reachY; k <= m_reachY; ++k) {
+                m_rows[static_cast<std::size_t>(k + m_reachY)] =
+                    field_row(wanted.field, std::clamp(y + k, 0LL, height - 1));
+            }
+            SFilteredRow job{m_rows.data(),
+                             weights.radius,
+                             {weights.of[0].data(), weights.of[1].data(), weights.of[2].data()},
+                             {nullptr, nullptr, nullptr},
+                             m_tensors.m_width};
+            job.out[wanted.orderY] = m_derivatives.Row(number);
+            m_kernels.filter(job);
+            derivatives[number] = m_derivatives.Row(number);
+        }
+        const auto slot = static_cast<std::size_t>(y % (2 * m_windowY + 1));
+        float* const votes = m_votes.Row(0) + ROW_GROUP / 2 + ENTRIES * m_windowX;
+        m_isEmpty[slot] = m_tensors.m_scales.kind == ELocalTensor::lineVotes ? !vote(derivatives, votes)
+                                                                             : !multiply(derivatives, votes);
+        if (!m_isEmpty[slot]) {
+            m_rows.resize(2 * m_windowX + 1);
+            for (std::size_t k = 0; k < m_rows.size(); ++k) {
+                m_rows[k] = votes + ENTRIES * k - ENTRIES * m_windowX;
+            }
+            smooth(m_rows, m_tensors.m_window[0], m_gathered.Row(slot), ENTRIES * m_tensors.m_width);
+        }
+    }
+
+    /// @return whether there is any vote. Beyond the image there is none.
+    bool vote(const std::array<const float*, 6>& hessian, float* votes) {
+        std::fill_n(votes, ENTRIES * m_tensors.m_width, 0.0F);
+        std::size_t voting = 0;
+        std::array<unsigned short, LOCAL_SEGMENT>
+            failed; // NOLINT(cppcoreguidelines-pro-type-member-init): output
+        for (std::size_t begin = 0; begin < m_tensors.m_width; begin += LOCAL_SEGMENT) {
+            SVoteSegment segment{};
+            for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
+                segment.hessian[entry] = hessian[entry] + begin;
+            }
+            segment.count = std::min(LOCAL_SEGMENT, m_tensors.m_width - begin);
+            segment.squaredSigma = m_tensors.m_squaredSigma;
+            segment.votes = votes + ENTRIES * begin;
+            segment.failed = failed.data();
+            const SVotesFound found = m_kernels.votes[Dim - 2](segment);
+            voting += found.voting;
+            for (std::size_t i = 0; i < found.failed; ++i) {
+                vote_by_decomposition(segment, failed[i]);
+            }
+        }
+        return voting > 0;
+    }
+
+    /// Where eigenvalues are close the strength hardly depends on which of their axes is taken.
+    void vote_by_decomposition(const SVoteSegment& segment, std::size_t pixel) {
+        std::array<double, Dim> axis{};
+        const auto entry_of = [&](std::size_t entry) { return segment.hessian[entry][pixel]; };
+        if (!decompose<Dim>(entry_of, EEigenvalue::smallest, axis)) {
+            return;
+        }
+        double along = 0.0;
+        double trace = 0.0;
+        double squares = 0.0;
+        std::size_t entry = 0;
+        for (std::size_t i = 0; i < Dim; ++i) {
+            for (std::size_t j = i; j < Dim; ++j) {
+                const auto value = static_cast<double>(entry_of(entry++));
+                const double count = i == j ? 1.0 : 2.0;
+                along += count * value * axis[i] * axis[j];
+                squares += count * value * value;
+                trace += i == j ? value : 0.0;
+            }
+        }
+        const double rest = trace - along;
+        const double across =
+            Dim == 2
+                ? rest
+                : 0.5 * rest + std::sqrt(std::max(0.5 * (squares - along * along) - 0.25 * rest * rest, 0.0));
+        const double strength = segment.squaredSigma * (-across - std::abs(along));
+        if (strength < LEAST_LINE_STRENGTH) {
+            return;
+        }
+        entry = 0;
+        for (std::size_t i = 0; i < Dim; ++i) {
+            for (std::size_t j = i; j < Dim; ++j) {
+                segment.votes[ENTRIES * pixel + entry++] =
+                    static_cast<float>(strength * strength * axis[i] * axis[j]);
+            }
+        }
+    }
+
+    bool multiply(const std::array<const float*, 6>& gradient, float* products) {
+        m_kernels.products[Dim - 2](gradient.data(), m_tensors.m_width, products);
+        repeat_border(products, m_tensors.m_width, m_windowX, ENTRIES);
+        return true;
+    }
+
+    CLocalTensors& m_tensors;
+    const SPlaneKernels& m_kernels;
+    long long m_z;
+    SDerivatives m_recipe;
+    std::size_t m_marginX;
+    long long m_reachY;
+    std::size_t m_windowX;
+    long long m_windowY;
+    CRows m_across;
+    CRows m_fields;
+    CRows m_derivatives;
+    CRows m_votes;
+    CRows m_gathered;
+    std::vector<bool> m_isEmpty;
+    std::vector<const float*> m_rows;
+    long long m_nextVotes = 0;
+    long long m_nextField = 0;
+};
+
+template <std::size_t Dim>
+CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, const SLocalScales& scales,
+                                  const SGreyScale& grey, FillSlice fill, EInstructionSet set)
+    : m_width(static_cast<std::size_t>(size[0])), m_height(static_cast<std::size_t>(size[1])),
+      m_depth(Dim == 3 ? size[2] : 1), m_slices(slices), m_scales(scales),
+      m_reach(ReachOf(scales, static_cast<int>(Dim))), m_grey(grey), m_fill(std::move(fill)),
+      m_kernels(PlaneKernelsOf(set)), m_squaredSigma(scales.derivativeSigma * scales.derivativeSigma),
+      m_greyStride(RoundedToGroup(m_width)), m_tensorStride(RoundedToGroup(ENTRIES * m_width)),
+      m_zeros(m_tensorStride + ROW_GROUP) {
+    for (std::size_t axis = 0; axis < Dim; ++axis) {
+        const double spacing = scales.spacing[axis];
+        const SSampledKernel smoothing = SampledSmoothing(scales.derivativeSigma, spacing);
+        m_derivative[axis] = {smoothing.Radius(),
+                              {as_floats(smoothing.weights),
+                               as_floats(SampledFirstDerivative(scales.derivativeSigma, spacing).weights),
+                               as_floats(SampledSecondDerivative(scales.derivativeSigma, spacing).weights)}};
+        const SSampledKernel window = SampledSmoothing(scales.windowSigma, spacing);
+        m_window[axis] = {window.Radius(), {as_floats(window.weights), {}, {}}};
+    }
+    double sum = 1.0;
+    for (int step = 1; step <= ALONG_STEPS; ++step) {
+        sum += 2.0 * std::exp(-0.5 * std::pow(step * ALONG_REACH_SIGMAS / ALONG_STEPS, 2));
+    }
+    m_lookUps.weights[0] = static_cast<float>(1.0 / sum);
+    for (int step = 1; step <= ALONG_STEPS; ++step) {
+        const double distance = step * ALONG_REACH_SIGMAS / ALONG_STEPS;
+        m_lookUps.weights[step] = static_cast<float>(std::exp(-0.5 * distance * distance) / sum);
+        for (std::size_t axis = 0; axis < Dim; ++axis) {
+            m_lookUps.offsets[step - 1][axis] = distance * scales.along / scales.spacing[axis];
+        }
+    }
+    const std::size_t tensorFloats = m_height * m_tensorStride;
+    if constexpr (Dim == 3) {
+        m_greyRing = CRing(2 * m_reach.derivative[2] + BATCH, m_height * m_greyStride);
+        m_planarRing = CRing(2 * m_reach.window[2] + BATCH, tensorFloats);
+        m_tensorRing = CRing(2 * m_reach.along[2] + BATCH, tensorFloats);
+        m_isEmpty.resize(static_cast<std::size_t>(2 * m_reach.window[2] + BATCH) * m_height);
+    } else {
+        m_greyRing = CRing(1, m_height * m_greyStride);
+        m_planarRing = CRing(1, tensorFloats);
+        m_isEmpty.resize(m_height);
+    }
+    m_tensorEnd = std::max(m_slices.first - m_reach.along[2], 0LL);
+    m_planarEnd = std::max(m_tensorEnd - m_reach.window[2], 0LL);
+    m_greyEnd = GreySlices(size, slices, scales).first;
+    m_ready = {m_slices.first, m_slices.first};
+}
+
+template <std::size_t Dim>
+SPlanes CLocalTensors<Dim>::GreySlices(const CSize& size, const SPlanes& slices, const SLocalScales& scales) {
+    if constexpr (Dim == 2) {
+        return {0, 1};
+    }
+    const SLocalReach reach = ReachOf(scales, static_cast<int>(Dim));
+    return {std::max(slices.first - reach.Total(2), 0LL), std::min(slices.end + reach.Total(2), size[2])};
+}
+
+template <std::size_t Dim>
+std::size_t CLocalTensors<Dim>::Bytes(const CSize& size, const SLocalScales& scales) {
+    const SLocalReach reach = ReachOf(scales, static_cast<int>(Dim));
+    const auto slices = [](long long count, std::size_t floats) {
+        return static_cast<std::size_t>(count) * floats * sizeof(float);
+    };
+    const auto height = static_cast<std::size_t>(size[1]);
+    const std::size_t grey = height * RoundedToGroup(static_cast<std::size_t>(size[0]));
+    const std::size_t tensor = height * RoundedToGroup(ENTRIES * static_cast<std::size_t>(size[0]));
+    if constexpr (Dim == 2) {
+        return slices(1, grey) + slices(1, tensor);
+    }
+    return slices(2 * reach.derivative[2] + BATCH, grey) +
+           slices(2 * reach.window[2] + BATCH + 2 * reach.along[2] + BATCH, tensor);
+}
+
+template <std::size_t Dim>
+long long CLocalTensors<Dim>::clamped(long long z) const {
+    return std::clamp(z, 0LL, m_depth - 1);
+}
+
+template <std::size_t Dim>
+bool CLocalTensors<Dim>::Advance(ITaskRunner& runner) {
+    m_ready = {m_ready.end, std::min(m_ready.end + BATCH, m_slices.end)};
+    if (m_ready.Count() == 0) {
+        return false;
+    }
+    const long long end = std::min(m_ready.end + m_reach.along[2], m_depth);
+    while (m_tensorEnd < end) {
+        make_tensors(std::min(m_tensorEnd + BATCH, end), runner);
+    }
+    return true;
+}
+
+template <std::size_t Dim>
+void CLocalTensors<Dim>::fill_grey(long long end, ITaskRunner& runner) {
+    for (; m_greyEnd < end; ++m_greyEnd) {
+        float* const slice = m_greyRing.At(m_greyEnd);
+        m_fill(m_greyEnd, slice, m_greyStride);
+        const SGreyScale scale = m_grey;
+        const std::vector<SBand> parts = bands(1);
+        runner.Run(static_cast<long long>(parts.size()), [&](long long task) {
+            const SBand& band = parts[static_cast<std::size_t>(task)];
+            float* const rows = slice + band.first * m_greyStride;
+            const std::size_t count = (band.end - band.first) * m_greyStride;
+            for (std::size_t i = 0; i < count; ++i) {
+                rows[i] = (rows[i] - scale.offset) * scale.factor;
+            }
+        });
+    }
+}
+
+template <std::size_t Dim>
+std::vector<typename CLocalTensors<Dim>::SBand> CLocalTensors<Dim>::bands(long long planes) const {
+    const std::size_t wanted =
+        (USEFUL_TASKS + static_cast<std::size_t>(planes) - 1) / static_cast<std::size_t>(planes);
+    const std::size_t most = std::max<std::size_t>(m_height / LEAST_BAND_ROWS, 1);
+    const std::size_t count = std::min(wanted, most);
+    std::vector<SBand> result;
+    for (std::size_t band = 0; band < count; ++band) {
+        result.push_back({m_height * band / count, m_height * (band + 1) / count});
+    }
+    return result;
+}
+
+template <std::size_t Dim>
+void CLocalTensors<Dim>::make_planar(long long end, ITaskRunner& runner) {
+    while (m_planarEnd < end) {
+        const SPlanes planes{m_planarEnd, std::min(m_planarEnd + BATCH, end)};
+        fill_grey(std::min(planes.end + m_reach.derivative[2], m_depth), runner);
+        const std::vector<SBand> parts = bands(planes.Count());
+        const auto bandCount = static_cast<long long>(parts.size());
+        runner.Run(planes.Count() * bandCount, [&](long long task) {
+            CPlaneWork(*this, planes.first + task / bandCount)
+                .Run(parts[static_cast<std::size_t>(task % bandCount)]);
+        });
+        m_planarEnd = planes.end;
+    }
+}
+
+template <std::size_t Dim>
+void CLocalTensors<Dim>::make_tensors(long long end, ITaskRunner& runner) {
+    const SPlanes planes{m_tensorEnd, end};
+    make_planar(std::min(planes.end + m_reach.window[2], m_depth), runner);
+    if constexpr (Dim == 3) {
+        const std::vector<SBand> parts = bands(1);
+        runner.Run(static_cast<long long>(parts.size()),
+                   [&](long long task) { gather_across(planes, parts[static_cast<std::size_t>(task)]); });
+    }
+    m_tensorEnd = planes.end;
+}
+
+template <std::size_t Dim>
+std::size_t CLocalTensors<Dim>::empty_index(long long z, std::size_t y) const {
+    const long long slices = Dim == 3 ? 2 * m_reach.window[2] + BATCH : 1;
+    return static_cast<std::size_t>(z % slices) * m_height + y;
+}
+
+template <std::size_t Dim>
+void CLocalTensors<Dim>::gather_across(const SPlanes& planes, const SBand& band) {
+    const SWeights& weights = m_window[2];
+    const auto reach = static_cast<long long>(weights.radius);
+    const auto outputs = static_cast<std::size_t>(planes.Count());
+    std::vector<const float*> rows(outputs + 2 * weights.radius);
+    std::vector<float*> out(outputs);
+    for (std::size_t y = band.first; y < band.end; ++y) {
+        bool isEmpty = true;
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            const long long z = planes.first - reach + static_cast<long long>(i);
+            const bool isOutside = z < 0 || z >= m_depth;
+            const long long at = clamped(z);
+            if ((isOutside && m_scales.kind == ELocalTensor::lineVotes) ||
+                m_isEmpty[empty_index(at, y)] != 0) {
+                rows[i] = m_zeros.data();
+            } else {
+                rows[i] = m_planarRing.At(at) + y * m_tensorStride;
+                isEmpty = false;
+            }
+        }
+        for (std::size_t j = 0; j < outputs; ++j) {
+            out[j] = m_tensorRing.At(planes.first + static_cast<long long>(j)) + y * m_tensorStride;
+            if (isEmpty) {
+                std::fill_n(out[j], m_tensorStride, 0.0F);
+            }
+        }
+        if (!isEmpty) {
+            m_kernels.smooth(
+                {rows.data(), weights.radius, weights.of[0].data(), out.data(), outputs, ENTRIES * m_width});
+        }
+    }
+}
+
+template <std::size_t Dim>
+std::size_t CLocalTensors<Dim>::FindAxes(long long z, std::size_t y, const unsigned char* foreground,
+                                         const SLocalRow& row, CLocalWorkspace<Dim>& work) const {
+    std::fill_n(row.theta, m_width, Dim == 3 ? NO_COLATITUDE : NO_ANGLE);
+    if constexpr (Dim == 3) {
+        std::fill_n(row.phi, m_width, NO_ANGLE);
+    }
+    if (row.confidence != nullptr) {
+        std::fill_n(row.confidence, m_width, 0.0F);
+    }
+    const bool isSmallest = m_scales.kind == ELocalTensor::gradientProducts;
+    const EEigenvalue which = isSmallest ? EEigenvalue::smallest : EEigenvalue::largest;
+    std::array<float*, 6> entries{};
+    for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
+        entries[entry] = work.m_entries[entry].data();
+    }
+    std::array<double*, Dim> axes{};
+    for (std::size_t component = 0; component < Dim; ++component) {
+        axes[component] = work.m_axes[component].data();
+    }
+    const auto find_axes = [&](std::size_t count) {
+        const std::size_t failed =
+            m_kernels.axes[Dim - 2](entries.data(), count, isSmallest, axes.data(), work.m_failed.data());
+        for (std::size_t i = 0; i < failed; ++i) {
+            const std::size_t at = work.m_failed[i];
+            std::array<double, Dim> axis{};
+            const auto entry_of = [&](std::size_t entry) { return entries[entry][at]; };
+            if (!decompose<Dim>(entry_of, which, axis)) {
+                axis = {};
+                axis[0] = 1.0;
+            }
+            for (std::size_t component = 0; component < Dim; ++component) {
+                axes[component][at] = axis[component];
+            }
+        }
+    };
+    const CRing& ring = Dim == 3 ? m_tensorRing : m_planarRing;
+    STensorVolume volume{};
+    volume.extents[0] = static_cast<long long>(m_width);
+    volume.extents[1] = static_cast<long long>(m_height);
+    volume.extents[2] = m_depth;
+    volume.rowFloats = m_tensorStride;
+    volume.firstSlice = std::max(z - m_reach.along[2], 0LL);
+    work.m_planes.clear();
+    for (long long at = volume.firstSlice; at <= std::min(z + m_reach.along[2], m_depth - 1); ++at) {
+        work.m_planes.push_back(ring.At(at));
+    }
+    volume.planes = work.m_planes.data();
+    const float* const own = ring.At(z) + y * m_tensorStride;
+    std::size_t found = 0;
+    for (std::size_t begin = 0; begin < m_width; begin += LOCAL_SEGMENT) {
+        std::size_t count = 0;
+        const std::size_t length = std::min(LOCAL_SEGMENT, m_width - begin);
+        for (std::size_t x = 0; x < length; ++x) {
+            work.m_pixels[count] = static_cast<unsigned short>(x);
+            count += foreground[begin + x] != 0 ? 1 : 0;
+        }
+        if (count == 0) {
+            continue;
+        }
+        m_kernels.gather[Dim - 2](own + ENTRIES * begin, work.m_pixels.data(), count, entries.data());
+        find_axes(count);
+        if (m_scales.along > 0.0) {
+            m_kernels.lookUp[Dim - 2](volume, m_lookUps, work.m_pixels.data(), count,
+                                      static_cast<long long>(begin), static_cast<long long>(y), z,
+                                      axes.data(), entries.data());
+            find_axes(count);
+        }
+        m_kernels.finish[Dim - 2](entries.data(), axes.data(), count, isSmallest, work.m_theta.data(),
+                                  work.m_phi.data(), work.m_confidence.data());
+        for (std::size_t i = 0; i < count; ++i) {
+            double trace = 0.0;
+            std::size_t entry = 0;
+            for (std::size_t axis = 0; axis < Dim; ++axis) {
+                trace += static_cast<double>(entries[entry][i]);
+                entry += Dim - axis;
+            }
+            if (!(trace > 0.0) || !std::isfinite(trace)) {
+                continue;
+            }
+            const std::size_t x = begin + work.m_pixels[i];
+            row.theta[x] = work.m_theta[i];
+            if constexpr (Dim == 3) {
+                row.phi[x] = work.m_phi[i];
+            }
+            if (row.confidence != nullptr) {
+                row.confidence[x] = work.m_confidence[i];
+            }
+            ++found;
+        }
+    }
+    return found;
+}
+
+template class CLocalTensors<2>;
+template class CLocalTensors<3>;
+
+} // namespace TEVRA::Impl

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "Utils/InstructionSet.h"
+
+#include <cstddef>
+
+/// What the file that is compiled once per instruction set offers: rows of single-precision numbers filtered
+/// along any axis, and the per-pixel steps of local tensors, many pixels side by side. Every instruction set
+/// gives the same bits.
+namespace TEVRA::Impl {
+
+/// Rows are worked on in whole groups of so many floats: every row read or written has room for its length
+/// rounded up to this. What stands beyond the length means nothing.
+inline constexpr std::size_t ROW_GROUP = 32;
+
+inline constexpr std::size_t RoundedToGroup(std::size_t count) {
+    return (count + ROW_GROUP - 1) / ROW_GROUP * ROW_GROUP;
+}
+
+/// Pixels that the per-pixel steps take at a time, at most.
+inline constexpr std::size_t LOCAL_SEGMENT = 512;
+/// Packed numbers stand in arrays with room for this many more.
+inline constexpr std::size_t LOCAL_ROOM = 16;
+/// A voxel of look-ups is loaded as so many floats: arrays of tensors have room for them behind the last.
+inline constexpr std::size_t VOXEL_LOAD = 8;
+
+/// One row filtered by up to three kernels: smoothed, first and second derivative.
+struct SFilteredRow {
+    const float* const* rows; ///< rows[radius + k] is the neighbour at distance k along the filtered axis
+    std::size_t radius;
+    const float* weights[3]; ///< at distance 0 to radius; the first derivative's are odd
+    float* out[3];           ///< null for those that are not wanted
+    std::size_t count;
+};
+
+/// Up to eight rows that follow each other along the filtered axis, smoothed.
+struct SSmoothedRows {
+    const float* const* rows; ///< outputs + 2 radius of them; output j is centred at rows[radius + j]
+    std::size_t radius;
+    const float* weights; ///< at distance 0 to radius
+    float* const* out;
+    std::size_t outputs; ///< 1 to MOST_SMOOTHED_ROWS
+    std::size_t count;
+};
+inline constexpr std::size_t MOST_SMOOTHED_ROWS = 8;
+
+/// Line strengths below this, in units of the image's range of values, are the rounding of flat ground: they
+/// do not vote.
+inline constexpr double LEAST_LINE_STRENGTH = 1e-6;
+
+struct SVoteSegment {
+    const float* hessian[6]; ///< rows xx, xy[, xz], yy[, yz, zz]
+    std::size_t count;       ///< at most LOCAL_SEGMENT
+    double squaredSigma;     ///< makes the line strength a plain number
+    float* votes;            ///< interleaved entries of every pixel; receives those of pixels that vote
+    unsigned short* failed;  ///< receives pixels whose axis has no closed form
+};
+
+struct SVotesFound {
+    std::size_t voting; ///< pixels that were given a vote
+    std::size_t failed; ///< pixels that are left to the decomposition
+};
+
+/// Where the tensors of voxels stand, for look-ups along axes.
+struct STensorVolume {
+    const float* const* planes; ///< by slice, from the first that may be looked up
+    long long firstSlice;
+    long long extents[3];
+    std::size_t rowFloats; ///< from one row to the next
+};
+
+/// Steps along an axis, in pixels per unit of the axis.
+struct SLookUps {
+    double offsets[3][3]; ///< [step][x, y, z]
+    float weights[4];     ///< of the pixel itself and of the steps to either side
+};
+
+struct SPlaneKernels {
+    void (*filter)(const SFilteredRow&);
+    void (*smooth)(const SSmoothedRows&);
+    /// Products of gradient components, interleaved. @param gradient rows x, y[, z].
+    void (*products[2])(const float* const* gradient, std::size_t count, float* products);
+    SVotesFound (*votes[2])(const SVoteSegment&);
+    /// Tensors of picked pixels of a row, one array per entry.
+    void (*gather[2])(const float* row, const unsigned short* pixels, std::size_t count,
+                      float* const* entries);
+    /// Unit eigenvectors of packed tensors. @return number of `failed` ones.
+    std::size_t (*axes[2])(const float* const* entries, std::size_t count, bool isSmallest,
+                           double* const* axis, unsigned short* failed);
+    /// Weighted means of tensors along axes. @param x, count: the row's pixels; @param y, z: the row.
+    void (*lookUp[2])(const STensorVolume& volume, const SLookUps& steps, const unsigned short* pixels,
+                      std::size_t count, long long firstX, long long y, long long z,
+                      const double* const* axis, float* const* entries);
+    /// Angles and confidence of packed tensors with their axes.
+    void (*finish[2])(const float* const* entries, const double* const* axis, std::size_t count,
+                      bool isSmallest, float* theta, float* phi, float* confidence);
+};
+
+const SPlaneKernels& PlaneKernelsOf(EInstructionSet set);
+
+} // namespace TEVRA::Impl

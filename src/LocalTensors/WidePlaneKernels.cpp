@@ -1,0 +1,538 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Compiled once per instruction set: no inline functions of the standard library here (see
+// tevra_add_wide_sources).
+#include "LocalTensors/PlaneKernels.h"
+
+#include "Axes/AngleKernel.h"
+#include "Axes/HessianKernel.h"
+#include "Numeric/Lanes.h"
+
+namespace TEVRA::Impl::planes::TEVRA_WIDE {
+namespace {
+
+#if defined(__AVX512F__)
+constexpr std::size_t WIDTH = 8;
+#elif defined(__AVX2__)
+constexpr std::size_t WIDTH = 4;
+#else
+constexpr std::size_t WIDTH = 2;
+#endif
+using Real = SLanes<WIDTH>;
+using Access = SLaneAccess<Real>;
+
+/// Floats of one register.
+constexpr std::size_t FLOATS = 2 * WIDTH;
+// An alias would lose the count. NOLINTBEGIN(modernize-use-using)
+typedef float Floats __attribute__((vector_size(FLOATS * sizeof(float))));
+typedef int FloatMask __attribute__((vector_size(FLOATS * sizeof(int))));
+typedef float Voxel __attribute__((vector_size(VOXEL_LOAD * sizeof(float))));
+typedef int Whole __attribute__((vector_size(WIDTH * sizeof(int))));
+// NOLINTEND(modernize-use-using)
+static_assert(ROW_GROUP % (2 * FLOATS) == 0);
+
+template <std::size_t Dim>
+constexpr std::size_t ENTRIES = Dim*(Dim + 1) / 2;
+
+TEVRA_LANES_INLINE Floats load(const float* from) {
+    Floats floats;
+    __builtin_memcpy(&floats, from, sizeof floats);
+    return floats;
+}
+
+TEVRA_LANES_INLINE void store(const Floats& floats, float* to) {
+    __builtin_memcpy(to, &floats, sizeof floats);
+}
+
+TEVRA_LANES_INLINE Floats all(float value) {
+    return value - Floats{};
+}
+
+/// Two registers at a time: their sums do not wait for each other.
+template <bool Smoothed, bool First, bool Second>
+void filter_row(const SFilteredRow& row) {
+    constexpr std::size_t STEP = 2 * FLOATS;
+    const float* const* const centre = row.rows + row.radius;
+    for (std::size_t x = 0; x < row.count; x += STEP) {
+        Floats smoothed[2]{};
+        Floats first[2]{};
+        Floats second[2]{};
+        for (std::size_t part = 0; part < 2; ++part) {
+            const Floats at = load(centre[0] + x + part * FLOATS);
+            if constexpr (Smoothed) {
+                smoothed[part] = all(row.weights[0][0]) * at;
+            }
+            if constexpr (Second) {
+                second[part] = all(row.weights[2][0]) * at;
+            }
+        }
+        for (std::size_t k = 1; k <= row.radius; ++k) {
+            const float* const after = *(centre + k) + x;
+            const float* const before = *(centre - k) + x;
+            for (std::size_t part = 0; part < 2; ++part) {
+                const Floats high = load(after + part * FLOATS);
+                const Floats low = load(before + part * FLOATS);
+                const Floats sum = high + low;
+                if constexpr (Smoothed) {
+                    smoothed[part] += all(row.weights[0][k]) * sum;
+                }
+                if constexpr (First) {
+                    first[part] += all(row.weights[1][k]) * (high - low);
+                }
+                if constexpr (Second) {
+                    second[part] += all(row.weights[2][k]) * sum;
+                }
+            }
+        }
+        for (std::size_t part = 0; part < 2; ++part) {
+            if constexpr (Smoothed) {
+                store(smoothed[part], row.out[0] + x + part * FLOATS);
+            }
+            if constexpr (First) {
+                store(first[part], row.out[1] + x + part * FLOATS);
+            }
+            if constexpr (Second) {
+                store(second[part], row.out[2] + x + part * FLOATS);
+            }
+        }
+    }
+}
+
+void filter(const SFilteredRow& row) {
+    const unsigned which = (row.out[0] != nullptr ? 1U : 0U) | (row.out[1] != nullptr ? 2U : 0U) |
+                           (row.out[2] != nullptr ? 4U : 0U);
+    switch (which) {
+    case 1:
+        return filter_row<true, false, false>(row);
+    case 2:
+        return filter_row<false, true, false>(row);
+    case 3:
+        return filter_row<true, true, false>(row);
+    case 4:
+        return filter_row<false, false, true>(row);
+    case 5:
+        return filter_row<true, false, true>(row);
+    case 6:
+        return filter_row<false, true, true>(row);
+    default:
+        return filter_row<true, true, true>(row);
+    }
+}
+
+/// Each of the rows is loaded once for all outputs.
+template <std::size_t Outputs>
+void smooth_rows(const float* const* rows, std::size_t radius, const float* weights, float* const* out,
+                 std::size_t count) {
+    const auto reach = static_cast<long long>(radius);
+    for (std::size_t x = 0; x < count; x += FLOATS) {
+        Floats sums[Outputs]{};
+        for (long long row = -reach; row < static_cast<long long>(Outputs) + reach; ++row) {
+            const float* const from = rows[row + reach] + x;
+            __builtin_prefetch(from + 8 * FLOATS);
+            const Floats values = load(from);
+            for (std::size_t j = 0; j < Outputs; ++j) {
+                const long long distance = row - static_cast<long long>(j);
+                const long long magnitude = distance < 0 ? -distance : distance;
+                if (magnitude <= reach) {
+                    sums[j] += all(weights[magnitude]) * values;
+                }
+            }
+        }
+        for (std::size_t j = 0; j < Outputs; ++j) {
+            store(sums[j], out[j] + x);
+        }
+    }
+}
+
+void smooth(const SSmoothedRows& job) {
+    std::size_t done = 0;
+    while (done < job.outputs) {
+        const float* const* const rows = job.rows + done;
+        float* const* const out = job.out + done;
+        if (job.outputs - done >= 8) {
+            smooth_rows<8>(rows, job.radius, job.weights, out, job.count);
+            done += 8;
+        } else if (job.outputs - done >= 4) {
+            smooth_rows<4>(rows, job.radius, job.weights, out, job.count);
+            done += 4;
+        } else {
+            smooth_rows<1>(rows, job.radius, job.weights, out, job.count);
+            done += 1;
+        }
+    }
+}
+
+template <std::size_t Dim>
+void products(const float* const* gradient, std::size_t count, float* out) {
+    for (std::size_t x = 0; x < count; ++x) {
+        float* const pixel = out + ENTRIES<Dim> * x;
+        std::size_t entry = 0;
+        for (std::size_t i = 0; i < Dim; ++i) {
+            for (std::size_t j = i; j < Dim; ++j) {
+                pixel[entry++] = gradient[i][x] * gradient[j][x];
+            }
+        }
+    }
+}
+
+/// Where two eigenvalues are negative and outweigh the third: there the line strength is above 0. The
+/// matrix less its trace, all of whose eigenvalues then are positive, has positive minors.
+TEVRA_LANES_INLINE FloatMask is_line(const float* const (&h)[6], std::size_t x, SHessian3<float>* /*tag*/) {
+    const Floats xx = load(h[0] + x);
+    const Floats xy = load(h[1] + x);
+    const Floats xz = load(h[2] + x);
+    const Floats yy = load(h[3] + x);
+    const Floats yz = load(h[4] + x);
+    const Floats zz = load(h[5] + x);
+    const Floats a = -(yy + zz);
+    const Floats b = -(xx + zz);
+    const Floats c = -(xx + yy);
+    const Floats second = a * b - xy * xy;
+    const Floats determinant = a * (b * c - yz * yz) - xy * (xy * c - yz * xz) + xz * (xy * yz - b * xz);
+    return (a > 0.0F) & (second > 0.0F) & (determinant > 0.0F);
+}
+
+TEVRA_LANES_INLINE FloatMask is_line(const float* const (&h)[6], std::size_t x, SHessian2<float>* /*tag*/) {
+    return load(h[0] + x) + load(h[2] + x) < 0.0F;
+}
+
+template <std::size_t Dim>
+struct SMatrixOf;
+template <>
+struct SMatrixOf<2> {
+    using Float = SHessian2<float>;
+};
+template <>
+struct SMatrixOf<3> {
+    using Float = SHessian3<float>;
+};
+
+/// Positions of the pixels that may vote.
+template <std::size_t Dim>
+std::size_t pick_lines(const float* const (&hessian)[6], std::size_t count, unsigned short* picked) {
+    std::size_t found = 0;
+    for (std::size_t x = 0; x < count; x += FLOATS) {
+        const FloatMask mask = is_line(hessian, x, static_cast<typename SMatrixOf<Dim>::Float*>(nullptr));
+        int any = 0;
+        for (std::size_t lane = 0; lane < FLOATS; ++lane) {
+            any |= mask[lane];
+        }
+        if (any == 0) {
+            continue;
+        }
+        const std::size_t lanes = count - x < FLOATS ? count - x : FLOATS;
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            picked[found] = static_cast<unsigned short>(x + lane);
+            found += mask[lane] != 0 ? 1 : 0;
+        }
+    }
+    return found;
+}
+
+struct SPackedEntries {
+    alignas(64) float values[LOCAL_SEGMENT + LOCAL_ROOM];
+};
+
+/// Fills up the last group of lanes.
+TEVRA_LANES_INLINE void pad(float* values, std::size_t count) {
+    for (std::size_t i = count; i < count + LOCAL_ROOM; ++i) {
+        values[i] = 0.0F;
+    }
+}
+
+TEVRA_LANES_INLINE Real load(const double* from) {
+    Real lanes{};
+    __builtin_memcpy(&lanes.v, from, sizeof lanes.v);
+    return lanes;
+}
+
+TEVRA_LANES_INLINE void store(const Real& lanes, double* to) {
+    __builtin_memcpy(to, &lanes.v, sizeof lanes.v);
+}
+
+template <typename SourceT>
+TEVRA_LANES_INLINE SHessian3<Real> matrix3(const SourceT& entry, std::size_t at) {
+    return {Access::Load(entry(0) + at), Access::Load(entry(1) + at), Access::Load(entry(2) + at),
+            Access::Load(entry(3) + at), Access::Load(entry(4) + at), Access::Load(entry(5) + at)};
+}
+
+template <typename SourceT>
+TEVRA_LANES_INLINE SHessian2<Real> matrix2(const SourceT& entry, std::size_t at) {
+    return {Access::Load(entry(0) + at), Access::Load(entry(1) + at), Access::Load(entry(2) + at)};
+}
+
+TEVRA_LANES_INLINE Real value_along(const SHessian3<Real>& h, const SVector3<Real>& v) {
+    const Real x = h.xx * v.x + h.xy * v.y + h.xz * v.z;
+    const Real y = h.xy * v.x + h.yy * v.y + h.yz * v.z;
+    const Real z = h.xz * v.x + h.yz * v.y + h.zz * v.z;
+    return x * v.x + y * v.y + z * v.z;
+}
+
+TEVRA_LANES_INLINE Real value_along(const SHessian2<Real>& h, const SVector2<Real>& v) {
+    return (h.xx * v.x + h.xy * v.y) * v.x + (h.xy * v.x + h.yy * v.y) * v.y;
+}
+
+/// Half the sum and half the difference of the two eigenvalues besides `value`.
+struct SOtherTwo {
+    Real mean, offset;
+};
+
+TEVRA_LANES_INLINE SOtherTwo other_two(const SHessian3<Real>& h, const Real& value) {
+    const Real half(0.5);
+    const Real zero(0.0);
+    const Real mean = half * (h.xx + h.yy + h.zz - value);
+    const Real offDiagonal = h.xy * h.xy + h.xz * h.xz + h.yz * h.yz;
+    const Real squares =
+        h.xx * h.xx + h.yy * h.yy + h.zz * h.zz + (offDiagonal + offDiagonal) - value * value;
+    const Real square = half * squares - mean * mean;
+    return {mean, SquareRoot(Select(zero < square, square, zero))};
+}
+
+/// In 2D there is one more.
+TEVRA_LANES_INLINE SOtherTwo other_two(const SHessian2<Real>& h, const Real& value) {
+    return {h.xx + h.yy - value, Real(0.0)};
+}
+
+TEVRA_LANES_INLINE Real trace(const SHessian3<Real>& h) {
+    return h.xx + h.yy + h.zz;
+}
+TEVRA_LANES_INLINE Real trace(const SHessian2<Real>& h) {
+    return h.xx + h.yy;
+}
+
+/// A vote's weight: the square of the line strength, in units of the range.
+template <typename MatrixT, typename VectorT>
+TEVRA_LANES_INLINE Real weight_of(const MatrixT& h, const VectorT& axis, const Real& squaredSigma) {
+    const Real along = value_along(h, axis);
+    const SOtherTwo across = other_two(h, along);
+    const Real strength = squaredSigma * (-(across.mean + across.offset) - Abs(along));
+    return Select(strength < Real(LEAST_LINE_STRENGTH), Real(0.0), Real(strength * strength));
+}
+
+template <std::size_t Dim>
+SVotesFound votes(const SVoteSegment& segment) {
+    constexpr std::size_t entries = ENTRIES<Dim>;
+    // Only what is used of the buffers is written. NOLINTBEGIN(cppcoreguidelines-pro-type-member-init)
+    unsigned short picked[LOCAL_SEGMENT + FLOATS];
+    SPackedEntries packed[entries];
+    float products[entries][WIDTH];
+    // NOLINTEND(cppcoreguidelines-pro-type-member-init)
+    const std::size_t count = pick_lines<Dim>(segment.hessian, segment.count, picked);
+    for (std::size_t entry = 0; entry < entries; ++entry) {
+        const float* const row = segment.hessian[entry];
+        for (std::size_t i = 0; i < count; ++i) {
+            packed[entry].values[i] = row[picked[i]];
+        }
+        pad(packed[entry].values, count);
+    }
+    const auto entry_of = [&packed](std::size_t entry) __attribute__((always_inline)) {
+        return static_cast<const float*>(packed[entry].values);
+    };
+    const Real squaredSigma(segment.squaredSigma);
+    SVotesFound result{count, 0};
+    for (std::size_t at = 0; at < count; at += WIDTH) {
+        Real::Mask found{};
+        if constexpr (Dim == 3) {
+            const auto h = matrix3(entry_of, at);
+            const auto [axis, isFound] = EigenAxis<true>(h);
+            const Real weight = weight_of(h, axis, squaredSigma);
+            found = isFound;
+            Access::StoreFloats(weight * axis.x * axis.x, products[0]);
+            Access::StoreFloats(weight * axis.x * axis.y, products[1]);
+            Access::StoreFloats(weight * axis.x * axis.z, products[2]);
+            Access::StoreFloats(weight * axis.y * axis.y, products[3]);
+            Access::StoreFloats(weight * axis.y * axis.z, products[4]);
+            Access::StoreFloats(weight * axis.z * axis.z, products[5]);
+        } else {
+            const auto h = matrix2(entry_of, at);
+            const auto [axis, isFound] = EigenAxis<true>(h);
+            const Real weight = weight_of(h, axis, squaredSigma);
+            found = isFound;
+            Access::StoreFloats(weight * axis.x * axis.x, products[0]);
+            Access::StoreFloats(weight * axis.x * axis.y, products[1]);
+            Access::StoreFloats(weight * axis.y * axis.y, products[2]);
+        }
+        const std::size_t lanes = count - at < WIDTH ? count - at : WIDTH;
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            if (!Access::IsSet(found, lane)) {
+                segment.failed[result.failed++] = picked[at + lane];
+                continue;
+            }
+            float* const vote = segment.votes + entries * picked[at + lane];
+            for (std::size_t entry = 0; entry < entries; ++entry) {
+                vote[entry] = products[entry][lane];
+            }
+        }
+    }
+    return result;
+}
+
+template <std::size_t Dim>
+void gather(const float* row, const unsigned short* pixels, std::size_t count, float* const* out) {
+    constexpr std::size_t entries = ENTRIES<Dim>;
+    for (std::size_t i = 0; i < count; ++i) {
+        const float* const voxel = row + entries * pixels[i];
+        for (std::size_t entry = 0; entry < entries; ++entry) {
+            out[entry][i] = voxel[entry];
+        }
+    }
+    for (std::size_t entry = 0; entry < entries; ++entry) {
+        pad(out[entry], count);
+    }
+}
+
+template <bool IsSmallest, std::size_t Dim>
+TEVRA_LANES_INLINE std::size_t find_axes(const float* const* entries, std::size_t count, double* const* axes,
+                                         unsigned short* failed) {
+    const auto entry_of = [entries](std::size_t entry) __attribute__((always_inline)) {
+        return entries[entry];
+    };
+    std::size_t failures = 0;
+    for (std::size_t at = 0; at < count; at += WIDTH) {
+        Real::Mask found{};
+        if constexpr (Dim == 3) {
+            const auto [axis, isFound] = EigenAxis<IsSmallest>(matrix3(entry_of, at));
+            found = isFound;
+            store(axis.x, axes[0] + at);
+            store(axis.y, axes[1] + at);
+            store(axis.z, axes[2] + at);
+        } else {
+            const auto [axis, isFound] = EigenAxis<IsSmallest>(matrix2(entry_of, at));
+            found = isFound;
+            store(axis.x, axes[0] + at);
+            store(axis.y, axes[1] + at);
+        }
+        if (__builtin_expect(Access::AllOf(found), 1)) {
+            continue;
+        }
+        for (std::size_t lane = 0; lane < WIDTH && at + lane < count; ++lane) {
+            if (!Access::IsSet(found, lane)) {
+                failed[failures++] = static_cast<unsigned short>(at + lane);
+            }
+        }
+    }
+    return failures;
+}
+
+template <std::size_t Dim>
+std::size_t axes(const float* const* entries, std::size_t count, bool isSmallest, double* const* axis,
+                 unsigned short* failed) {
+    return isSmallest ? find_axes<true, Dim>(entries, count, axis, failed)
+                      : find_axes<false, Dim>(entries, count, axis, failed);
+}
+
+/// The nearest whole numbers, halves away from zero.
+TEVRA_LANES_INLINE Whole nearest(const Real& values) {
+    const Real half(0.5);
+    const Real shifted = values + Select(values < Real(0.0), Real(-half), half);
+    return __builtin_convertvector(shifted.v, Whole);
+}
+
+TEVRA_LANES_INLINE long long clamped(long long value, long long extent) {
+    const long long low = value < 0 ? 0 : value;
+    return low < extent ? low : extent - 1;
+}
+
+TEVRA_LANES_INLINE Voxel load_voxel(const float* from) {
+    Voxel voxel;
+    __builtin_memcpy(&voxel, from, sizeof voxel);
+    return voxel;
+}
+
+template <std::size_t Dim>
+void look_up(const STensorVolume& volume, const SLookUps& steps, const unsigned short* pixels,
+             std::size_t count, long long firstX, long long y, long long z, const double* const* axis,
+             float* const* out) {
+    constexpr std::size_t entries = ENTRIES<Dim>;
+    constexpr std::size_t STEPS = 3;
+    const auto tensor_at = [&volume](long long atX, long long atY, long long atZ)
+        __attribute__((always_inline)) {
+        const long long slice = Dim == 3 ? clamped(atZ, volume.extents[2]) : 0;
+        const float* const plane = volume.planes[slice - volume.firstSlice];
+        return load_voxel(plane +
+                          static_cast<std::size_t>(clamped(atY, volume.extents[1])) * volume.rowFloats +
+                          entries * static_cast<std::size_t>(clamped(atX, volume.extents[0])));
+    };
+    for (std::size_t at = 0; at < count; at += WIDTH) {
+        Whole offsets[STEPS][Dim];
+        for (std::size_t step = 0; step < STEPS; ++step) {
+            for (std::size_t component = 0; component < Dim; ++component) {
+                offsets[step][component] =
+                    nearest(Real(steps.offsets[step][component]) * load(axis[component] + at));
+            }
+        }
+        const std::size_t lanes = count - at < WIDTH ? count - at : WIDTH;
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            const long long x = firstX + pixels[at + lane];
+            Voxel sum = (steps.weights[0] - Voxel{}) * tensor_at(x, y, z);
+            for (std::size_t step = 0; step < STEPS; ++step) {
+                const long long dx = offsets[step][0][lane];
+                const long long dy = offsets[step][1][lane];
+                const long long dz = Dim == 3 ? offsets[step][Dim - 1][lane] : 0;
+                sum += (steps.weights[step + 1] - Voxel{}) *
+                       (tensor_at(x - dx, y - dy, z - dz) + tensor_at(x + dx, y + dy, z + dz));
+            }
+            for (std::size_t entry = 0; entry < entries; ++entry) {
+                out[entry][at + lane] = sum[entry];
+            }
+        }
+    }
+    for (std::size_t entry = 0; entry < entries; ++entry) {
+        pad(out[entry], count);
+    }
+}
+
+template <bool IsSmallest, std::size_t Dim>
+TEVRA_LANES_INLINE void finish_pixels(const float* const* entries, const double* const* axes,
+                                      std::size_t count, float* theta, float* phi, float* confidence) {
+    const auto entry_of = [entries](std::size_t entry) __attribute__((always_inline)) {
+        return entries[entry];
+    };
+    const Real zero(0.0);
+    const Real one(1.0);
+    const auto confidence_of = [&](const auto& h, const auto& axis) __attribute__((always_inline)) {
+        const Real own = value_along(h, axis);
+        const SOtherTwo others = other_two(h, own);
+        const Real next = IsSmallest ? others.mean - others.offset : others.mean + others.offset;
+        const Real difference = IsSmallest ? next - own : own - next;
+        const Real whole = IsSmallest ? next + own : trace(h);
+        const Real ratio = difference / whole;
+        const Real bounded = Select(ratio < one, Select(zero < ratio, ratio, zero), one);
+        return Select(zero < whole, bounded, zero);
+    };
+    for (std::size_t at = 0; at < count; at += WIDTH) {
+        if constexpr (Dim == 3) {
+            const SVector3<Real> axis{load(axes[0] + at), load(axes[1] + at), load(axes[2] + at)};
+            const SAngles<Real> angles = FoldedAngles(axis);
+            Access::StoreFloats(angles.colatitude, theta + at);
+            Access::StoreFloats(angles.longitude, phi + at);
+            Access::StoreFloats(confidence_of(matrix3(entry_of, at), axis), confidence + at);
+        } else {
+            const SVector2<Real> axis{load(axes[0] + at), load(axes[1] + at)};
+            Access::StoreFloats(FoldedAngle(axis), theta + at);
+            Access::StoreFloats(confidence_of(matrix2(entry_of, at), axis), confidence + at);
+        }
+    }
+}
+
+template <std::size_t Dim>
+void finish(const float* const* entries, const double* const* axis, std::size_t count, bool isSmallest,
+            float* theta, float* phi, float* confidence) {
+    if (isSmallest) {
+        finish_pixels<true, Dim>(entries, axis, count, theta, phi, confidence);
+    } else {
+        finish_pixels<false, Dim>(entries, axis, count, theta, phi, confidence);
+    }
+}
+
+} // namespace
+
+extern const SPlaneKernels PLANE_KERNELS{filter,
+                                         smooth,
+                                         {products<2>, products<3>},
+                                         {votes<2>, votes<3>},
+                                         {gather<2>, gather<3>},
+                                         {axes<2>, axes<3>},
+                                         {look_up<2>, look_up<3>},
+                                         {finish<2>, finish<3>}};
+
+} // namespace TEVRA::Impl::planes::TEVRA_WIDE
