@@ -65,6 +65,13 @@ std::vector<float> as_floats(const std::vector<double>& numbers) {
     return floats;
 }
 
+/// From weights at distance 0 to radius.
+std::vector<float> both_sides(const std::vector<float>& weights) {
+    std::vector<float> result(weights.rbegin(), weights.rend() - 1);
+    result.insert(result.end(), weights.begin(), weights.end());
+    return result;
+}
+
 /// Rows of numbers one behind the other.
 class CRows {
   public:
@@ -377,9 +384,10 @@ CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, cons
         m_derivative[axis] = {smoothing.Radius(),
                               {as_floats(smoothing.weights),
                                as_floats(SampledFirstDerivative(scales.derivativeSigma, spacing).weights),
-                               as_floats(SampledSecondDerivative(scales.derivativeSigma, spacing).weights)}};
+                               as_floats(SampledSecondDerivative(scales.derivativeSigma, spacing).weights)},
+            {}};
         const SSampledKernel window = SampledSmoothing(scales.windowSigma, spacing);
-        m_window[axis] = {window.Radius(), {as_floats(window.weights), {}, {}}};
+        m_window[axis] = {window.Radius(), {as_floats(window.weights), {}, {}}, both_sides(as_floats(window.weights))};
     }
     double sum = 1.0;
     for (int step = 1; step <= ALONG_STEPS; ++step) {
@@ -546,7 +554,7 @@ void CLocalTensors<Dim>::gather_across(const SPlanes& planes, const SBand& band)
         }
         if (!isEmpty) {
             m_kernels.smooth(
-                {rows.data(), weights.radius, weights.of[0].data(), out.data(), outputs, ENTRIES * m_width});
+                {rows.data(), weights.radius, weights.bothSides.data(), out.data(), outputs, ENTRIES * m_width});
         }
     }
 }

@@ -86,6 +86,7 @@ class CLocalTensors {
     struct SWeights {
         std::size_t radius = 0;
         std::array<std::vector<float>, 3> of; // smoothing, first, second derivative
+        std::vector<float> bothSides;         // smoothing from -radius to radius
     };
     struct SBand {
         std::size_t first, end;

@@ -38,7 +38,7 @@ struct SFilteredRow {
 struct SSmoothedRows {
     const float* const* rows; ///< outputs + 2 radius of them; output j is centred at rows[radius + j]
     std::size_t radius;
-    const float* weights; ///< at distance 0 to radius
+    const float* weights; ///< from distance -radius to radius
     float* const* out;
     std::size_t outputs; ///< 1 to MOST_SMOOTHED_ROWS
     std::size_t count;

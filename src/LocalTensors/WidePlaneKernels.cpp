@@ -118,27 +118,73 @@ void filter(const SFilteredRow& row) {
     }
 }
 
-/// Each of the rows is loaded once for all outputs.
+// As many outputs as leave room for their sums in the registers.
+#if defined(__AVX512F__)
+constexpr std::size_t SMOOTHED_TOGETHER = 8;
+#else
+constexpr std::size_t SMOOTHED_TOGETHER = 4;
+#endif
+static_assert(MOST_SMOOTHED_ROWS % SMOOTHED_TOGETHER == 0);
+
+/// Adds one row to the outputs from `FirstOutput` to `EndOutput` - 1. @param weights of the row for output 0.
+template <std::size_t FirstOutput, std::size_t EndOutput, std::size_t Outputs>
+TEVRA_LANES_INLINE void add_row(const float* from, const float* weights, Floats (&sums)[Outputs][2]) {
+    const Floats low = load(from);
+    const Floats high = load(from + FLOATS);
+#pragma GCC unroll 8
+    for (std::size_t j = FirstOutput; j < EndOutput; ++j) {
+        const Floats weight = all(*(weights - j));
+        sums[j][0] += weight * low;
+        sums[j][1] += weight * high;
+    }
+}
+
+/// The first rows count for the first outputs only, ...
+template <std::size_t Row, std::size_t Outputs>
+TEVRA_LANES_INLINE void add_first_rows(const float* const* rows, std::size_t x, const float* weights,
+                                       Floats (&sums)[Outputs][2]) {
+    if constexpr (Row + 1 < Outputs) {
+        add_row<0, Row + 1>(rows[Row] + x, weights + Row, sums);
+        add_first_rows<Row + 1>(rows, x, weights, sums);
+    }
+}
+
+/// ... and the last ones for the last.
+template <std::size_t Row, std::size_t Outputs>
+TEVRA_LANES_INLINE void add_last_rows(const float* const* rows, std::size_t x, const float* weights,
+                                      Floats (&sums)[Outputs][2]) {
+    if constexpr (Row < Outputs) {
+        add_row<Row, Outputs>(rows[Row] + x, weights + Row, sums);
+        add_last_rows<Row + 1>(rows, x, weights, sums);
+    }
+}
+
+/// Each of the rows is loaded once for all outputs; the sums of each go through the rows in ascending order.
 template <std::size_t Outputs>
 void smooth_rows(const float* const* rows, std::size_t radius, const float* weights, float* const* out,
                  std::size_t count) {
-    const auto reach = static_cast<long long>(radius);
-    for (std::size_t x = 0; x < count; x += FLOATS) {
-        Floats sums[Outputs]{};
-        for (long long row = -reach; row < static_cast<long long>(Outputs) + reach; ++row) {
-            const float* const from = rows[row + reach] + x;
-            __builtin_prefetch(from + 8 * FLOATS);
-            const Floats values = load(from);
+    const std::size_t taps = 2 * radius + 1;
+    for (std::size_t x = 0; x < count; x += 2 * FLOATS) {
+        Floats sums[Outputs][2]{};
+        if (taps >= Outputs) {
+            add_first_rows<0>(rows, x, weights, sums);
+            for (std::size_t row = Outputs - 1; row < taps; ++row) {
+                __builtin_prefetch(rows[row] + x + 4 * FLOATS);
+                add_row<0, Outputs>(rows[row] + x, weights + row, sums);
+            }
+            add_last_rows<1>(rows + taps - 1, x, weights + taps - 1, sums);
+        } else {
             for (std::size_t j = 0; j < Outputs; ++j) {
-                const long long distance = row - static_cast<long long>(j);
-                const long long magnitude = distance < 0 ? -distance : distance;
-                if (magnitude <= reach) {
-                    sums[j] += all(weights[magnitude]) * values;
+                for (std::size_t tap = 0; tap < taps; ++tap) {
+                    const Floats weight = all(weights[tap]);
+                    sums[j][0] += weight * load(rows[j + tap] + x);
+                    sums[j][1] += weight * load(rows[j + tap] + x + FLOATS);
                 }
             }
         }
         for (std::size_t j = 0; j < Outputs; ++j) {
-            store(sums[j], out[j] + x);
+            store(sums[j][0], out[j] + x);
+            store(sums[j][1], out[j] + x + FLOATS);
         }
     }
 }
@@ -148,12 +194,9 @@ void smooth(const SSmoothedRows& job) {
     while (done < job.outputs) {
         const float* const* const rows = job.rows + done;
         float* const* const out = job.out + done;
-        if (job.outputs - done >= 8) {
-            smooth_rows<8>(rows, job.radius, job.weights, out, job.count);
-            done += 8;
-        } else if (job.outputs - done >= 4) {
-            smooth_rows<4>(rows, job.radius, job.weights, out, job.count);
-            done += 4;
+        if (job.outputs - done >= SMOOTHED_TOGETHER) {
+            smooth_rows<SMOOTHED_TOGETHER>(rows, job.radius, job.weights, out, job.count);
+            done += SMOOTHED_TOGETHER;
         } else {
             smooth_rows<1>(rows, job.radius, job.weights, out, job.count);
             done += 1;
@@ -438,45 +481,105 @@ TEVRA_LANES_INLINE Voxel load_voxel(const float* from) {
     return voxel;
 }
 
+constexpr std::size_t STEPS = 3;
+
+/// A voxel's way to its neighbours along its axis.
+template <std::size_t Dim>
+struct SWays {
+    Whole offsets[STEPS][Dim];
+    Whole floats[STEPS]; // from the voxel's place in its slice to that of the neighbour
+};
+
+template <std::size_t Dim>
+TEVRA_LANES_INLINE SWays<Dim> ways_along(const SLookUps& steps, std::size_t rowFloats,
+                                         const double* const* axis, std::size_t at) {
+    SWays<Dim> ways;
+    for (std::size_t step = 0; step < STEPS; ++step) {
+        for (std::size_t component = 0; component < Dim; ++component) {
+            ways.offsets[step][component] =
+                nearest(Real(steps.offsets[step][component]) * load(axis[component] + at));
+        }
+        ways.floats[step] = ways.offsets[step][1] * static_cast<int>(rowFloats) +
+                            ways.offsets[step][0] * static_cast<int>(ENTRIES<Dim>);
+    }
+    return ways;
+}
+
+/// The mean for a voxel whose neighbours all lie in the image.
+template <std::size_t Dim>
+TEVRA_LANES_INLINE Voxel mean_inside(const float* const* ownPlane, std::size_t place, const SLookUps& steps,
+                                     const SWays<Dim>& ways, std::size_t lane) {
+    Voxel sum = (steps.weights[0] - Voxel{}) * load_voxel(*ownPlane + place);
+    for (std::size_t step = 0; step < STEPS; ++step) {
+        const long long floats = ways.floats[step][lane];
+        const long long slices = Dim == 3 ? ways.offsets[step][Dim - 1][lane] : 0;
+        sum += (steps.weights[step + 1] - Voxel{}) * (load_voxel(*(ownPlane - slices) + place - floats) +
+                                                      load_voxel(*(ownPlane + slices) + place + floats));
+    }
+    return sum;
+}
+
+/// The same, with the border's voxels repeated.
+template <std::size_t Dim>
+Voxel mean_at_border(const STensorVolume& volume, const long long (&position)[3], const SLookUps& steps,
+                     const SWays<Dim>& ways, std::size_t lane) {
+    const auto tensor_at = [&](long long x, long long y, long long z) __attribute__((always_inline)) {
+        const long long slice = Dim == 3 ? clamped(z, volume.extents[2]) : 0;
+        return load_voxel(volume.planes[slice - volume.firstSlice] +
+                          static_cast<std::size_t>(clamped(y, volume.extents[1])) * volume.rowFloats +
+                          ENTRIES<Dim> * static_cast<std::size_t>(clamped(x, volume.extents[0])));
+    };
+    const long long x = position[0];
+    const long long y = position[1];
+    const long long z = position[2];
+    Voxel sum = (steps.weights[0] - Voxel{}) * tensor_at(x, y, z);
+    for (std::size_t step = 0; step < STEPS; ++step) {
+        const long long dx = ways.offsets[step][0][lane];
+        const long long dy = ways.offsets[step][1][lane];
+        const long long dz = Dim == 3 ? ways.offsets[step][Dim - 1][lane] : 0;
+        sum += (steps.weights[step + 1] - Voxel{}) *
+               (tensor_at(x - dx, y - dy, z - dz) + tensor_at(x + dx, y + dy, z + dz));
+    }
+    return sum;
+}
+
+/// Whether no neighbour of voxels from this one to the last of the row lies beyond the image along y and z.
+template <std::size_t Dim>
+bool is_row_inside(const STensorVolume& volume, const SLookUps& steps, long long y, long long z) {
+    const auto isInside = [&](std::size_t axis, long long position) {
+        const auto reach = static_cast<long long>(steps.offsets[STEPS - 1][axis] + 0.5);
+        return position >= reach && position + reach < volume.extents[axis];
+    };
+    return isInside(1, y) && (Dim == 2 || isInside(2, z));
+}
+
 template <std::size_t Dim>
 void look_up(const STensorVolume& volume, const SLookUps& steps, const unsigned short* pixels,
              std::size_t count, long long firstX, long long y, long long z, const double* const* axis,
              float* const* out) {
-    constexpr std::size_t entries = ENTRIES<Dim>;
-    constexpr std::size_t STEPS = 3;
-    const auto tensor_at = [&volume](long long atX, long long atY, long long atZ)
-        __attribute__((always_inline)) {
-        const long long slice = Dim == 3 ? clamped(atZ, volume.extents[2]) : 0;
-        const float* const plane = volume.planes[slice - volume.firstSlice];
-        return load_voxel(plane +
-                          static_cast<std::size_t>(clamped(atY, volume.extents[1])) * volume.rowFloats +
-                          entries * static_cast<std::size_t>(clamped(atX, volume.extents[0])));
-    };
+    const auto reach = static_cast<long long>(steps.offsets[STEPS - 1][0] + 0.5);
+    const bool isRowInside = is_row_inside<Dim>(volume, steps, y, z);
+    const float* const* const ownPlane = volume.planes + (z - volume.firstSlice);
+    const std::size_t row = static_cast<std::size_t>(y) * volume.rowFloats;
     for (std::size_t at = 0; at < count; at += WIDTH) {
-        Whole offsets[STEPS][Dim];
-        for (std::size_t step = 0; step < STEPS; ++step) {
-            for (std::size_t component = 0; component < Dim; ++component) {
-                offsets[step][component] =
-                    nearest(Real(steps.offsets[step][component]) * load(axis[component] + at));
-            }
-        }
+        const SWays<Dim> ways = ways_along<Dim>(steps, volume.rowFloats, axis, at);
         const std::size_t lanes = count - at < WIDTH ? count - at : WIDTH;
         for (std::size_t lane = 0; lane < lanes; ++lane) {
             const long long x = firstX + pixels[at + lane];
-            Voxel sum = (steps.weights[0] - Voxel{}) * tensor_at(x, y, z);
-            for (std::size_t step = 0; step < STEPS; ++step) {
-                const long long dx = offsets[step][0][lane];
-                const long long dy = offsets[step][1][lane];
-                const long long dz = Dim == 3 ? offsets[step][Dim - 1][lane] : 0;
-                sum += (steps.weights[step + 1] - Voxel{}) *
-                       (tensor_at(x - dx, y - dy, z - dz) + tensor_at(x + dx, y + dy, z + dz));
+            Voxel sum;
+            if (isRowInside && x >= reach && x + reach < volume.extents[0]) {
+                sum = mean_inside<Dim>(ownPlane, row + ENTRIES<Dim> * static_cast<std::size_t>(x), steps, ways,
+                                       lane);
+            } else {
+                const long long position[3] = {x, y, z};
+                sum = mean_at_border<Dim>(volume, position, steps, ways, lane);
             }
-            for (std::size_t entry = 0; entry < entries; ++entry) {
+            for (std::size_t entry = 0; entry < ENTRIES<Dim>; ++entry) {
                 out[entry][at + lane] = sum[entry];
             }
         }
     }
-    for (std::size_t entry = 0; entry < entries; ++entry) {
+    for (std::size_t entry = 0; entry < ENTRIES<Dim>; ++entry) {
         pad(out[entry], count);
     }
 }
