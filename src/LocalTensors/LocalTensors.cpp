@@ -385,9 +385,10 @@ CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, cons
                               {as_floats(smoothing.weights),
                                as_floats(SampledFirstDerivative(scales.derivativeSigma, spacing).weights),
                                as_floats(SampledSecondDerivative(scales.derivativeSigma, spacing).weights)},
-            {}};
+                              {}};
         const SSampledKernel window = SampledSmoothing(scales.windowSigma, spacing);
-        m_window[axis] = {window.Radius(), {as_floats(window.weights), {}, {}}, both_sides(as_floats(window.weights))};
+        m_window[axis] = {
+            window.Radius(), {as_floats(window.weights), {}, {}}, both_sides(as_floats(window.weights))};
     }
     double sum = 1.0;
     for (int step = 1; step <= ALONG_STEPS; ++step) {
@@ -553,8 +554,8 @@ void CLocalTensors<Dim>::gather_across(const SPlanes& planes, const SBand& band)
             }
         }
         if (!isEmpty) {
-            m_kernels.smooth(
-                {rows.data(), weights.radius, weights.bothSides.data(), out.data(), outputs, ENTRIES * m_width});
+            m_kernels.smooth({rows.data(), weights.radius, weights.bothSides.data(), out.data(), outputs,
+                              ENTRIES * m_width});
         }
     }
 }

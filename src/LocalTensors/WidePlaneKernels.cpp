@@ -568,8 +568,8 @@ void look_up(const STensorVolume& volume, const SLookUps& steps, const unsigned 
             const long long x = firstX + pixels[at + lane];
             Voxel sum;
             if (isRowInside && x >= reach && x + reach < volume.extents[0]) {
-                sum = mean_inside<Dim>(ownPlane, row + ENTRIES<Dim> * static_cast<std::size_t>(x), steps, ways,
-                                       lane);
+                sum = mean_inside<Dim>(ownPlane, row + ENTRIES<Dim> * static_cast<std::size_t>(x), steps,
+                                       ways, lane);
             } else {
                 const long long position[3] = {x, y, z};
                 sum = mean_at_border<Dim>(volume, position, steps, ways, lane);
