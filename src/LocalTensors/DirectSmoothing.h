@@ -23,7 +23,7 @@ class CDirectSmoothing {
     /// of `spacing`.
     CDirectSmoothing(const CSize& size, const SPlanes& slices, double sigma,
                      const std::array<double, 3>& spacing, FillSlice fill,
-                     EInstructionSet set = BestInstructionSet());
+                     EInstructionSet set = InstructionSetInUse());
 
     /// Slices of grey values that are asked for.
     static SPlanes GreySlices(const CSize& size, const SPlanes& slices, double sigma,

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "LocalTensors/PlaneKernels.h"
+#include "LocalTensors/KernelChoice.h"
 #include "LocalTensors/SampledKernels.h"
 #include "LocalTensors/Scales.h"
 #include "Utils/TaskRunner.h"
@@ -61,7 +61,7 @@ class CLocalTensors {
 
     /// @param size of the image. @param slices whose axes are wanted.
     CLocalTensors(const CSize& size, const SPlanes& slices, const SLocalScales& scales,
-                  const SGreyScale& grey, FillSlice fill, EInstructionSet set = BestInstructionSet());
+                  const SGreyScale& grey, FillSlice fill, EInstructionSet set = InstructionSetInUse());
 
     /// Slices of grey values that are asked for.
     static SPlanes GreySlices(const CSize& size, const SPlanes& slices, const SLocalScales& scales);

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "Utils/InstructionSet.h"
-
 #include <cstddef>
 
 /// What the file that is compiled once per instruction set offers: rows of single-precision numbers filtered
@@ -97,6 +95,16 @@ struct SPlaneKernels {
                       bool isSmallest, float* theta, float* phi, float* confidence);
 };
 
-const SPlaneKernels& PlaneKernelsOf(EInstructionSet set);
+namespace planes {
+namespace baseline {
+extern const SPlaneKernels PLANE_KERNELS;
+}
+namespace avx2 {
+extern const SPlaneKernels PLANE_KERNELS;
+}
+namespace avx512 {
+extern const SPlaneKernels PLANE_KERNELS;
+}
+} // namespace planes
 
 } // namespace TEVRA::Impl

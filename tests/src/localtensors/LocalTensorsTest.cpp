@@ -88,7 +88,7 @@ SPlainImage fibers(const std::array<long long, 3>& extents, double radius,
 
 template <std::size_t Dim>
 SMaps maps_of(const SPlainImage& image, const SLocalScales& scales, ITaskRunner& runner,
-              EInstructionSet set = BestInstructionSet(), long long ranges = 1) {
+              EInstructionSet set = InstructionSetInUse(), long long ranges = 1) {
     const CSize size = Dim == 3 ? CSize(image.extents[0], image.extents[1], image.extents[2])
                                 : CSize(image.extents[0], image.extents[1]);
     const auto [low, high] = std::minmax_element(image.values.begin(), image.values.end());
@@ -265,7 +265,7 @@ TEST(LocalTensors, AreTheSameForAnyInstructionSetOrderOfTasksAndRangeOfSlices) {
             }
         }
         EXPECT_EQ(maps_of<3>(image, scales, backwards), expected);
-        EXPECT_EQ(maps_of<3>(image, scales, inTurn, BestInstructionSet(), 3), expected);
+        EXPECT_EQ(maps_of<3>(image, scales, inTurn, InstructionSetInUse(), 3), expected);
     }
 }
 
