@@ -144,10 +144,10 @@ std::string no_foreground_text(stream::CNoForegroundError::EReason reason, const
            "must be brighter than what is around them)";
 }
 
-std::string direction_text(const CValueMap& direction) {
+std::string direction_text(const Impl::STensorValues& values) {
     std::string text;
-    for (auto component = direction.begin(); !(component == direction.end()); ++component) {
-        text += (text.empty() ? "(" : ", ") + jobs::RoundedText(component.Value()->Double(), 3);
+    for (std::size_t axis = 0; axis < values.tensor.dim; ++axis) {
+        text += (text.empty() ? "(" : ", ") + jobs::RoundedText(values.meanDirection[axis], 3);
     }
     return text + ")";
 }
@@ -284,7 +284,7 @@ class CAnalyzeRun {
     }
 
     void say_result(const jobs::CAnalyzeJob& job) {
-        const CValueMap& field = job.Result().document->Entry("Field")->Map();
+        const Impl::SFieldResult& field = job.Result().analysis.field;
         const report::SRunRecord::SForeground& foreground = job.Record().foreground;
         const double share =
             static_cast<double>(foreground.pixels) / static_cast<double>(foreground.ofPixels);
@@ -293,9 +293,9 @@ class CAnalyzeRun {
             (foreground.threshold
                  ? ", brighter than " + jobs::RoundedText(*foreground.threshold, 4) + " in the smoothed image"
                  : " (from the mask)"));
-        m_console.Say("mean direction " + direction_text(field.Entry("Mean fiber direction")->Map()) +
-                      ", anisotropy " + jobs::RoundedText(field.Entry("Anisotropy value")->Double(), 3) +
-                      ", status: " + field.Entry("Status")->String().Text());
+        m_console.Say("mean direction " + direction_text(field.values) + ", anisotropy " +
+                      jobs::RoundedText(field.values.anisotropy, 3) +
+                      ", status: " + Impl::StatusText(field.status));
         std::string names = report::RUN_RECORD_FILE;
         for (const std::string& name : job.FileNames()) {
             names += " " + name;

@@ -110,7 +110,7 @@ void CAnalyzeJob::write_texts() {
     for (const report::SOutput& output : report::Outputs()) {
         if (output.text != nullptr && report::IsWanted(output, wishes())) {
             m_record.totalSeconds = m_clock.Seconds();
-            m_files->WriteText(output.file, output.text({*m_result.document, m_record}));
+            m_files->WriteText(output.file, output.text({m_result.analysis, m_record}));
         }
         progress.Step(); // the last chance to stop
     }
@@ -203,10 +203,10 @@ void CAnalyzeJob::record_memory() {
 }
 
 void CAnalyzeJob::record_result() {
-    m_record.parameters.summary = m_result.parameterSummary;
-    m_record.foreground = {m_result.threshold, m_result.foregroundPixels,
+    m_record.parameters.summary = Impl::ParameterSummary(m_result.analysis);
+    m_record.foreground = {m_result.analysis.threshold, m_result.foregroundPixels,
                            static_cast<long long>(image_size().Elements())};
-    for (const stream::SStreamResult::SPass& pass : m_result.passes) {
+    for (const Impl::SPassTime& pass : m_result.analysis.passes) {
         m_record.passes.push_back({pass.name, pass.seconds});
     }
     if (m_ranks.Size() > 1) {

@@ -3,7 +3,7 @@
 
 #include "jobs/Texts.h"
 
-#include "FilterOrientations/SubfieldLayout.h"
+#include "Subfields/SubfieldLayout.h"
 
 #include <algorithm>
 

@@ -4,20 +4,22 @@
 #include "report/Json.h"
 #include "report/Tables.h"
 
+#include "Subfields/ResultDocument.h"
+
 namespace TEVRA::report {
 
 namespace {
 
 std::string result_text(const SReport& report) {
-    return ResultJson(report.document);
+    return ResultJson(*Impl::ResultDocument(report.result));
 }
 
 std::string subfields_text(const SReport& report) {
-    return SubfieldsCsv(report.document);
+    return SubfieldsCsv(report.result);
 }
 
 std::string profiles_text(const SReport& report) {
-    return ProfilesCsv(report.document, report.record.parameters.request.lengthUnit);
+    return ProfilesCsv(report.result, report.record.parameters.request.lengthUnit);
 }
 
 std::string run_text(const SReport& report) {

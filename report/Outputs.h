@@ -3,7 +3,7 @@
 
 #include "report/RunRecord.h"
 
-#include "zeklib2core/ValueMap.h"
+#include "Subfields/AnalysisResult.h"
 
 #include <array>
 #include <span>
@@ -28,7 +28,7 @@ struct SOutputWishes {
 
 /// What the texts of outputs are made from: a finished run.
 struct SReport {
-    const CValueMap& document;
+    const Impl::SAnalysisResult& result;
     const SRunRecord& record;
 };
 

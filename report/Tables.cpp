@@ -1,20 +1,25 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "report/Tables.h"
 
-#include "zeklib2core/ValueLeaf.h"
-
 #include <charconv>
 #include <cmath>
+#include <functional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace TEVRA::report {
 
 namespace {
 
+using Impl::SAnalysisResult;
+using Impl::SFieldResult;
+using Impl::SProfileSlice;
+using Impl::STensorValues;
+
 constexpr std::string_view AXES = "xyz";
 
-std::string number_text(double number) {
+std::string cell_text(double number) {
     if (std::isnan(number)) {
         return "NaN";
     }
@@ -25,20 +30,8 @@ std::string number_text(double number) {
     return {text, std::to_chars(text, text + sizeof text, number).ptr};
 }
 
-std::string cell_text(const CValue* value) {
-    if (value == nullptr) {
-        return {};
-    }
-    switch (value->GenericType()) {
-    case CValue::eDouble:
-        return number_text(value->Double());
-    case CValue::eLong:
-        return std::to_string(value->Long());
-    case CValue::eString:
-        return value->String().Text();
-    default:
-        return {};
-    }
+std::string cell_text(long long number) {
+    return std::to_string(number);
 }
 
 std::string quoted_where_needed(const std::string& cell) {
@@ -52,7 +45,17 @@ std::string quoted_where_needed(const std::string& cell) {
     return quoted + '"';
 }
 
-void append_row(std::string& table, const std::vector<std::string>& cells) {
+/// A column: its header, and its cell of a row.
+template <typename RowT>
+struct SColumn {
+    std::string header;
+    std::function<std::string(const RowT& row)> cell;
+};
+
+template <typename RowT>
+using Columns = std::vector<SColumn<RowT>>;
+
+void append_line(std::string& table, const std::vector<std::string>& cells) {
     const char* separator = "";
     for (const std::string& cell : cells) {
         table += separator + quoted_where_needed(cell);
@@ -61,147 +64,130 @@ void append_row(std::string& table, const std::vector<std::string>& cells) {
     table += "\n";
 }
 
-/// A column: its header, and the path of its values from the row's map.
-struct SColumn {
-    std::string header;
-    std::vector<CValue_Key> path;
-};
-
-/// Walks a path key by key: identifiers such as "(005,105)" are no paths, and index keys have no place in
-/// one.
-const CValue* value_at(const CValueMap& map, const std::vector<CValue_Key>& path) {
-    const CValue* value = &map;
-    for (const CValue_Key& key : path) {
-        if (value->GenericType() != CValue::eMap) {
-            return nullptr;
-        }
-        value = value->Map().Entry(key);
-        if (value == nullptr) {
-            return nullptr;
-        }
+template <typename RowT>
+void append_headers(std::string& table, const Columns<RowT>& columns) {
+    std::vector<std::string> headers;
+    for (const SColumn<RowT>& column : columns) {
+        headers.push_back(column.header);
     }
-    return value;
+    append_line(table, headers);
 }
 
-void append_cells(std::vector<std::string>& cells, const CValueMap& row,
-                  const std::vector<SColumn>& columns) {
-    for (const SColumn& column : columns) {
-        cells.push_back(cell_text(value_at(row, column.path)));
+template <typename RowT>
+void append_row(std::string& table, const Columns<RowT>& columns, const RowT& row) {
+    std::vector<std::string> cells;
+    for (const SColumn<RowT>& column : columns) {
+        cells.push_back(column.cell(row));
     }
+    append_line(table, cells);
 }
 
-void append_headers(std::vector<std::string>& cells, const std::vector<SColumn>& columns) {
-    for (const SColumn& column : columns) {
-        cells.push_back(column.header);
-    }
+const STensorValues* values_of(const SFieldResult& field) {
+    return &field.values;
 }
 
-int dimension_of(const CValueMap& document) {
-    return document.HasEntry("Field/Mean fiber direction/z") ? 3 : 2;
+const STensorValues* values_of(const SProfileSlice& slice) {
+    return slice.values ? &*slice.values : nullptr;
 }
 
-std::vector<SColumn> corner_columns(int dim) {
-    std::vector<SColumn> columns;
-    for (const char end : {'0', '1'}) {
-        for (const char axis : AXES.substr(0, dim)) {
-            const std::string corner = {axis, end};
-            columns.push_back({corner + "_px", {"Evaluated area", corner.c_str()}});
-        }
-    }
-    return columns;
+/// A column of a number that the values of a row give; empty in rows without values.
+template <typename RowT, typename NumberT>
+SColumn<RowT> value_column(std::string header, NumberT number) {
+    return {std::move(header), [number](const RowT& row) {
+                const STensorValues* const values = values_of(row);
+                return values == nullptr ? std::string() : cell_text(number(*values));
+            }};
 }
 
-void append_fourth_order_columns(std::vector<SColumn>& columns, const CValueMap& document) {
-    const CValue* const tensor = document.Entry("Field/Fourth order Orientation tensor");
-    if (tensor == nullptr) {
-        return;
-    }
-    for (const CValue_Key& key : tensor->Map().Keys()) {
-        columns.push_back({"a_" + key.Name(), {"Fourth order Orientation tensor", key}});
+template <typename RowT>
+void append_fourth_order_columns(Columns<RowT>& columns, const SAnalysisResult& result) {
+    const auto dim = static_cast<std::size_t>(result.dim);
+    for (std::size_t at = 0; at < result.field.values.tensor4.elements.size(); ++at) {
+        const std::string component{AXES[at / (dim * dim * dim)], AXES[at / (dim * dim) % dim],
+                                    AXES[at / dim % dim], AXES[at % dim]};
+        columns.push_back(value_column<RowT>(
+            "a_" + component, [at](const STensorValues& values) { return values.tensor4.elements[at]; }));
     }
 }
 
-std::vector<SColumn> field_columns(const CValueMap& document) {
-    const std::string_view axes = AXES.substr(0, dimension_of(document));
-    std::vector<SColumn> columns = {{"status", {"Status"}}};
-    for (std::size_t i = 0; i < axes.size(); ++i) {
-        for (std::size_t j = i; j < axes.size(); ++j) {
-            const std::string component = {axes[i], axes[j]};
-            columns.push_back({"a_" + component, {"Orientation tensor", component.c_str()}});
+/// The columns of what every field has.
+template <typename RowT>
+void append_field_columns(Columns<RowT>& columns, const SAnalysisResult& result) {
+    const auto axes = static_cast<std::size_t>(result.dim);
+    columns.push_back({"status", [](const RowT& row) { return std::string(StatusText(row.status)); }});
+    for (std::size_t i = 0; i < axes; ++i) {
+        for (std::size_t j = i; j < axes; ++j) {
+            columns.push_back(
+                value_column<RowT>(std::string("a_") + AXES[i] + AXES[j],
+                                   [i, j](const STensorValues& values) { return values.tensor(i, j); }));
         }
     }
-    for (int i = 0; i < static_cast<int>(axes.size()); ++i) {
-        columns.push_back({"lambda_" + std::to_string(i + 1), {"Eigenvalues of the orientation tensor", i}});
+    for (std::size_t i = 0; i < axes; ++i) {
+        columns.push_back(
+            value_column<RowT>("lambda_" + std::to_string(i + 1),
+                               [i](const STensorValues& values) { return values.eigenvalues[i]; }));
     }
-    for (const char axis : axes) {
-        const std::string component(1, axis);
-        columns.push_back({"mean_" + component, {"Mean fiber direction", component.c_str()}});
+    for (std::size_t i = 0; i < axes; ++i) {
+        columns.push_back(
+            value_column<RowT>(std::string("mean_") + AXES[i],
+                               [i](const STensorValues& values) { return values.meanDirection[i]; }));
     }
-    columns.push_back({"anisotropy", {"Anisotropy value"}});
-    columns.push_back({"difference_rad", {"Difference to global direction"}});
-    append_fourth_order_columns(columns, document);
-    return columns;
+    columns.push_back(
+        value_column<RowT>("anisotropy", [](const STensorValues& values) { return values.anisotropy; }));
+    columns.push_back({"difference_rad", [](const RowT& row) {
+                           return values_of(row) == nullptr ? std::string() : cell_text(row.differenceRad);
+                       }});
+    append_fourth_order_columns(columns, result);
 }
 
-/// The slice's coordinate, the number at the end of a key such as "slice 005".
-std::string slice_coordinate(const std::string& key) {
-    const std::size_t digits = key.find_last_of(' ') + 1;
-    const std::size_t first = key.find_first_not_of('0', digits);
-    return first == std::string::npos ? "0" : key.substr(first);
+void append_corner_columns(Columns<SFieldResult>& columns, int dim) {
+    for (int axis = 0; axis < dim; ++axis) {
+        columns.push_back(
+            {std::string(1, AXES[static_cast<std::size_t>(axis)]) + "0_px",
+             [axis](const SFieldResult& field) { return cell_text(field.box.Point0()[axis]); }});
+    }
+    for (int axis = 0; axis < dim; ++axis) {
+        columns.push_back(
+            {std::string(1, AXES[static_cast<std::size_t>(axis)]) + "1_px",
+             [axis](const SFieldResult& field) { return cell_text(field.box.Point1()[axis]); }});
+    }
 }
 
 } // namespace
 
-std::string SubfieldsCsv(const CValueMap& document) {
-    const CValue* const subfields = document.Entry("Subfields");
-    if (subfields == nullptr) {
+std::string SubfieldsCsv(const SAnalysisResult& result) {
+    if (!result.ListsSubfields()) {
         return {};
     }
-    std::vector<SColumn> columns = corner_columns(dimension_of(document));
-    const std::vector<SColumn> field = field_columns(document);
-    columns.insert(columns.end(), field.begin(), field.end());
-
+    Columns<SFieldResult> columns{{"id", [](const SFieldResult& field) { return field.identifier; }}};
+    append_corner_columns(columns, result.dim);
+    append_field_columns(columns, result);
     std::string table;
-    std::vector<std::string> cells = {"id"};
-    append_headers(cells, columns);
-    append_row(table, cells);
-    const CValueMap& entries = subfields->Map();
-    for (auto entry = entries.begin(); !(entry == entries.end()); ++entry) {
-        if (entry.Value()->GenericType() != CValue::eMap) {
-            continue; // "Subfield size"
-        }
-        cells = {entry.Key().ToString()};
-        append_cells(cells, entry.Value()->Map(), columns);
-        append_row(table, cells);
+    append_headers(table, columns);
+    for (const SFieldResult& subfield : result.subfields) {
+        append_row(table, columns, subfield);
     }
     return table;
 }
 
-std::string ProfilesCsv(const CValueMap& document, const std::string& lengthUnit) {
-    const CValue* const profiles = document.Entry("Averaged Profile");
-    if (profiles == nullptr) {
+std::string ProfilesCsv(const SAnalysisResult& result, const std::string& lengthUnit) {
+    if (!result.ListsSubfields()) {
         return {};
     }
-    std::vector<SColumn> columns = {
-        {lengthUnit.empty() ? "position" : "position_" + lengthUnit, {"slice position"}},
-        {"number_of_subfields", {"Number of subfields"}}};
-    const std::vector<SColumn> field = field_columns(document);
-    columns.insert(columns.end(), field.begin(), field.end());
-
+    char axisLetter = 'x';
+    Columns<SProfileSlice> columns{
+        {"axis", [&axisLetter](const SProfileSlice& /*slice*/) { return std::string(1, axisLetter); }},
+        {"slice_px", [](const SProfileSlice& slice) { return cell_text(slice.slicePx); }},
+        {lengthUnit.empty() ? "position" : "position_" + lengthUnit,
+         [](const SProfileSlice& slice) { return cell_text(slice.position); }},
+        {"number_of_subfields", [](const SProfileSlice& slice) { return cell_text(slice.subfields); }}};
+    append_field_columns(columns, result);
     std::string table;
-    std::vector<std::string> cells = {"axis", "slice_px"};
-    append_headers(cells, columns);
-    append_row(table, cells);
-    for (const char axis : AXES) {
-        const std::string name = std::string(1, axis) + "-Direction";
-        const CValue* const slices = profiles->Map().Entry(name.c_str());
-        if (slices == nullptr) {
-            continue; // z in 2D
-        }
-        for (auto slice = slices->Map().begin(); !(slice == slices->Map().end()); ++slice) {
-            cells = {std::string(1, axis), slice_coordinate(slice.Key().ToString())};
-            append_cells(cells, slice.Value()->Map(), columns);
-            append_row(table, cells);
+    append_headers(table, columns);
+    for (std::size_t axis = 0; axis < result.profiles.size(); ++axis) {
+        axisLetter = AXES[axis];
+        for (const SProfileSlice& slice : result.profiles[axis]) {
+            append_row(table, columns, slice);
         }
     }
     return table;

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "zeklib2core/ValueMap.h"
+#include "Subfields/AnalysisResult.h"
 
 #include <string>
 
 namespace TEVRA::report {
 
-/// The listed subfields of a result document as a table, one row each in document order; empty if the
-/// document lists none.
+/// The listed subfields of a result as a table, one row each, x fastest; empty if it lists none.
 ///
 /// Columns (those of z in 3D only):
 /// - `id`: the subfield's identifier;
@@ -19,20 +18,19 @@ namespace TEVRA::report {
 /// - `mean_x`, `mean_y`, `mean_z`: mean direction, a unit vector whose sign means nothing;
 /// - `anisotropy`: 1 - smallest / largest eigenvalue;
 /// - `difference_rad`: angle between this and the whole field's mean direction, [0, pi/2];
-/// - `a_xxxx`, `a_xxxy`, ...: fourth-order tensor in the document's order, if the document has it.
+/// - `a_xxxx`, `a_xxxy`, ...: fourth-order tensor, the last index fastest, if it was asked for.
 ///
 /// Comma-separated with a header line; cells with commas, quotes or line breaks are quoted as in RFC 4180,
 /// line ends are LF, which command line tools handle better than that text's CR LF. Numbers read back as the
-/// same doubles; NaN and Inf stand for themselves; a value that the document does not have is an empty cell.
-std::string SubfieldsCsv(const CValueMap& document);
+/// same doubles; NaN and Inf stand for themselves; a value that there is not is an empty cell.
+std::string SubfieldsCsv(const Impl::SAnalysisResult& result);
 
-/// The averaged profiles of a result document as a table, one row per axis and slice; empty if the document
-/// has none.
+/// The averaged profiles of a result as a table, one row per axis and slice; empty if it lists no subfields.
 ///
 /// Columns: `axis` ("x", "y" or "z"); `slice_px`, the slice's lower corner along the axis; `position_UNIT`,
 /// the same as a length (`position` where the unit has no name); `number_of_subfields` that the averages are
 /// made of; then `status` and the rest as in SubfieldsCsv.
-/// @param lengthUnit unit of the document's lengths, as in "mm" or "px"; may be empty.
-std::string ProfilesCsv(const CValueMap& document, const std::string& lengthUnit);
+/// @param lengthUnit unit of the result's lengths, as in "mm" or "px"; may be empty.
+std::string ProfilesCsv(const Impl::SAnalysisResult& result, const std::string& lengthUnit);
 
 } // namespace TEVRA::report

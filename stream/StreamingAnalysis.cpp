@@ -124,7 +124,7 @@ class CStreamingAnalysis::CRun {
             const auto start = std::chrono::steady_clock::now();
             work();
             const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-            result.passes.push_back({name, time.count()});
+            result.analysis.passes.push_back({name, time.count()});
             report.Step();
         };
         if (hasMask) {
@@ -142,7 +142,7 @@ class CStreamingAnalysis::CRun {
             pass("columns", [&] { extent = smooth_columns(); });
             keep({result.range, extent});
         }
-        pass("threshold", [&] { result.threshold = threshold(extent); });
+        pass("threshold", [&] { find_threshold(extent, result.analysis); });
         pass("directions", [&] {
             ExchangeHalo(m_store, 1, m_depth, m_ranks);
             if (m_analysis.m_layout.Dim() == 3) {
@@ -275,17 +275,19 @@ class CStreamingAnalysis::CRun {
         return extent;
     }
 
-    std::optional<double> threshold(const Impl::SExtent& extent) {
+    void find_threshold(const Impl::SExtent& extent, Impl::SAnalysisResult& result) {
         if (m_input.mask != nullptr) {
-            return std::nullopt;
+            return;
         }
         if (!(extent.lo < extent.hi)) {
             throw CNoForegroundError(CNoForegroundError::EReason::constantImage);
         }
         Counts histogram = this->histogram(extent);
         m_ranks.AddUp(histogram);
-        return Impl::ThresholdOfFloatBin(COtsu::CalculateThreshold(histogram),
-                                         m_analysis.m_parameters.otsuFactor, extent.lo, extent.hi);
+        result.threshold = Impl::ThresholdOfFloatBin(
+            COtsu::CalculateThreshold(histogram), m_analysis.m_parameters.otsuFactor, extent.lo, extent.hi);
+        result.smoothedHistogram = {static_cast<double>(extent.lo), static_cast<double>(extent.hi),
+                                    std::move(histogram)};
     }
 
     Counts histogram(const Impl::SExtent& extent) {
@@ -348,7 +350,7 @@ class CStreamingAnalysis::CRun {
                                     size(),
                                     m_analysis.m_grid,
                                     mask ? &*mask : nullptr,
-                                    result.threshold.value_or(0.0),
+                                    result.analysis.threshold.value_or(0.0),
                                     m_angles,
                                     m_plan.slabSlices,
                                     parameters.withFourthOrder};
@@ -358,12 +360,12 @@ class CStreamingAnalysis::CRun {
         result.foregroundPixels = static_cast<long long>(axes.front());
         sums.Collect(m_ranks);
         if (m_ranks.IsFirst()) {
-            make_document(sums, result);
+            evaluate(sums, result.analysis);
         }
     }
 
     template <std::size_t Dim>
-    void make_document(const CTileSums<Dim>& sums, SStreamResult& result) const {
+    void evaluate(const CTileSums<Dim>& sums, Impl::SAnalysisResult& result) const {
         if (sums.Count() == 0) {
             throw CNoForegroundError(CNoForegroundError::EReason::noneInTiles);
         }
@@ -376,9 +378,13 @@ class CStreamingAnalysis::CRun {
         if (m_input.mask == nullptr) {
             recorded.otsuFactor = parameters.otsuFactor;
         }
-        Impl::CResultDocument document(m_analysis.m_layout, recorded);
-        sums.AddTo(document, parameters.withFourthOrder);
-        result.document = document.Finish(result.parameterSummary);
+        Impl::CResultBuilder builder(m_analysis.m_layout, recorded);
+        sums.AddTo(builder, parameters.withFourthOrder);
+        Impl::SAnalysisResult found = builder.Finish();
+        found.threshold = result.threshold;
+        found.smoothedHistogram = std::move(result.smoothedHistogram);
+        found.passes = std::move(result.passes);
+        result = std::move(found);
     }
 
     CStreamingAnalysis& m_analysis;

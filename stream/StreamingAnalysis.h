@@ -7,9 +7,9 @@
 #include "stream/OrientationPass.h"
 
 #include "FilterOrientations/AnalysisRequest.h"
+#include "Subfields/AnalysisResult.h"
 #include "volume/ImageConversion.h"
 #include "volume/ImageReader.h"
-#include "zeklib2core/ValueMap.h"
 
 #include <memory>
 #include <optional>
@@ -52,16 +52,10 @@ struct SStreamResources {
 };
 
 struct SStreamResult {
-    std::unique_ptr<CValueMap> document; ///< on rank 0; null on others, as is the summary empty
-    std::string parameterSummary;
-    std::optional<double> threshold; ///< grey value of the smoothed image; none with a mask
+    /// On rank 0; on others all but threshold, histogram and passes (of the own process) is empty.
+    Impl::SAnalysisResult analysis;
     long long foregroundPixels = 0;  ///< those with an axis, of the whole image
     volume::SValueRange range;       ///< of the file's values
-    struct SPass {
-        const char* name;
-        double seconds;
-    };
-    std::vector<SPass> passes;       ///< of this process, in order
     std::vector<double> idleSeconds; ///< on rank 0: how long each process has waited for others
 };
 

@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "stream/TileSums.h"
 
-#include "Numeric/Matrix.h"
-
 #include <algorithm>
-#include <memory>
 #include <type_traits>
 
 namespace TEVRA::stream {
@@ -160,21 +157,21 @@ long long CTileSums<Dim>::Count() const {
 }
 
 template <std::size_t Dim>
-void CTileSums<Dim>::AddTo(Impl::CResultDocument& document, bool withFourthOrder) const {
-    CMatrix<double> second(Dim, Dim);
+void CTileSums<Dim>::AddTo(Impl::CResultBuilder& result, bool withFourthOrder) const {
     std::size_t at = 0;
     for (long long k = 0; k < m_grid.Tiles(2); ++k) {
         for (long long j = 0; j < m_grid.Tiles(1); ++j) {
             for (long long i = 0; i < m_grid.Tiles(0); ++i, ++at) {
                 const Sums& sums = m_tiles[at];
-                sums.second.CopyTo(second);
-                const std::unique_ptr<CTensorRank4> fourth =
-                    withFourthOrder ? Impl::NewTensorRank4(static_cast<int>(Dim)) : nullptr;
-                if (fourth) {
-                    sums.fourth.AddTo(*fourth);
+                Impl::STileSums tile;
+                tile.count = sums.second.Count();
+                tile.second.dim = Dim;
+                sums.second.CopyTo(tile.second);
+                if (withFourthOrder) {
+                    tile.fourth = Impl::STensor4(Dim);
+                    sums.fourth.AddTo(tile.fourth);
                 }
-                document.AddTile(m_grid.Layout().Tile({i, j, k}),
-                                 {second, sums.second.Count(), fourth.get()});
+                result.AddTile({i, j, k}, tile);
             }
         }
     }

@@ -5,8 +5,8 @@
 #include "stream/SliceRange.h"
 
 #include "Axes/OrientationSums.h"
-#include "FilterOrientations/ResultDocument.h"
-#include "FilterOrientations/SubfieldLayout.h"
+#include "Subfields/AnalysisResult.h"
+#include "Subfields/SubfieldLayout.h"
 #include "Utils/CoveredPixels.h"
 
 #include <array>
@@ -80,8 +80,8 @@ class CTileSums {
     void Collect(ICommunicator& ranks);
     /// Foreground pixels of all tiles.
     long long Count() const;
-    /// Adds all tiles to a document, in order.
-    void AddTo(Impl::CResultDocument& document, bool withFourthOrder) const;
+    /// Adds all tiles to a result, in order.
+    void AddTo(Impl::CResultBuilder& result, bool withFourthOrder) const;
 
   private:
     using Sums = SSums<Dim>;

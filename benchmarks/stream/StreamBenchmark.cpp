@@ -69,7 +69,7 @@ struct SRun {
     double wallSeconds = 0.0;
     double cpuSeconds = 0.0;
     double threshold = 0.0;
-    std::vector<stream::SStreamResult::SPass> passes;
+    std::vector<Impl::SPassTime> passes;
 };
 
 double median(std::vector<double> values) {
@@ -108,7 +108,7 @@ class CWay {
                     1e9 * Cpu() / pixels);
         for (std::size_t pass = 0; pass < m_runs.front().passes.size(); ++pass) {
             const double seconds = median_of([pass](const SRun& run) { return run.passes[pass].seconds; });
-            std::printf("  %s %.0f ms", m_runs.front().passes[pass].name, 1e3 * seconds);
+            std::printf("  %s %.0f ms", m_runs.front().passes[pass].name.c_str(), 1e3 * seconds);
         }
         std::printf("\n");
     }
@@ -151,8 +151,8 @@ SRun by_slices(CImage& image, int threads, bool withMaps) {
     const auto maps = withMaps ? std::make_unique<CMaps>(image.Size()) : nullptr;
     const stream::SStreamResult result = analysis.Run(maps.get());
     SRun run;
-    run.threshold = result.threshold.value_or(0.0);
-    run.passes = result.passes;
+    run.threshold = result.analysis.threshold.value_or(0.0);
+    run.passes = result.analysis.passes;
     return run;
 }
 

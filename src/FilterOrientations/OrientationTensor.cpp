@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "FilterOrientations/OrientationTensor.h"
 
-#include "Numeric/Matrix.h"
-#include "VexoNumeric/Numeric.h"
+#include "Subfields/TensorDecomposition.h"
 
 #include <cmath>
 
@@ -47,34 +46,23 @@ void check_shapes(const IMatrix<double>& result, const char* resultText, const I
     }
 }
 
-/// Eigenvectors (columns of U) and eigenvalues (S, largest first) of a tensor.
-struct SDecomposition {
-    explicit SDecomposition(const IMatrix<double>& tensor)
-        : U(tensor.Rows(), tensor.Rows()), S(tensor.Rows(), 1), V(tensor.Rows(), tensor.Rows()) {
-        CNumeric::Svd(tensor, U, S, V, true);
-    }
-    CMatrix<double> U;
-    CMatrix<double> S;
-    CMatrix<double> V;
-};
-
 } // namespace
 
 void COrientationTensor::MeanOrientation(IMatrix<double>& meanOrientation, const IMatrix<double>& tensor) {
     check_shapes(meanOrientation, "Mean orientation must be a %1 x 1 column vector (but it is %2 x %3).",
                  tensor, {"TEVRA::COrientationTensor::MeanOrientation", 34, 37, 41});
-    const SDecomposition decomposition(tensor);
+    const Impl::STensorDecomposition decomposition = Impl::DecomposeTensor(tensor);
     for (std::size_t i = 0; i < meanOrientation.Rows(); ++i) {
-        meanOrientation(i, 0) = decomposition.U(i, 0);
+        meanOrientation(i, 0) = decomposition.eigenvectors(i, 0);
     }
 }
 
 void COrientationTensor::Eigenvalues(IMatrix<double>& ev, const IMatrix<double>& tensor) {
     check_shapes(ev, "Ev must be a %1 x 1 column vector (but it is %2 x %3).", tensor,
                  {"TEVRA::COrientationTensor::Eigenvalues", 57, 60, 64});
-    const SDecomposition decomposition(tensor);
+    const Impl::STensorDecomposition decomposition = Impl::DecomposeTensor(tensor);
     for (std::size_t i = 0; i < ev.Rows(); ++i) {
-        ev(i, 0) = decomposition.S(i, 0);
+        ev(i, 0) = decomposition.eigenvalues(i, 0);
     }
 }
 
@@ -84,8 +72,8 @@ void COrientationTensor::OrientationParameters(double& shape, double& strength,
         throw_at("TEVRA::COrientationTensor::OrientationParameters", 81,
                  with_shape("Orientation tensor must be a 3x3 matrix (but it is %1 x %2).", tensor));
     }
-    const SDecomposition decomposition(tensor);
-    const CMatrix<double>& lambda = decomposition.S;
+    const Impl::STensorDecomposition decomposition = Impl::DecomposeTensor(tensor);
+    const CMatrix<double>& lambda = decomposition.eigenvalues;
     shape = std::log(lambda(0, 0) / lambda(1, 0)) / std::log(lambda(1, 0) / lambda(2, 0));
     strength = std::log(lambda(0, 0) / lambda(2, 0));
 }

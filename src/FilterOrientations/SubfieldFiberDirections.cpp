@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "FilterOrientations/SubfieldFiberDirections.h"
 
-#include "FilterOrientations/AveragedProfile.h"
-#include "FilterOrientations/FieldValues.h"
-#include "FilterOrientations/ResultDocument.h"
-#include "FilterOrientations/SubfieldLayout.h"
+#include "FilterOrientations/DocumentProfile.h"
+#include "FilterOrientations/OrientationTensor.h"
+#include "Subfields/ResultDocument.h"
 #include "zeklib2core/Exception.h"
 #include "zeklib2core/ValuePointer.h"
 #include "zeklib2core/ValueVector.h"
@@ -40,6 +39,37 @@ std::array<double, 3> checked_spacing(const IImage& image, int dim) {
     }
     const auto positive_or_1 = [](double spacing) { return spacing <= 0.0 ? 1.0 : spacing; };
     return {positive_or_1(x), positive_or_1(y), dim == 3 ? positive_or_1(z) : z};
+}
+
+Impl::STensor2 tensor_of(const CMatrix<double>& matrix) {
+    Impl::STensor2 tensor;
+    tensor.dim = matrix.Rows();
+    for (std::size_t i = 0; i < tensor.dim; ++i) {
+        for (std::size_t j = 0; j < tensor.dim; ++j) {
+            tensor(i, j) = matrix(i, j);
+        }
+    }
+    return tensor;
+}
+
+/// The elements with indices below `dim`; none of a tensor that is null.
+Impl::STensor4 tensor4_of(const CTensorRank4* source, std::size_t dim) {
+    if (source == nullptr) {
+        return {};
+    }
+    Impl::STensor4 tensor(dim);
+    const auto end = static_cast<long long>(dim);
+    auto element = tensor.elements.begin();
+    for (long long i = 0; i < end; ++i) {
+        for (long long j = 0; j < end; ++j) {
+            for (long long k = 0; k < end; ++k) {
+                for (long long l = 0; l < end; ++l) {
+                    *element++ = (*source)(i, j, k, l);
+                }
+            }
+        }
+    }
+    return tensor;
 }
 
 } // namespace
@@ -99,21 +129,26 @@ CValueMap* CSubfieldFiberDirections::Compute(IImage& image, std::string& paramet
     if (mask == nullptr) {
         recorded.otsuFactor = m_fOtsuFactor;
     }
-    Impl::CResultDocument document(layout, recorded);
+    Impl::CResultBuilder builder(layout, recorded);
     const Impl::TileIndex last = layout.FullTiles();
     const auto size = static_cast<std::size_t>(dim);
     for (long long k = 0; k <= last[2]; ++k) {
         for (long long j = 0; j <= last[1]; ++j) {
             for (long long i = 0; i <= last[0]; ++i) {
-                const CBox tile = layout.Tile({i, j, k});
                 CMatrix<double> sums(size, size);
-                const std::unique_ptr<CTensorRank4> sums4 = fourthOrder ? Impl::NewTensorRank4(dim) : nullptr;
-                const long long count = m_estimator.OrientationTensor(sums, tile, false, sums4.get());
-                document.AddTile(tile, {sums, count, sums4.get()});
+                const auto sums4 = fourthOrder ? std::make_unique<CTensorRank4>(dim, dim, dim, dim) : nullptr;
+                const long long count =
+                    m_estimator.OrientationTensor(sums, layout.Tile({i, j, k}), false, sums4.get());
+                builder.AddTile({i, j, k}, {tensor_of(sums), count, tensor4_of(sums4.get(), size)});
             }
         }
     }
-    return document.Finish(parameters).release();
+    if (!builder.HasForeground()) {
+        throw_from_compute(210, "No fields available. Check size and/or Otsu settings.");
+    }
+    const Impl::SAnalysisResult result = builder.Finish();
+    parameters += Impl::ParameterSummary(result);
+    return Impl::ResultDocument(result).release();
 }
 
 void CSubfieldFiberDirections::GetDirections(const IImage*& first, const IImage*& second) {
@@ -139,7 +174,12 @@ void CSubfieldFiberDirections::add_subfield_limits(CValueMap* map, const CBox& b
 
 CValueMap* CSubfieldFiberDirections::gen_FiberDirectionsValues(const CMatrix<double>& T, long long count,
                                                                double fraction, CTensorRank4* T4) {
-    return Impl::FieldValues(T, count, fraction, T4).release();
+    if (T.Rows() != T.Cols() || (T.Rows() != 2 && T.Rows() != 3)) {
+        CMatrix<double> mean(T.Rows(), 1);
+        COrientationTensor::MeanOrientation(mean, T); // throws and says what is wrong
+    }
+    const Impl::STensorValues values = Impl::EvaluateTensor(tensor_of(T), count, tensor4_of(T4, T.Rows()));
+    return Impl::FieldMap(values, Impl::StatusOfFraction(fraction)).release();
 }
 
 void CSubfieldFiberDirections::AddDifferenceToMeanDirToMap(CValueMap* map,
@@ -160,7 +200,7 @@ void CSubfieldFiberDirections::AddDifferenceToMeanDirToEachSubfieldEntry(CValueM
 
 CValueMap* CSubfieldFiberDirections::CreateAveragedProfile(const CValueMap& root, const double* spacing,
                                                            int dim) {
-    return Impl::AveragedProfile(root, {spacing[0], spacing[1], dim == 3 ? spacing[2] : 1.0}, dim).release();
+    return Impl::DocumentProfile(root, {spacing[0], spacing[1], dim == 3 ? spacing[2] : 1.0}, dim).release();
 }
 
 void CSubfieldFiberDirections::RepackMeasuredFeaturesForVexo(CValueMap& target, const char* /*name*/,

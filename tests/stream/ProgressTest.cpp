@@ -51,8 +51,9 @@ class Passes : public testing::Test {
         EXPECT_EQ(progress.done, progress.announced);
         EXPECT_GT(progress.announced, 0);
         Names names;
-        std::transform(result.passes.begin(), result.passes.end(), std::back_inserter(names),
-                       [](const stream::SStreamResult::SPass& pass) { return pass.name; });
+        const std::vector<Impl::SPassTime>& passes = result.analysis.passes;
+        std::transform(passes.begin(), passes.end(), std::back_inserter(names),
+                       [](const Impl::SPassTime& pass) { return pass.name; });
         return names;
     }
 

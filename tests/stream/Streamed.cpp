@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "stream/Streamed.h"
 
+#include "Subfields/ResultDocument.h"
 #include "support/MakeImage.h"
 
 #include <gmock/gmock.h>
@@ -67,9 +68,11 @@ SAnswer Streamed(const SCase& task, const stream::SStreamResources& resources, s
                                         ranks != nullptr ? *ranks : *alone, true);
     stream::SStreamResult result = analysis.Run(&angles);
     SAnswer answer;
-    answer.document = std::move(result.document);
-    answer.summary = result.parameterSummary;
-    answer.threshold = result.threshold;
+    if (ranks == nullptr || ranks->IsFirst()) {
+        answer.document = Impl::ResultDocument(result.analysis);
+        answer.summary = Impl::ParameterSummary(result.analysis);
+    }
+    answer.threshold = result.analysis.threshold;
     answer.foregroundPixels = result.foregroundPixels;
     answer.theta = std::move(angles.theta);
     answer.phi = std::move(angles.phi);

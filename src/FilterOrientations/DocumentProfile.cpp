@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "FilterOrientations/AveragedProfile.h"
+#include "FilterOrientations/DocumentProfile.h"
 
-#include "FilterOrientations/FieldValues.h"
-#include "FilterOrientations/SubfieldLayout.h"
+#include "Subfields/ResultDocument.h"
 #include "VexoUtils/ValueMapWithOperators.h"
-#include "zeklib2core/StringTools.h"
 #include "zeklib2core/ValueLeaf.h"
 
 #include <cstdint>
@@ -15,9 +13,9 @@
 namespace TEVRA::Impl {
 namespace {
 
-constexpr std::array<const char*, 3> LOWER_CORNERS{"Evaluated area/x0", "Evaluated area/y0",
-                                                   "Evaluated area/z0"};
-constexpr std::array<const char*, 3> DIRECTIONS{"x-Direction", "y-Direction", "z-Direction"};
+std::string path(const char* map, const char* key) {
+    return std::string(map) + "/" + key;
+}
 
 /// What an average of subfields would not be meaningful for.
 const std::vector<std::string>& keys_left_out() {
@@ -36,7 +34,7 @@ using Slices = std::map<std::int32_t, SSlice>; // by lower corner along the axis
 
 bool is_ok(const CValueMap& subfield) {
     return subfield.HasEntry(Key::STATUS, CValue::eString) &&
-           subfield.Entry(Key::STATUS)->String().Text() == STATUS_OK;
+           subfield.Entry(Key::STATUS)->String().Text() == StatusText(EFieldStatus::ok);
 }
 
 bool is_valid(const CValueMap& subfield) {
@@ -84,6 +82,18 @@ CValueMapWithOperators zero_template(const CValueMap* source) {
     return zeros;
 }
 
+STensor2 tensor_of(const CValueMap& field) {
+    const CValueMap& map = field.Entry(Key::TENSOR)->Map();
+    STensor2 tensor;
+    tensor.dim = map.HasEntry(Key::COMPONENTS[2][2]) ? 3 : 2;
+    for (std::size_t i = 0; i < tensor.dim; ++i) {
+        for (std::size_t j = 0; j < tensor.dim; ++j) {
+            tensor(i, j) = map.Entry(Key::COMPONENTS[i][j])->Double();
+        }
+    }
+    return tensor;
+}
+
 CValueMapWithOperators averaged(const SSlice& slice, const CValueMapWithOperators& zeros,
                                 const std::vector<double>& globalDirection) {
     CValueMapWithOperators average(slice.count == 0 ? zeros : slice.sum);
@@ -92,32 +102,22 @@ CValueMapWithOperators averaged(const SSlice& slice, const CValueMapWithOperator
     }
     average.SetEntry(Key::NUMBER_OF_SUBFIELDS, new CValueLong(slice.count));
     if (average.HasEntry(Key::TENSOR)) {
-        average.Merge(*FieldValues(TensorOf(average), 1, 1.0, nullptr));
+        average.Merge(*FieldMap(EvaluateTensor(tensor_of(average), 1, {}), EFieldStatus::ok));
         AddDifference(average, globalDirection);
     }
     if (slice.count == 0) {
-        average.SetEntry(Key::STATUS, NewText(STATUS_NO_SUBFIELDS));
+        average.SetEntry(Key::STATUS, NewText(StatusText(EFieldStatus::noSubfields)));
     }
     return average;
-}
-
-/// "slice 005": the coordinate zero-filled to the width of the largest one.
-std::string slice_name(std::int32_t coordinate, int width) {
-    const std::string format = CStringTools::Printf("%s %%0%ulu", "slice", static_cast<unsigned>(width));
-    return CStringTools::Printf(format.c_str(), static_cast<unsigned long>(coordinate));
 }
 
 std::unique_ptr<CValueMap> slice_map(const Slices& slices, const CValueMapWithOperators& zeros,
                                      const std::vector<double>& globalDirection, double spacing) {
     auto map = std::make_unique<CValueMap>();
-    if (slices.empty()) {
-        return map;
-    }
-    const int width = CSubfieldLayout::DigitsOf(slices.rbegin()->first);
     for (const auto& [coordinate, slice] : slices) {
         auto entry = std::make_unique<CValueMap>(averaged(slice, zeros, globalDirection));
         entry->SetEntry(Key::SLICE_POSITION, new CValueDouble(coordinate * spacing));
-        map->SetEntry(slice_name(coordinate, width).c_str(), entry.release());
+        map->SetEntry(SliceName(coordinate, slices.rbegin()->first).c_str(), entry.release());
     }
     return map;
 }
@@ -132,16 +132,32 @@ std::unique_ptr<CValueMap> parameter_map(const CValueMap& root) {
     for (const char* key : {Key::OTSU_FACTOR, Key::FIBER_RADIUS, Key::BORDER}) {
         copy(key, root.Entry(key));
     }
-    copy(Key::SUBFIELD_SIZE, root.Entry("Subfields/Subfield size"));
+    copy(Key::SUBFIELD_SIZE, root.Entry(path(Key::SUBFIELDS, Key::SUBFIELD_SIZE).c_str()));
     return parameters;
 }
 
 } // namespace
 
-std::unique_ptr<CValueMap> AveragedProfile(const CValueMap& root, const std::array<double, 3>& spacing,
+std::vector<double> DirectionOf(const CValueMap& direction) {
+    std::vector<double> components{direction.Entry(Key::AXES[0])->Double(),
+                                   direction.Entry(Key::AXES[1])->Double()};
+    if (direction.HasEntry(Key::AXES[2])) {
+        components.push_back(direction.Entry(Key::AXES[2])->Double());
+    }
+    return components;
+}
+
+void AddDifference(CValueMap& field, const std::vector<double>& direction) {
+    const std::vector<double> own = DirectionOf(field.Entry(Key::MEAN_DIRECTION)->Map());
+    const double differenceRad = DifferenceOfDirections(own.data(), direction.data(), direction.size());
+    field.SetEntry(Key::DIFFERENCE, new CValueDouble(differenceRad));
+}
+
+std::unique_ptr<CValueMap> DocumentProfile(const CValueMap& root, const std::array<double, 3>& spacing,
                                            int dim) {
     const CValueMap& subfields = root.Entry(Key::SUBFIELDS)->Map();
-    const std::vector<double> globalDirection = DirectionOf(root.Entry("Field/Mean fiber direction")->Map());
+    const std::vector<double> globalDirection =
+        DirectionOf(root.Entry(path(Key::FIELD, Key::MEAN_DIRECTION).c_str())->Map());
     const auto axes = static_cast<std::size_t>(dim);
 
     std::array<Slices, 3> slicesOfAxis;
@@ -155,7 +171,8 @@ std::unique_ptr<CValueMap> AveragedProfile(const CValueMap& root, const std::arr
             templateSource = &subfield;
         }
         for (std::size_t axis = 0; axis < axes; ++axis) {
-            SSlice& slice = slicesOfAxis[axis][subfield.Entry(LOWER_CORNERS[axis])->Long()];
+            SSlice& slice =
+                slicesOfAxis[axis][subfield.Entry(path(Key::AREA, Key::LOWER_CORNERS[axis]).c_str())->Long()];
             if (is_valid(subfield)) {
                 add_to_slice(slice, subfield);
             }
@@ -165,7 +182,7 @@ std::unique_ptr<CValueMap> AveragedProfile(const CValueMap& root, const std::arr
     const CValueMapWithOperators zeros = zero_template(templateSource);
     auto profile = std::make_unique<CValueMap>();
     for (std::size_t axis = 0; axis < axes; ++axis) {
-        profile->SetEntry(DIRECTIONS[axis],
+        profile->SetEntry(Key::DIRECTIONS[axis],
                           slice_map(slicesOfAxis[axis], zeros, globalDirection, spacing[axis]).release());
     }
     profile->SetEntry(Key::PARAMETERS, parameter_map(root).release());

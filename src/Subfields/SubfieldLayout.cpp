@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "FilterOrientations/SubfieldLayout.h"
+#include "Subfields/SubfieldLayout.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "Subfields/TensorDecomposition.h"
+
+#include "VexoNumeric/Numeric.h"
+
+namespace TEVRA::Impl {
+
+STensorDecomposition DecomposeTensor(const IMatrix<double>& tensor) {
+    const std::size_t dim = tensor.Rows();
+    STensorDecomposition result{CMatrix<double>(dim, dim), CMatrix<double>(dim, 1)};
+    CMatrix<double> v(dim, dim); // equal to the eigenvectors up to sign
+    CNumeric::Svd(tensor, result.eigenvectors, result.eigenvalues, v, true);
+    return result;
+}
+
+} // namespace TEVRA::Impl
