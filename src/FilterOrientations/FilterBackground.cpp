@@ -7,6 +7,9 @@
 #include "Utils/PixelRows.h"
 #include "Utils/Threshold.h"
 
+#include <limits>
+#include <optional>
+
 namespace TEVRA {
 
 using Impl::filterbank::EXCLUDED;
@@ -47,9 +50,12 @@ bool CFilterOrientations::mask_out(IImage& index, const IImage& image, const IIm
         return true;
     }
     constexpr double OTSU_FACTOR = 1.05;
-    const Impl::SThreshold threshold = Impl::ForegroundThreshold(image, OTSU_FACTOR);
-    MaskOutOrientations(index, image, threshold.value, EXCLUDED);
-    return threshold.isComplete;
+    const std::optional<double> threshold = Impl::ForegroundThreshold(image, OTSU_FACTOR);
+    if (!threshold) {
+        return false;
+    }
+    MaskOutOrientations(index, image, *threshold, EXCLUDED);
+    return true;
 }
 
 void CFilterOrientations::MaskOutOrientations(IImage& index, const IImage& image, double threshold,
@@ -85,7 +91,8 @@ void CFilterOrientations::MaskOutOrientations(IImage& index, const IImage& mask,
 }
 
 double CFilterOrientations::ComputeThreshold(const IImage& image, double factor) {
-    return Impl::ForegroundThreshold(image, factor).value;
+    constexpr double NONE = std::numeric_limits<double>::quiet_NaN();
+    return Impl::ForegroundThreshold(image, factor).value_or(NONE);
 }
 
 } // namespace TEVRA

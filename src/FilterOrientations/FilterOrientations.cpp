@@ -158,6 +158,9 @@ bool CFilterOrientations::compute(const IImage& image, const IImage* mask, SResu
     Impl::CProgressScope progress(Progress(), static_cast<long long>(directions.Rows()) + 9,
                                   "Computing local orientations...");
     std::unique_ptr<IImage> padded(PadZeros(image));
+    if (!padded) {
+        return false;
+    }
     const CSize paddedSize = padded->Size();
     std::unique_ptr<IImage> spectrum(factory.CreateImage(IMAGE_COMPLEX_F, paddedSize));
     if (!progress.StepAndGoOn()) {
@@ -293,15 +296,16 @@ bool CFilterOrientations::filter_image(IImage& response, IImage& maskBuffer, con
 IImage* CFilterOrientations::PadZeros(const IImage& image) {
     return Impl::ForGreyPixels(
         image, TEVRA_LOCATION(SOURCE, "TEVRA::CFilterOrientations::PadZeros", __LINE__),
-        [&]<typename PixelT>() {
+        [&]<typename PixelT>() -> IImage* {
             CSize size = image.Size();
             for (int axis = 0; axis < size.Dim(); ++axis) {
                 size.Set(axis, size[axis] + 2LL * m_padWidth);
             }
             std::unique_ptr<IImage> padded(CZekImageFactory::Obj().CreateImage(image.Type(), size));
             visitors::CInitializer<PixelT> initializer(PixelT{0});
-            Visit::VisitImageData(*padded, initializer, Progress());
-
+            if (!Visit::VisitImageData(*padded, initializer, Progress())) {
+                return nullptr;
+            }
             const auto source = Impl::PixelsOf<PixelT>(image, "input image");
             const auto target = Impl::WritablePixelsOf<PixelT>(*padded, "padded image");
             const long long padZ = size.Dim() == 3 ? m_padWidth : 0;

@@ -104,6 +104,7 @@ class CFilterOrientations : public CAlgorithm {
     /// 8 and 16 bit: bin * factor. Float: bin / 256 * factor * (max - min) + min, from a histogram of 256
     /// bins over the image's range [min, max]; the factor scales the position in the range. NaN is left out.
     /// @param image GREY_8, GREY_16 or GREY_F.
+    /// @return NaN if the monitor cancelled: a part of the image has no threshold.
     /// @throws CException for another type, and for a float image without two different values.
     static double ComputeThreshold(const IImage& image, double factor);
 
@@ -121,6 +122,7 @@ class CFilterOrientations : public CAlgorithm {
     void SetupDiag(int dimension);
     void FillFilterMask2(IImage& mask, const double* direction);
     void FillFilterMask3(IImage& mask, const double* direction);
+    /// Null if the monitor cancelled.
     IImage* PadZeros(const IImage& image);
     void AssignToMaximum(IImage& index, IImage& best, const IImage& filtered, int direction);
     void MaskOutOrientations(IImage& index, const IImage& image, double threshold, unsigned char label);

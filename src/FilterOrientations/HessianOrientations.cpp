@@ -20,6 +20,7 @@
 #include <cstdint>
 #include <cstring>
 #include <numbers>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -311,7 +312,11 @@ void CHessianOrientations::compute_directions(const unsigned char* mask, eEVSele
         phiMap.Reset(new CImage(IMAGE_GREY_F, size, CSize(0, 0, 0)));
     }
     if (mask == nullptr) {
-        m_fThreshold = Impl::ForegroundThreshold(*m_pSmoothed, m_fOtsuFactor).value;
+        const std::optional<double> threshold = Impl::ForegroundThreshold(*m_pSmoothed, m_fOtsuFactor);
+        if (!threshold) {
+            return; // cancelled, and without maps whoever asks for numbers is told that there are none
+        }
+        m_fThreshold = *threshold;
     }
     const auto which = select == eEVSmallest ? Impl::EEigenvalue::smallest : Impl::EEigenvalue::largest;
     SDirectionImages images{{m_nSizeX, m_nSizeY, isVolume ? m_nSizeZ : 1},

@@ -51,6 +51,8 @@ class CHessianOrientations : public CAlgorithm {
     /// @param sigma standard deviation of the Gaussian in pixels.
     /// @param mask BINARY_FG of the same size, or null: then a pixel is foreground if its smoothed value
     ///        exceeds the automatic threshold.
+    /// If the monitor cancels while the threshold is taken, it returns at once and leaves no maps: the operations
+    /// that need them throw.
     /// @throws CException for wrong types, before anything is changed, or if memory runs out.
     void compute(IImage& image, double sigma, const IImage* mask, eEVSelect select);
 

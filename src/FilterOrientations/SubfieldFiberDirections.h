@@ -50,7 +50,8 @@ class CSubfieldFiberDirections : public CAlgorithm {
     /// threshold.
     /// @param fourthOrder report fourth-order tensors, too.
     /// @return the result document, owned by the caller.
-    /// @throws CException for unsuitable images or sizes, or without any foreground.
+    /// @throws CException for unsuitable images or sizes, without any foreground, or if the monitor cancelled: a
+    /// cancelled run has no document.
     CValueMap* Compute(IImage& image, std::string& parameters, IImage* mask, bool fourthOrder);
 
     /// Hands over the angle images of the last run (CHessianOrientations::release): colatitude and longitude

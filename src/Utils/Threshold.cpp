@@ -16,29 +16,33 @@ using Histogram = std::vector<unsigned long long>;
 using Visit = VisitorHelper<0>;
 
 template <typename PixelT>
-SThreshold integer_threshold(const IImage& image, double factor) {
+std::optional<double> integer_threshold(const IImage& image, double factor) {
     Histogram histogram;
     visitors::CAnalyzerHistogram<PixelT, unsigned long long> counter(histogram);
-    const bool isComplete = Visit::VisitImageData(image, counter, CProgressMonitor::Obj());
-    return {static_cast<double>(COtsu::CalculateThreshold(histogram)) * factor, isComplete};
+    if (!Visit::VisitImageData(image, counter, CProgressMonitor::Obj())) {
+        return std::nullopt;
+    }
+    return static_cast<double>(COtsu::CalculateThreshold(histogram)) * factor;
 }
 
-SThreshold float_threshold(const IImage& image, double factor) {
+std::optional<double> float_threshold(const IImage& image, double factor) {
     visitors::CAnalyzerMinMax<float> range;
     if (!Visit::VisitImageData(image, range, CProgressMonitor::Obj())) {
-        return {static_cast<double>(range.Min()), false};
+        return std::nullopt;
     }
     Histogram histogram;
     visitors::CAnalyzerHistogram<float, unsigned long long> counter(histogram, range.Min(), range.Max(),
                                                                     FLOAT_HISTOGRAM_BINS);
-    const bool isComplete = Visit::VisitImageData(image, counter, CProgressMonitor::Obj());
+    if (!Visit::VisitImageData(image, counter, CProgressMonitor::Obj())) {
+        return std::nullopt;
+    }
     const unsigned long long bin = COtsu::CalculateThreshold(histogram);
-    return {ThresholdOfFloatBin(bin, factor, range.Min(), range.Max()), isComplete};
+    return ThresholdOfFloatBin(bin, factor, range.Min(), range.Max());
 }
 
 } // namespace
 
-SThreshold ForegroundThreshold(const IImage& image, double factor) {
+std::optional<double> ForegroundThreshold(const IImage& image, double factor) {
     // Reports name the operation by which callers of the library know the threshold.
     const StExLocation location = TEVRA_LOCATION("src/FilterOrientations/FilterOrientations",
                                                  "TEVRA::CFilterOrientations::ComputeThreshold", __LINE__);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <optional>
+
 namespace TEVRA {
 
 class IImage;
@@ -21,19 +23,14 @@ inline double ThresholdOfFloatBin(unsigned long long bin, double factor, float m
            static_cast<double>(min);
 }
 
-/// A grey-value threshold, and whether the histogram behind it was counted to the end or cancelled before.
-struct SThreshold {
-    double value;
-    bool isComplete;
-};
-
 /// Grey-value threshold of the foreground: Otsu's bin, moved up or down by a factor.
 ///
 /// 8 and 16 bit: bin * factor. Float: `ThresholdOfFloatBin` of a histogram over the image's range. NaN is
 /// left out. Reports to the calling thread's progress monitor and asks it whether to go on.
 /// @param image GREY_8, GREY_16 or GREY_F.
+/// @return none if the monitor cancelled: a part of an image has no threshold.
 /// @throws CException for another type, and for a float image without two different values.
-SThreshold ForegroundThreshold(const IImage& image, double factor);
+std::optional<double> ForegroundThreshold(const IImage& image, double factor);
 
 } // namespace Impl
 } // namespace TEVRA
