@@ -4,11 +4,9 @@
 #include "apps/Console.h"
 #include "apps/Failure.h"
 #include "jobs/AngleMaps.h"
+#include "jobs/BetaJob.h"
+#include "jobs/Directions.h"
 
-#include "Axes/OrientationSums.h"
-#include "FilterOrientations/EstimationBeta.h"
-#include "Numeric/Matrix.h"
-#include "VexoNumeric/Numeric.h"
 #include "report/Json.h"
 
 #include <CLI/App.hpp>
@@ -17,12 +15,10 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
 #include <cstddef>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <sstream>
@@ -34,7 +30,8 @@ namespace TEVRA::apps {
 
 namespace {
 
-using EType = CEstimationBeta::EDistributionType;
+using jobs::EBetaLimit;
+using jobs::EDistributionType;
 using Vector = std::array<double, 3>;
 
 struct SBetaOptions {
@@ -46,26 +43,9 @@ struct SBetaOptions {
     bool json = false;
 };
 
-/// Directions by their angles in radians, one entry each per direction.
-struct SSample {
-    std::vector<double> theta;
-    std::vector<double> phi;
-};
-
-enum class ELimit { none, allAlong, allAcross };
-
-struct SEstimate {
-    std::size_t sampleSize = 0;
-    EType type = CEstimationBeta::eGirdle;
-    Vector eigenvalues{};       // largest first
-    std::optional<Vector> axis; // that polar angles were measured from; none if they were given
-    double beta = 0.0;
-    ELimit limit = ELimit::none;
-};
-
 constexpr std::array<const char*, 3> TYPE_NAMES{"girdle", "cluster", "intermediate"};
 
-std::optional<EType> read_type(const std::optional<std::string>& text) {
+std::optional<EDistributionType> read_type(const std::optional<std::string>& text) {
     if (!text) {
         return std::nullopt;
     }
@@ -73,29 +53,23 @@ std::optional<EType> read_type(const std::optional<std::string>& text) {
     if (found == TYPE_NAMES.end()) {
         throw CUsageError("--type: '" + *text + "' is not girdle, cluster or intermediate");
     }
-    return static_cast<EType>(found - TYPE_NAMES.begin());
+    return static_cast<EDistributionType>(found - TYPE_NAMES.begin());
 }
 
-enum class EAxis { automatic, asGiven, named };
-
-struct SAxisChoice {
-    EAxis kind = EAxis::automatic;
-    Vector axis{}; // unit vector, if named
-};
-
-SAxisChoice read_axis(const std::string& text) {
+jobs::SymmetryAxis read_axis(const std::string& text) {
     if (text == "auto") {
-        return {EAxis::automatic};
+        return jobs::SPrincipalAxis{};
     }
     if (text == "z") {
-        return {EAxis::asGiven};
+        return jobs::SAxisOfAngles{};
     }
     const std::vector<double> given = ReadNumbers({"--axis", text});
-    const double length = given.size() == 3 ? std::hypot(given[0], given[1], given[2]) : 0.0;
-    if (!(length > 0.0) || !std::isfinite(length)) {
+    const std::optional<Vector> axis =
+        given.size() == 3 ? jobs::UnitVector({given[0], given[1], given[2]}) : std::nullopt;
+    if (!axis) {
         throw CUsageError("--axis: '" + text + "' is not auto, z or a direction X,Y,Z that is not 0");
     }
-    return {EAxis::named, {given[0] / length, given[1] / length, given[2] / length}};
+    return *axis;
 }
 
 std::vector<std::string> cells_of(const std::string& line) {
@@ -143,12 +117,12 @@ SColumns columns_of(const std::vector<std::string>& names, const std::string& pa
     return {*theta, *phi};
 }
 
-SSample read_table(const std::string& path) {
+jobs::CDirectionSample read_table(const std::string& path) {
     std::ifstream file(path);
     if (!file) {
         throw CWorkError("cannot open '" + path + "'; does it exist, and may it be read?");
     }
-    SSample sample;
+    jobs::CDirectionSample sample;
     SColumns columns;
     std::string line;
     for (long long number = 1; std::getline(file, line); ++number) {
@@ -173,186 +147,119 @@ SSample read_table(const std::string& path) {
         }
         jobs::RequireRadians(*theta, where);
         jobs::RequireRadians(*phi, where);
-        sample.theta.push_back(*theta);
-        sample.phi.push_back(*phi);
+        sample.Add(*theta, *phi);
     }
     return sample;
 }
 
-SSample read_maps(const std::string& thetaPath, const std::string& phiPath) {
+jobs::CDirectionSample read_maps(const std::string& thetaPath, const std::string& phiPath) {
     const CConsole console(EVerbosity::normal); // its progress bar is gone before anything is printed
     const jobs::SAngleMaps maps = jobs::ReadAngleMaps(thetaPath, phiPath);
     const float* theta = maps.theta->Pixels<float>();
     const float* phi = maps.phi->Pixels<float>();
-    SSample sample;
+    jobs::CDirectionSample sample;
     for (std::size_t i = 0; i < maps.theta->Size().Elements(); ++i) {
         if (theta[i] >= 0.0F) {
-            sample.theta.push_back(static_cast<double>(theta[i]));
-            sample.phi.push_back(static_cast<double>(phi[i]));
+            sample.Add(static_cast<double>(theta[i]), static_cast<double>(phi[i]));
         }
     }
     return sample;
 }
 
-SSample read_sample(const SBetaOptions& options) {
+jobs::CDirectionSample read_sample(const SBetaOptions& options) {
     if (options.angles.has_value() == options.theta.has_value()) {
         throw CUsageError("give either two maps THETA PHI or --angles FILE");
     }
     if (options.theta.has_value() != options.phi.has_value()) {
         throw CUsageError("give the map of longitudes PHI, too");
     }
-    SSample sample = options.angles ? read_table(*options.angles) : read_maps(*options.theta, *options.phi);
-    if (sample.theta.empty()) {
+    jobs::CDirectionSample sample =
+        options.angles ? read_table(*options.angles) : read_maps(*options.theta, *options.phi);
+    if (sample.Count() == 0) {
         throw CWorkError("'" + (options.angles ? *options.angles : *options.theta) +
                          "' holds no direction; there is nothing to estimate from");
     }
     return sample;
 }
 
-Vector direction_of(const SSample& sample, std::size_t i) {
-    return {std::sin(sample.theta[i]) * std::cos(sample.phi[i]),
-            std::sin(sample.theta[i]) * std::sin(sample.phi[i]), std::cos(sample.theta[i])};
+bool has_converged(const jobs::SBetaEstimate& result) {
+    return result.fit.limit == EBetaLimit::none;
 }
 
-/// Eigenvalues, largest first, and eigenvectors of the mean outer product.
-struct SPrincipalAxes {
-    Vector eigenvalues{};
-    std::array<Vector, 3> axes{};
-};
-
-SPrincipalAxes principal_axes(const SSample& sample) {
-    Impl::CSecondOrderSums<3> sums;
-    for (std::size_t i = 0; i < sample.theta.size(); ++i) {
-        sums.Add(direction_of(sample, i));
-    }
-    CMatrix<double> tensor(3, 3);
-    sums.CopyTo(tensor);
-    CMatrix<double> u(3, 3);
-    CMatrix<double> s(3, 1);
-    CMatrix<double> v(3, 3);
-    if (!CNumeric::Svd(tensor, u, s, v, true)) {
-        throw CWorkError("the sample's principal axes cannot be computed; give the axis with --axis");
-    }
-    SPrincipalAxes result;
-    for (std::size_t i = 0; i < 3; ++i) {
-        result.eigenvalues[i] = s(i, 0) / static_cast<double>(sums.Count());
-        for (std::size_t row = 0; row < 3; ++row) {
-            result.axes[i][row] = u(row, i);
-        }
-    }
-    return result;
+std::string percent(double share) {
+    std::ostringstream text;
+    text << std::setprecision(3) << 100.0 * share << " %";
+    return text.str();
 }
 
-/// Polar angles from an axis, in [0, pi/2]: a direction and its opposite are the same.
-std::vector<double> polar_angles(const SSample& sample, const Vector& a) {
-    std::vector<double> theta;
-    theta.reserve(sample.theta.size());
-    for (std::size_t i = 0; i < sample.theta.size(); ++i) {
-        const Vector v = direction_of(sample, i);
-        const double along = v[0] * a[0] + v[1] * a[1] + v[2] * a[2];
-        const double across =
-            std::hypot(v[1] * a[2] - v[2] * a[1], v[2] * a[0] - v[0] * a[2], v[0] * a[1] - v[1] * a[0]);
-        theta.push_back(std::atan2(across, std::abs(along)));
-    }
-    return theta;
-}
-
-/// Where all directions lie along the axis or across it, the likelihood has no maximum: it grows towards beta
-/// 0 or infinity, and the iteration ends anywhere.
-ELimit limit_of(const std::vector<double>& theta) {
-    constexpr double SMALLEST_ANGLE = 1e-6; // maps hold floats
-    if (std::all_of(theta.begin(), theta.end(),
-                    [](double t) { return std::abs(std::sin(t)) < SMALLEST_ANGLE; })) {
-        return ELimit::allAlong;
-    }
-    if (std::all_of(theta.begin(), theta.end(),
-                    [](double t) { return std::abs(std::cos(t)) < SMALLEST_ANGLE; })) {
-        return ELimit::allAcross;
-    }
-    return ELimit::none;
-}
-
-/// Estimates from polar angles that are measured from the symmetry axis.
-void estimate_beta(SEstimate& result, const std::vector<double>& theta, const std::vector<double>& phi) {
-    result.limit = limit_of(theta);
-    if (result.limit == ELimit::allAlong) {
-        result.beta = 0.0;
-    } else if (result.limit == ELimit::allAcross) {
-        result.beta = std::numeric_limits<double>::infinity();
-    } else {
-        result.beta = CEstimationBeta(nullptr, nullptr).computeEstimate(theta, phi, result.type, true);
+void warn_of_limit(const jobs::SBetaFit& fit) {
+    if (fit.limit == EBetaLimit::alongAxis) {
+        const std::string which =
+            fit.alongShare == 1.0 ? "all directions lie along the axis; "
+                                  : percent(fit.alongShare) +
+                                        " of the directions lie along the axis itself, and from a third on ";
+        PrintWarning(std::cerr, which + "beta is 0, the limit of ever narrower clusters");
+    } else if (fit.limit == EBetaLimit::acrossAxis) {
+        const std::string which =
+            fit.acrossShare == 1.0
+                ? "all directions lie across the axis; "
+                : percent(fit.acrossShare) +
+                      " of the directions lie exactly across the axis, and from two thirds on ";
+        PrintWarning(std::cerr, which + "beta is infinite, the limit of ever flatter girdles");
     }
 }
 
-EType classify(const SSample& sample) {
-    EType type = CEstimationBeta::eGirdle;
-    CEstimationBeta(nullptr, nullptr).computeEstimate(sample.theta, sample.phi, type, false);
-    return type;
-}
-
-SEstimate estimate(const SSample& sample, std::optional<EType> givenType, const SAxisChoice& choice) {
-    SEstimate result;
-    result.sampleSize = sample.theta.size();
-    // The type depends on the sample only, not on where polar angles are measured from.
-    result.type = givenType ? *givenType : classify(sample);
-    const SPrincipalAxes principal = principal_axes(sample);
-    result.eigenvalues = principal.eigenvalues;
-    if (choice.kind == EAxis::asGiven) {
-        estimate_beta(result, sample.theta, sample.phi);
-        return result;
-    }
-    constexpr std::array<std::size_t, 3> AXIS_OF_TYPE{2, 0, 1};
-    result.axis = choice.kind == EAxis::named
-                      ? choice.axis
-                      : principal.axes[AXIS_OF_TYPE[static_cast<std::size_t>(result.type)]];
-    estimate_beta(result, polar_angles(sample, *result.axis), sample.phi);
-    return result;
-}
-
-bool has_converged(const SEstimate& result) {
-    return result.limit == ELimit::none && result.beta > 0.0;
-}
-
-void warn_about(const SEstimate& result) {
-    switch (result.limit) {
-    case ELimit::allAlong:
-        PrintWarning(std::cerr,
-                     "all directions lie along the axis; beta is 0, the limit of ever narrower clusters");
-        return;
-    case ELimit::allAcross:
+void warn_of_choice(const jobs::SAxisChoice& choice) {
+    if (choice.evidence == jobs::EEvidence::none) {
         PrintWarning(
             std::cerr,
-            "all directions lie across the axis; beta is infinite, the limit of ever flatter girdles");
-        return;
-    case ELimit::none:
-        break;
-    }
-    if (!has_converged(result)) {
-        PrintWarning(std::cerr, "the iteration ended at 0 without converging; the sample may hold too few "
-                                "different directions, or another --type or --axis may suit it better");
+            "the sample does not tell an axis of symmetry: it differs from directions without "
+            "preference, for which beta is 1, no more than chance makes it; name the axis with --axis "
+            "if you know it");
+    } else if (choice.evidence == jobs::EEvidence::weak) {
+        std::ostringstream text;
+        text << "the sample hardly tells its axis of symmetry: from the other principal axis beta is "
+             << choice.otherFit.beta
+             << ", and not clearly less likely; name the axis with --axis if you know it";
+        PrintWarning(std::cerr, text.str());
     }
 }
 
-void print_text(const SEstimate& result) {
-    const auto print_row = [](const char* name, const auto& values) {
-        std::cout << std::left << std::setw(16) << name << std::right << std::fixed << std::setprecision(6);
+constexpr std::array<const char*, 4> EVIDENCE_NAMES{"none", "weak", "clear", "unknown"};
+
+void print_text(const jobs::SBetaEstimate& result) {
+    const auto print_name = [](const char* name) {
+        std::cout << std::left << std::setw(18) << name << std::right;
+    };
+    const auto print_row = [&](const char* name, const auto& values) {
+        print_name(name);
+        std::cout << std::fixed << std::setprecision(6);
         for (const double value : values) {
             std::cout << std::setw(12) << value;
         }
         std::cout << '\n';
     };
-    std::cout << std::left << std::setw(16) << "sample size" << std::right << std::setw(12)
-              << result.sampleSize << '\n';
-    std::cout << std::left << std::setw(16) << "type" << std::right << std::setw(12)
-              << TYPE_NAMES[static_cast<std::size_t>(result.type)] << '\n';
+    print_name("sample size");
+    std::cout << std::setw(12) << result.sampleSize << '\n';
+    print_name("type");
+    std::cout << std::setw(12) << TYPE_NAMES[static_cast<std::size_t>(result.type)] << '\n';
     print_row("eigenvalues", result.eigenvalues);
     if (result.axis) {
         print_row("axis", *result.axis);
     }
-    print_row("beta", std::array{result.beta});
+    print_row("beta", std::array{result.fit.beta});
+    print_row("log-likelihood", std::array{result.fit.logLikelihood});
+    if (result.choice) {
+        print_row("other axis", result.choice->otherAxis);
+        print_row("  beta", std::array{result.choice->otherFit.beta});
+        print_row("  log-likelihood", std::array{result.choice->otherFit.logLikelihood});
+        print_name("evidence");
+        std::cout << std::setw(12) << EVIDENCE_NAMES[static_cast<std::size_t>(result.choice->evidence)]
+                  << '\n';
+    }
 }
 
-void print_json(const SEstimate& result) {
+void print_json(const jobs::SBetaEstimate& result) {
     nlohmann::ordered_json json;
     json["sample_size"] = result.sampleSize;
     json["type"] = TYPE_NAMES[static_cast<std::size_t>(result.type)];
@@ -361,21 +268,28 @@ void print_json(const SEstimate& result) {
     if (result.axis) {
         json["axis"] = *result.axis;
     }
-    json["beta"] = result.beta;
+    json["beta"] = result.fit.beta;
     json["converged"] = has_converged(result);
+    json["log_likelihood"] = result.fit.logLikelihood;
+    if (result.choice) {
+        const jobs::SAxisChoice& choice = *result.choice;
+        json["axis_choice"] = {{"eigenvalue", choice.isOfLargest ? "largest" : "smallest"},
+                               {"evidence", EVIDENCE_NAMES[static_cast<std::size_t>(choice.evidence)]},
+                               {"isotropy_statistic", choice.isotropyStatistic},
+                               {"other_axis", choice.otherAxis},
+                               {"other_beta", choice.otherFit.beta},
+                               {"other_log_likelihood", choice.otherFit.logLikelihood}};
+    }
     std::cout << report::ToText(json);
 }
 
 void run(const SBetaOptions& options) {
-    const std::optional<EType> type = read_type(options.type);
-    const SAxisChoice axis = read_axis(options.axis);
-    const SEstimate result = estimate(read_sample(options), type, axis);
-    if (std::isnan(result.beta)) {
-        throw CWorkError(
-            "the iteration did not end at a number; the sample may hold too few different directions, "
-            "or another --type or --axis may suit it better");
+    const jobs::SBetaParameters parameters{read_type(options.type), read_axis(options.axis)};
+    const jobs::SBetaEstimate result = jobs::EstimateBeta(read_sample(options), parameters);
+    warn_of_limit(result.fit);
+    if (result.choice) {
+        warn_of_choice(*result.choice);
     }
-    warn_about(result);
     if (options.json) {
         print_json(result);
     } else {
@@ -401,13 +315,16 @@ SCommand AddBetaCommand(CLI::App& program) {
     parser
         ->add_option(
             "--axis", options->axis,
-            "Symmetry axis that polar angles are measured from: auto (the sample's principal axis), a "
-            "direction X,Y,Z, or z if the angles are already relative to it. Default: auto")
+            "Symmetry axis that polar angles are measured from: auto (the principal axis of the sample whose "
+            "eigenvalue stands apart), a direction X,Y,Z, or z if the angles are already relative to it. "
+            "Default: auto")
         ->type_name("AXIS");
     parser
-        ->add_option("--type", options->type,
-                     "Kind of the distribution: girdle, cluster or intermediate. Default: found from the "
-                     "sample")
+        ->add_option(
+            "--type", options->type,
+            "Kind of the distribution: girdle, cluster or intermediate. With --axis auto a cluster is "
+            "measured from the axis of the largest eigenvalue, a girdle from that of the smallest. "
+            "Default: found from the sample")
         ->type_name("TYPE");
     parser->add_flag("--json", options->json, "Print JSON with all digits instead of text");
     parser->footer(

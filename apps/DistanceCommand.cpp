@@ -5,17 +5,18 @@
 #include "apps/Failure.h"
 #include "apps/Interruption.h"
 #include "jobs/AngleMaps.h"
+#include "jobs/Directions.h"
+#include "jobs/DistanceJob.h"
 #include "jobs/PendingFile.h"
 
-#include "FilterOrientations/OrientationSpace.h"
-#include "Numeric/Matrix.h"
 #include "volume/MetaImageWriter.h"
 
 #include <CLI/App.hpp>
 
-#include <cmath>
+#include <array>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -24,6 +25,8 @@ namespace TEVRA::apps {
 
 namespace {
 
+using Vector = std::array<double, 3>;
+
 struct SDistanceOptions {
     std::string theta;
     std::string phi;
@@ -31,51 +34,20 @@ struct SDistanceOptions {
     std::string output;
 };
 
-/// The unit vector along the direction given.
-CMatrix<double> read_reference(const std::string& text) {
+Vector read_reference(const std::string& text) {
     const std::vector<double> given = ReadNumbers({"--reference", text});
     if (given.size() != 3) {
         throw CUsageError("--reference: '" + text + "' is not a direction X,Y,Z, as in 0,0,1");
     }
-    const double length = std::hypot(given[0], given[1], given[2]);
-    if (!(length > 0.0) || !std::isfinite(length)) {
+    const std::optional<Vector> reference = jobs::UnitVector({given[0], given[1], given[2]});
+    if (!reference) {
         throw CUsageError("--reference: '" + text + "' has no direction; give a vector that is not 0");
     }
-    CMatrix<double> reference(3, 1);
-    for (std::size_t i = 0; i < 3; ++i) {
-        reference(i, 0) = given[i] / length;
-    }
-    return reference;
-}
-
-/// What is said about a map of distances.
-struct SSummary {
-    long long axes = 0;
-    double meanRad = 0.0;
-};
-
-/// Sets pixels whose product with the reference was rounded beyond 1 to distance 0, and sums up the rest.
-SSummary finish(CImage& distances) {
-    SSummary summary;
-    float* pixel = distances.Pixels<float>();
-    const std::size_t count = distances.Size().Elements();
-    for (std::size_t i = 0; i < count; ++i) {
-        if (std::isnan(pixel[i])) {
-            pixel[i] = 0.0F;
-        }
-        if (pixel[i] >= 0.0F) {
-            summary.meanRad += static_cast<double>(pixel[i]);
-            ++summary.axes;
-        }
-    }
-    if (summary.axes > 0) {
-        summary.meanRad /= static_cast<double>(summary.axes);
-    }
-    return summary;
+    return *reference;
 }
 
 void run(const SDistanceOptions& options) {
-    const CMatrix<double> reference = read_reference(options.reference);
+    const Vector reference = read_reference(options.reference);
     if (std::filesystem::path(options.output).extension() != ".mha") {
         throw CUsageError("-o: '" + options.output + "' must end in .mha, the format it is written in");
     }
@@ -83,18 +55,16 @@ void run(const SDistanceOptions& options) {
     jobs::CPendingFiles files;
     const std::string pending = files.Add(options.output);
     const jobs::SAngleMaps maps = jobs::ReadAngleMaps(options.theta, options.phi);
-    CImage distances(IMAGE_GREY_F, maps.theta->Size(), CSize(0, 0, 0));
-    COrientationSpace::PointWiseDistance(distances, *maps.theta, *maps.phi, reference);
-    const SSummary summary = finish(distances);
-    volume::WriteMetaImage(pending, distances, maps.spacing, maps.spacingUnit);
+    const jobs::SDistances result = jobs::MeasureDistances(maps, reference);
+    volume::WriteMetaImage(pending, *result.distances, maps.spacing, maps.spacingUnit);
     ThrowIfInterrupted();
     files.Commit();
-    if (summary.axes == 0) {
+    if (result.axes == 0) {
         console.Warn("'" + options.theta + "' holds no axis; every pixel of the result is -1");
         return;
     }
     std::ostringstream text;
-    text << summary.axes << " axes, mean distance " << summary.meanRad << " rad; wrote '" << options.output
+    text << result.axes << " axes, mean distance " << result.meanRad << " rad; wrote '" << options.output
          << "'";
     console.Say(text.str());
 }

@@ -2,20 +2,17 @@
 #include "apps/Arguments.h"
 #include "apps/Commands.h"
 #include "apps/Failure.h"
+#include "jobs/TensorEvaluation.h"
 
-#include "FilterOrientations/OrientationTensor.h"
-#include "Numeric/Matrix.h"
 #include "report/Json.h"
 
 #include <CLI/App.hpp>
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <cmath>
 #include <iomanip>
 #include <iostream>
 #include <memory>
-#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -24,126 +21,30 @@ namespace TEVRA::apps {
 
 namespace {
 
-// Components are often typed with three digits; a trace off by no more than their rounding is no mistake.
-constexpr double TRACE_TOLERANCE = 0.005;
-constexpr double LARGEST_COMPONENT = 1e100;             // beyond it, squares overflow
-constexpr double NEGATIVE_EIGENVALUE_TOLERANCE = 0.001; // of the trace, for the same reason
-
 struct STensorOptions {
     std::string components;
     bool json = false;
 };
 
-struct SEvaluation {
-    std::vector<double> eigenvalues; // largest first
-    std::vector<double> meanOrientation;
-    std::optional<double> shape; // 3D only
-    std::optional<double> strength;
-};
-
-CMatrix<double> read_tensor(const std::string& components) {
-    const std::vector<double> given = ReadNumbers({"COMPONENTS", components});
-    if (given.size() != 3 && given.size() != 6) {
-        throw CUsageError("COMPONENTS: '" + components + "' has " + std::to_string(given.size()) +
-                          " components; give XX,XY,XZ,YY,YZ,ZZ or, in 2D, XX,XY,YY");
+std::vector<double> read_components(const std::string& text) {
+    const std::vector<double> components = ReadNumbers({"COMPONENTS", text});
+    const std::string wrong = jobs::WrongComponents(components);
+    if (!wrong.empty()) {
+        throw CUsageError("COMPONENTS: '" + text + "' " + wrong);
     }
-    for (const double component : given) {
-        if (std::abs(component) > LARGEST_COMPONENT) {
-            throw CUsageError("COMPONENTS: '" + components +
-                              "' has components too large to evaluate; those of an orientation tensor lie "
-                              "between -1 and 1");
-        }
-    }
-    const std::size_t dim = given.size() == 3 ? 2 : 3;
-    CMatrix<double> tensor(dim, dim);
-    auto next = given.begin();
-    for (std::size_t row = 0; row < dim; ++row) {
-        for (std::size_t col = row; col < dim; ++col) {
-            tensor(row, col) = tensor(col, row) = *next++;
-        }
-    }
-    return tensor;
+    return components;
 }
 
-double trace_of(const CMatrix<double>& tensor) {
-    double trace = 0.0;
-    for (std::size_t i = 0; i < tensor.Rows(); ++i) {
-        trace += tensor(i, i);
-    }
-    return trace;
-}
-
-double minor_2x2(const CMatrix<double>& a, std::size_t i, std::size_t j) {
-    return a(i, i) * a(j, j) - a(i, j) * a(i, j);
-}
-
-double determinant_3x3(const CMatrix<double>& a) {
-    return a(0, 0) * minor_2x2(a, 1, 2) - a(0, 1) * (a(0, 1) * a(2, 2) - a(0, 2) * a(1, 2)) +
-           a(0, 2) * (a(0, 1) * a(1, 2) - a(0, 2) * a(1, 1));
-}
-
-/// A symmetric matrix has no negative eigenvalue exactly when none of its principal minors is negative.
-bool has_negative_eigenvalue(CMatrix<double> tensor, double tolerance) {
-    const std::size_t dim = tensor.Rows();
-    for (std::size_t i = 0; i < dim; ++i) {
-        tensor(i, i) += tolerance;
-    }
-    for (std::size_t i = 0; i < dim; ++i) {
-        if (tensor(i, i) < 0.0) {
-            return true;
-        }
-        for (std::size_t j = 0; j < i; ++j) {
-            if (minor_2x2(tensor, j, i) < 0.0) {
-                return true;
-            }
-        }
-    }
-    return dim == 3 && determinant_3x3(tensor) < 0.0;
-}
-
-void warn_of_what_is_no_orientation_tensor(const CMatrix<double>& tensor) {
-    const double trace = trace_of(tensor);
-    if (std::abs(trace - 1.0) > TRACE_TOLERANCE) {
+void warn_of_what_is_no_orientation_tensor(const jobs::STensorEvaluation& result) {
+    if (result.hasWrongTrace) {
         std::ostringstream text;
-        text << "the trace is " << trace << ", but that of an orientation tensor is 1";
+        text << "the trace is " << result.trace << ", but that of an orientation tensor is 1";
         PrintWarning(std::cerr, text.str());
     }
-    if (has_negative_eigenvalue(tensor, NEGATIVE_EIGENVALUE_TOLERANCE * std::abs(trace))) {
+    if (result.hasNegativeEigenvalue) {
         PrintWarning(std::cerr, "the tensor has a negative eigenvalue, which no orientation tensor has; the "
                                 "eigenvalues printed are absolute values");
     }
-}
-
-/// A direction and its opposite are one orientation: the largest component is made positive.
-void fix_sign(std::vector<double>& direction) {
-    const auto largest = std::max_element(direction.begin(), direction.end(),
-                                          [](double a, double b) { return std::abs(a) < std::abs(b); });
-    const double sign = *largest < 0.0 ? -1.0 : 1.0;
-    for (double& component : direction) {
-        component = component == 0.0 ? 0.0 : sign * component; // and no -0
-    }
-}
-
-std::vector<double> elements_of(const CMatrix<double>& column) {
-    std::vector<double> elements;
-    for (std::size_t i = 0; i < column.Rows(); ++i) {
-        elements.push_back(column(i, 0));
-    }
-    return elements;
-}
-
-SEvaluation evaluate(const CMatrix<double>& tensor) {
-    SEvaluation result;
-    CMatrix<double> column(tensor.Rows(), 1);
-    COrientationTensor::Eigenvalues(column, tensor);
-    result.eigenvalues = elements_of(column);
-    COrientationTensor::MeanOrientation(column, tensor);
-    result.meanOrientation = elements_of(column);
-    fix_sign(result.meanOrientation);
-    if (tensor.Rows() == 3) {
-        COrientationTensor::OrientationParameters(result.shape.emplace(), result.strength.emplace(), tensor);
-    }
-    return result;
 }
 
 void print_row(const char* name, const std::vector<double>& numbers) {
@@ -156,7 +57,7 @@ void print_row(const char* name, const std::vector<double>& numbers) {
     std::cout << '\n';
 }
 
-void print_text(const SEvaluation& result) {
+void print_text(const jobs::STensorEvaluation& result) {
     print_row("eigenvalues", result.eigenvalues);
     print_row("mean orientation", result.meanOrientation);
     if (result.shape) {
@@ -169,7 +70,7 @@ nlohmann::ordered_json finite_or_null(double number) {
     return std::isfinite(number) ? nlohmann::ordered_json(number) : nlohmann::ordered_json(nullptr);
 }
 
-void print_json(const SEvaluation& result) {
+void print_json(const jobs::STensorEvaluation& result) {
     nlohmann::ordered_json json;
     json["eigenvalues"] = result.eigenvalues;
     json["mean_orientation"] = result.meanOrientation;
@@ -181,9 +82,8 @@ void print_json(const SEvaluation& result) {
 }
 
 void run(const STensorOptions& options) {
-    const CMatrix<double> tensor = read_tensor(options.components);
-    warn_of_what_is_no_orientation_tensor(tensor);
-    const SEvaluation result = evaluate(tensor);
+    const jobs::STensorEvaluation result = jobs::EvaluateTensor(read_components(options.components));
+    warn_of_what_is_no_orientation_tensor(result);
     if (options.json) {
         print_json(result);
     } else {

@@ -6,6 +6,13 @@
 
 namespace TEVRA::Impl {
 
+CEstimationBeta::EDistributionType DistributionTypeOf(double e0, double e1, double e2) {
+    if (e0 > 0.39 && e1 < 0.3) {
+        return CEstimationBeta::eCluster;
+    }
+    return std::abs(e1 + e2 - 0.6) < 0.02 ? CEstimationBeta::eIntermediate : CEstimationBeta::eGirdle;
+}
+
 SBetaEquation BetaEquation(double beta, const SSquaredAngles& sample) {
     const double beta2 = beta * beta;
     SBetaEquation equation{0.0, 0.0};

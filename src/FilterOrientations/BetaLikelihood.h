@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "FilterOrientations/EstimationBeta.h"
+
 #include <span>
 
 namespace TEVRA::Impl {
+
+/// Kind of a distribution by the eigenvalues e0 >= e1 >= e2 of the mean outer product of its directions.
+CEstimationBeta::EDistributionType DistributionTypeOf(double e0, double e1, double e2);
 
 /// Squares of the cosine and the sine of every polar angle of a sample; both spans have the sample's size.
 struct SSquaredAngles {

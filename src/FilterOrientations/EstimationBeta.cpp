@@ -22,14 +22,6 @@ PixelT pixel_at(const IImage::IAccess& access, int x, int y, int z) {
     return *Impl::StepBytes(static_cast<const PixelT*>(access.ConstData()), offset);
 }
 
-/// e0 >= e1 >= e2: eigenvalues of the mean outer product of the directions with themselves.
-CEstimationBeta::EDistributionType classify(double e0, double e1, double e2) {
-    if (e0 > 0.39 && e1 < 0.3) {
-        return CEstimationBeta::eCluster;
-    }
-    return std::abs(e1 + e2 - 0.6) < 0.02 ? CEstimationBeta::eIntermediate : CEstimationBeta::eGirdle;
-}
-
 } // namespace
 
 CEstimationBeta::CEstimationBeta(const char* instanceName, const IObject* parent)
@@ -99,7 +91,7 @@ void CEstimationBeta::principalAxis(double* x, double* y, double* z, EDistributi
     std::swap(s(2, 0), s(static_cast<std::size_t>(smallest), 0));
 
     if (!typeGiven) {
-        *type = classify(s(0, 0) / n, s(1, 0) / n, s(2, 0) / n);
+        *type = Impl::DistributionTypeOf(s(0, 0) / n, s(1, 0) / n, s(2, 0) / n);
     }
     constexpr std::array<std::size_t, 3> COLUMN_OF_TYPE{2, 0, 1};
     if (*type >= eGirdle && *type <= eIntermediate) {

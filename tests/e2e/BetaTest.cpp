@@ -255,12 +255,46 @@ TEST_F(BetaOfPhantom, IsFoundAroundATiltedAxis) {
     EXPECT_GT(std::abs(cosine), std::cos(2.0 * PI / 180.0));
 }
 
-TEST_F(Beta, SaysWhenTheIterationDidNotConverge) {
-    // The start for a girdle is far from so narrow a cluster.
-    const json result = parsed_with_warning(table(family(0.01, 1000)), "without converging",
-                                            {"--type", "girdle", "--axis", "z"});
-    EXPECT_EQ(result["converged"], false);
+TEST_F(Beta, OfANarrowClusterIsFoundWhateverTheType) {
+    const json result = parsed(table(family(0.01, 1000)), {"--type", "girdle", "--axis", "z"});
+    EXPECT_EQ(result["converged"], true);
+    EXPECT_NEAR(result["beta"].get<double>(), 0.01, 0.001);
+}
+
+TEST_F(Beta, IsFoundWhereTheMiddleEigenvectorWasTakenForTheAxis) {
+    for (const double beta : {0.8, 1.5, 2.1}) {
+        const json result = parsed(table(turned(family(beta, 20000))));
+        EXPECT_NEAR(result["beta"].get<double>(), beta, 0.02 * beta);
+        EXPECT_GT(std::abs(result["axis"][0].get<double>()), 0.99);
+        const json& choice = result["axis_choice"];
+        EXPECT_EQ(choice["eigenvalue"], beta < 1.0 ? "largest" : "smallest");
+        EXPECT_EQ(choice["evidence"], "clear");
+        EXPECT_GT(result["log_likelihood"].get<double>(), choice["other_log_likelihood"].get<double>());
+    }
+}
+
+TEST_F(Beta, SaysThatASampleWithoutPreferenceTellsNoAxis) {
+    const json result = parsed_with_warning(table(family(1.0, 1000)), "does not tell an axis");
+    EXPECT_EQ(result["axis_choice"]["evidence"], "none");
+    EXPECT_FALSE(parsed(table(family(1.0, 1000)), {"--axis", "z"}).contains("axis_choice"));
+}
+
+TEST_F(Beta, IsNotZeroForOneDirectionAlongTheAxis) {
+    for (const double single : {0.0, 1e-5}) {
+        std::vector<SAngles> sample = family(0.384, 3000);
+        const double without = parsed(table(sample), {"--axis", "z"})["beta"].get<double>();
+        sample.push_back({single, 0.0});
+        const json result = parsed(table(sample), {"--axis", "z"});
+        EXPECT_EQ(result["converged"], true);
+        EXPECT_NEAR(result["beta"].get<double>(), without, 0.01 * without);
+    }
+}
+
+TEST_F(Beta, ExplainsTheLimitOfAThirdAlongTheAxis) {
+    const json result = parsed_with_warning(table({{0.0, 0.0}, {0.0, 0.0}, {1.0, 0.3}, {0.8, 2.0}}),
+                                            "50 % of the directions lie along the axis", {"--axis", "z"});
     EXPECT_EQ(result["beta"], 0.0);
+    EXPECT_EQ(result["converged"], false);
 }
 
 TEST_F(Beta, ExplainsTheLimitOfIdenticalAxes) {
