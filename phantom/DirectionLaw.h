@@ -20,7 +20,7 @@ struct SOneAxis {
 /// to it. It is the rotationally symmetric case of the angular central Gaussian distribution (D. E. Tyler,
 /// Statistical analysis for the angular central Gaussian distribution on the sphere, Biometrika 74(3), 1987).
 struct SBetaFamily {
-    double beta = 1.0; ///< positive, finite
+    double beta = 1.0; ///< positive; its square finite and not 0
     std::array<double, 3> symmetryAxis{0.0, 0.0, 1.0};
 };
 

@@ -25,7 +25,10 @@ constexpr long long LARGEST_EXTENT = 100000; // keeps products of three extents 
 constexpr double LARGEST_VOLUME_FRACTION = 0.9;
 constexpr double SMALLEST_RADIUS_PX = 0.5; // a thinner cylinder can pass between pixel centres unseen
 constexpr double SMALLEST_DISTANCE_PX = 1.0;
-constexpr double EDGE_PX = 0.5; // half-width of the soft edge
+constexpr double SMALLEST_BETA =
+    1e-6;                            // beyond, all axes lie along or across the symmetry axis, and squares of
+constexpr double LARGEST_BETA = 1e6; // still larger ones overflow
+constexpr double EDGE_PX = 0.5;      // half-width of the soft edge
 constexpr int PLACING_STEPS = 100;
 
 template <typename ValueT>
@@ -93,8 +96,8 @@ void check_law(const SOneAxis& law, int dim) {
 
 void check_law(const SBetaFamily& law, int dim) {
     check_vector("the symmetry axis", law.symmetryAxis);
-    if (!(std::isfinite(law.beta) && law.beta > 0.0)) {
-        refuse("beta", law.beta, "greater than 0, and finite");
+    if (!(law.beta >= SMALLEST_BETA && law.beta <= LARGEST_BETA)) {
+        refuse("beta", law.beta, "0.000001 to 1000000");
     }
     if (dim == 2) {
         throw std::invalid_argument(
@@ -265,6 +268,13 @@ class CFiberField {
     bool m_touched = false;
 };
 
+/// Asks the monitor whether to go on. @throws CCancelled if not.
+void go_on_or_throw() {
+    if (CProgressMonitor::Obj().CancelRequested()) {
+        throw CCancelled();
+    }
+}
+
 Vector displaced(const Vector& point, const SPerpendicularFrame& frame, const std::array<double, 2>& offset) {
     Vector moved{};
     for (std::size_t i = 0; i < 3; ++i) {
@@ -288,6 +298,7 @@ void place(const SRandomPlaces& places, const DirectionLaw& law, CRandomNumbers&
         }
         field.Add(axis, displaced(field.Centre(), PerpendicularFrame(axis),
                                   {reach * offset[0], reach * offset[1]}));
+        go_on_or_throw(); // after every fiber: with few hits, steps are far between
         const double done = static_cast<double>(field.FiberPixelCount()) / wanted;
         for (; step < PLACING_STEPS && step < static_cast<int>(PLACING_STEPS * std::min(done, 1.0)); ++step) {
             progress.Step();
@@ -311,6 +322,7 @@ void place(const SParallelGrid& places, const DirectionLaw& law, CRandomNumbers&
             field.Add(axis, displaced(field.Centre(), frame,
                                       {places.distancePx * static_cast<double>(row),
                                        places.distancePx * static_cast<double>(column)}));
+            go_on_or_throw();
         }
         progress.Step();
     }
@@ -338,6 +350,7 @@ std::unique_ptr<CImage> make_image(const SPhantomOptions& options, const CFiberF
             pixels[pixel] = static_cast<unsigned char>(std::floor(std::clamp(grey, 0.0, 255.0) + 0.5));
         }
         progress.Step();
+        go_on_or_throw();
     }
     return image;
 }

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <variant>
 #include <vector>
 
@@ -64,6 +65,12 @@ struct SPhantom {
     std::vector<SPhantomFiber> fibers; ///< those that touch the image, hidden ones included
 };
 
+/// The progress monitor has asked to stop.
+class CCancelled : public std::runtime_error {
+  public:
+    CCancelled() : std::runtime_error("Phantom: cancelled.") {}
+};
+
 /// Makes a phantom: straight cylinders with soft edges on an even background.
 ///
 /// The same options give the same grey values on every machine, and the same angles up to the last bit of the
@@ -84,6 +91,7 @@ struct SPhantom {
 /// Time is proportional to the fibers' volume. Memory: 17 bytes per pixel at most, of which 9 (2D: 5) remain.
 /// Progress is reported to the calling thread's monitor.
 /// @throws std::invalid_argument for options out of range. @throws std::bad_alloc without enough memory.
+/// @throws CCancelled if the monitor asks to stop.
 SPhantom MakePhantom(const SPhantomOptions& options);
 
 } // namespace TEVRA::phantom

@@ -197,6 +197,7 @@ INSTANTIATE_TEST_SUITE_P(
         SWrongUsage{"ZeroSpacing", {"-o", "a.tif", "--spacing", "0"}, "--spacing: '0'"},
         SWrongUsage{"FullVolume", {"-o", "a.tif", "--volume-fraction", "1"}, "the volume fraction is 1"},
         SWrongUsage{"ZeroBeta", {"-o", "a.tif", "--beta", "0"}, "--beta: '0'"},
+        SWrongUsage{"HugeBeta", {"-o", "a.tif", "--beta", "1e300"}, "0.000001 to 1000000"},
         SWrongUsage{"BetaIn2D", {"-o", "a.tif", "--size", "64,64", "--beta", "1"}, "the image is 2D"},
         SWrongUsage{"ZeroAxis", {"-o", "a.tif", "--axis", "0,0,0"}, "the fiber axis is 0,0,0"},
         SWrongUsage{"TwoLaws", {"-o", "a.tif", "--axis", "1,0,0", "--planar"}, "excludes"},

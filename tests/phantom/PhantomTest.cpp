@@ -448,6 +448,40 @@ TEST(Phantom, MonitorCanStopTheWorkByThrowing) {
     }
 }
 
+TEST(Phantom, EndsAtWhateverPollTheMonitorCancels) {
+    const auto make = [](IProgressMonitor& monitor, const FiberPlaces& places) {
+        const CProgressMonitorScope scope(monitor);
+        SPhantomOptions options;
+        options.sizePx = CSize(20, 20, 20);
+        options.places = places;
+        if (!std::holds_alternative<SRandomPlaces>(places)) {
+            options.directions = SOneAxis{};
+        }
+        MakePhantom(options);
+    };
+    for (const FiberPlaces& places : {FiberPlaces(SRandomPlaces{}), FiberPlaces(SParallelGrid{8.0})}) {
+        test::CRecordingMonitor whole;
+        make(whole, places);
+        ASSERT_GT(whole.polls, 20);
+        for (int poll = 1; poll <= whole.polls; ++poll) {
+            test::CRecordingMonitor monitor;
+            monitor.cancelFromPoll = poll;
+            EXPECT_THROW(make(monitor, places), CCancelled) << "poll " << poll;
+            EXPECT_EQ(monitor.polls, poll);
+            EXPECT_EQ(monitor.openReports, 0);
+        }
+    }
+}
+
+TEST(Phantom, HasAllBetasUpToItsBounds) {
+    for (const double beta : {1e-6, 1e6}) {
+        SPhantomOptions options;
+        options.sizePx = CSize(20, 20, 20);
+        options.directions = SBetaFamily{beta, {0.0, 0.0, 1.0}};
+        EXPECT_NEAR(MakePhantom(options).tensor[2][2], beta < 1.0 ? 1.0 : 0.0, 1e-3);
+    }
+}
+
 struct SRefusal {
     const char* name;
     void (*spoil)(SPhantomOptions&);
@@ -498,7 +532,9 @@ INSTANTIATE_TEST_SUITE_P(
                  "the volume fraction is 0.91, but"},
         SRefusal{"NanFraction", [](auto& o) { o.places = SRandomPlaces{NAN_VALUE}; }, "the volume fraction"},
         SRefusal{"ZeroBeta", [](auto& o) { o.directions = SBetaFamily{0.0}; },
-                 "beta is 0, but must be greater than 0, and finite."},
+                 "beta is 0, but must be 0.000001 to 1000000."},
+        SRefusal{"HugeBeta", [](auto& o) { o.directions = SBetaFamily{1e300}; }, "beta is 1e+300"},
+        SRefusal{"TinyBeta", [](auto& o) { o.directions = SBetaFamily{1e-300}; }, "beta is 1e-300"},
         SRefusal{"InfiniteBeta", [](auto& o) { o.directions = SBetaFamily{INFINITE_VALUE}; }, "beta is inf"},
         SRefusal{"ZeroSymmetryAxis",
                  [](auto& o) {
