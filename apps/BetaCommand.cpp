@@ -219,8 +219,7 @@ void warn_of_choice(const jobs::SAxisChoice& choice) {
     } else if (choice.evidence == jobs::EEvidence::weak) {
         std::ostringstream text;
         text << "the sample hardly tells its axis of symmetry: from the other principal axis beta is "
-             << choice.otherFit.beta
-             << ", and not clearly less likely; name the axis with --axis if you know it";
+             << choice.otherFit.beta << "; name the axis with --axis if you know it";
         PrintWarning(std::cerr, text.str());
     }
 }

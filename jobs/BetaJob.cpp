@@ -96,11 +96,16 @@ double isotropy_statistic(const Vector& eigenvalues, long long count) {
 EEvidence evidence_of(const SBetaFit& chosen, const SAxisChoice& choice) {
     constexpr double ISOTROPIC_UP_TO = 11.0705; // 95 % quantile of chi-squared with 5 degrees of freedom
     constexpr double CLEAR_FACTOR = 20.0;
+    // As exact as betas from images are, whose pixels are many but not independent of each other.
+    constexpr double NEAR_ISOTROPY = 0.05;
     if (chosen.limit != EBetaLimit::none) {
         return EEvidence::unknown;
     }
     if (choice.isotropyStatistic <= ISOTROPIC_UP_TO) {
         return EEvidence::none;
+    }
+    if (std::abs(std::log(chosen.beta)) < NEAR_ISOTROPY) {
+        return EEvidence::weak;
     }
     return chosen.logLikelihood - choice.otherFit.logLikelihood > std::log(CLEAR_FACTOR) ? EEvidence::clear
                                                                                          : EEvidence::weak;

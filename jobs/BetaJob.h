@@ -31,8 +31,8 @@ struct SBetaParameters {
 /// independent of the others, though neighbouring pixels of a fiber are not.
 enum class EEvidence {
     none,    ///< the sample does not differ from directions without preference
-    weak,    ///< the axis is not 20 times as likely as the other one, or even less likely
-    clear,   ///< the axis is at least 20 times as likely
+    weak,    ///< the axis is not 20 times as likely as the other one, or beta is within 5 % of 1
+    clear,   ///< neither
     unknown, ///< beta is at a limit, and its likelihood infinite
 };
 
