@@ -3,6 +3,7 @@
 
 #include "apps/Interruption.h"
 #include "jobs/MessageNames.h"
+#include "stream/Failure.h"
 
 #include <exception>
 #include <new>
@@ -50,6 +51,14 @@ int RunGuarded(const std::function<void()>& work, std::ostream& errors) {
     } catch (const CUsageError& failure) {
         PrintError(errors, failure.what());
         return STATUS_WRONG_USAGE;
+    } catch (const stream::CMemoryLimitError& failure) {
+        PrintError(errors,
+                   std::string(failure.what()) + "; give more --memory, fewer --threads or larger subfields");
+        return STATUS_FAILED;
+    } catch (const stream::CScratchError& failure) {
+        PrintError(errors,
+                   std::string(failure.what()) + "; give another folder with --scratch, or more --memory");
+        return STATUS_FAILED;
     } catch (const std::bad_alloc&) {
         PrintError(errors,
                    "not enough memory; analyse a smaller part of the image or use a machine with more "

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* HEADING = "tevra: smoothed slices, to go on with by --resume";
+constexpr const char* HEADING = "tevra: smoothed slices, kept for a run that goes on with them";
 
 /// Numbers as bits: they must come back as they were.
 std::string text_of(const SSmoothed& smoothed) {
@@ -124,9 +124,10 @@ void CCheckpoint::Save(const SSmoothed& smoothed) {
     std::error_code error;
     fs::rename(unfinished, m_files.record, error);
     if (!record || error) {
-        throw volume::CEnvironmentError("cannot write '" + m_files.record +
-                                        "', which --resume goes on with; check the folder's permissions and "
-                                        "the free space");
+        throw volume::CEnvironmentError(
+            "cannot write '" + m_files.record +
+            "', which a later run goes on with; check the folder's permissions and "
+            "the free space");
     }
 }
 

@@ -2,12 +2,12 @@
 #include "stream/MemoryPlan.h"
 
 #include "stream/ColumnSmoothing.h"
+#include "stream/Failure.h"
 #include "stream/OrientationPass.h"
 #include "stream/RankSlices.h"
 #include "stream/TileSums.h"
 
 #include "VexoFilter/SmoothingPass.h"
-#include "volume/Failure.h"
 
 #include <algorithm>
 #include <unistd.h>
@@ -141,9 +141,8 @@ SMemoryPlan PlanMemory(const SWorkload& workload, std::size_t budgetBytes) {
         canShrink = fewerSlices || smallerStrips;
     }
     if (plan.peakBytes > budgetBytes) {
-        throw volume::CEnvironmentError("this analysis needs " + BytesText(plan.peakBytes) +
-                                        " of memory at least, but is allowed " + BytesText(budgetBytes) +
-                                        "; give more --memory, fewer --threads or larger subfields");
+        throw CMemoryLimitError("this analysis needs " + BytesText(plan.peakBytes) +
+                                " of memory at least, but is allowed " + BytesText(budgetBytes));
     }
     return plan;
 }

@@ -40,7 +40,7 @@ std::size_t ProgramBytes(int threads);
 
 /// The plan for a budget: scratch in memory if that fits, else in a file, and slabs and strips as large as
 /// is useful and fits.
-/// @throws volume::CEnvironmentError if the budget is too small for any plan, naming what is needed.
+/// @throws CMemoryLimitError if the budget is too small for any plan, naming what is needed.
 SMemoryPlan PlanMemory(const SWorkload& workload, std::size_t budgetBytes);
 
 /// Half of the machine's memory.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "stream/ScratchStore.h"
 
-#include "volume/Failure.h"
+#include "stream/Failure.h"
 #include "zeklib2image/PrefaultPages.h"
 
 #include <algorithm>
@@ -21,9 +21,8 @@ namespace TEVRA::stream {
 namespace {
 
 [[noreturn]] void fail(const std::string& folder, std::size_t bytes, int reason) {
-    throw volume::CEnvironmentError("cannot keep " + BytesText(bytes) + " of intermediate images in '" +
-                                    folder + "': " + std::generic_category().message(reason) +
-                                    "; give another folder with --scratch, or more --memory");
+    throw CScratchError("cannot keep " + BytesText(bytes) + " of intermediate images in '" + folder +
+                        "': " + std::generic_category().message(reason));
 }
 
 /// A file without a name, open for reading and writing. @return its descriptor, or -1.

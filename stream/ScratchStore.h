@@ -29,7 +29,7 @@ struct SScratchPlace {
 class CScratchStore {
   public:
     /// @param slicePixels of one slice, 1 or more.
-    /// @throws std::bad_alloc, volume::CEnvironmentError if there is not enough room.
+    /// @throws std::bad_alloc, CScratchError if there is not enough room.
     CScratchStore(const SScratchPlace& place, const SSliceRange& slices, std::size_t slicePixels);
     ~CScratchStore();
     CScratchStore(const CScratchStore&) = delete;
