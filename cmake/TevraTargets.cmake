@@ -33,10 +33,11 @@ function(tevra_compile_rules target)
     endif()
 endfunction()
 
-# tevra_add_library(NAME [INTERNAL] ROOT dir HEADERS ... SOURCES ... PUBLIC targets ... PRIVATE targets ...)
-# ROOT is the folder that include lines are relative to. INTERNAL libraries are not part of the installed package.
+# tevra_add_library(NAME ROOT dir HEADERS ... SOURCES ... PUBLIC targets ... PRIVATE targets ...)
+# ROOT is the folder that include lines are relative to. The library is part of the installed package; a third-party
+# library that it links is found by cmake/tevraConfig.cmake.in, too.
 function(tevra_add_library name)
-    cmake_parse_arguments(ARG "INTERNAL" "ROOT" "HEADERS;SOURCES;PUBLIC;PRIVATE" ${ARGN})
+    cmake_parse_arguments(ARG "" "ROOT" "HEADERS;SOURCES;PUBLIC;PRIVATE" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
     add_library(tevra::${name} ALIAS ${name})
     target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS "${ARG_ROOT}" FILES ${ARG_HEADERS})
@@ -44,10 +45,8 @@ function(tevra_add_library name)
     set_target_properties(${name} PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON LINKER_LANGUAGE CXX)
     target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
     tevra_compile_rules(${name})
-    if(NOT ARG_INTERNAL)
-        install(TARGETS ${name} EXPORT tevraTargets
-            FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tevra)
-    endif()
+    install(TARGETS ${name} EXPORT tevraTargets
+        FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tevra)
 endfunction()
 
 # tevra_hands_out_tasks(FILES ...)

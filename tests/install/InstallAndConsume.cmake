@@ -1,15 +1,54 @@
 # SPDX-License-Identifier: BSD-3-Clause
+# Installs the project into a fresh folder, and builds and runs two users' projects against it: one that links the
+# orientation library alone, and the program of the README, as it stands there.
 function(run)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE output)
     if(NOT status EQUAL 0)
         message(FATAL_ERROR "${ARGN} failed (${status}):\n${output}")
     endif()
+    set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+# build(SOURCE_FOLDER BUILD_FOLDER)
+function(build source binary)
+    run("${CMAKE_COMMAND}" -S "${source}" -B "${binary}" -G "${GENERATOR}"
+        "-DCMAKE_PREFIX_PATH=${WORK_DIR}/prefix" "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}")
+    run("${CMAKE_COMMAND}" --build "${binary}")
+endfunction()
+
+# cut(LANGUAGE FILE): writes the block of code of this language under "Use the library" to a file.
+function(cut language file)
+    file(READ "${README}" text)
+    string(FIND "${text}" "\n## Use the library\n" start)
+    string(SUBSTRING "${text}" ${start} -1 text)
+    string(FIND "${text}" "\n```${language}\n" start)
+    if(start EQUAL -1)
+        message(FATAL_ERROR "the README has no ${language} under 'Use the library'")
+    endif()
+    string(SUBSTRING "${text}" ${start} -1 text)
+    string(LENGTH "\n```${language}\n" heading)
+    string(SUBSTRING "${text}" ${heading} -1 text)
+    string(FIND "${text}" "\n```\n" end)
+    string(SUBSTRING "${text}" 0 ${end} text)
+    file(WRITE "${file}" "${text}\n")
 endfunction()
 
 file(REMOVE_RECURSE "${WORK_DIR}")
 run("${CMAKE_COMMAND}" --install "${BUILD_DIR}" --prefix "${WORK_DIR}/prefix")
-run("${CMAKE_COMMAND}" -S "${CONSUMER_DIR}" -B "${WORK_DIR}/build" -G "${GENERATOR}"
-    "-DCMAKE_PREFIX_PATH=${WORK_DIR}/prefix" "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}")
-run("${CMAKE_COMMAND}" --build "${WORK_DIR}/build")
-run("${WORK_DIR}/build/consumer")
+build("${CONSUMER_DIR}" "${WORK_DIR}/consumer")
+run("${WORK_DIR}/consumer/consumer")
+
+cut(cpp "${WORK_DIR}/readme/measure.cpp")
+cut(cmake "${WORK_DIR}/readme/CMakeLists.txt")
+build("${WORK_DIR}/readme" "${WORK_DIR}/readme/build")
+run("${WORK_DIR}/consumer/make_image" "${WORK_DIR}/fibers.mha")
+run("${WORK_DIR}/readme/build/measure" "${WORK_DIR}/fibers.mha" "${WORK_DIR}/results")
+if(NOT output MATCHES "^a_xx = (1|0[.]99)")
+    message(FATAL_ERROR "fibers along x give: ${output}")
+endif()
+foreach(name IN ITEMS result.json run.json subfields.csv profiles.csv)
+    if(NOT EXISTS "${WORK_DIR}/results/${name}")
+        message(FATAL_ERROR "the README's program wrote no ${name}")
+    endif()
+endforeach()
 file(REMOVE_RECURSE "${WORK_DIR}")
