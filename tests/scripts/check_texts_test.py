@@ -44,11 +44,14 @@ class Texts(unittest.TestCase):
             outcome_of({"apps/Main.cpp": 'f("--memory");', "stream/Store.cpp": INNOCENT}).returncode, 0)
 
     def test_every_planted_option_is_found_with_its_line(self):
-        for folder in ("host/VexoBase", "src/Axes", "phantom", "volume", "stream", "report", "jobs"):
-            for violation in VIOLATIONS:
-                outcome = outcome_of({f"{folder}/A.cpp": f"\nconst auto t = {violation};\n"})
-                self.assertEqual(outcome.returncode, 1, violation)
-                self.assertIn(f"{folder}/A.cpp:2: ", outcome.stdout)
+        folders = ("host/VexoBase", "src/Axes", "phantom", "volume", "stream", "report", "jobs")
+        files = {f"{folder}/A{i}.cpp": f"\nconst auto t = {violation};\n"
+                 for folder in folders for i, violation in enumerate(VIOLATIONS)}
+        outcome = outcome_of(files)
+        self.assertEqual(outcome.returncode, 1)
+        for name in files:
+            self.assertIn(f"{name}:2: ", outcome.stdout)
+        self.assertEqual(len(outcome.stdout.splitlines()), len(files))
 
     def test_a_folder_without_texts_is_a_failure(self):
         self.assertEqual(outcome_of({"apps/Main.cpp": 'f("x");'}).returncode, 1)
