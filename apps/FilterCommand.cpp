@@ -15,6 +15,7 @@
 
 #include <CLI/App.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -44,13 +45,34 @@ struct SFilterOptions {
     bool quiet = false;
 };
 
-double read_width(const SArgument& argument) {
-    const double width = ReadPositiveNumber(argument);
-    if (width > jobs::LARGEST_FILTER_WIDTH) {
-        throw CUsageError(argument.name + ": '" + argument.text +
-                          "' is too wide; give at most 1000, a standard deviation of 318 pixels");
+bool is_equal_spacing(const std::array<double, 3>& spacing, int dim) {
+    constexpr double TOLERANCE = 1e-4; // headers hold rounded numbers
+    return std::all_of(spacing.begin(), spacing.begin() + dim, [&spacing](double length) {
+        return std::abs(length - spacing[0]) <= TOLERANCE * spacing[0];
+    });
+}
+
+/// A width of the filters in pixels.
+double width_px(const SArgument& argument, const volume::SImageInfo& info) {
+    const jobs::SLength given = ReadLength(argument);
+    double widthPx = given.value;
+    if (!given.unit.empty()) {
+        const char* const obstacle = !info.spacing              ? "the image states no spacing"
+                                     : info.spacingUnit.empty() ? "the image states a spacing without unit"
+                                     : !is_equal_spacing(*info.spacing, info.size.Dim())
+                                         ? "the image's pixels are no cubes"
+                                         : nullptr;
+        if (obstacle != nullptr) {
+            throw CWorkError(argument.name + ": '" + argument.text + "' has a unit, but " + obstacle +
+                             "; give the width in pixels, as a number alone");
+        }
+        widthPx = jobs::LengthIn(info.spacingUnit, given) / (*info.spacing)[0];
     }
-    return width;
+    if (widthPx > jobs::LARGEST_FILTER_WIDTH) {
+        throw CUsageError(argument.name + ": '" + argument.text +
+                          "' is too wide; give at most 1000 pixels, a standard deviation of 318");
+    }
+    return widthPx;
 }
 
 std::optional<report::SPixelBox> read_box(const std::optional<std::string>& text, int dim) {
@@ -68,8 +90,6 @@ std::optional<report::SPixelBox> read_box(const std::optional<std::string>& text
 
 report::SFilterParameters read_parameters(const SFilterOptions& options) {
     report::SFilterParameters parameters;
-    parameters.majorWidth = read_width({"--major", options.major});
-    parameters.minorWidth = read_width({"--minor", options.minor});
     parameters.resolution = options.resolution;
     if (options.rim) {
         parameters.rimPx = ReadWholeNumbers({"--rim", *options.rim});
@@ -98,14 +118,9 @@ CUsageError usage_error(const jobs::CFilterParameterError& failure, const SFilte
 
 /// Filters know pixels only: where those are no cubes, angles are not those of the material.
 void warn_unless_equal(const std::array<double, 3>& spacing, int dim, CConsole& console) {
-    constexpr double TOLERANCE = 1e-4; // headers hold rounded numbers
-    for (std::size_t axis = 1; axis < static_cast<std::size_t>(dim); ++axis) {
-        if (std::abs(spacing[axis] - spacing[0]) > TOLERANCE * spacing[0]) {
-            console.Warn(
-                "the spacing of the pixels is not equal along all axes; angles are those between rows, "
-                "columns and slices of pixels");
-            return;
-        }
+    if (!is_equal_spacing(spacing, dim)) {
+        console.Warn("the spacing of the pixels is not equal along all axes; angles are those between rows, "
+                     "columns and slices of pixels");
     }
 }
 
@@ -153,12 +168,18 @@ void say_result(const report::SFilterRecord& record, const std::string& folder, 
 }
 
 void run(const SFilterOptions& options) {
+    const SArgument major{"--major", options.major};
+    const SArgument minor{"--minor", options.minor};
+    ReadLength(major); // a text that is no length is refused before the image is read
+    ReadLength(minor);
     report::SFilterParameters parameters = read_parameters(options);
     const std::size_t memoryBytes =
         options.memory ? ReadBytes({"--memory", *options.memory}) : stream::DefaultBudget();
     CConsole console(options.quiet ? EVerbosity::quiet : EVerbosity::normal);
     const auto image = OpenInput(options.image, options.raw);
     const CSize& size = image->Info().size;
+    parameters.majorWidth = width_px(major, image->Info());
+    parameters.minorWidth = width_px(minor, image->Info());
     parameters.boxPx = read_box(options.box, size.Dim());
     const auto mask = options.mask ? OpenMask(*options.mask, size) : nullptr;
     jobs::CFilterJob job({.image = *image,
@@ -209,7 +230,8 @@ SCommand AddFilterCommand(CLI::App& program) {
         ->required();
     parser
         ->add_option("--major", options->major,
-                     "Width of the filters along their direction: pi times the standard deviation in pixels")
+                     "Width of the filters along their direction: pi times the standard deviation, in pixels "
+                     "or with a unit, as in 15um")
         ->required()
         ->type_name("A");
     parser

@@ -393,6 +393,31 @@ TEST_F(Filter, RefusesWrongOptions) {
     expect_refused("image.mha", 2, {"--nonsense"}, {"--nonsense"});
 }
 
+TEST_F(Filter, TakesWidthsWithAUnit) {
+    expect_done(RunTevra({"phantom", "-o", "image.mha", "--size", "24,22,20", "--fiber-radius", "1.5um",
+                          "--spacing", "0.5um", "--quiet"},
+                         {.workingFolder = m_folder.Path()}));
+    const auto index_with = [this](const std::string& major, const std::string& minor) {
+        expect_done(RunTevra({"filter", "image.mha", "--major", major, "--minor", minor, "--resolution",
+                              "coarse", "-o", "out", "--quiet"},
+                             {.workingFolder = m_folder.Path()}));
+        return ReadFile(m_folder / "out/index.mha");
+    };
+    EXPECT_EQ(index_with("6um", "0.003mm"), index_with("12", "6"));
+}
+
+TEST_F(Filter, RefusesWidthsWithAUnitForImagesWithout) {
+    const auto refuse = [this](const std::string& spacing, const std::string& reason) {
+        WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22}, 0), spacing);
+        ExpectRefusal({"filter", "image.mha", "--major", "6um", "--minor", "6", "--resolution", "coarse",
+                       "-o", "out", "--quiet"},
+                      1, {"--major: '6um' has a unit", reason, "in pixels, as a number alone"},
+                      {.workingFolder = m_folder.Path()});
+    };
+    refuse("", "states no spacing");
+    refuse("0.5 0.5", "a spacing without unit");
+}
+
 TEST_F(Filter, RefusesToGuessWhatIsRequired) {
     WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22}, 0));
     for (const char* const option : {"--major", "--minor", "--resolution", "-o"}) {
