@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "phantom/SeparateFibers.h"
 
-#include "Axes/HessianAxis.h"
+#include "Axes/AxisAngles.h"
 #include "Axes/Markers.h"
 #include "LocalTensors/DirectSmoothing.h"
 #include "VexoBase/ProgressMonitor.h"
