@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "LocalTensors/LocalTensors.h"
 
-#include "Axes/HessianAxis.h"
-#include "Axes/Markers.h"
-
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <span>
 #include <utility>
 
@@ -370,14 +368,14 @@ class CLocalTensors<Dim>::CPlaneWork {
 };
 
 template <std::size_t Dim>
-CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, const SLocalScales& scales,
-                                  const SGreyScale& grey, FillSlice fill, EInstructionSet set)
+CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, long long slabSlices,
+                                  const SLocalScales& scales, const SGreyScale& grey, FillSlice fill,
+                                  EInstructionSet set)
     : m_width(static_cast<std::size_t>(size[0])), m_height(static_cast<std::size_t>(size[1])),
-      m_depth(Dim == 3 ? size[2] : 1), m_slices(slices), m_scales(scales),
-      m_reach(ReachOf(scales, static_cast<int>(Dim))), m_grey(grey), m_fill(std::move(fill)),
-      m_kernels(PlaneKernelsOf(set)), m_squaredSigma(scales.derivativeSigma * scales.derivativeSigma),
-      m_greyStride(RoundedToGroup(m_width)), m_tensorStride(RoundedToGroup(ENTRIES * m_width)),
-      m_zeros(m_tensorStride + ROW_GROUP) {
+      m_depth(Dim == 3 ? size[2] : 1), m_scales(scales), m_reach(ReachOf(scales, static_cast<int>(Dim))),
+      m_grey(grey), m_fill(std::move(fill)), m_kernels(PlaneKernelsOf(set)),
+      m_squaredSigma(scales.derivativeSigma * scales.derivativeSigma), m_greyStride(RoundedToGroup(m_width)),
+      m_tensorStride(RoundedToGroup(ENTRIES * m_width)), m_zeros(m_tensorStride + ROW_GROUP) {
     for (std::size_t axis = 0; axis < Dim; ++axis) {
         const double spacing = scales.spacing[axis];
         const SSampledKernel smoothing = SampledSmoothing(scales.derivativeSigma, spacing);
@@ -406,17 +404,17 @@ CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, cons
     if constexpr (Dim == 3) {
         m_greyRing = CRing(2 * m_reach.derivative[2] + BATCH, m_height * m_greyStride);
         m_planarRing = CRing(2 * m_reach.window[2] + BATCH, tensorFloats);
-        m_tensorRing = CRing(2 * m_reach.along[2] + BATCH, tensorFloats);
+        m_tensorRing = CRing(2 * m_reach.along[2] + slabSlices, tensorFloats);
         m_isEmpty.resize(static_cast<std::size_t>(2 * m_reach.window[2] + BATCH) * m_height);
     } else {
         m_greyRing = CRing(1, m_height * m_greyStride);
         m_planarRing = CRing(1, tensorFloats);
         m_isEmpty.resize(m_height);
     }
-    m_tensorEnd = std::max(m_slices.first - m_reach.along[2], 0LL);
+    m_tensorEnd = std::max(slices.first - m_reach.along[2], 0LL);
     m_planarEnd = std::max(m_tensorEnd - m_reach.window[2], 0LL);
     m_greyEnd = GreySlices(size, slices, scales).first;
-    m_ready = {m_slices.first, m_slices.first};
+    m_preparedEnd = slices.first;
 }
 
 template <std::size_t Dim>
@@ -429,7 +427,7 @@ SPlanes CLocalTensors<Dim>::GreySlices(const CSize& size, const SPlanes& slices,
 }
 
 template <std::size_t Dim>
-std::size_t CLocalTensors<Dim>::Bytes(const CSize& size, const SLocalScales& scales) {
+std::size_t CLocalTensors<Dim>::Bytes(const CSize& size, long long slabSlices, const SLocalScales& scales) {
     const SLocalReach reach = ReachOf(scales, static_cast<int>(Dim));
     const auto slices = [](long long count, std::size_t floats) {
         return static_cast<std::size_t>(count) * floats * sizeof(float);
@@ -441,7 +439,23 @@ std::size_t CLocalTensors<Dim>::Bytes(const CSize& size, const SLocalScales& sca
         return slices(1, grey) + slices(1, tensor);
     }
     return slices(2 * reach.derivative[2] + BATCH, grey) +
-           slices(2 * reach.window[2] + BATCH + 2 * reach.along[2] + BATCH, tensor);
+           slices(2 * reach.window[2] + BATCH + 2 * reach.along[2] + slabSlices, tensor);
+}
+
+template <std::size_t Dim>
+std::size_t CLocalTensors<Dim>::BytesPerTask(const CSize& size, const SLocalScales& scales) {
+    const SLocalReach reach = ReachOf(scales, static_cast<int>(Dim));
+    const SDerivatives recipe = derivatives_of<Dim>(scales.kind);
+    const auto width = static_cast<std::size_t>(size[0]);
+    const std::size_t grey = RoundedToGroup(width);
+    const std::size_t tensor = RoundedToGroup(ENTRIES * width);
+    const auto rows = [](long long reached) { return static_cast<std::size_t>(2 * reached + 1); };
+    const std::size_t floats =
+        3 * (RoundedToGroup(width + 2 * static_cast<std::size_t>(reach.derivative[0])) + 2 * ROW_GROUP) +
+        (recipe.fields.size() * rows(reach.derivative[1]) + recipe.derivatives.size()) * grey +
+        RoundedToGroup(ENTRIES * (width + 2 * static_cast<std::size_t>(reach.window[0]))) + 2 * ROW_GROUP +
+        rows(reach.window[1]) * tensor;
+    return floats * sizeof(float);
 }
 
 template <std::size_t Dim>
@@ -450,16 +464,12 @@ long long CLocalTensors<Dim>::clamped(long long z) const {
 }
 
 template <std::size_t Dim>
-bool CLocalTensors<Dim>::Advance(ITaskRunner& runner) {
-    m_ready = {m_ready.end, std::min(m_ready.end + BATCH, m_slices.end)};
-    if (m_ready.Count() == 0) {
-        return false;
-    }
-    const long long end = std::min(m_ready.end + m_reach.along[2], m_depth);
+void CLocalTensors<Dim>::Prepare(const SPlanes& slab, ITaskRunner& runner) {
+    m_preparedEnd = slab.end;
+    const long long end = std::min(slab.end + m_reach.along[2], m_depth);
     while (m_tensorEnd < end) {
         make_tensors(std::min(m_tensorEnd + BATCH, end), runner);
     }
-    return true;
 }
 
 template <std::size_t Dim>
@@ -561,41 +571,68 @@ void CLocalTensors<Dim>::gather_across(const SPlanes& planes, const SBand& band)
 }
 
 template <std::size_t Dim>
-std::size_t CLocalTensors<Dim>::FindAxes(long long z, std::size_t y, const unsigned char* foreground,
-                                         const SLocalRow& row, CLocalWorkspace<Dim>& work) const {
-    std::fill_n(row.theta, m_width, Dim == 3 ? NO_COLATITUDE : NO_ANGLE);
-    if constexpr (Dim == 3) {
-        std::fill_n(row.phi, m_width, NO_ANGLE);
-    }
-    if (row.confidence != nullptr) {
-        std::fill_n(row.confidence, m_width, 0.0F);
-    }
-    const bool isSmallest = m_scales.kind == ELocalTensor::gradientProducts;
-    const EEigenvalue which = isSmallest ? EEigenvalue::smallest : EEigenvalue::largest;
-    std::array<float*, 6> entries{};
+EEigenvalue CLocalTensors<Dim>::Eigenvalue() const noexcept {
+    return m_scales.kind == ELocalTensor::gradientProducts ? EEigenvalue::smallest : EEigenvalue::largest;
+}
+
+template <std::size_t Dim>
+std::array<float*, CLocalTensors<Dim>::ENTRIES> CLocalTensors<Dim>::entries_of(CLocalWorkspace<Dim>& work) {
+    std::array<float*, ENTRIES> entries{};
     for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
         entries[entry] = work.m_entries[entry].data();
     }
+    return entries;
+}
+
+template <std::size_t Dim>
+std::array<double*, Dim> CLocalTensors<Dim>::axes_of(CLocalWorkspace<Dim>& work) {
     std::array<double*, Dim> axes{};
     for (std::size_t component = 0; component < Dim; ++component) {
         axes[component] = work.m_axes[component].data();
     }
-    const auto find_axes = [&](std::size_t count) {
-        const std::size_t failed =
-            m_kernels.axes[Dim - 2](entries.data(), count, isSmallest, axes.data(), work.m_failed.data());
-        for (std::size_t i = 0; i < failed; ++i) {
-            const std::size_t at = work.m_failed[i];
-            std::array<double, Dim> axis{};
-            const auto entry_of = [&](std::size_t entry) { return entries[entry][at]; };
-            if (!decompose<Dim>(entry_of, which, axis)) {
-                axis = {};
-                axis[0] = 1.0;
-            }
-            for (std::size_t component = 0; component < Dim; ++component) {
-                axes[component][at] = axis[component];
-            }
+    return axes;
+}
+
+/// Positions of the foreground pixels of a segment. @return their number.
+template <std::size_t Dim>
+std::size_t CLocalTensors<Dim>::pick(const unsigned char* foreground, std::size_t begin,
+                                     CLocalWorkspace<Dim>& work) const {
+    const std::size_t length = std::min(LOCAL_SEGMENT, m_width - begin);
+    std::size_t count = 0;
+    for (std::size_t x = 0; x < length; ++x) {
+        work.m_pixels[count] = static_cast<unsigned short>(x);
+        count += foreground[begin + x] != 0 ? 1 : 0;
+    }
+    return count;
+}
+
+/// Axes of the packed tensors, to look along.
+template <std::size_t Dim>
+void CLocalTensors<Dim>::find_axes(std::size_t count, CLocalWorkspace<Dim>& work) const {
+    const EEigenvalue which = Eigenvalue();
+    const auto entries = entries_of(work);
+    const auto axes = axes_of(work);
+    const std::size_t failed = m_kernels.axes[Dim - 2](entries.data(), count, which == EEigenvalue::smallest,
+                                                       axes.data(), work.m_failed.data());
+    for (std::size_t i = 0; i < failed; ++i) {
+        const std::size_t at = work.m_failed[i];
+        std::array<double, Dim> axis{};
+        const auto entry_of = [&](std::size_t entry) { return entries[entry][at]; };
+        if (!decompose<Dim>(entry_of, which, axis)) {
+            axis = {};
+            axis[0] = 1.0;
         }
-    };
+        for (std::size_t component = 0; component < Dim; ++component) {
+            axes[component][at] = axis[component];
+        }
+    }
+}
+
+template <std::size_t Dim>
+void CLocalTensors<Dim>::FindMatrices(long long z, std::size_t y, const unsigned char* foreground,
+                                      const std::array<float*, ENTRIES>& rows,
+                                      CLocalWorkspace<Dim>& work) const {
+    const auto entries = entries_of(work);
     const CRing& ring = Dim == 3 ? m_tensorRing : m_planarRing;
     STensorVolume volume{};
     volume.extents[0] = static_cast<long long>(m_width);
@@ -609,49 +646,55 @@ std::size_t CLocalTensors<Dim>::FindAxes(long long z, std::size_t y, const unsig
     }
     volume.planes = work.m_planes.data();
     const float* const own = ring.At(z) + y * m_tensorStride;
-    std::size_t found = 0;
     for (std::size_t begin = 0; begin < m_width; begin += LOCAL_SEGMENT) {
-        std::size_t count = 0;
-        const std::size_t length = std::min(LOCAL_SEGMENT, m_width - begin);
-        for (std::size_t x = 0; x < length; ++x) {
-            work.m_pixels[count] = static_cast<unsigned short>(x);
-            count += foreground[begin + x] != 0 ? 1 : 0;
-        }
+        const std::size_t count = pick(foreground, begin, work);
         if (count == 0) {
             continue;
         }
         m_kernels.gather[Dim - 2](own + ENTRIES * begin, work.m_pixels.data(), count, entries.data());
-        find_axes(count);
         if (m_scales.along > 0.0) {
+            find_axes(count, work);
             m_kernels.lookUp[Dim - 2](volume, m_lookUps, work.m_pixels.data(), count,
                                       static_cast<long long>(begin), static_cast<long long>(y), z,
-                                      axes.data(), entries.data());
-            find_axes(count);
+                                      axes_of(work).data(), entries.data());
         }
-        m_kernels.finish[Dim - 2](entries.data(), axes.data(), count, isSmallest, work.m_theta.data(),
-                                  work.m_phi.data(), work.m_confidence.data());
         for (std::size_t i = 0; i < count; ++i) {
-            double trace = 0.0;
-            std::size_t entry = 0;
-            for (std::size_t axis = 0; axis < Dim; ++axis) {
-                trace += static_cast<double>(entries[entry][i]);
-                entry += Dim - axis;
+            float trace = 0.0F;
+            for (std::size_t entry = 0, axis = 0; axis < Dim; entry += Dim - axis, ++axis) {
+                trace += entries[entry][i];
             }
-            if (!(trace > 0.0) || !std::isfinite(trace)) {
-                continue;
-            }
+            const bool isSeen = trace > 0.0F && std::isfinite(trace);
             const std::size_t x = begin + work.m_pixels[i];
-            row.theta[x] = work.m_theta[i];
-            if constexpr (Dim == 3) {
-                row.phi[x] = work.m_phi[i];
+            for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
+                rows[entry][x] = isSeen ? entries[entry][i] : std::numeric_limits<float>::quiet_NaN();
             }
-            if (row.confidence != nullptr) {
-                row.confidence[x] = work.m_confidence[i];
-            }
-            ++found;
         }
     }
-    return found;
+}
+
+template <std::size_t Dim>
+void CLocalTensors<Dim>::FindConfidence(const std::array<const float*, ENTRIES>& rows,
+                                        const unsigned char* foreground, float* confidence,
+                                        CLocalWorkspace<Dim>& work) const {
+    const auto entries = entries_of(work);
+    std::fill_n(confidence, m_width, 0.0F);
+    for (std::size_t begin = 0; begin < m_width; begin += LOCAL_SEGMENT) {
+        const std::size_t count = pick(foreground, begin, work);
+        if (count == 0) {
+            continue;
+        }
+        for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
+            for (std::size_t i = 0; i < count; ++i) {
+                entries[entry][i] = rows[entry][begin + work.m_pixels[i]];
+            }
+            std::fill_n(entries[entry] + count, LOCAL_ROOM, 0.0F);
+        }
+        m_kernels.confidence[Dim - 2](entries.data(), count, Eigenvalue() == EEigenvalue::smallest,
+                                      work.m_confidence.data());
+        for (std::size_t i = 0; i < count; ++i) {
+            confidence[begin + work.m_pixels[i]] = work.m_confidence[i];
+        }
+    }
 }
 
 template class CLocalTensors<2>;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "Axes/HessianAxis.h"
 #include "LocalTensors/KernelChoice.h"
 #include "LocalTensors/SampledKernels.h"
 #include "LocalTensors/Scales.h"
@@ -34,22 +35,18 @@ struct SPlanes {
 template <std::size_t Dim>
 class CLocalWorkspace;
 
-/// Angles and confidence of one row of the image.
-struct SLocalRow {
-    float* theta;
-    float* phi;        ///< null in 2D
-    float* confidence; ///< null if it is not wanted
-};
-
 /// Axes from what is gathered at every pixel from its neighbours: line votes or gradient products (Scales.h).
 ///
 /// Works through an image slice by slice and keeps only as many slices of each step as the next step reaches,
 /// in rings. Grey values come from a function, slice by slice in ascending order, each once.
 ///
-///     CLocalTensors<3> tensors(size, slices, scales, grey, fill);
-///     while (tensors.Advance(runner)) {
-///         for (z in tensors.Ready()) { for (y ...) { tensors.FindAxes(z, y, foreground, row, workspace); } }
+///     CLocalTensors<3> tensors(size, slices, slabSlices, scales, grey, fill);
+///     for (each slab) {
+///         tensors.Prepare(slab, runner);
+///         for (z in slab) { for (y ...) { tensors.FindMatrices(z, y, foreground, rows, workspace); } }
 ///     }
+///
+/// The axis is the matrices' eigenvector of `Eigenvalue()`.
 ///
 /// Numbers do not depend on how tasks are run or on how the image is cut into ranges of slices.
 template <std::size_t Dim>
@@ -59,24 +56,35 @@ class CLocalTensors {
     using FillSlice = std::function<void(long long z, float* rows, std::size_t rowFloats)>;
     static constexpr std::size_t ENTRIES = Dim * (Dim + 1) / 2;
 
-    /// @param size of the image. @param slices whose axes are wanted.
-    CLocalTensors(const CSize& size, const SPlanes& slices, const SLocalScales& scales,
+    /// @param size of the image. @param slices whose matrices are wanted. @param slabSlices at most prepared at a
+    /// time.
+    CLocalTensors(const CSize& size, const SPlanes& slices, long long slabSlices, const SLocalScales& scales,
                   const SGreyScale& grey, FillSlice fill, EInstructionSet set = InstructionSetInUse());
 
     /// Slices of grey values that are asked for.
     static SPlanes GreySlices(const CSize& size, const SPlanes& slices, const SLocalScales& scales);
     /// Memory of the rings.
-    static std::size_t Bytes(const CSize& size, const SLocalScales& scales);
+    static std::size_t Bytes(const CSize& size, long long slabSlices, const SLocalScales& scales);
+    /// Memory of one thread's share of the work of `Prepare`.
+    static std::size_t BytesPerTask(const CSize& size, const SLocalScales& scales);
 
-    /// Makes the next few slices ready. @return false if there are none left.
-    bool Advance(ITaskRunner& runner);
-    const SPlanes& Ready() const noexcept { return m_ready; }
+    /// Makes the slices of a slab ready; slabs come in ascending order without gaps.
+    void Prepare(const SPlanes& slab, ITaskRunner& runner);
 
-    /// Axes of the foreground pixels of a row of a ready slice; may be called by several threads at a time.
-    /// Markers elsewhere (confidence 0), and where there is nothing to see a direction by.
-    /// @param foreground one byte per pixel, not 0 for foreground. @return the number of pixels with an axis.
-    std::size_t FindAxes(long long z, std::size_t y, const unsigned char* foreground, const SLocalRow& row,
-                         CLocalWorkspace<Dim>& workspace) const;
+    /// Which eigenvector of the matrices is the axis: that of the largest or the smallest eigenvalue, none of which is
+    /// negative.
+    EEigenvalue Eigenvalue() const noexcept;
+
+    /// The matrices of the foreground pixels of a row of a prepared slice; may be called by several threads at a
+    /// time. NaN where there is nothing to see a direction by.
+    /// @param foreground one byte per pixel, not 0 for foreground. @param rows one per entry xx, xy[, xz], yy[, yz,
+    /// zz]; written in the foreground only.
+    void FindMatrices(long long z, std::size_t y, const unsigned char* foreground,
+                      const std::array<float*, ENTRIES>& rows, CLocalWorkspace<Dim>& workspace) const;
+
+    /// How sure the axes of such matrices are, in [0, 1]; 0 in the background and where there is no direction.
+    void FindConfidence(const std::array<const float*, ENTRIES>& rows, const unsigned char* foreground,
+                        float* confidence, CLocalWorkspace<Dim>& workspace) const;
 
     std::size_t Width() const noexcept { return m_width; }
     std::size_t Height() const noexcept { return m_height; }
@@ -108,6 +116,10 @@ class CLocalTensors {
     };
     class CPlaneWork;
 
+    std::size_t pick(const unsigned char* foreground, std::size_t begin, CLocalWorkspace<Dim>& work) const;
+    void find_axes(std::size_t count, CLocalWorkspace<Dim>& work) const;
+    static std::array<float*, ENTRIES> entries_of(CLocalWorkspace<Dim>& work);
+    static std::array<double*, Dim> axes_of(CLocalWorkspace<Dim>& work);
     void fill_grey(long long end, ITaskRunner& runner);
     void make_planar(long long end, ITaskRunner& runner);
     void make_tensors(long long end, ITaskRunner& runner);
@@ -119,7 +131,6 @@ class CLocalTensors {
     std::size_t m_width;
     std::size_t m_height;
     long long m_depth;
-    SPlanes m_slices;
     SLocalScales m_scales;
     SLocalReach m_reach;
     SGreyScale m_grey;
@@ -139,7 +150,7 @@ class CLocalTensors {
     long long m_greyEnd;
     long long m_planarEnd;
     long long m_tensorEnd;
-    SPlanes m_ready;
+    long long m_preparedEnd;
 };
 
 /// Memory for one thread that finds axes.
@@ -154,8 +165,6 @@ class CLocalWorkspace {
 
     std::array<std::array<float, ROOM>, ENTRIES> m_entries{};
     std::array<std::array<double, ROOM>, Dim> m_axes{};
-    std::array<float, ROOM> m_theta{};
-    std::array<float, ROOM> m_phi{};
     std::array<float, ROOM> m_confidence{};
     std::array<unsigned short, ROOM> m_pixels{};
     std::array<unsigned short, ROOM> m_failed{};

@@ -90,9 +90,8 @@ struct SPlaneKernels {
     void (*lookUp[2])(const STensorVolume& volume, const SLookUps& steps, const unsigned short* pixels,
                       std::size_t count, long long firstX, long long y, long long z,
                       const double* const* axis, float* const* entries);
-    /// Angles and confidence of packed tensors with their axes.
-    void (*finish[2])(const float* const* entries, const double* const* axis, std::size_t count,
-                      bool isSmallest, float* theta, float* phi, float* confidence);
+    /// How sure the axes of packed tensors are, in [0, 1]; 0 for those that are zero or no numbers.
+    void (*confidence[2])(const float* const* entries, std::size_t count, bool isSmallest, float* confidence);
 };
 
 namespace planes {

@@ -584,46 +584,93 @@ void look_up(const STensorVolume& volume, const SLookUps& steps, const unsigned 
     }
 }
 
+/// Eigenvalues of a positive semi-definite tensor that tell how sure its axis is.
+struct SOrderedValues {
+    Real smallest, middle, largest;
+};
+
+/// By the closed form of HessianKernel.h, without vectors.
+TEVRA_LANES_INLINE SOrderedValues eigenvalues(const SHessian3<Real>& m) {
+    const Real zero(0.0);
+    const Real one(1.0);
+    const Real half(0.5);
+    const Real mean = trace(m) * Real(1.0 / 3.0);
+    const Real xx = m.xx - mean;
+    const Real yy = m.yy - mean;
+    const Real zz = m.zz - mean;
+    const Real offDiagonal = m.xy * m.xy + m.xz * m.xz + m.yz * m.yz;
+    const Real spread =
+        SquareRoot((xx * xx + yy * yy + zz * zz + (offDiagonal + offDiagonal)) * Real(1.0 / 6.0));
+    const Real determinant =
+        xx * (yy * zz - m.yz * m.yz) - m.xy * (m.xy * zz - m.yz * m.xz) + m.xz * (m.xy * m.yz - yy * m.xz);
+    const Real inverse = one / spread;
+    const Real r = half * determinant * (inverse * inverse * inverse);
+    const Real separate = SeparateRoot(Real(Select(r < one, Select(r < -one, Real(-one), r), one)));
+    const Real size = Abs(separate);
+    const Real two(2.0);
+    const Real distance = half * SquareRoot(Larger(Real(Real(3.0) * (two - size) * (two + size)), zero));
+    const Real centre = -half * separate;
+    const auto isLargest = zero < separate;
+    const auto isSpread = zero < spread;
+    const auto value = [&](const Real& root) __attribute__((always_inline)) {
+        return mean + Select(isSpread, Real(spread * root), zero);
+    };
+    return {value(Select(isLargest, Real(centre - distance), separate)),
+            value(Select(isLargest, Real(centre + distance), Real(centre - distance))),
+            value(Select(isLargest, separate, Real(centre + distance)))};
+}
+
+TEVRA_LANES_INLINE SOrderedValues eigenvalues(const SHessian2<Real>& m) {
+    const Real half(0.5);
+    const Real mean = half * (m.xx + m.yy);
+    const Real difference = half * (m.xx - m.yy);
+    const Real radius = SquareRoot(difference * difference + m.xy * m.xy);
+    return {mean - radius, mean + radius, mean + radius};
+}
+
+/// Of the axis of the smallest eigenvalue: how much the next one is larger, as a share of both.
+template <std::size_t Dim>
+TEVRA_LANES_INLINE Real sureness_of_smallest(const SOrderedValues& values) {
+    return (values.middle - values.smallest) / (values.middle + values.smallest);
+}
+
+/// Of the axis of the largest one: how much larger than the next it is, as a share of all.
+template <std::size_t Dim>
+TEVRA_LANES_INLINE Real sureness_of_largest(const SOrderedValues& values, const Real& whole) {
+    return (values.largest - (Dim == 3 ? values.middle : values.smallest)) / whole;
+}
+
 template <bool IsSmallest, std::size_t Dim>
-TEVRA_LANES_INLINE void finish_pixels(const float* const* entries, const double* const* axes,
-                                      std::size_t count, float* theta, float* phi, float* confidence) {
+TEVRA_LANES_INLINE void sureness(const float* const* entries, std::size_t count, float* confidence) {
     const auto entry_of = [entries](std::size_t entry) __attribute__((always_inline)) {
         return entries[entry];
     };
     const Real zero(0.0);
     const Real one(1.0);
-    const auto confidence_of = [&](const auto& h, const auto& axis) __attribute__((always_inline)) {
-        const Real own = value_along(h, axis);
-        const SOtherTwo others = other_two(h, own);
-        const Real next = IsSmallest ? others.mean - others.offset : others.mean + others.offset;
-        const Real difference = IsSmallest ? next - own : own - next;
-        const Real whole = IsSmallest ? next + own : trace(h);
-        const Real ratio = difference / whole;
-        const Real bounded = Select(ratio < one, Select(zero < ratio, ratio, zero), one);
-        return Select(zero < whole, bounded, zero);
-    };
     for (std::size_t at = 0; at < count; at += WIDTH) {
+        Real ratio(0.0);
         if constexpr (Dim == 3) {
-            const SVector3<Real> axis{load(axes[0] + at), load(axes[1] + at), load(axes[2] + at)};
-            const SAngles<Real> angles = FoldedAngles(axis);
-            Access::StoreFloats(angles.colatitude, theta + at);
-            Access::StoreFloats(angles.longitude, phi + at);
-            Access::StoreFloats(confidence_of(matrix3(entry_of, at), axis), confidence + at);
+            const auto m = matrix3(entry_of, at);
+            const SOrderedValues values = eigenvalues(m);
+            ratio =
+                IsSmallest ? sureness_of_smallest<Dim>(values) : sureness_of_largest<Dim>(values, trace(m));
         } else {
-            const SVector2<Real> axis{load(axes[0] + at), load(axes[1] + at)};
-            Access::StoreFloats(FoldedAngle(axis), theta + at);
-            Access::StoreFloats(confidence_of(matrix2(entry_of, at), axis), confidence + at);
+            const auto m = matrix2(entry_of, at);
+            const SOrderedValues values = eigenvalues(m);
+            ratio =
+                IsSmallest ? sureness_of_smallest<Dim>(values) : sureness_of_largest<Dim>(values, trace(m));
         }
+        // What is no number fails both comparisons.
+        Access::StoreFloats(Select(zero < ratio, Select(ratio < one, ratio, one), zero), confidence + at);
     }
 }
 
 template <std::size_t Dim>
-void finish(const float* const* entries, const double* const* axis, std::size_t count, bool isSmallest,
-            float* theta, float* phi, float* confidence) {
+void confidence(const float* const* entries, std::size_t count, bool isSmallest, float* out) {
     if (isSmallest) {
-        finish_pixels<true, Dim>(entries, axis, count, theta, phi, confidence);
+        sureness<true, Dim>(entries, count, out);
     } else {
-        finish_pixels<false, Dim>(entries, axis, count, theta, phi, confidence);
+        sureness<false, Dim>(entries, count, out);
     }
 }
 
@@ -636,6 +683,6 @@ extern const SPlaneKernels PLANE_KERNELS{filter,
                                          {gather<2>, gather<3>},
                                          {axes<2>, axes<3>},
                                          {look_up<2>, look_up<3>},
-                                         {finish<2>, finish<3>}};
+                                         {confidence<2>, confidence<3>}};
 
 } // namespace TEVRA::Impl::planes::TEVRA_WIDE

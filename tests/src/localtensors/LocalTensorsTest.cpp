@@ -4,6 +4,7 @@
 #include "PlainLocalTensors.h"
 
 #include "Axes/Markers.h"
+#include "Axes/RowKernels.h"
 
 #include <gtest/gtest.h>
 
@@ -99,28 +100,38 @@ SMaps maps_of(const SPlainImage& image, const SLocalScales& scales, ITaskRunner&
     maps.confidence.resize(image.values.size());
     const std::vector<unsigned char> foreground(static_cast<std::size_t>(image.extents[0]), 1);
     CLocalWorkspace<Dim> workspace;
+    constexpr std::size_t ENTRIES = CLocalTensors<Dim>::ENTRIES;
+    std::array<std::vector<float>, ENTRIES> matrices;
+    std::array<float*, ENTRIES> rows{};
+    std::array<const float*, ENTRIES> rowsRead{};
+    for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
+        matrices[entry].resize(foreground.size());
+        rowsRead[entry] = rows[entry] = matrices[entry].data();
+    }
     for (long long range = 0; range < ranges; ++range) {
         const SPlanes slices{image.extents[2] * range / ranges, image.extents[2] * (range + 1) / ranges};
+        constexpr long long SLAB = 5;
         CLocalTensors<Dim> tensors(
-            size, slices, scales, grey,
-            [&](long long z, float* rows, std::size_t rowFloats) {
+            size, slices, SLAB, scales, grey,
+            [&](long long z, float* to, std::size_t rowFloats) {
                 for (long long y = 0; y < image.extents[1]; ++y) {
                     for (long long x = 0; x < image.extents[0]; ++x) {
-                        rows[static_cast<std::size_t>(y) * rowFloats + static_cast<std::size_t>(x)] =
+                        to[static_cast<std::size_t>(y) * rowFloats + static_cast<std::size_t>(x)] =
                             static_cast<float>(image.values[image.Index(x, y, z)]);
                     }
                 }
             },
             set);
-        while (tensors.Advance(runner)) {
-            for (long long z = tensors.Ready().first; z < tensors.Ready().end; ++z) {
-                for (long long y = 0; y < image.extents[1]; ++y) {
-                    const std::size_t at = image.Index(0, y, z);
-                    tensors.FindAxes(z, static_cast<std::size_t>(y), foreground.data(),
-                                     {maps.theta.data() + at, Dim == 3 ? maps.phi.data() + at : nullptr,
-                                      maps.confidence.data() + at},
-                                     workspace);
-                }
+        for (long long z = slices.first; z < slices.end; ++z) {
+            if ((z - slices.first) % SLAB == 0) {
+                tensors.Prepare({z, std::min(z + SLAB, slices.end)}, runner);
+            }
+            for (long long y = 0; y < image.extents[1]; ++y) {
+                const std::size_t at = image.Index(0, y, z);
+                tensors.FindMatrices(z, static_cast<std::size_t>(y), foreground.data(), rows, workspace);
+                AxesOfRow<Dim>(rowsRead, foreground.data(), foreground.size(), tensors.Eigenvalue(),
+                               {maps.theta.data() + at, Dim == 3 ? maps.phi.data() + at : nullptr}, set);
+                tensors.FindConfidence(rowsRead, foreground.data(), maps.confidence.data() + at, workspace);
             }
         }
     }
