@@ -33,7 +33,9 @@ struct SAnalyzeOptions {
     std::string fiberRadius;
     std::string outputFolder;
     std::optional<std::string> otsuFactor;
+    std::optional<std::string> threshold;
     std::optional<std::string> subfield;
+    std::optional<std::string> subfieldCount;
     std::optional<std::string> mask;
     std::optional<std::string> spacing;
     std::optional<std::string> window;
@@ -41,6 +43,7 @@ struct SAnalyzeOptions {
     std::optional<std::string> threads;
     std::optional<std::string> memory;
     std::optional<std::string> scratch;
+    bool darkFibers = false;
     bool dryRun = false;
     bool resume = false;
     bool fourthOrder = false;
@@ -52,7 +55,9 @@ struct SAnalyzeOptions {
 struct SAnalyzeSettings {
     jobs::SLength fiberRadius;
     double otsuFactor;
-    std::vector<long long> subfieldPx; // as given: none, one for all axes, or one per axis
+    std::optional<double> threshold;
+    std::vector<long long> subfieldPx;    // as given: none, one for all axes, or one per axis
+    std::vector<long long> subfieldCount; // likewise
     std::optional<SGivenSpacing> spacing;
     std::optional<volume::SGreyWindow> window;
     int threads;
@@ -86,11 +91,50 @@ std::vector<long long> read_subfield(const std::optional<std::string>& text) {
     return size;
 }
 
+std::vector<long long> read_subfield_count(const std::optional<std::string>& text) {
+    if (!text) {
+        return {};
+    }
+    std::vector<long long> count = ReadWholeNumbers({"--subfield-count", *text});
+    if (*std::min_element(count.begin(), count.end()) < 1) {
+        throw CUsageError("--subfield-count: '" + *text + "' has counts below 1");
+    }
+    return count;
+}
+
+/// Options that answer the same question.
+void refuse_contradictions(const SAnalyzeOptions& options) {
+    struct SPair {
+        const char* one;
+        const char* other;
+        bool areGiven;
+    };
+    const bool mask = options.mask.has_value();
+    const bool threshold = options.threshold.has_value();
+    const bool factor = options.otsuFactor.has_value();
+    for (const SPair& pair :
+         {SPair{"--mask", "--otsu-factor", mask && factor}, SPair{"--mask", "--threshold", mask && threshold},
+          SPair{"--threshold", "--otsu-factor", threshold && factor}}) {
+        if (pair.areGiven) {
+            throw CUsageError(std::string(pair.one) + " and " + pair.other +
+                              " exclude each other: both say what is foreground; give one of them");
+        }
+    }
+    if (options.subfield && options.subfieldCount) {
+        throw CUsageError("--subfield and --subfield-count exclude each other: give the size of subfields or "
+                          "their number");
+    }
+}
+
 SAnalyzeSettings read_settings(const SAnalyzeOptions& options, const stream::ICommunicator& ranks) {
+    refuse_contradictions(options);
     SAnalyzeSettings settings{};
     settings.fiberRadius = ReadLength({"--fiber-radius", options.fiberRadius});
     settings.otsuFactor = options.otsuFactor ? ReadPositiveNumber({"--otsu-factor", *options.otsuFactor})
                                              : Impl::DEFAULT_OTSU_FACTOR;
+    if (options.threshold) {
+        settings.threshold = ReadNumber({"--threshold", *options.threshold});
+    }
     settings.subfieldPx = read_subfield(options.subfield);
     if (options.spacing) {
         settings.spacing = ReadSpacing({"--spacing", *options.spacing});
@@ -99,6 +143,7 @@ SAnalyzeSettings read_settings(const SAnalyzeOptions& options, const stream::ICo
                               "' has no unit, but --spacing has one; give both a unit, or none");
         }
     }
+    settings.subfieldCount = read_subfield_count(options.subfieldCount);
     settings.window = read_window(options.window);
     // Processes on one machine share what it has.
     const int sharers = ranks.SizeOnThisMachine();
@@ -111,9 +156,9 @@ SAnalyzeSettings read_settings(const SAnalyzeOptions& options, const stream::ICo
     return settings;
 }
 
-/// The sizes as the library takes them: negative along axes that have none. Along z of a 2D image that is
-/// also what the library's size check asks for.
-std::array<long long, 3> subfield_per_axis(const std::vector<long long>& given, int dim) {
+/// Sizes or counts as the library takes them: negative along axes that have none. Along z of a 2D image that
+/// is also what the library's size check asks for.
+std::array<long long, 3> per_axis(const char* option, const std::vector<long long>& given, int dim) {
     std::array<long long, 3> size = {-1, -1, -1};
     const auto axes = static_cast<std::size_t>(dim);
     if (given.size() == 1) {
@@ -121,8 +166,9 @@ std::array<long long, 3> subfield_per_axis(const std::vector<long long>& given, 
         return size;
     }
     if (!given.empty() && given.size() != axes) {
-        throw CUsageError("--subfield has " + std::to_string(given.size()) + " sizes, but the image has " +
-                          std::to_string(dim) + " axes; give one size for all axes or one per axis");
+        throw CUsageError(std::string(option) + " has " + std::to_string(given.size()) +
+                          " numbers, but the image has " + std::to_string(dim) +
+                          " axes; give one for all axes or one per axis");
     }
     std::copy(given.begin(), given.end(), size.begin());
     return size;
@@ -138,10 +184,18 @@ std::string no_foreground_text(stream::CNoForegroundError::EReason reason, const
         return "no foreground: the mask selects no pixel inside the image's border of one fiber radius; "
                "check that the mask is not empty or inverted";
     }
-    return "no foreground: no pixel inside the image's border is brighter than " +
-           jobs::RoundedText(record.parameters.request.otsuFactor) +
-           " times the automatic threshold; give a smaller --otsu-factor, or the fibers as --mask (fibers "
-           "must be brighter than what is around them)";
+    const Impl::SAnalysisRequest& request = record.parameters.request;
+    const bool isDark = request.contrast == Impl::EFiberContrast::dark;
+    const std::string none = std::string("no foreground: no pixel inside the image's border is ") +
+                             (isDark ? "darker" : "brighter") + " than ";
+    if (request.threshold) {
+        return none + "the --threshold of " + jobs::RoundedText(*request.threshold) +
+               " in the smoothed image; give another one, or none for an automatic threshold";
+    }
+    return none + jobs::RoundedText(request.otsuFactor) +
+           " times the automatic threshold; give a smaller --otsu-factor, a --threshold, or the fibers as "
+           "--mask" +
+           (isDark ? "" : " (fibers must be brighter than what is around them, or see --dark-fibers)");
 }
 
 std::string direction_text(const Impl::STensorValues& values) {
@@ -175,6 +229,7 @@ class CAnalyzeRun {
         job->Plan(m_options.dryRun ? jobs::CAnalyzeJob::EPurpose::estimate
                                    : jobs::CAnalyzeJob::EPurpose::run);
         say_memory(*job);
+        say_subfields(job->Record().parameters);
         say_grey_values(image->Info());
         say_earlier(job->Earlier());
         if (m_options.dryRun) {
@@ -186,6 +241,7 @@ class CAnalyzeRun {
             throw CWorkError(no_foreground_text(failure.Reason(), job->Record()));
         }
         warn_of_values(job->Record().input);
+        warn_of_foreground(job->Record().foreground);
         job->Save();
         if (m_ranks.IsFirst()) {
             say_result(*job);
@@ -203,7 +259,13 @@ class CAnalyzeRun {
         task.request.spacing = EqualSpacing(spacing, dim);
         task.request.lengthUnit = spacing.unit;
         task.request.otsuFactor = m_settings.otsuFactor;
-        task.request.subfieldPx = subfield_per_axis(m_settings.subfieldPx, dim);
+        task.request.threshold = m_settings.threshold;
+        task.request.contrast =
+            m_options.darkFibers ? Impl::EFiberContrast::dark : Impl::EFiberContrast::bright;
+        task.request.subfieldPx = per_axis("--subfield", m_settings.subfieldPx, dim);
+        if (!m_settings.subfieldCount.empty()) {
+            task.request.subfieldCount = per_axis("--subfield-count", m_settings.subfieldCount, dim);
+        }
         task.request.withFourthOrder = m_options.fourthOrder;
         task.withMaps = m_options.maps;
         task.outputFolder = m_options.outputFolder;
@@ -269,13 +331,48 @@ class CAnalyzeRun {
                     : " in a temporary file in '" + scratchFolder + "'");
     }
 
+    /// What subfields of one size leave out.
+    void say_subfields(const report::SRunRecord::SParameters& parameters) {
+        std::string text;
+        for (std::size_t axis = 0; axis < parameters.beyondSubfieldsPx.size(); ++axis) {
+            const long long pixels = parameters.beyondSubfieldsPx[axis];
+            if (pixels > 0) {
+                text += (text.empty() ? "the last " : ", ") + std::to_string(pixels) +
+                        (axis == 2 ? " slices" : " px") + " along " + "xyz"[axis];
+            }
+        }
+        if (!text.empty()) {
+            m_console.Say("in no subfield, only in the whole field: " + text +
+                          " before the border (--subfield-count divides all of it)");
+        }
+    }
+
+    void warn_of_foreground(const report::SRunForeground& foreground) {
+        const report::EForegroundShare verdict = report::ForegroundShare(foreground);
+        if (!m_ranks.IsFirst() || verdict == report::EForegroundShare::plausible) {
+            return;
+        }
+        const bool isTiny = verdict == report::EForegroundShare::tiny;
+        const std::string share = jobs::RoundedText(
+            100.0 * static_cast<double>(foreground.pixels) / static_cast<double>(foreground.ofPixels), 3);
+        m_console.Warn((isTiny ? "only " : "as much as ") + share +
+                       " % of the image counts as fiber; if that is not so, try " +
+                       (m_options.threshold ? "another"
+                        : isTiny            ? "a smaller --otsu-factor, a"
+                                            : "a larger --otsu-factor, a") +
+                       " --threshold or a --mask" +
+                       (m_options.darkFibers
+                            ? ""
+                            : ", or --dark-fibers if the fibers are darker than what is around them"));
+    }
+
     void warn_of_values(const report::SRunRecord::SInput& input) {
         if (!m_ranks.IsFirst()) {
             return;
         }
         if (input.nanPixels > 0) {
-            m_console.Warn(std::to_string(input.nanPixels) +
-                           " pixels have no value (NaN) and count as darkest");
+            m_console.Warn(std::to_string(input.nanPixels) + " pixels have no value (NaN) and count as " +
+                           (m_options.darkFibers ? "brightest" : "darkest"));
         }
         if (input.infinitePixels > 0) {
             m_console.Warn(std::to_string(input.infinitePixels) +
@@ -288,11 +385,11 @@ class CAnalyzeRun {
         const report::SRunRecord::SForeground& foreground = job.Record().foreground;
         const double share =
             static_cast<double>(foreground.pixels) / static_cast<double>(foreground.ofPixels);
-        m_console.Say(
-            "foreground " + jobs::RoundedText(100.0 * share, 3) + " %" +
-            (foreground.threshold
-                 ? ", brighter than " + jobs::RoundedText(*foreground.threshold, 4) + " in the smoothed image"
-                 : " (from the mask)"));
+        m_console.Say("foreground " + jobs::RoundedText(100.0 * share, 3) + " %" +
+                      (foreground.threshold
+                           ? std::string(m_options.darkFibers ? ", darker" : ", brighter") + " than " +
+                                 jobs::RoundedText(*foreground.threshold, 4) + " in the smoothed image"
+                           : " (from the mask)"));
         m_console.Say("mean direction " + direction_text(field.values) + ", anisotropy " +
                       jobs::RoundedText(field.values.anisotropy, 3) +
                       ", status: " + Impl::StatusText(field.status));
@@ -312,7 +409,7 @@ class CAnalyzeRun {
 const char* option_of(report::EOutputCondition condition) {
     switch (condition) {
     case report::EOutputCondition::subfields:
-        return ", with --subfield also ";
+        return ", with --subfield or --subfield-count also ";
     case report::EOutputCondition::maps:
         return ", with --maps also ";
     case report::EOutputCondition::mapsIn3d:
@@ -354,10 +451,10 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
         "Measure fiber orientation field by field: orientation tensors of the whole image and of its "
         "subfields");
     parser
-        ->add_option(
-            "IMAGE", options->image,
-            "Grey-value image, 2D or 3D, with fibers brighter than what is around them: TIFF, a folder of "
-            "TIFF or PNG slices, MetaImage, NRRD, NIfTI, HDF5 (file.h5:/dataset), raw (see --raw)")
+        ->add_option("IMAGE", options->image,
+                     "Grey-value image, 2D or 3D, with fibers brighter than what is around them (or see "
+                     "--dark-fibers): TIFF, a folder of "
+                     "TIFF or PNG slices, MetaImage, NRRD, NIfTI, HDF5 (file.h5:/dataset), raw (see --raw)")
         ->required();
     parser
         ->add_option(
@@ -395,6 +492,22 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
             "smoothed image. Default: " +
                 jobs::RoundedText(Impl::DEFAULT_OTSU_FACTOR))
         ->type_name("F");
+    parser
+        ->add_option(
+            "--subfield-count", options->subfieldCount,
+            "Divide the whole evaluated area into so many subfields instead: N along all axes, or X,Y "
+            "in 2D and X,Y,Z in 3D. Their sizes may differ by one pixel")
+        ->type_name("N");
+    parser
+        ->add_option(
+            "--threshold", options->threshold,
+            "Foreground is what is brighter than this grey value of the image in the smoothed image, "
+            "in place of the automatic threshold")
+        ->type_name("VALUE");
+    parser->add_flag(
+        "--dark-fibers", options->darkFibers,
+        "Fibers are darker than what is around them: the image is turned over, and foreground is "
+        "what is darker than the threshold");
     parser->add_option("--mask", options->mask, MASK_OPTION_HELP)->type_name("FILE");
     parser
         ->add_option(

@@ -79,7 +79,7 @@ std::unique_ptr<volume::IImageReader> OpenInput(const std::string& path,
 }
 
 const char* const MASK_OPTION_HELP =
-    "Image of the same size with two values, the higher one marking the fibers; replaces the automatic "
+    "Image of the same size: 0 is background, its one other value marks the fibers; replaces the automatic "
     "threshold";
 
 std::unique_ptr<volume::IImageReader> OpenMask(const std::string& path, const CSize& imageSize) {

@@ -67,6 +67,7 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
             m_task.input, m_task.request,
             stream::SStreamResources{threads, memoryBytes, ScratchFolder(), checkpoint_files()}, m_ranks,
             m_task.withMaps);
+        m_record.parameters.beyondSubfieldsPx = PixelsBeyondSubfields(image_size(), m_task.request);
         record_memory();
         if (m_ranks.IsFirst() && purpose == EPurpose::run) {
             m_files.emplace(m_task.outputFolder, names_of_outputs(wishes()));
@@ -165,6 +166,9 @@ std::optional<stream::SCheckpointFiles> CAnalyzeJob::checkpoint_files() const {
         fingerprint << window->lo << ',' << window->hi;
     } else {
         fingerprint << '-';
+    }
+    if (m_task.request.contrast == Impl::EFiberContrast::dark) {
+        fingerprint << "; dark fibers";
     }
     return stream::CheckpointFiles(prefix, {m_ranks.Rank(), m_ranks.Size()}, fingerprint.str());
 }

@@ -3,9 +3,8 @@
 
 #include "jobs/Texts.h"
 
-#include "Subfields/SubfieldLayout.h"
-
 #include <algorithm>
+#include <array>
 
 namespace TEVRA::jobs {
 
@@ -30,7 +29,7 @@ bool exceeds_subfield(const SLayoutFault& numbers) {
 std::optional<SLayoutFault> CheckLayout(const CSize& imageSize, const Impl::SAnalysisRequest& request) {
     const double radiusPx = request.FiberRadiusPx();
     // With sizes that do not fit, the library would list no subfields, and evaluate only a part of the image.
-    const Impl::CSubfieldLayout layout(imageSize, radiusPx, request.subfieldPx);
+    const Impl::CSubfieldLayout layout = Impl::LayoutOf(imageSize, request);
     SLayoutFault fault{EReason::radiusExceedsImage,
                        radiusPx,
                        layout.Border(),
@@ -38,7 +37,9 @@ std::optional<SLayoutFault> CheckLayout(const CSize& imageSize, const Impl::SAna
                        ExtentsOf(layout.EvaluatedArea().Size()),
                        {}};
     if (request.HasSubfields()) {
-        fault.subfieldPx.assign(request.subfieldPx.begin(), request.subfieldPx.begin() + imageSize.Dim());
+        const std::array<long long, 3>& size =
+            request.subfieldCount ? layout.SubfieldSize() : request.subfieldPx;
+        fault.subfieldPx.assign(size.begin(), size.begin() + imageSize.Dim());
     }
     const auto because = [&fault](EReason reason) {
         fault.reason = reason;
@@ -47,11 +48,14 @@ std::optional<SLayoutFault> CheckLayout(const CSize& imageSize, const Impl::SAna
     if (exceeds_image(fault)) {
         return because(EReason::radiusExceedsImage);
     }
-    if (imageSize.Dim() == 2 && radiusPx <= 0.5) {
+    if (radiusPx <= 0.5) { // the smoothing would see nothing of a fiber; in 2D the library refuses it, too
         return because(EReason::radiusTooSmall);
     }
     if (*std::min_element(fault.evaluatedPx.begin(), fault.evaluatedPx.end()) < 1) {
         return because(EReason::nothingButBorder);
+    }
+    if (request.subfieldCount && *std::min_element(fault.subfieldPx.begin(), fault.subfieldPx.end()) < 1) {
+        return because(EReason::tooManySubfields);
     }
     if (exceeds_subfield(fault)) {
         return because(EReason::radiusExceedsSubfield);
@@ -62,6 +66,14 @@ std::optional<SLayoutFault> CheckLayout(const CSize& imageSize, const Impl::SAna
     return std::nullopt;
 }
 
+std::vector<long long> PixelsBeyondSubfields(const CSize& imageSize, const Impl::SAnalysisRequest& request) {
+    if (!request.HasSubfields()) {
+        return {};
+    }
+    const std::array<long long, 3> pixels = Impl::LayoutOf(imageSize, request).UnlistedPixels();
+    return {pixels.begin(), pixels.begin() + imageSize.Dim()};
+}
+
 std::string LayoutFaultText(const SLayoutFault& fault, const Impl::SAnalysisRequest& request) {
     const std::string radius = "the fiber radius is " + RadiusText(request);
     const std::string image = SizeText(fault.imagePx) + " px";
@@ -70,7 +82,7 @@ std::string LayoutFaultText(const SLayoutFault& fault, const Impl::SAnalysisRequ
         return "Fiber diameter must not exceed image size (please check for correct units): " + radius +
                ", the image " + image;
     case EReason::radiusTooSmall:
-        return "the fiber radius is too small for a 2D image: it is " + RadiusText(request) +
+        return "the fiber radius is too small: it is " + RadiusText(request) +
                ", and must be more than half a pixel; check its unit";
     case EReason::nothingButBorder:
         return "nothing is left to analyse: " + radius + ", and the image of " + image +
@@ -78,6 +90,10 @@ std::string LayoutFaultText(const SLayoutFault& fault, const Impl::SAnalysisRequ
     case EReason::radiusExceedsSubfield:
         return "Fiber diameter must not exceed subfield size (please check for correct units): " + radius +
                ", the subfields " + SizeText(fault.subfieldPx) + " px";
+    case EReason::tooManySubfields:
+        return "more subfields than pixels: the image of " + image + " without its border of " +
+               std::to_string(fault.borderPx) + " px has " + SizeText(fault.evaluatedPx) +
+               " px; divide it into fewer";
     case EReason::subfieldsDoNotFit:
         break;
     }

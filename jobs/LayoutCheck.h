@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "FilterOrientations/AnalysisRequest.h"
+#include "Subfields/AnalysisRequest.h"
 #include "zeklib2image/Size.h"
 
 #include <optional>
@@ -14,21 +14,26 @@ namespace TEVRA::jobs {
 struct SLayoutFault {
     enum class EReason {
         radiusExceedsImage,    ///< the fiber diameter exceeds the smallest extent
-        radiusTooSmall,        ///< in 2D, half a pixel or less
+        radiusTooSmall,        ///< half a pixel or less
         nothingButBorder,      ///< the border of one radius leaves no pixel
         radiusExceedsSubfield, ///< the fiber diameter exceeds an extent of the subfields
-        subfieldsDoNotFit      ///< not even one fits into the image without its border
+        subfieldsDoNotFit,     ///< not even one fits into the image without its border
+        tooManySubfields       ///< along an axis more than the image without its border has pixels
     };
     EReason reason;
     double radiusPx;
     long long borderPx;
     std::vector<long long> imagePx;     ///< per axis
     std::vector<long long> evaluatedPx; ///< the image without its border
-    std::vector<long long> subfieldPx;  ///< empty if there are none
+    std::vector<long long> subfieldPx;  ///< empty if there are none; the smallest where they differ
 };
 
 /// The checks that need no pixels. @return none if the analysis can begin.
 std::optional<SLayoutFault> CheckLayout(const CSize& imageSize, const Impl::SAnalysisRequest& request);
+
+/// Pixels per axis at the far edge of the image without its border that count for the whole field but lie in no
+/// subfield; empty without subfields. For a request that passes the checks.
+std::vector<long long> PixelsBeyondSubfields(const CSize& imageSize, const Impl::SAnalysisRequest& request);
 
 /// What is wrong and what to do, in one line.
 std::string LayoutFaultText(const SLayoutFault& fault, const Impl::SAnalysisRequest& request);

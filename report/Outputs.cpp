@@ -15,7 +15,7 @@ std::string result_text(const SReport& report) {
 }
 
 std::string subfields_text(const SReport& report) {
-    return SubfieldsCsv(report.result);
+    return SubfieldsCsv(report.result, report.record.parameters.request.lengthUnit);
 }
 
 std::string profiles_text(const SReport& report) {

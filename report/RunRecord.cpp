@@ -18,10 +18,32 @@ Json value_or_null(const std::optional<T>& value) {
 
 Json subfield_json(const SRunRecord& record) {
     const std::array<long long, 3>& size = record.parameters.request.subfieldPx;
-    if (!record.parameters.request.HasSubfields()) {
+    if (size[0] < 0) {
         return nullptr;
     }
     return Json(std::vector<long long>(size.begin(), size.begin() + record.input.sizePx.size()));
+}
+
+Json count_json(const SRunRecord& record) {
+    const auto& count = record.parameters.request.subfieldCount;
+    return count ? Json(std::vector<long long>(count->begin(), count->begin() + record.input.sizePx.size()))
+                 : Json(nullptr);
+}
+
+Json foreground_json(const SRunForeground& foreground) {
+    Json json = ToJson(foreground);
+    switch (ForegroundShare(foreground)) {
+    case EForegroundShare::tiny:
+        json["plausibility"] = "tiny";
+        break;
+    case EForegroundShare::huge:
+        json["plausibility"] = "huge";
+        break;
+    case EForegroundShare::plausible:
+        json["plausibility"] = "plausible";
+        break;
+    }
+    return json;
 }
 
 Json parameters_json(const SRunRecord& record) {
@@ -30,9 +52,14 @@ Json parameters_json(const SRunRecord& record) {
     Json json;
     json["fiber_radius"] = request.fiberRadius;
     json["fiber_radius_px"] = request.FiberRadiusPx();
-    json["otsu_factor"] = parameters.maskPath ? Json(nullptr) : Json(request.otsuFactor);
+    json["otsu_factor"] = parameters.maskPath || request.threshold ? Json(nullptr) : Json(request.otsuFactor);
+    json["threshold"] = value_or_null(request.threshold);
+    json["dark_fibers"] = request.contrast == Impl::EFiberContrast::dark;
     json["mask"] = value_or_null(parameters.maskPath);
     json["subfield_px"] = subfield_json(record);
+    json["subfield_count"] = count_json(record);
+    json["beyond_subfields_px"] =
+        parameters.beyondSubfieldsPx.empty() ? Json(nullptr) : Json(parameters.beyondSubfieldsPx);
     json["fourth_order"] = request.withFourthOrder;
     json["threads"] = parameters.threads;
     json["processes"] = parameters.processes;
@@ -61,11 +88,21 @@ Json seconds_json(const SRunRecord& record) {
 
 } // namespace
 
+EForegroundShare ForegroundShare(const SRunForeground& foreground) {
+    const double share = static_cast<double>(foreground.pixels) / static_cast<double>(foreground.ofPixels);
+    if (!foreground.threshold) {
+        return EForegroundShare::plausible;
+    }
+    return share < TINY_FOREGROUND_SHARE   ? EForegroundShare::tiny
+           : share > HUGE_FOREGROUND_SHARE ? EForegroundShare::huge
+                                           : EForegroundShare::plausible;
+}
+
 std::string RunJson(const SRunRecord& record) {
     Json json = RecordHead("analyze", record.version, record.startTime);
     json["input"] = ToJson(record.input);
     json["parameters"] = parameters_json(record);
-    json["foreground"] = ToJson(record.foreground);
+    json["foreground"] = foreground_json(record.foreground);
     json["memory"] = memory_json(record.memory);
     json["seconds"] = seconds_json(record);
     if (!record.idleSeconds.empty()) {

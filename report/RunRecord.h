@@ -3,7 +3,7 @@
 
 #include "report/RunParts.h"
 
-#include "FilterOrientations/AnalysisRequest.h"
+#include "Subfields/AnalysisRequest.h"
 
 #include <cstddef>
 #include <optional>
@@ -22,6 +22,8 @@ struct SRunRecord {
         int threads = 1;
         int processes = 1;
         std::string summary; ///< as the analysis gives it
+        /// Pixels per axis at the far edge that lie in no subfield; empty without subfields.
+        std::vector<long long> beyondSubfieldsPx;
     };
     using SForeground = SRunForeground;
 
@@ -50,6 +52,16 @@ struct SRunRecord {
     double totalSeconds = 0.0;      ///< until the results were written
     std::vector<std::string> files; ///< written beside the record
 };
+
+/// Whether a share of foreground is what images of fibers have.
+enum class EForegroundShare { plausible, tiny, huge };
+
+/// Shares outside of these make one doubt that the foreground is the fibers.
+inline constexpr double TINY_FOREGROUND_SHARE = 0.03;
+inline constexpr double HUGE_FOREGROUND_SHARE = 0.9;
+
+/// Of a foreground that a threshold selected; one of a mask is what its maker wanted.
+EForegroundShare ForegroundShare(const SRunForeground& foreground);
 
 /// The record as it stands in run.json. What is not there is null.
 std::string RunJson(const SRunRecord& record);

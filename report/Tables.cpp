@@ -82,12 +82,17 @@ void append_row(std::string& table, const Columns<RowT>& columns, const RowT& ro
     append_line(table, cells);
 }
 
+/// None where no fiber was measured: zeros would look like results.
 const STensorValues* values_of(const SFieldResult& field) {
-    return &field.values;
+    return field.status == Impl::EFieldStatus::noForeground ? nullptr : &field.values;
 }
 
 const STensorValues* values_of(const SProfileSlice& slice) {
-    return slice.values ? &*slice.values : nullptr;
+    return slice.values && slice.subfields > 0 ? &*slice.values : nullptr;
+}
+
+std::string with_unit(const std::string& name, const std::string& unit) {
+    return unit.empty() ? name : name + "_" + unit;
 }
 
 /// A column of a number that the values of a row give; empty in rows without values.
@@ -153,14 +158,33 @@ void append_corner_columns(Columns<SFieldResult>& columns, int dim) {
     }
 }
 
+void append_centre_columns(Columns<SFieldResult>& columns, const SAnalysisResult& result,
+                           const std::string& lengthUnit) {
+    for (int axis = 0; axis < result.dim; ++axis) {
+        const auto at = static_cast<std::size_t>(axis);
+        const double spacing = result.parameters.spacing[at];
+        columns.push_back({with_unit(std::string("center_") + AXES[at], lengthUnit),
+                           [axis, spacing](const SFieldResult& field) {
+                               const auto ends = static_cast<double>(field.box.Point0()[axis]) +
+                                                 static_cast<double>(field.box.Point1()[axis]);
+                               return cell_text(0.5 * ends * spacing);
+                           }});
+    }
+}
+
 } // namespace
 
-std::string SubfieldsCsv(const SAnalysisResult& result) {
+std::string SubfieldsCsv(const SAnalysisResult& result, const std::string& lengthUnit) {
     if (!result.ListsSubfields()) {
         return {};
     }
     Columns<SFieldResult> columns{{"id", [](const SFieldResult& field) { return field.identifier; }}};
     append_corner_columns(columns, result.dim);
+    append_centre_columns(columns, result, lengthUnit);
+    columns.push_back(
+        {"foreground_pixels", [](const SFieldResult& field) { return cell_text(field.foregroundPixels); }});
+    columns.push_back({"foreground_fraction",
+                       [](const SFieldResult& field) { return cell_text(field.foregroundFraction); }});
     append_field_columns(columns, result);
     std::string table;
     append_headers(table, columns);
@@ -178,7 +202,7 @@ std::string ProfilesCsv(const SAnalysisResult& result, const std::string& length
     Columns<SProfileSlice> columns{
         {"axis", [&axisLetter](const SProfileSlice& /*slice*/) { return std::string(1, axisLetter); }},
         {"slice_px", [](const SProfileSlice& slice) { return cell_text(slice.slicePx); }},
-        {lengthUnit.empty() ? "position" : "position_" + lengthUnit,
+        {with_unit("position", lengthUnit),
          [](const SProfileSlice& slice) { return cell_text(slice.position); }},
         {"number_of_subfields", [](const SProfileSlice& slice) { return cell_text(slice.subfields); }}};
     append_field_columns(columns, result);

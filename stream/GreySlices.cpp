@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "stream/GreySlices.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <span>
 #include <type_traits>
 
@@ -22,29 +24,65 @@ const IImage::CType& type_of(volume::EPixelType type) {
     return IMAGE_GREY_F;
 }
 
-void replace(float* pixels, std::size_t count, const std::optional<volume::SValueRange>& finite) {
+/// @param nanIsHi whether NaN becomes the largest value, or the smallest.
+void replace(float* pixels, std::size_t count, const std::optional<volume::SValueRange>& finite,
+             bool nanIsHi) {
     const float lo = finite ? static_cast<float>(finite->lo) : 0.0F;
     const float hi = finite ? static_cast<float>(finite->hi) : 0.0F;
     for (std::size_t i = 0; i < count; ++i) {
         if (!std::isfinite(pixels[i])) {
-            pixels[i] = pixels[i] > 0.0F ? hi : lo; // NaN is not above 0
+            const bool isHi = std::isnan(pixels[i]) ? nanIsHi : pixels[i] > 0.0F;
+            pixels[i] = isHi ? hi : lo;
         }
     }
 }
 
+template <typename PixelT>
+PixelT turned(PixelT value) {
+    if constexpr (std::is_same_v<PixelT, float>) {
+        return -value;
+    } else {
+        return static_cast<PixelT>(std::numeric_limits<PixelT>::max() - value);
+    }
+}
+
+template <typename PixelT>
+void turn(PixelT* pixels, std::size_t count) {
+    std::transform(pixels, pixels + count, pixels, turned<PixelT>);
+}
+
 } // namespace
 
-CGreySlices::CGreySlices(volume::IImageReader& reader, const std::optional<volume::SGreyWindow>& window)
-    : m_reader(reader), m_window(window) {
+CGreySlices::CGreySlices(volume::IImageReader& reader, const std::optional<volume::SGreyWindow>& window,
+                         Impl::EFiberContrast contrast)
+    : m_reader(reader), m_window(window), m_contrast(contrast) {
     if (window) {
         volume::CheckWindow(*window);
     }
 }
 
+double CGreySlices::Turned(double value) const {
+    if (m_contrast == Impl::EFiberContrast::bright) {
+        return value;
+    }
+    const IImage::CType& type = type_of_slices();
+    const double top = type == IMAGE_GREY_8    ? std::numeric_limits<std::uint8_t>::max()
+                       : type == IMAGE_GREY_16 ? std::numeric_limits<std::uint16_t>::max()
+                                               : 0.0;
+    return top - value;
+}
+
+double CGreySlices::FromFile(double value) const {
+    return Turned(m_window ? 255.0 * (value - m_window->lo) / (m_window->hi - m_window->lo) : value);
+}
+
+const IImage::CType& CGreySlices::type_of_slices() const {
+    return m_window ? IMAGE_GREY_8 : type_of(m_reader.Info().pixelType);
+}
+
 std::unique_ptr<CImage> CGreySlices::NewSlice() const {
     const CSize& size = Size();
-    const IImage::CType& type = m_window ? IMAGE_GREY_8 : type_of(m_reader.Info().pixelType);
-    return std::make_unique<CImage>(type, CSize(size[0], size[1]), CSize(0, 0, 0));
+    return std::make_unique<CImage>(type_of_slices(), CSize(size[0], size[1]), CSize(0, 0, 0));
 }
 
 volume::SValueRange CGreySlices::Prepare(const std::byte* raw, CImage& slice) const {
@@ -62,19 +100,27 @@ volume::SValueRange CGreySlices::Prepare(const std::byte* raw, CImage& slice) co
 template <typename PixelT>
 volume::SValueRange CGreySlices::prepare(const PixelT* raw, CImage& slice) const {
     const auto count = static_cast<std::size_t>(slice.Size().Elements());
+    const bool isDark = m_contrast == Impl::EFiberContrast::dark;
     const volume::SValueRange range = volume::RangeOf(std::span(raw, count));
     if (m_window) {
         auto* const grey = slice.Pixels<std::uint8_t>();
         for (std::size_t i = 0; i < count; ++i) {
-            grey[i] = volume::GreyOf(static_cast<double>(raw[i]), *m_window);
+            const auto value = static_cast<double>(raw[i]);
+            grey[i] = isDark && std::isnan(value) ? std::uint8_t{255} : volume::GreyOf(value, *m_window);
+        }
+        if (isDark) {
+            turn(grey, count);
         }
         return range;
     }
     std::memcpy(slice.Pixels<PixelT>(), raw, count * sizeof(PixelT));
     if constexpr (std::is_same_v<PixelT, float>) {
         if (range.nanCount + range.infiniteCount > 0) {
-            replace(slice.Pixels<float>(), count, m_finite);
+            replace(slice.Pixels<float>(), count, m_finite, isDark);
         }
+    }
+    if (isDark) {
+        turn(slice.Pixels<PixelT>(), count);
     }
     return range;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "Subfields/AnalysisRequest.h"
 #include "stream/SliceRange.h"
 #include "volume/ImageConversion.h"
 #include "volume/ImageReader.h"
@@ -13,11 +14,13 @@
 namespace TEVRA::stream {
 
 /// The slices of a grey-value image as the analysis takes them: in the precision of the file, or brought to
-/// 8 bit by a grey window.
+/// 8 bit by a grey window; with fibers brighter than what is around them. An image of dark fibers is turned
+/// over: v becomes `Turned(v)`.
 class CGreySlices {
   public:
     /// @param reader must outlive the object. @throws volume::CInputError for an impossible window.
-    CGreySlices(volume::IImageReader& reader, const std::optional<volume::SGreyWindow>& window);
+    CGreySlices(volume::IImageReader& reader, const std::optional<volume::SGreyWindow>& window,
+                Impl::EFiberContrast contrast = Impl::EFiberContrast::bright);
 
     const CSize& Size() const { return m_reader.Info().size; }
     std::size_t RawSliceBytes() const { return m_reader.SliceBytes(); }
@@ -33,18 +36,26 @@ class CGreySlices {
     /// @return the range of the file's values in the slice.
     volume::SValueRange Prepare(const std::byte* raw, CImage& slice) const;
 
-    /// From now on NaN becomes the smallest finite value (the darkest), infinite values the smallest and
-    /// largest.
+    /// The value that stands for one that is not turned over, and the reverse: 255 - v in 8 bit, 65535 - v in
+    /// 16 bit, else -v; v itself where fibers are bright.
+    double Turned(double value) const;
+    /// What a grey value of the file becomes, smoothed or not: under the window, and turned over.
+    double FromFile(double value) const;
+
+    /// From now on NaN becomes the smallest finite value (the darkest; the largest where fibers are dark: it is
+    /// never fiber), infinite values the smallest and largest.
     void Replace(const volume::SValueRange& finite) { m_finite = finite; }
     /// Whether `Prepare` needs to know the range of finite values if some are not.
     bool NeedsRange() const { return !m_window && !m_finite; }
 
   private:
+    const IImage::CType& type_of_slices() const;
     template <typename PixelT>
     volume::SValueRange prepare(const PixelT* raw, CImage& slice) const;
 
     volume::IImageReader& m_reader;
     std::optional<volume::SGreyWindow> m_window;
+    Impl::EFiberContrast m_contrast;
     std::optional<volume::SValueRange> m_finite;
 };
 

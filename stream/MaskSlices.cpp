@@ -44,6 +44,7 @@ void CMaskSlices::convert(std::byte* foreground) {
         if (set) {
             AddMaskValue(m_values, static_cast<double>(raw[i]));
         }
+        m_hasBackground = m_hasBackground || !set;
         foreground[i] = static_cast<std::byte>(set);
     }
 }

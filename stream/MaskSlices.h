@@ -32,6 +32,8 @@ class CMaskSlices {
     void Read(const SSliceRange& slices, std::byte* foreground);
     /// What the values seen so far are.
     const volume::CMaskValues& Values() const noexcept { return m_values; }
+    /// Whether any pixel read so far is 0.
+    bool HasBackground() const noexcept { return m_hasBackground; }
     std::size_t SlicePixels() const;
 
   private:
@@ -40,6 +42,7 @@ class CMaskSlices {
 
     volume::IImageReader& m_reader;
     volume::CMaskValues m_values;
+    bool m_hasBackground = false;
     std::vector<std::byte> m_raw; // one slice
 };
 

@@ -27,7 +27,7 @@ namespace {
 using Counts = std::vector<unsigned long long>;
 
 Impl::CSubfieldLayout layout_of(const SStreamInput& input, const SStreamParameters& parameters) {
-    return {input.image.Info().size, parameters.FiberRadiusPx(), parameters.subfieldPx};
+    return Impl::LayoutOf(input.image.Info().size, parameters);
 }
 
 SWorkload workload_of(const SStreamInput& input, const CTileGrid& grid, const SStreamParameters& parameters,
@@ -212,11 +212,18 @@ class CStreamingAnalysis::CRun {
                 AddMaskValue(all, value);
             }
         }
+        if (m_ranks.Largest(mask.HasBackground() ? 1.0 : 0.0) == 0.0) {
+            throw CMaskError("it is 0 nowhere, so that it would take every pixel for fiber; background is 0");
+        }
+    }
+
+    CGreySlices grey_slices() const {
+        return {m_input.image, m_input.window, m_analysis.m_parameters.contrast};
     }
 
     /// Smooths once more if values that are no numbers turn up: what they become depends on all others.
     volume::SValueRange smooth_slices() {
-        CGreySlices grey(m_input.image, m_input.window);
+        CGreySlices grey = grey_slices();
         volume::SValueRange range = smooth_slices(grey);
         if (range.nanCount + range.infiniteCount > 0 && grey.NeedsRange()) {
             grey.Replace(range);
@@ -284,10 +291,24 @@ class CStreamingAnalysis::CRun {
         }
         Counts histogram = this->histogram(extent);
         m_ranks.AddUp(histogram);
-        result.threshold = Impl::ThresholdOfFloatBin(
-            COtsu::CalculateThreshold(histogram), m_analysis.m_parameters.otsuFactor, extent.lo, extent.hi);
-        result.smoothedHistogram = {static_cast<double>(extent.lo), static_cast<double>(extent.hi),
-                                    std::move(histogram)};
+        const SStreamParameters& parameters = m_analysis.m_parameters;
+        m_threshold = parameters.threshold
+                          ? grey_slices().FromFile(*parameters.threshold)
+                          : Impl::ThresholdOfFloatBin(COtsu::CalculateThreshold(histogram),
+                                                      parameters.otsuFactor, extent.lo, extent.hi);
+        result.threshold = grey_slices().Turned(m_threshold);
+        result.smoothedHistogram = as_in_image(
+            {static_cast<double>(extent.lo), static_cast<double>(extent.hi), std::move(histogram)});
+    }
+
+    /// A histogram of values that are turned over where fibers are dark, in those of the image.
+    Impl::SGreyHistogram as_in_image(Impl::SGreyHistogram histogram) const {
+        if (m_analysis.m_parameters.contrast == Impl::EFiberContrast::dark) {
+            const CGreySlices grey = grey_slices();
+            histogram = {grey.Turned(histogram.hi), grey.Turned(histogram.lo), std::move(histogram.counts)};
+            std::reverse(histogram.counts.begin(), histogram.counts.end());
+        }
+        return histogram;
     }
 
     Counts histogram(const Impl::SExtent& extent) {
@@ -350,7 +371,7 @@ class CStreamingAnalysis::CRun {
                                     size(),
                                     m_analysis.m_grid,
                                     mask ? &*mask : nullptr,
-                                    result.analysis.threshold.value_or(0.0),
+                                    m_threshold,
                                     m_angles,
                                     m_plan.slabSlices,
                                     parameters.withFourthOrder};
@@ -376,7 +397,10 @@ class CStreamingAnalysis::CRun {
                                            {spacing, spacing, Dim == 3 ? spacing : 1.0},
                                            parameters.withFourthOrder};
         if (m_input.mask == nullptr) {
-            recorded.otsuFactor = parameters.otsuFactor;
+            recorded.threshold = parameters.threshold;
+            if (!parameters.threshold) {
+                recorded.otsuFactor = parameters.otsuFactor;
+            }
         }
         Impl::CResultBuilder builder(m_analysis.m_layout, recorded);
         sums.AddTo(builder, parameters.withFourthOrder);
@@ -397,6 +421,7 @@ class CStreamingAnalysis::CRun {
     CWorkers m_workers;
     Impl::Gaussian m_gaussian;
     CCheckpoint* m_checkpoint; // null if nothing is kept
+    double m_threshold = 0.0;  // of smoothed values, those turned over where fibers are dark
     bool m_reuses;             // the smoothing of an earlier run
     bool m_isKept = false;     // the smoothing of this run, or an earlier one
     CScratchStore m_store;

@@ -6,7 +6,7 @@
 #include "stream/MemoryPlan.h"
 #include "stream/OrientationPass.h"
 
-#include "FilterOrientations/AnalysisRequest.h"
+#include "Subfields/AnalysisRequest.h"
 #include "Subfields/AnalysisResult.h"
 #include "volume/ImageConversion.h"
 #include "volume/ImageReader.h"

@@ -64,7 +64,7 @@ CResultBuilder::CResultBuilder(const CSubfieldLayout& layout, const SAnalysisPar
     m_result.parameters = parameters;
     m_result.borderPx = layout.Border();
     if (layout.ListsSubfields()) {
-        m_result.subfieldSize = static_cast<double>(layout.SubfieldSize()[0]) * parameters.spacing[0];
+        m_result.subfieldSize = layout.MeanSubfieldExtent(0) * parameters.spacing[0];
     }
     m_fieldSums.dim = dim;
     m_fieldSums4 = parameters.fourthOrder ? STensor4(dim) : STensor4();

@@ -13,9 +13,10 @@ namespace TEVRA::Impl {
 /// What is recorded of an analysis. Lengths are in the image's physical unit.
 struct SAnalysisParameters {
     double fiberRadius = 0.0;
-    std::optional<double> otsuFactor{};           ///< none if the caller gave a mask
+    std::optional<double> otsuFactor{};           ///< none if the caller gave a mask or a threshold
     std::array<double, 3> spacing{1.0, 1.0, 1.0}; ///< per axis, positive
     bool fourthOrder = false;
+    std::optional<double> threshold{}; ///< grey value, if the caller gave one
 };
 
 /// The subfields whose lower corner is one slice of the image, averaged.

@@ -10,6 +10,7 @@
 namespace TEVRA::Impl {
 namespace {
 
+constexpr const char* THRESHOLD_GIVEN = "n/a (user-specified threshold)";
 constexpr const char* MASK_GIVEN = "n/a (user-specified mask image)";
 
 CValue* whole_number(long long number) {
@@ -42,8 +43,10 @@ std::unique_ptr<CValueMap> tensor4_map(const STensor4& tensor) {
 }
 
 CValue* otsu_factor(const SAnalysisParameters& parameters) {
-    return parameters.otsuFactor ? static_cast<CValue*>(new CValueDouble(*parameters.otsuFactor))
-                                 : NewText(MASK_GIVEN);
+    if (parameters.otsuFactor) {
+        return new CValueDouble(*parameters.otsuFactor);
+    }
+    return NewText(parameters.threshold ? THRESHOLD_GIVEN : MASK_GIVEN);
 }
 
 std::unique_ptr<CValueMap> subfields_map(const SAnalysisResult& result) {

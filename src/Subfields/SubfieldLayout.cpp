@@ -59,6 +59,41 @@ CSubfieldLayout::CSubfieldLayout(const CSize& imageSize, double fiberRadiusPx,
     }
 }
 
+CSubfieldLayout CSubfieldLayout::Divided(const CSize& imageSize, double fiberRadiusPx,
+                                         const TileIndex& counts) {
+    CSubfieldLayout layout(imageSize, fiberRadiusPx, {0, 0, 0});
+    for (std::size_t axis = 0; axis < static_cast<std::size_t>(layout.m_dim); ++axis) {
+        layout.m_subfieldSize[axis] = layout.m_extent[axis] / counts[axis];
+    }
+    layout.m_listsSubfields = true;
+    layout.m_counts = counts;
+    return layout;
+}
+
+double CSubfieldLayout::MeanSubfieldExtent(std::size_t axis) const {
+    return m_counts ? static_cast<double>(m_extent[axis]) / static_cast<double>((*m_counts)[axis])
+                    : static_cast<double>(m_subfieldSize[axis]);
+}
+
+std::array<long long, 3> CSubfieldLayout::UnlistedPixels() const {
+    std::array<long long, 3> pixels{};
+    const TileIndex tiles = FullTiles();
+    for (std::size_t axis = 0; axis < static_cast<std::size_t>(m_dim); ++axis) {
+        pixels[axis] = m_end[axis] - lower_corner(axis, tiles[axis]);
+    }
+    return pixels;
+}
+
+bool CSubfieldLayout::HasFullSubfieldSize(const CBox& tile) const {
+    return m_counts ? tile.Size().Elements() > 0 : HasSize(tile, m_subfieldSize, m_dim);
+}
+
+long long CSubfieldLayout::lower_corner(std::size_t axis, long long index) const {
+    const long long offset =
+        m_counts ? m_extent[axis] * index / (*m_counts)[axis] : index * m_subfieldSize[axis];
+    return m_begin[axis] + offset;
+}
+
 CBox CSubfieldLayout::EvaluatedArea() const {
     return box_of(m_begin, m_end, m_dim);
 }
@@ -71,7 +106,7 @@ long long CSubfieldLayout::EvaluatedPixels() const {
 TileIndex CSubfieldLayout::FullTiles() const {
     TileIndex tiles{};
     for (std::size_t axis = 0; m_listsSubfields && axis < static_cast<std::size_t>(m_dim); ++axis) {
-        tiles[axis] = m_extent[axis] / m_subfieldSize[axis];
+        tiles[axis] = m_counts ? (*m_counts)[axis] : m_extent[axis] / m_subfieldSize[axis];
     }
     return tiles;
 }
@@ -80,8 +115,8 @@ CBox CSubfieldLayout::Tile(const TileIndex& index) const {
     std::array<long long, 3> point0{};
     std::array<long long, 3> point1{};
     for (std::size_t axis = 0; axis < static_cast<std::size_t>(m_dim); ++axis) {
-        point0[axis] = m_begin[axis] + index[axis] * m_subfieldSize[axis];
-        point1[axis] = std::min(point0[axis] + m_subfieldSize[axis], m_end[axis]);
+        point0[axis] = lower_corner(axis, index[axis]);
+        point1[axis] = std::min(lower_corner(axis, index[axis] + 1), m_end[axis]);
     }
     return box_of(point0, point1, m_dim);
 }
@@ -97,9 +132,7 @@ int CSubfieldLayout::DigitsOf(int coordinate) {
 
 int CSubfieldLayout::IdentifierWidth() const {
     const TileIndex tiles = FullTiles();
-    const auto last_corner = [&](std::size_t axis) {
-        return (tiles[axis] - 1) * m_subfieldSize[axis] + m_begin[axis];
-    };
+    const auto last_corner = [&](std::size_t axis) { return lower_corner(axis, tiles[axis] - 1); };
     int largest = static_cast<std::int32_t>(std::max(last_corner(1), last_corner(0)));
     if (m_dim == 3) {
         largest = std::max(largest, static_cast<std::int32_t>(last_corner(2)));

@@ -5,6 +5,7 @@
 #include "zeklib2image/Size.h"
 
 #include <array>
+#include <optional>
 #include <string>
 
 namespace TEVRA::Impl {
@@ -30,9 +31,19 @@ class CSubfieldLayout {
     CSubfieldLayout(const CSize& imageSize, double fiberRadiusPx,
                     const std::array<long long, 3>& subfieldSize);
 
+    /// Divides the whole evaluated area into so many subfields per axis. Where an extent is no multiple of
+    /// its count, their sizes differ by one pixel.
+    /// @param counts 1 or more along each axis of the image, and no more than the area has pixels.
+    static CSubfieldLayout Divided(const CSize& imageSize, double fiberRadiusPx, const TileIndex& counts);
+
     int Dim() const noexcept { return m_dim; }
     long long Border() const noexcept { return m_begin[0]; }
+    /// The size of a subfield; where sizes differ, the smallest along each axis.
     const std::array<long long, 3>& SubfieldSize() const noexcept { return m_subfieldSize; }
+    /// The same along an axis, on average where sizes differ.
+    double MeanSubfieldExtent(std::size_t axis) const;
+    /// Pixels at the far edge of the evaluated area, per axis, that belong to no listed subfield.
+    std::array<long long, 3> UnlistedPixels() const;
     /// Whether full tiles are reported as subfields.
     bool ListsSubfields() const noexcept { return m_listsSubfields; }
     /// The evaluated area; the upper corner is exclusive.
@@ -46,8 +57,8 @@ class CSubfieldLayout {
     /// The tile at an index. Indices run from 0 to the number of whole tiles, that included (the remainder at
     /// the far edge, possibly empty).
     CBox Tile(const TileIndex& index) const;
-    /// Whether a box has the size of a subfield.
-    bool HasFullSubfieldSize(const CBox& box) const { return HasSize(box, m_subfieldSize, m_dim); }
+    /// Whether a tile has the size of a subfield; where sizes differ, whether it has any.
+    bool HasFullSubfieldSize(const CBox& tile) const;
     /// Whether a box has the given size along x and y and, if `dim` is 3, along z.
     static bool HasSize(const CBox& box, const std::array<long long, 3>& wanted, int dim);
 
@@ -60,12 +71,15 @@ class CSubfieldLayout {
     static int DigitsOf(int coordinate);
 
   private:
+    long long lower_corner(std::size_t axis, long long index) const;
+
     int m_dim;
     std::array<long long, 3> m_extent{}; // of the evaluated area
     std::array<long long, 3> m_begin{};
     std::array<long long, 3> m_end{}; // exclusive
     std::array<long long, 3> m_subfieldSize;
     bool m_listsSubfields = true;
+    std::optional<TileIndex> m_counts; // of subfields whose sizes may differ
 };
 
 } // namespace TEVRA::Impl

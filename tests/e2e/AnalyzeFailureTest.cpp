@@ -189,7 +189,7 @@ TEST_F(AnalyzeFailure, ARadiusThatLeavesNothingButBorder) {
 TEST_F(AnalyzeFailure, ARadiusTooSmallForAPlane) {
     for (const std::string radius : {"0.5", "0.1", "1e-300"}) {
         expect_refusal({"plane.mha", "--fiber-radius", radius, "-o", "out"}, FAILED,
-                       {"too small for a 2D image", "half a pixel"});
+                       {"fiber radius is too small", "half a pixel"});
     }
 }
 
@@ -247,6 +247,46 @@ TEST_F(AnalyzeFailure, AMaskOfMoreThanTwoValues) {
     mask.pixels[2] = '\2';
     write("mask.mha", mask);
     expect_image_refusal("volume.mha", {"mask.mha"}, {"--mask", "mask.mha"});
+}
+
+TEST_F(AnalyzeFailure, AMaskWithoutBackground) {
+    write("mask.mha", Constant(VOLUME, 1));
+    expect_image_refusal("volume.mha", {"mask.mha", "0 nowhere", "background is 0"}, {"--mask", "mask.mha"});
+}
+
+TEST_F(AnalyzeFailure, OptionsThatExcludeEachOther) {
+    write("mask.mha", Constant(VOLUME, 1));
+    expect_option_refusal({"--mask", "mask.mha", "--otsu-factor", "1.25"},
+                          {"--mask and --otsu-factor", "exclude"});
+    expect_option_refusal({"--mask", "mask.mha", "--threshold", "90"}, {"--mask and --threshold", "exclude"});
+    expect_option_refusal({"--threshold", "90", "--otsu-factor", "1"},
+                          {"--threshold and --otsu-factor", "exclude"});
+    expect_option_refusal({"--subfield", "10", "--subfield-count", "2"},
+                          {"--subfield and --subfield-count", "exclude"});
+}
+
+TEST_F(AnalyzeFailure, NumbersOfSubfieldsThatAreNone) {
+    for (const std::string count : {"0", "-2", "2,0,2", "1.5", "x", "", "2,2"}) {
+        expect_option_refusal({"--subfield-count", count}, {"--subfield-count"});
+    }
+    expect_option_refusal({"--threshold", "nan"}, {"--threshold"});
+    expect_refusal({"volume.mha", "--fiber-radius", "3", "--subfield-count", "35,1,1", "-o", "out"}, FAILED,
+                   {"more subfields than pixels", "34 x 30 x 26"});
+    expect_refusal({"volume.mha", "--fiber-radius", "3", "--subfield-count", "8", "-o", "out"}, FAILED,
+                   {"Fiber diameter must not exceed subfield size", "4 x 3 x 3"});
+}
+
+TEST_F(AnalyzeFailure, ARadiusTooSmallForAVolume) {
+    for (const std::string radius : {"0.5", "0.1"}) {
+        expect_refusal({"volume.mha", "--fiber-radius", radius, "-o", "out"}, FAILED,
+                       {"fiber radius is too small", radius + " px", "half a pixel"});
+    }
+}
+
+TEST_F(AnalyzeFailure, AThresholdThatNothingReaches) {
+    expect_image_refusal("volume.mha", {"no foreground", "--threshold of 1000"}, {"--threshold", "1000"});
+    expect_image_refusal("volume.mha", {"no foreground", "darker than the --threshold of -1"},
+                         {"--threshold", "-1", "--dark-fibers"});
 }
 
 TEST_F(AnalyzeFailure, AMissingMask) {

@@ -10,7 +10,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <iomanip>
 #include <numbers>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -216,7 +218,9 @@ TEST_P(AnalyzeDocument, HoldsExactlyTheKeysOfItsKind) {
     const SDocumentCase asked = GetParam();
     const std::vector<int> size = asked.dim == 2 ? PLANE : VOLUME;
     write("image.mha", ParallelFibers(size, 0));
-    write("mask.mha", Constant(size, 1));
+    SGreyImage mask = Constant(size, 1);
+    mask.pixels.front() = '\0'; // in the border
+    write("mask.mha", mask);
     Words options;
     if (asked.subfields) {
         options.insert(options.end(), {"--subfield", "10"});
@@ -573,7 +577,146 @@ TEST_F(Analyze, MarksSubfieldsWithoutForeground) {
     EXPECT_EQ(result()["Subfields"]["(03,03,03)"]["Status"], "No foreground pixels in this subfield.");
     EXPECT_EQ(result()["Averaged Profile"]["x-Direction"]["slice 03"]["Status"], "no valid subfields");
     EXPECT_THAT(ReadFile(m_folder / "out/subfields.csv"),
-                HasSubstr("\"(03,03,03)\",3,3,3,13,13,13,No foreground pixels in this subfield.,0,0,0,"));
+                HasSubstr("\"(03,03,03)\",3,3,3,13,13,13,8,8,8,0,0,No foreground pixels in this "
+                          "subfield.,,,,,,,,,,,,,,\n"));
+    EXPECT_THAT(ReadFile(m_folder / "out/profiles.csv"),
+                HasSubstr("x,3,3,0,no valid subfields,,,,,,,,,,,,,,\n"));
+}
+
+TEST_F(Analyze, SaysWhichPixelsLieInNoSubfield) {
+    write("image.mha", ParallelFibers({48, 40, 44}, 0));
+    EXPECT_THAT(
+        analyze("image.mha", {"--subfield", "10"}).err,
+        HasSubstr("in no subfield, only in the whole field: the last 2 px along x, 4 px along y, 8 slices "
+                  "along z"));
+    EXPECT_EQ(run()["parameters"]["beyond_subfields_px"], Json({2, 4, 8}));
+    EXPECT_THAT(analyze("image.mha", {"--subfield", "42,34,38"}).err,
+                testing::Not(HasSubstr("in no subfield")));
+}
+
+TEST_F(Analyze, DividesTheWholeEvaluatedAreaIntoANumberOfSubfields) {
+    write("image.mha", ParallelFibers({48, 40, 44}, 0));
+    EXPECT_THAT(analyze("image.mha", {"--subfield-count", "4,3,5"}).err,
+                testing::Not(HasSubstr("in no subfield")));
+    EXPECT_EQ(run()["parameters"]["subfield_count"], Json({4, 3, 5}));
+    const Json subfields = result()["Subfields"];
+    ASSERT_EQ(subfields.size(), 4U * 3U * 5U + 1U);
+    EXPECT_EQ(subfields["Subfield size"], 42.0 / 4.0);
+    long long pixels = 0;
+    for (const auto& subfield : subfields) {
+        if (subfield.is_object()) {
+            const Json& area = subfield["Evaluated area"];
+            pixels += (area["x1"].get<long long>() - area["x0"].get<long long>()) *
+                      (area["y1"].get<long long>() - area["y0"].get<long long>()) *
+                      (area["z1"].get<long long>() - area["z0"].get<long long>());
+        }
+    }
+    EXPECT_EQ(pixels, 42 * 34 * 38);
+    EXPECT_THAT(lines_of(m_folder / "out/subfields.csv"), SizeIs(61));
+    EXPECT_THAT(outputs(), Contains("profiles.csv"));
+}
+
+TEST_F(Analyze, TheNumberOfSubfieldsLeavesTheWholeFieldAsItIs) {
+    write("image.mha", ParallelFibers({47, 41, 43}, 2));
+    analyze("image.mha");
+    const Json expected = result()["Field"];
+    analyze("image.mha", {"--subfield-count", "4,3,5"});
+    const Json field = result()["Field"];
+    EXPECT_EQ(field["Evaluated area"], expected["Evaluated area"]);
+    EXPECT_NEAR(field["Orientation tensor"]["zz"].get<double>(),
+                expected["Orientation tensor"]["zz"].get<double>(), 1e-12);
+}
+
+/// With every grey value g turned into 255 - g.
+SGreyImage turned(SGreyImage image) {
+    for (char& pixel : image.pixels) {
+        pixel = static_cast<char>(255 - static_cast<unsigned char>(pixel));
+    }
+    return image;
+}
+
+TEST_F(Analyze, DarkFibersAreThoseOfTheImageTurnedOver) {
+    for (const std::vector<int>& size : {VOLUME, PLANE}) {
+        write("bright.mha", ParallelFibers(size, 1));
+        write("dark.mha", turned(ParallelFibers(size, 1)));
+        analyze("bright.mha", {"--subfield", "10", "--maps"});
+        const Json expected = result();
+        const Json expectedRun = run();
+        const std::string theta = ReadFile(m_folder / "out/theta.mha");
+        EXPECT_THAT(analyze("dark.mha", {"--subfield", "10", "--maps", "--dark-fibers"}).err,
+                    HasSubstr(", darker than "));
+        EXPECT_EQ(result(), expected);
+        EXPECT_EQ(ReadFile(m_folder / "out/theta.mha") == theta, true);
+        EXPECT_EQ(run()["foreground"]["pixels"], expectedRun["foreground"]["pixels"]);
+        EXPECT_NEAR(run()["foreground"]["threshold"].get<double>(),
+                    255.0 - expectedRun["foreground"]["threshold"].get<double>(), 1e-9);
+        EXPECT_EQ(run()["parameters"]["dark_fibers"], true);
+        EXPECT_EQ(expectedRun["parameters"]["dark_fibers"], false);
+    }
+}
+
+TEST_F(Analyze, PixelsWithoutAValueAreNoDarkFibers) {
+    const SGreyImage grey = turned(ParallelFibers(PLANE, 1));
+    SMetaImage image{.size = PLANE, .elementType = "MET_FLOAT"};
+    std::vector<float> values;
+    for (const char pixel : grey.pixels) {
+        values.push_back(static_cast<float>(static_cast<unsigned char>(pixel)) - 1000.0F);
+    }
+    for (std::size_t y = 30; y < 44; ++y) {
+        std::fill_n(values.begin() + static_cast<std::ptrdiff_t>(y * 96 + 30), 14, std::nanf(""));
+    }
+    image.pixels.assign(reinterpret_cast<const char*>(values.data()), values.size() * sizeof(float));
+    WriteMetaImage(m_folder / "image.mha", image);
+    for (const Words& more : {Words{}, Words{"--window", "-1000,-745"}}) {
+        Words options = {"--dark-fibers", "--maps"};
+        options.insert(options.end(), more.begin(), more.end());
+        EXPECT_THAT(analyze("image.mha", options).err,
+                    HasSubstr("196 pixels have no value (NaN) and count as brightest"));
+        EXPECT_EQ(ReadFloatMetaImage(m_folder / "out/theta.mha")[37 * 96 + 37], -4.1415925F);
+        EXPECT_LT(axis_angle_deg(result()["Field"]["Mean fiber direction"], unit_axis(2, 1)), 5.0);
+    }
+}
+
+TEST_F(Analyze, TakesAThresholdInGreyValuesOfTheImage) {
+    write("image.mha", ParallelFibers(VOLUME, 0));
+    analyze("image.mha");
+    const Json expected = result();
+    const double automatic = run()["foreground"]["threshold"];
+    std::ostringstream text;
+    text << std::setprecision(17) << automatic;
+    analyze("image.mha", {"--threshold", text.str()});
+    EXPECT_EQ(run()["foreground"]["threshold"], automatic);
+    EXPECT_EQ(run()["parameters"]["threshold"], automatic);
+    EXPECT_EQ(run()["parameters"]["otsu_factor"], nullptr);
+    EXPECT_EQ(result()["Otsu factor"], "n/a (user-specified threshold)");
+    EXPECT_EQ(result()["Field"], expected["Field"]);
+    // Under a window, too, it is a grey value of the image.
+    std::ostringstream scaled;
+    analyze("image.mha", {"--window", "0,127.5"});
+    const double underWindow = run()["foreground"]["threshold"];
+    const long long pixels = run()["foreground"]["pixels"];
+    scaled << std::setprecision(17) << underWindow / 2.0;
+    analyze("image.mha", {"--window", "0,127.5", "--threshold", scaled.str()});
+    EXPECT_EQ(run()["foreground"]["pixels"], pixels);
+    EXPECT_NEAR(run()["foreground"]["threshold"].get<double>(), underWindow, 1e-9);
+}
+
+TEST_F(Analyze, WarnsOfAForegroundThatIsHardlyTheFibers) {
+    write("image.mha", ParallelFibers(VOLUME, 0));
+    EXPECT_THAT(analyze("image.mha").err, testing::Not(HasSubstr("warning")));
+    EXPECT_EQ(run()["foreground"]["plausibility"], "plausible");
+    EXPECT_THAT(analyze("image.mha", {"--threshold", "1", "--quiet"}).err,
+                AllOf(HasSubstr("warning: as much as 100 % of the image counts as fiber"),
+                      HasSubstr("--dark-fibers")));
+    EXPECT_EQ(run()["foreground"]["plausibility"], "huge");
+    SGreyImage sparse = ParallelFibers(VOLUME, 0);
+    std::fill(sparse.pixels.begin() + static_cast<std::ptrdiff_t>(sparse.pixels.size() / 3),
+              sparse.pixels.end(),
+              '\50'); // the ground
+    write("sparse.mha", sparse);
+    const SOutcome tiny = analyze("sparse.mha", {"--threshold", "98"});
+    EXPECT_THAT(tiny.err, AllOf(HasSubstr("warning: only "), HasSubstr("try another --threshold")));
+    EXPECT_EQ(run()["foreground"]["plausibility"], "tiny");
 }
 
 } // namespace

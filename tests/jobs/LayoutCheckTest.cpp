@@ -41,10 +41,30 @@ TEST(LayoutCheck, NamesTheReasonOfEveryFault) {
     expect_fault(VOLUME, request_of(16.5), EReason::radiusExceedsImage);
     expect_fault(PLANE, request_of(1e300), EReason::radiusExceedsImage);
     expect_fault(PLANE, request_of(0.5), EReason::radiusTooSmall);
+    expect_fault(VOLUME, request_of(0.1), EReason::radiusTooSmall);
     expect_fault(VOLUME, request_of(16.0), EReason::nothingButBorder);
     expect_fault(CSize(40, 36, 33), request_of(16.5), EReason::nothingButBorder);
     expect_fault(VOLUME, request_of(3.0, {5, 5, 5}), EReason::radiusExceedsSubfield);
     expect_fault(VOLUME, request_of(3.0, {27, 27, 27}), EReason::subfieldsDoNotFit);
+}
+
+TEST(LayoutCheck, RefusesMoreSubfieldsThanPixels) {
+    Impl::SAnalysisRequest request = request_of(3.0);
+    request.subfieldCount = {4, 30, 3};
+    EXPECT_EQ(CheckLayout(VOLUME, request)->reason, EReason::radiusExceedsSubfield);
+    request.subfieldCount = {4, 31, 3};
+    EXPECT_EQ(CheckLayout(VOLUME, request)->reason, EReason::tooManySubfields);
+    request.subfieldCount = {5, 5, 4};
+    EXPECT_FALSE(CheckLayout(VOLUME, request));
+}
+
+TEST(LayoutCheck, CountsThePixelsThatNoSubfieldHas) {
+    EXPECT_THAT(PixelsBeyondSubfields(VOLUME, request_of(3.0)), IsEmpty());
+    EXPECT_THAT(PixelsBeyondSubfields(VOLUME, request_of(3.0, {10, 15, 9})), ElementsAre(4, 0, 8));
+    EXPECT_THAT(PixelsBeyondSubfields(PLANE, request_of(3.0, {10, 10, -1})), ElementsAre(4, 4));
+    Impl::SAnalysisRequest divided = request_of(3.0);
+    divided.subfieldCount = {3, 4, 1};
+    EXPECT_THAT(PixelsBeyondSubfields(VOLUME, divided), ElementsAre(0, 0, 0));
 }
 
 TEST(LayoutCheck, TellsTheNumbersOfAFault) {

@@ -26,6 +26,7 @@ SRunRecord make_record() {
     record.parameters.request.spacing = 0.5;
     record.parameters.request.otsuFactor = 1.25;
     record.parameters.request.subfieldPx = {30, 20, 10};
+    record.parameters.beyondSubfieldsPx = {8, 0, 2};
     record.parameters.threads = 4;
     record.parameters.summary = "otsufactor=1.25,fiberradius=3,";
     record.foreground.threshold = 97.5;
@@ -47,10 +48,12 @@ TEST(RunRecord, HoldsWhatWasRunOnWhat) {
                   "pixel_type": "16-bit unsigned integer", "spacing": [0.5, 0.5, 0.5], "length_unit": "mm",
                   "spacing_origin": "header", "converted_to_8_bit": true, "grey_window": [100.0, 4000.0],
                   "nan_pixels": 0, "infinite_pixels": 0},
-        "parameters": {"fiber_radius": 3.0, "fiber_radius_px": 6.0, "otsu_factor": 1.25, "mask": null,
-                       "subfield_px": [30, 20, 10], "fourth_order": false, "threads": 4,
+        "parameters": {"fiber_radius": 3.0, "fiber_radius_px": 6.0, "otsu_factor": 1.25,
+                       "threshold": null, "dark_fibers": false, "mask": null,
+                       "subfield_px": [30, 20, 10], "subfield_count": null,
+                       "beyond_subfields_px": [8, 0, 2], "fourth_order": false, "threads": 4,
                        "processes": 2, "summary": "otsufactor=1.25,fiberradius=3,"},
-        "foreground": {"threshold": 97.5, "pixels": 65536, "share": 0.25},
+        "foreground": {"threshold": 97.5, "pixels": 65536, "share": 0.25, "plausibility": "plausible"},
         "memory": {"allowed_bytes": 1000, "expected_bytes": 900, "scratch_bytes": 800,
                    "scratch_place": "file"},
         "seconds": {"slices": 0.25, "columns": 0.5, "analyze": 2.0, "total": 2.5},
@@ -82,6 +85,39 @@ TEST(RunRecord, AMaskTakesThePlaceOfTheOtsuFactor) {
     const json written = json::parse(RunJson(record));
     EXPECT_EQ(written["parameters"]["mask"], "mask.mha");
     EXPECT_TRUE(written["parameters"]["otsu_factor"].is_null());
+}
+
+TEST(RunRecord, AThresholdTakesThePlaceOfTheOtsuFactor) {
+    SRunRecord record = make_record();
+    record.parameters.request.threshold = 90.0;
+    record.parameters.request.contrast = Impl::EFiberContrast::dark;
+    const json written = json::parse(RunJson(record));
+    EXPECT_EQ(written["parameters"]["threshold"], 90.0);
+    EXPECT_EQ(written["parameters"]["dark_fibers"], true);
+    EXPECT_TRUE(written["parameters"]["otsu_factor"].is_null());
+}
+
+TEST(RunRecord, ACountTakesThePlaceOfTheSizeOfSubfields) {
+    SRunRecord record = make_record();
+    record.input.sizePx = {128, 64};
+    record.parameters.request.subfieldPx = {-1, -1, -1};
+    record.parameters.request.subfieldCount = {3, 2, -1};
+    const json written = json::parse(RunJson(record));
+    EXPECT_EQ(written["parameters"]["subfield_count"], json({3, 2}));
+    EXPECT_TRUE(written["parameters"]["subfield_px"].is_null());
+}
+
+TEST(RunRecord, DoubtsTinyAndHugeForegroundsOfAThreshold) {
+    SRunForeground foreground{90.0, 29, 1000};
+    EXPECT_EQ(ForegroundShare(foreground), EForegroundShare::tiny);
+    foreground.pixels = 30;
+    EXPECT_EQ(ForegroundShare(foreground), EForegroundShare::plausible);
+    foreground.pixels = 900;
+    EXPECT_EQ(ForegroundShare(foreground), EForegroundShare::plausible);
+    foreground.pixels = 901;
+    EXPECT_EQ(ForegroundShare(foreground), EForegroundShare::huge);
+    foreground.threshold.reset(); // a mask is what its maker wanted
+    EXPECT_EQ(ForegroundShare(foreground), EForegroundShare::plausible);
 }
 
 TEST(RunRecord, SpacingHasOneNumberPerAxis) {

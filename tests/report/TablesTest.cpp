@@ -44,6 +44,8 @@ SFieldResult make_subfield(int dim, double offset, long corner, long size) {
         dim == 3 ? "(5,5,5)" : "(" + std::to_string(corner) + "," + std::to_string(corner) + ")";
     subfield.box = CBox(corner, corner, corner, corner + size, corner + size, corner + size);
     subfield.values = make_values(static_cast<std::size_t>(dim), offset);
+    subfield.foregroundPixels = 7;
+    subfield.foregroundFraction = 0.5;
     subfield.differenceRad = 0.5;
     return subfield;
 }
@@ -62,6 +64,7 @@ SAnalysisResult make_result(int dim) {
     SAnalysisResult result;
     result.dim = dim;
     result.subfieldSize = 100.0;
+    result.parameters.spacing = {0.5, 0.5, dim == 3 ? 0.5 : 1.0};
     result.field.values = make_values(static_cast<std::size_t>(dim), 0.0);
     return result;
 }
@@ -78,7 +81,7 @@ std::vector<std::string> lines_of(const std::string& table) {
 TEST(SubfieldsCsv, IsEmptyWithoutSubfields) {
     SAnalysisResult result = make_result(2);
     result.subfieldSize.reset();
-    EXPECT_EQ(SubfieldsCsv(result), "");
+    EXPECT_EQ(SubfieldsCsv(result, "mm"), "");
 }
 
 TEST(SubfieldsCsv, HasOneRowPerSubfieldInOrder2d) {
@@ -86,20 +89,22 @@ TEST(SubfieldsCsv, HasOneRowPerSubfieldInOrder2d) {
     result.subfields = {make_subfield(2, 1.0, 5, 100), make_subfield(2, 21.0, 105, 100)};
     result.subfields.front().identifier = "(005,105)";
     EXPECT_THAT(
-        lines_of(SubfieldsCsv(result)),
-        ElementsAre("id,x0_px,y0_px,x1_px,y1_px,status,a_xx,a_xy,a_yy,lambda_1,lambda_2,mean_x,mean_y,"
+        lines_of(SubfieldsCsv(result, "mm")),
+        ElementsAre("id,x0_px,y0_px,x1_px,y1_px,center_x_mm,center_y_mm,foreground_pixels,foreground_"
+                    "fraction,status,a_xx,a_xy,a_yy,lambda_1,lambda_2,mean_x,mean_y,"
                     "anisotropy,difference_rad",
-                    "\"(005,105)\",5,5,105,105,ok,1,2,4,5,6,7,8,0.25,0.5",
-                    "\"(105,105)\",105,105,205,205,ok,21,22,24,25,26,27,28,0.25,0.5"));
+                    "\"(005,105)\",5,5,105,105,27.5,27.5,7,0.5,ok,1,2,4,5,6,7,8,0.25,0.5",
+                    "\"(105,105)\",105,105,205,205,77.5,77.5,7,0.5,ok,21,22,24,25,26,27,28,0.25,0.5"));
 }
 
 TEST(SubfieldsCsv, HasTheColumnsOfZIn3d) {
     SAnalysisResult result = make_result(3);
     result.subfields = {make_subfield(3, 1.0, 5, 2)};
-    EXPECT_THAT(lines_of(SubfieldsCsv(result)),
-                ElementsAre("id,x0_px,y0_px,z0_px,x1_px,y1_px,z1_px,status,a_xx,a_xy,a_xz,a_yy,a_yz,a_zz,"
+    EXPECT_THAT(lines_of(SubfieldsCsv(result, "mm")),
+                ElementsAre("id,x0_px,y0_px,z0_px,x1_px,y1_px,z1_px,center_x_mm,center_y_mm,center_z_mm,"
+                            "foreground_pixels,foreground_fraction,status,a_xx,a_xy,a_xz,a_yy,a_yz,a_zz,"
                             "lambda_1,lambda_2,lambda_3,mean_x,mean_y,mean_z,anisotropy,difference_rad",
-                            "\"(5,5,5)\",5,5,5,7,7,7,ok,1,2,3,5,6,9,10,11,12,13,14,15,0.25,0.5"));
+                            "\"(5,5,5)\",5,5,5,7,7,7,3,3,3,7,0.5,ok,1,2,3,5,6,9,10,11,12,13,14,15,0.25,0.5"));
 }
 
 TEST(SubfieldsCsv, AddsTheFourthOrderColumnsWhereTheyWereAskedFor) {
@@ -111,7 +116,7 @@ TEST(SubfieldsCsv, AddsTheFourthOrderColumnsWhereTheyWereAskedFor) {
     subfield.values.tensor4(0, 0, 0, 1) = -0.5;
     subfield.values.tensor4(1, 1, 1, 1) = 0.125;
     result.subfields = {subfield};
-    const std::vector<std::string> lines = lines_of(SubfieldsCsv(result));
+    const std::vector<std::string> lines = lines_of(SubfieldsCsv(result, "mm"));
     ASSERT_EQ(lines.size(), 2U);
     EXPECT_TRUE(lines[0].ends_with(",difference_rad,a_xxxx,a_xxxy,a_xxyx,a_xxyy,a_xyxx,a_xyxy,a_xyyx,a_xyyy,"
                                    "a_yxxx,a_yxxy,a_yxyx,a_yxyy,a_yyxx,a_yyxy,a_yyyx,a_yyyy"));
@@ -122,7 +127,7 @@ TEST(SubfieldsCsv, QuotesTextsWithCommas) {
     SAnalysisResult result = make_result(2);
     result.subfields = {make_subfield(2, 1.0, 5, 2)};
     result.subfields.front().status = Impl::EFieldStatus::lowFraction;
-    EXPECT_THAT(SubfieldsCsv(result),
+    EXPECT_THAT(SubfieldsCsv(result, "mm"),
                 testing::HasSubstr(",\"Low fiber volume fraction, results may be inaccurate.\",1,2,"));
 }
 
@@ -133,7 +138,23 @@ TEST(SubfieldsCsv, WritesNumbersThatReadBackAndNamesThoseThatAreNone) {
     subfield.values.meanDirection = {std::numeric_limits<double>::quiet_NaN(),
                                      -std::numeric_limits<double>::infinity(), 0.0};
     result.subfields = {subfield};
-    EXPECT_TRUE(lines_of(SubfieldsCsv(result))[1].ends_with(",NaN,-Inf,0.30000000000000004,0.5"));
+    EXPECT_TRUE(lines_of(SubfieldsCsv(result, "mm"))[1].ends_with(",NaN,-Inf,0.30000000000000004,0.5"));
+}
+
+TEST(SubfieldsCsv, LeavesTheValuesOfSubfieldsWithoutForegroundEmpty) {
+    SAnalysisResult result = make_result(2);
+    SFieldResult empty = make_subfield(2, 1.0, 5, 2);
+    empty.foregroundPixels = 0;
+    empty.foregroundFraction = 0.0;
+    empty.status = Impl::EFieldStatus::noForeground;
+    result.subfields = {empty};
+    EXPECT_EQ(lines_of(SubfieldsCsv(result, "mm"))[1],
+              "\"(5,5)\",5,5,7,7,3,3,0,0,No foreground pixels in this subfield.,,,,,,,,,");
+}
+
+TEST(SubfieldsCsv, NamesNoUnitWhereNoneIsKnown) {
+    EXPECT_THAT(SubfieldsCsv(make_result(2), ""),
+                testing::HasSubstr(",center_x,center_y,foreground_pixels,"));
 }
 
 TEST(ProfilesCsv, IsEmptyWithoutSubfields) {
@@ -158,6 +179,14 @@ TEST(ProfilesCsv, NamesNoUnitWhereNoneIsKnown) {
     SAnalysisResult result = make_result(2);
     result.profiles[0] = {make_slice(2, 5, 2.5, 4)};
     EXPECT_TRUE(ProfilesCsv(result, "").starts_with("axis,slice_px,position,number_of_subfields,status,"));
+}
+
+TEST(ProfilesCsv, LeavesTheValuesOfSlicesWithoutSubfieldsEmpty) {
+    SAnalysisResult result = make_result(2);
+    SProfileSlice slice = make_slice(2, 5, 5.0, 0); // its values stand for zeros
+    slice.status = Impl::EFieldStatus::noSubfields;
+    result.profiles[1] = {slice};
+    EXPECT_EQ(lines_of(ProfilesCsv(result, "px"))[1], "y,5,5,0,no valid subfields,,,,,,,,,");
 }
 
 TEST(ProfilesCsv, ASliceWithoutValuesKeepsCountStatusAndPosition) {

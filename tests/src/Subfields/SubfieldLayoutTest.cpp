@@ -89,6 +89,54 @@ CSubfieldFiberDirections analysis(const Sizes& subfieldSize) {
     return CSubfieldFiberDirections(1.0, 1.25, subfieldSize[0], subfieldSize[1], subfieldSize[2]);
 }
 
+TEST(DividedLayout, CoversEveryPixelOfTheEvaluatedAreaOnceWithSizesThatDifferByOneAtMost) {
+    for (const CSize& size : {CSize(100, 64, 57), CSize(31, 40, 33), CSize(97, 61)}) {
+        for (const Sizes& counts : {Sizes{1, 1, 1}, Sizes{3, 4, 5}, Sizes{7, 2, 9}, Sizes{25, 34, 27}}) {
+            const auto layout = Impl::CSubfieldLayout::Divided(size, 3.0, counts);
+            ASSERT_TRUE(layout.ListsSubfields());
+            const CBox area = layout.EvaluatedArea();
+            long long listed = 0;
+            long long pixels = 0;
+            for (const CBox& tile : tiles_of(layout)) {
+                if (!layout.HasFullSubfieldSize(tile)) {
+                    EXPECT_EQ(tile.Size().Elements(), 0U);
+                    continue;
+                }
+                ++listed;
+                pixels += static_cast<long long>(tile.Size().Elements());
+                for (int axis = 0; axis < size.Dim(); ++axis) {
+                    const auto at = static_cast<std::size_t>(axis);
+                    EXPECT_GE(tile.Point0()[axis], area.Point0()[axis]);
+                    EXPECT_LE(tile.Point1()[axis], area.Point1()[axis]);
+                    const long long smallest = layout.SubfieldSize()[at];
+                    EXPECT_THAT(tile.Size()[axis], testing::AnyOf(smallest, smallest + 1));
+                }
+            }
+            EXPECT_EQ(listed, counts[0] * counts[1] * (size.Dim() == 3 ? counts[2] : 1));
+            EXPECT_EQ(pixels, layout.EvaluatedPixels());
+            EXPECT_THAT(layout.UnlistedPixels(), ElementsAre(0, 0, 0));
+        }
+    }
+}
+
+TEST(DividedLayout, IsThatOfPlainSizesWhereTheseDivideTheArea) {
+    const CSize size(210, 110, 60);
+    const Impl::CSubfieldLayout plain(size, 5.0, {100, 50, 25});
+    const auto divided = Impl::CSubfieldLayout::Divided(size, 5.0, {2, 2, 2});
+    EXPECT_EQ(texts_of(tiles_of(divided)), texts_of(tiles_of(plain)));
+    EXPECT_EQ(divided.IdentifierWidth(), plain.IdentifierWidth());
+    EXPECT_EQ(divided.MeanSubfieldExtent(0), plain.MeanSubfieldExtent(0));
+}
+
+TEST(SubfieldLayout, TellsThePixelsAtTheFarEdgeThatNoSubfieldHas) {
+    EXPECT_THAT(Impl::CSubfieldLayout(CSize(512, 510, 60), 5.0, {100, 100, 25}).UnlistedPixels(),
+                ElementsAre(2, 0, 0));
+    EXPECT_THAT(Impl::CSubfieldLayout(CSize(128, 128, 160), 4.0, {30, 40, 57}).UnlistedPixels(),
+                ElementsAre(0, 0, 38));
+    EXPECT_THAT(Impl::CSubfieldLayout(CSize(103, 101), 5.0, {10, 10, -1}).UnlistedPixels(),
+                ElementsAre(3, 1, 0));
+}
+
 } // namespace
 
 TEST(SubfieldLayout, AgreesWithANaiveEnumeration) {
