@@ -129,6 +129,8 @@ void refuse_contradictions(const SAnalyzeOptions& options) {
 SAnalyzeSettings read_settings(const SAnalyzeOptions& options, const stream::ICommunicator& ranks) {
     refuse_contradictions(options);
     SAnalyzeSettings settings{};
+    RequireName({"-o", options.outputFolder});
+    RequireName({"--scratch", options.scratch.value_or(".")});
     settings.fiberRadius = ReadLength({"--fiber-radius", options.fiberRadius});
     settings.otsuFactor = options.otsuFactor ? ReadPositiveNumber({"--otsu-factor", *options.otsuFactor})
                                              : Impl::DEFAULT_OTSU_FACTOR;
@@ -394,10 +396,11 @@ class CAnalyzeRun {
                       jobs::RoundedText(field.values.anisotropy, 3) +
                       ", status: " + Impl::StatusText(field.status));
         std::string names = report::RUN_RECORD_FILE;
-        for (const std::string& name : job.FileNames()) {
+        for (const std::string& name : job.Files().Names()) {
             names += " " + name;
         }
         m_console.Say("wrote into '" + m_options.outputFolder + "': " + names);
+        SayEarlierFiles(job.Files(), m_console);
     }
 
     const SAnalyzeOptions& m_options;

@@ -38,6 +38,13 @@ std::optional<double> finite_number(std::string_view text) {
 
 } // namespace
 
+void RequireName(const SArgument& argument) {
+    if (argument.text.empty()) {
+        throw CUsageError(argument.name +
+                          ": the name is empty; give one (a shell variable in its place may not be set)");
+    }
+}
+
 std::vector<double> ReadNumbers(const SArgument& argument) {
     std::vector<double> numbers;
     for (const std::string_view part : split_at_commas(argument.text)) {

@@ -17,6 +17,10 @@ struct SArgument {
     std::string text;
 };
 
+/// Any name of a file or folder: an empty one is a shell variable that is not set, as a rule, and would mean
+/// the current folder.
+void RequireName(const SArgument& argument);
+
 /// Finite numbers separated by commas.
 std::vector<double> ReadNumbers(const SArgument& argument);
 /// Whole numbers separated by commas.

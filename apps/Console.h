@@ -2,6 +2,7 @@
 #pragma once
 
 #include "apps/ProgressBar.h"
+#include "jobs/ResultFiles.h"
 
 #include <string>
 
@@ -27,5 +28,8 @@ class CConsole {
     CProgressBar m_bar;
     CProgressMonitorScope m_installed;
 };
+
+/// Says which files of an earlier run have gone with it, and warns of those that have not.
+void SayEarlierFiles(const jobs::CResultFiles& files, CConsole& console);
 
 } // namespace TEVRA::apps

@@ -48,11 +48,12 @@ Vector read_reference(const std::string& text) {
 
 void run(const SDistanceOptions& options) {
     const Vector reference = read_reference(options.reference);
+    RequireName({"-o", options.output});
     if (std::filesystem::path(options.output).extension() != ".mha") {
         throw CUsageError("-o: '" + options.output + "' must end in .mha, the format it is written in");
     }
     CConsole console(EVerbosity::normal);
-    jobs::CPendingFiles files;
+    jobs::CPendingFiles files(jobs::CInputFiles({options.theta, options.phi}));
     const std::string pending = files.Add(options.output);
     const jobs::SAngleMaps maps = jobs::ReadAngleMaps(options.theta, options.phi);
     const jobs::SDistances result = jobs::MeasureDistances(maps, reference);

@@ -168,6 +168,7 @@ void say_result(const report::SFilterRecord& record, const std::string& folder, 
 }
 
 void run(const SFilterOptions& options) {
+    RequireName({"-o", options.outputFolder});
     const SArgument major{"--major", options.major};
     const SArgument minor{"--minor", options.minor};
     ReadLength(major); // a text that is no length is refused before the image is read
@@ -213,6 +214,7 @@ void run(const SFilterOptions& options) {
     job.Save();
     warn();
     say_result(job.Record(), options.outputFolder, console);
+    SayEarlierFiles(job.Files(), console);
 }
 
 } // namespace

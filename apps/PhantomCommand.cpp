@@ -56,6 +56,7 @@ struct SPhantomArguments {
 enum class EFormat { tiff, metaImage };
 
 EFormat format_of(const std::string& path) {
+    RequireName({"-o", path});
     std::string ending = std::filesystem::path(path).extension().string();
     std::transform(ending.begin(), ending.end(), ending.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });

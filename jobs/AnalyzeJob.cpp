@@ -70,7 +70,8 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
         m_record.parameters.beyondSubfieldsPx = PixelsBeyondSubfields(image_size(), m_task.request);
         record_memory();
         if (m_ranks.IsFirst() && purpose == EPurpose::run) {
-            m_files.emplace(m_task.outputFolder, names_of_outputs(wishes()));
+            m_files.emplace(m_task.outputFolder, names_of_outputs(wishes()),
+                            CInputFiles({m_task.imagePath, m_task.maskPath.value_or("")}));
         }
     });
     m_earlier = common_state(m_analysis->Earlier());
@@ -110,6 +111,9 @@ void CAnalyzeJob::write_texts() {
                              "Writing results...");
     for (const report::SOutput& output : report::Outputs()) {
         if (output.text != nullptr && report::IsWanted(output, wishes())) {
+            if (output.file == std::string(report::RUN_RECORD_FILE)) { // the last one
+                m_record.fileChecks = m_files->Checks();
+            }
             m_record.totalSeconds = m_clock.Seconds();
             m_files->WriteText(output.file, output.text({m_result.analysis, m_record}));
         }

@@ -86,8 +86,8 @@ class CAnalyzeJob {
     /// Of rank 0, after `Run`.
     const stream::SStreamResult& Result() const noexcept { return m_result; }
     const report::SRunRecord& Record() const noexcept { return m_record; }
-    /// The files besides the run record. Of rank 0, after `Plan`.
-    const std::vector<std::string>& FileNames() const { return m_files->Names(); }
+    /// Of rank 0, after `Plan`.
+    const CResultFiles& Files() const { return *m_files; }
 
   private:
     const CSize& image_size() const { return m_task.input.image.Info().size; }

@@ -252,7 +252,8 @@ void CFilterJob::Plan(EPurpose purpose) {
     }
     if (purpose == EPurpose::run) {
         m_files.emplace(m_task.outputFolder,
-                        std::vector<std::string>{INDEX, RESPONSE, COLATITUDE, LONGITUDE, HISTOGRAM, TENSOR});
+                        std::vector<std::string>{INDEX, RESPONSE, COLATITUDE, LONGITUDE, HISTOGRAM, TENSOR},
+                        CInputFiles({m_task.imagePath, m_task.parameters.maskPath.value_or("")}));
         m_record.files = m_files->Names();
     }
 }
@@ -367,6 +368,7 @@ void CFilterJob::Save() {
     write_maps();
     m_files->WriteText(HISTOGRAM, report::HistogramJson(m_directions));
     m_files->WriteText(TENSOR, report::TensorJson(m_tensor));
+    m_record.fileChecks = m_files->Checks();
     m_record.seconds.total = m_clock.Seconds();
     m_files->WriteText(report::RUN_RECORD_FILE, report::RunJson(m_record));
     require_complete(!CProgressMonitor::Obj().CancelRequested());

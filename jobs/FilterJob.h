@@ -96,6 +96,8 @@ class CFilterJob {
 
     /// What is known so far.
     const report::SFilterRecord& Record() const noexcept { return m_record; }
+    /// After `Plan` of a run.
+    const CResultFiles& Files() const { return *m_files; }
 
   private:
     const CSize& size() const { return m_task.image.Info().size; }

@@ -1,15 +1,20 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "jobs/PendingFile.h"
 
+#include "jobs/AbandonedFiles.h"
 #include "jobs/Failure.h"
 #include "jobs/MessageNames.h"
+#include "stream/OpenFile.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstring>
 #include <fcntl.h>
+#include <optional>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -18,6 +23,8 @@ namespace TEVRA::jobs {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr const char* LOCK_NAME = ".tevra-lock";
 
 // Paths for the signal handler, which may neither allocate nor lock: memory that is never freed.
 struct SSlot {
@@ -48,22 +55,19 @@ fs::path folder_of(const fs::path& target) {
     return target.has_parent_path() ? target.parent_path() : fs::path(".");
 }
 
-fs::path temporary_name(const fs::path& target) {
-    return folder_of(target) / (".tevra-" + std::to_string(getpid()) + "-" + target.filename().string());
-}
-
 [[noreturn]] void throw_cannot(const std::string& what, const fs::path& path, int error,
                                const std::string& advice) {
     throw CWorkError("cannot " + what + " '" + path.string() + "': " + std::strerror(error) + "; " + advice);
 }
 
 /// An existing empty file, so that a folder that cannot be written to shows before the work and not after.
-void make_empty_file(const fs::path& temporary, const fs::path& target) {
-    const int file = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (file < 0) {
-        throw_cannot("write", target, errno, "give an output in a folder that exists and can be written to");
+stream::SNewFile make_temporary_file(const fs::path& place, const fs::path& target) {
+    try {
+        return MakeTemporaryFile(place);
+    } catch (const std::system_error& error) {
+        throw_cannot("write", target, error.code().value(),
+                     "give an output in a folder that exists and can be written to");
     }
-    close(file);
 }
 
 bool write_all(int file, std::string_view text) noexcept {
@@ -79,6 +83,98 @@ bool write_all(int file, std::string_view text) noexcept {
     return true;
 }
 
+/// Files on their way into places where earlier ones may be: all of it, or nothing of it.
+class CReplacement {
+  public:
+    CReplacement() = default;
+    ~CReplacement() {
+        if (!m_isFinished) {
+            undo();
+        }
+    }
+    CReplacement(const CReplacement&) = delete;
+    CReplacement& operator=(const CReplacement&) = delete;
+
+    /// Takes what is in a place away for the time being. @return 0, or the error.
+    int TakeAway(const fs::path& place) {
+        std::error_code ignored;
+        const fs::file_status status = fs::symlink_status(place, ignored);
+        if (!fs::is_regular_file(status) && !fs::is_symlink(status)) {
+            return fs::exists(status) ? EISDIR : 0;
+        }
+        SStep step = new_step(place);
+        if (rename(place.c_str(), step.earlier.c_str()) != 0) {
+            return errno;
+        }
+        m_steps.push_back(std::move(step));
+        return 0;
+    }
+
+    /// Puts a file into its place. @return 0, or the error.
+    int Put(const fs::path& file, const fs::path& place) {
+        std::error_code ignored;
+        SStep step;
+        step.place = place;
+        if (fs::is_regular_file(fs::symlink_status(place, ignored))) {
+            step = new_step(place);
+            // With a second name the place is never empty. Not all file systems know such.
+            if (link(place.c_str(), step.earlier.c_str()) != 0 &&
+                rename(place.c_str(), step.earlier.c_str()) != 0) {
+                return errno;
+            }
+        }
+        const int error = rename(file.c_str(), place.c_str()) == 0 ? 0 : errno;
+        step.isReplaced = error == 0;
+        m_steps.push_back(std::move(step));
+        return error;
+    }
+
+    /// All is in its place: what was there before goes.
+    void Finish() noexcept {
+        m_isFinished = true;
+        for (const SStep& step : m_steps) {
+            if (!step.earlier.empty()) {
+                unlink(step.earlier.c_str());
+            }
+        }
+    }
+
+  private:
+    struct SStep {
+        fs::path place{};
+        fs::path earlier{}; // another name of what was in the place; empty if there was nothing
+        bool isReplaced = false;
+        stream::COpenFile held{}; // so that nobody takes what was there for abandoned
+    };
+
+    static SStep new_step(const fs::path& place) {
+        SStep step;
+        step.place = place;
+        step.earlier =
+            folder_of(place) / (TEMPORARY_START + stream::RandomWord() + "-" + place.filename().string());
+        step.held = stream::COpenFile(open(place.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        if (step.held.IsOpen()) {
+            stream::TryLock(step.held.Descriptor());
+        }
+        return step;
+    }
+
+    void undo() noexcept {
+        for (auto step = m_steps.rbegin(); step != m_steps.rend(); ++step) {
+            if (!step->earlier.empty()) {
+                rename(step->earlier.c_str(), step->place.c_str());
+                unlink(step->earlier
+                           .c_str()); // renaming one name of a file to another of its names does nothing
+            } else if (step->isReplaced) {
+                unlink(step->place.c_str());
+            }
+        }
+    }
+
+    std::vector<SStep> m_steps;
+    bool m_isFinished = false;
+};
+
 } // namespace
 
 void RemovePendingFilesNow() noexcept {
@@ -87,6 +183,29 @@ void RemovePendingFilesNow() noexcept {
             unlink(slot.path.data());
         }
     }
+}
+
+CInputFiles::CInputFiles(const std::vector<std::string>& paths) {
+    for (const std::string& path : paths) {
+        std::error_code error;
+        const fs::path file = fs::exists(path, error) ? path : path.substr(0, path.find(":/"));
+        add(file);
+        for (fs::directory_iterator entry(file, error), end; !error && entry != end; entry.increment(error)) {
+            add(entry->path());
+        }
+    }
+}
+
+void CInputFiles::add(const fs::path& file) {
+    struct stat status {};
+    if (stat(file.c_str(), &status) == 0) {
+        m_files.emplace(status.st_dev, status.st_ino);
+    }
+}
+
+bool CInputFiles::Contain(const fs::path& file) const {
+    struct stat status {};
+    return stat(file.c_str(), &status) == 0 && m_files.contains({status.st_dev, status.st_ino});
 }
 
 CPendingFiles::~CPendingFiles() {
@@ -110,19 +229,31 @@ std::string CPendingFiles::Add(const fs::path& target) {
         throw CWorkError("cannot write '" + target.string() +
                          "': it exists and is not a plain file; give another output");
     }
+    if (m_inputs.Contain(target)) {
+        throw CWorkError("cannot write '" + target.string() +
+                         "': it is one of the files to be read; give another output");
+    }
     const fs::path place =
         fs::is_symlink(target, ignored) && fs::exists(status) ? fs::canonical(target) : target;
-    const fs::path temporary = temporary_name(place);
+    if (m_folders.insert(folder_of(place)).second) {
+        RemoveAbandonedFiles(folder_of(place));
+    }
     m_pending.reserve(m_pending.size() + 1);
-    m_pending.push_back({target, place, temporary, register_path(temporary.string())});
-    NameInMessages(temporary.string(), target.string());
-    make_empty_file(temporary, target);
-    return temporary.string();
+    stream::SNewFile temporary = make_temporary_file(place, target);
+    try {
+        const std::size_t slot = register_path(temporary.path);
+        m_pending.push_back({target, place, temporary.path, std::move(temporary.file), slot});
+    } catch (...) {
+        unlink(temporary.path.c_str());
+        throw;
+    }
+    NameInMessages(temporary.path, target.string());
+    return temporary.path;
 }
 
 void CPendingFiles::WriteText(const fs::path& target, std::string_view text) {
     const std::string temporary = Add(target);
-    const int file = open(temporary.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+    const int file = open(temporary.c_str(), O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC);
     bool done = file >= 0 && write_all(file, text);
     int error = errno;
     if (file >= 0 && close(file) != 0 && done) {
@@ -135,30 +266,75 @@ void CPendingFiles::WriteText(const fs::path& target, std::string_view text) {
 }
 
 void CPendingFiles::RemoveOnCommit(const fs::path& obsolete) {
+    m_folders.insert(folder_of(obsolete));
     m_obsolete.push_back(obsolete);
 }
 
-void CPendingFiles::Commit() {
-    for (const fs::path& obsolete : m_obsolete) {
-        std::error_code error;
-        if (fs::remove(obsolete, error); error) {
-            throw_cannot("remove the earlier", obsolete, error.value(), "remove it or give another output");
+void CPendingFiles::sync() const {
+    for (const fs::path& folder : m_folders) {
+        if (const int error = stream::SyncFolder(folder.string()); error != 0) {
+            throw_cannot("write into", folder, error, "check the disk or give another output");
         }
     }
-    auto next = m_pending.begin();
-    for (; next != m_pending.end(); ++next) {
-        if (rename(next->temporary.c_str(), next->place.c_str()) != 0) {
-            const int error = errno;
-            const fs::path target = next->place;
-            m_pending.erase(m_pending.begin(), next);
-            throw_cannot("put in place", target, error, "make the place writable or give another output");
+}
+
+void CPendingFiles::Commit() {
+    for (const SPending& file : m_pending) {
+        // Some file systems have nothing to bring onto a disk.
+        if (fsync(file.file.Descriptor()) != 0 && errno != EINVAL && errno != EROFS && errno != ENOTSUP) {
+            throw_cannot("write", file.announced, errno, "free some space or give another output");
         }
-        unregister_path(next->slot);
+    }
+    CReplacement replacement;
+    const auto put = [&replacement](const SPending& file) {
+        if (const int error = replacement.Put(file.temporary, file.place); error != 0) {
+            throw_cannot("put in place", file.place, error, "make the place writable or give another output");
+        }
+    };
+    const auto take_away = [&replacement](const fs::path& place) {
+        if (const int error = replacement.TakeAway(place); error != 0) {
+            throw_cannot("remove the earlier", place, error, "remove it or give another output");
+        }
+    };
+    const auto last = m_pending.end() - (m_pending.empty() ? 0 : 1);
+    if (last != m_pending.end() && m_pending.size() + m_obsolete.size() > 1) {
+        take_away(last->place);
+        sync();
+    }
+    std::for_each(m_obsolete.begin(), m_obsolete.end(), take_away);
+    std::for_each(m_pending.begin(), last, put);
+    sync();
+    std::for_each(last, m_pending.end(), put);
+    sync();
+    replacement.Finish();
+    for (const SPending& file : m_pending) {
+        unregister_path(file.slot);
     }
     m_pending.clear();
+    m_obsolete.clear();
+}
+
+/// A second signal removes the file of the lock as it does pending ones.
+class COutputFolder::CGuard {
+  public:
+    explicit CGuard(const std::string& path) : m_lock(path), m_slot(register_path(path)) {}
+    ~CGuard() { unregister_path(m_slot); }
+    CGuard(const CGuard&) = delete;
+    CGuard& operator=(const CGuard&) = delete;
+
+  private:
+    stream::CFileLock m_lock;
+    std::size_t m_slot;
+};
+
+void COutputFolder::SDeleteGuard::operator()(CGuard* guard) const noexcept {
+    delete guard;
 }
 
 COutputFolder::COutputFolder(const fs::path& path) : m_path(path.lexically_normal()) {
+    if (path.empty()) {
+        throw CWorkError("the output folder has an empty name; give the name of a folder");
+    }
     std::error_code error;
     const fs::file_status status = fs::status(m_path, error);
     if (fs::exists(status) && !fs::is_directory(status)) {
@@ -176,6 +352,14 @@ COutputFolder::COutputFolder(const fs::path& path) : m_path(path.lexically_norma
         } else if (error) {
             throw_cannot("make output folder", m_path, error.value(), "give a folder that can be written to");
         }
+    }
+    try {
+        m_guard.reset(new CGuard((m_path / LOCK_NAME).string()));
+    } catch (const stream::CLockedError& locked) {
+        throw CWorkError("another run writes into '" + m_path.string() + "' (" + locked.Holder() +
+                         "); wait until it has ended, or give another output folder");
+    } catch (const std::system_error& failure) {
+        throw_cannot("write into", m_path, failure.code().value(), "give a folder that can be written to");
     }
 }
 

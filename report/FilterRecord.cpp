@@ -91,6 +91,7 @@ std::string RunJson(const SFilterRecord& record) {
     json["seconds"] = {
         {"read", record.seconds.read}, {"filter", record.seconds.filter}, {"total", record.seconds.total}};
     json["files"] = FilesJson(record.files);
+    json["file_checks"] = FileChecksJson(record.fileChecks);
     return ToText(json);
 }
 

@@ -80,7 +80,8 @@ struct SFilterRecord {
     STransform transform;
     SMemory memory;
     SSeconds seconds;
-    std::vector<std::string> files; ///< written beside the record
+    std::vector<std::string> files;     ///< written beside the record
+    std::vector<SFileCheck> fileChecks; ///< of these
 };
 
 /// The tensor as it stands in tensor.json.

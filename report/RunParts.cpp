@@ -67,4 +67,12 @@ Json FilesJson(const std::vector<std::string>& files) {
     return files;
 }
 
+Json FileChecksJson(const std::vector<SFileCheck>& files) {
+    Json json = Json::object();
+    for (const SFileCheck& file : files) {
+        json[file.name] = {{"bytes", file.bytes}, {"checksum", file.checksum}};
+    }
+    return json;
+}
+
 } // namespace TEVRA::report

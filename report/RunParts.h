@@ -47,6 +47,13 @@ struct SRunForeground {
     long long ofPixels = 0; ///< of the image
 };
 
+/// What tells a file that a run has written from one that came or was changed later.
+struct SFileCheck {
+    std::string name;
+    unsigned long long bytes = 0;
+    std::string checksum;
+};
+
 /// The head of every run record: program, version, command and start.
 /// @param startTime UTC, ISO 8601.
 nlohmann::ordered_json RecordHead(const std::string& command, const std::string& version,
@@ -55,5 +62,7 @@ nlohmann::ordered_json ToJson(const SRunInput& input);
 nlohmann::ordered_json ToJson(const SRunForeground& foreground);
 /// The files written beside the record.
 nlohmann::ordered_json FilesJson(const std::vector<std::string>& files);
+/// By name, sizes and checksums of these files.
+nlohmann::ordered_json FileChecksJson(const std::vector<SFileCheck>& files);
 
 } // namespace TEVRA::report

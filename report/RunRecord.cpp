@@ -109,6 +109,7 @@ std::string RunJson(const SRunRecord& record) {
         json["idle_seconds"] = record.idleSeconds;
     }
     json["files"] = FilesJson(record.files);
+    json["file_checks"] = FileChecksJson(record.fileChecks);
     return ToText(json);
 }
 

@@ -49,8 +49,9 @@ struct SRunRecord {
     std::vector<SPass> passes;       ///< in order
     std::vector<double> idleSeconds; ///< that each process waited for others; empty for a single one
     double analyzeSeconds = 0.0;
-    double totalSeconds = 0.0;      ///< until the results were written
-    std::vector<std::string> files; ///< written beside the record
+    double totalSeconds = 0.0;          ///< until the results were written
+    std::vector<std::string> files;     ///< written beside the record
+    std::vector<SFileCheck> fileChecks; ///< of these
 };
 
 /// Whether a share of foreground is what images of fibers have.

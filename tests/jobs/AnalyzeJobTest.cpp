@@ -68,7 +68,7 @@ TEST_F(AnalyzeJob, WritesTheOutputsThatTheTaskAsksFor) {
     EXPECT_THAT(
         CTemporaryFolder::EntriesOf(m_folder / "out"),
         ElementsAre("phi.mha", "profiles.csv", "result.json", "run.json", "subfields.csv", "theta.mha"));
-    EXPECT_EQ(read("run.json")["files"], json(job.FileNames()));
+    EXPECT_EQ(read("run.json")["files"], json(job.Files().Names()));
     EXPECT_GT(std::abs(read("result.json")["Field"]["Mean fiber direction"]["x"].get<double>()), 0.99);
 }
 

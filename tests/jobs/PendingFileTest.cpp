@@ -2,15 +2,25 @@
 #include "jobs/PendingFile.h"
 
 #include "jobs/Failure.h"
+#include "stream/OpenFile.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <csignal>
+#include <cstring>
 #include <functional>
+#include <optional>
+#include <set>
 #include <string>
+#include <sys/inotify.h>
 #include <sys/resource.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace TEVRA::jobs {
 namespace {
@@ -145,6 +155,153 @@ TEST(PendingFiles, RefuseANameTooLongForTheSystem) {
     EXPECT_NE(failure_of([&] { files.Add(folder / std::string(10000, 'a')); }), "");
 }
 
+TEST(PendingFiles, HaveNamesThatNobodyCanForetell) {
+    const CTemporaryFolder folder;
+    std::set<std::string> names;
+    for (int run = 0; run < 10; ++run) {
+        CPendingFiles files;
+        names.insert(fs::path(files.Add(folder / "a.json")).filename().string());
+    }
+    EXPECT_EQ(names.size(), 10U);
+    EXPECT_THAT(names, testing::Each(testing::MatchesRegex("\\.tevra-[0-9a-f]{16}-a\\.json")));
+}
+
+TEST(PendingFiles, RemoveThoseThatAKilledRunHasLeftAndNoOthers) {
+    const CTemporaryFolder folder;
+    const std::vector<std::string> abandoned = {".tevra-123-theta.mha", ".tevra-00ff00ff00ff00ff-run.json"};
+    const std::vector<std::string> others = {".tevra-lock",    ".tevra-resume-1-of-1", ".tevra-notes",
+                                             ".tevra-12",      "tevra-12-a",           ".tevra--a",
+                                             ".tevra-12-link", ".tevra-13-folder"};
+    for (const std::string& name : abandoned) {
+        test::WriteFile(folder / name, "left");
+    }
+    for (const std::string& name : others) {
+        if (name == ".tevra-12-link") {
+            fs::create_symlink("elsewhere", folder / name);
+        } else if (name == ".tevra-13-folder") {
+            fs::create_directory(folder / name);
+        } else {
+            test::WriteFile(folder / name, "of others");
+        }
+    }
+    CPendingFiles living;
+    const std::string held = fs::path(living.Add(folder / "b.json")).filename();
+    EXPECT_EQ(folder.Entries().size(), others.size() + 1);
+    test::WriteFile(folder / abandoned.front(), "left again");
+    CPendingFiles files;
+    const std::string own = fs::path(files.Add(folder / "a.json")).filename();
+    std::vector<std::string> left = others;
+    left.insert(left.end(), {held, own});
+    EXPECT_THAT(folder.Entries(), testing::UnorderedElementsAreArray(left));
+    living.Commit();
+    EXPECT_EQ(test::ReadFile(folder / "b.json"), "");
+}
+
+TEST(PendingFiles, AreNeverTheInputs) {
+    const CTemporaryFolder folder;
+    test::WriteFile(folder / "t.mha", "angles");
+    fs::create_hard_link(folder / "t.mha", folder / "hard.mha");
+    fs::create_symlink("t.mha", folder / "soft.mha");
+    fs::create_directory(folder / "slices");
+    test::WriteFile(folder / "slices/1.tif", "slice");
+    test::WriteFile(folder / "scan.h5", "dataset");
+    const CInputFiles inputs({folder / "t.mha", (folder / "slices").string(),
+                              (folder / "scan.h5").string() + ":/grey", (folder / "none").string(), ""});
+    CPendingFiles files(inputs);
+    for (const char* const name :
+         {"t.mha", "hard.mha", "soft.mha", "slices/1.tif", "scan.h5", "slices/../t.mha"}) {
+        EXPECT_THAT(failure_of([&] { files.Add(folder / name); }),
+                    AllOf(HasSubstr(name), HasSubstr("to be read")));
+    }
+    files.Add(folder / "other.mha");
+    files.Commit();
+    EXPECT_EQ(test::ReadFile(folder / "t.mha"), "angles");
+}
+
+/// Files of an earlier run, and those that shall replace them.
+class Replacements : public testing::Test {
+  protected:
+    Replacements() {
+        for (const char* const name : {"a", "b", "run", "obsolete"}) {
+            test::WriteFile(m_folder / name, "earlier");
+        }
+        for (const char* const name : {"new", "a", "b", "run"}) {
+            m_files->WriteText(m_folder / name, "later");
+        }
+        m_files->RemoveOnCommit(m_folder / "obsolete");
+    }
+    void put_a_folder_into_the_place_of(const std::string& name) {
+        fs::remove(m_folder / name);
+        fs::create_directories(m_folder / name / "in it");
+    }
+
+    CTemporaryFolder m_folder;
+    std::optional<CPendingFiles> m_files{std::in_place};
+};
+
+TEST_F(Replacements, AreUndoneWhenOneFails) {
+    put_a_folder_into_the_place_of("b");
+    EXPECT_THAT(failure_of([&] { m_files->Commit(); }),
+                AllOf(HasSubstr("'" + (m_folder / "b").string() + "'"), HasSubstr("directory")));
+    m_files.reset();
+    EXPECT_THAT(m_folder.Entries(), ElementsAre("a", "b", "obsolete", "run"));
+    for (const char* const name : {"a", "run", "obsolete"}) {
+        EXPECT_EQ(test::ReadFile(m_folder / name), "earlier") << name;
+    }
+}
+
+TEST_F(Replacements, AreUndoneWhenTheLastFails) {
+    put_a_folder_into_the_place_of("run");
+    EXPECT_NE(failure_of([&] { m_files->Commit(); }), "");
+    m_files.reset();
+    EXPECT_THAT(m_folder.Entries(), ElementsAre("a", "b", "obsolete", "run"));
+    EXPECT_EQ(test::ReadFile(m_folder / "a"), "earlier");
+    EXPECT_EQ(test::ReadFile(m_folder / "b"), "earlier");
+    EXPECT_EQ(test::ReadFile(m_folder / "obsolete"), "earlier");
+}
+
+TEST_F(Replacements, ReplaceAllAndLeaveNothingElse) {
+    m_files->Commit();
+    EXPECT_THAT(m_folder.Entries(), ElementsAre("a", "b", "new", "run"));
+    for (const char* const name : {"a", "b", "new", "run"}) {
+        EXPECT_EQ(test::ReadFile(m_folder / name), "later") << name;
+    }
+}
+
+/// The names that files in a folder get and lose, in order.
+class CRenames {
+  public:
+    explicit CRenames(const fs::path& folder) : m_watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+        inotify_add_watch(m_watch.Descriptor(), folder.c_str(), IN_MOVE);
+    }
+    /// As in "-run", "+a".
+    std::vector<std::string> Of(const std::vector<std::string>& names) const {
+        std::vector<std::string> renames;
+        std::array<char, 1 << 16> buffer{};
+        const ssize_t count = read(m_watch.Descriptor(), buffer.data(), buffer.size());
+        for (ssize_t at = 0; at < count;) {
+            inotify_event event{};
+            std::memcpy(&event, buffer.data() + at, sizeof(event));
+            const std::string name = buffer.data() + at + sizeof(event);
+            if (std::find(names.begin(), names.end(), name) != names.end()) {
+                renames.push_back(((event.mask & IN_MOVED_FROM) != 0U ? "-" : "+") + name);
+            }
+            at += static_cast<ssize_t>(sizeof(event) + event.len);
+        }
+        return renames;
+    }
+
+  private:
+    stream::COpenFile m_watch;
+};
+
+TEST_F(Replacements, TakeTheLastAwayFirstOfAll) {
+    const CRenames renames(m_folder.Path());
+    m_files->Commit();
+    EXPECT_THAT(renames.Of({"new", "a", "b", "run", "obsolete"}),
+                ElementsAre("-run", "-obsolete", "+new", "+a", "+b", "+run"));
+}
+
 TEST(PendingFilesDeathTest, AFileThatCannotBeWrittenInFullIsAFailureAndIsRemoved) {
     const CTemporaryFolder folder;
     EXPECT_EXIT(
@@ -180,6 +337,25 @@ TEST(OutputFolder, IsRemovedAgainWithTheParentsMadeForIt) {
     { const COutputFolder output(folder / "a/b/c"); }
     EXPECT_TRUE(fs::is_directory(folder / "a"));
     EXPECT_FALSE(fs::exists(folder / "a/b"));
+}
+
+TEST(OutputFolder, IsOfOneRunAtATime) {
+    const CTemporaryFolder folder;
+    {
+        const COutputFolder output(folder / "out");
+        const std::string failure = failure_of([&] { const COutputFolder second(folder / "out/../out"); });
+        EXPECT_THAT(failure, AllOf(HasSubstr("another run"), HasSubstr("/out'"),
+                                   HasSubstr("process " + std::to_string(getpid()) + " on ")));
+    }
+    EXPECT_THAT(folder.Entries(), IsEmpty());
+    COutputFolder output(folder / "out");
+    output.Keep();
+    EXPECT_THAT(CTemporaryFolder::EntriesOf(folder / "out"), IsEmpty());
+    EXPECT_EQ(failure_of([&] { const COutputFolder second(folder / "out"); }), "");
+}
+
+TEST(OutputFolder, RefusesAnEmptyName) {
+    EXPECT_THAT(failure_of([&] { const COutputFolder output(""); }), HasSubstr("empty name"));
 }
 
 TEST(OutputFolder, IsLeftAloneIfItWasThereBefore) {

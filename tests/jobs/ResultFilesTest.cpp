@@ -1,11 +1,19 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "jobs/ResultFiles.h"
 
+#include "jobs/Failure.h"
+#include "jobs/FileChecks.h"
 #include "report/Outputs.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <vector>
 
 namespace TEVRA::jobs {
 namespace {
@@ -33,18 +41,108 @@ TEST(ResultFiles, LeaveNoFolderWithoutCommit) {
     EXPECT_THAT(folder.Entries(), IsEmpty());
 }
 
-TEST(ResultFiles, RemoveWhatAnEarlierRunWroteAndThisOneDoesNot) {
-    const CTemporaryFolder folder;
-    for (const char* const name :
-         {"run.json", "result.json", "subfields.csv", "profiles.csv", "theta.mha", "phi.mha", "notes.txt"}) {
-        test::WriteFile(folder / name, "earlier");
+/// A folder with the results of an earlier run and a file of its user's.
+class EarlierResults : public testing::Test {
+  protected:
+    EarlierResults() {
+        test::WriteFile(m_folder / "notes.txt", "of the user");
+        CResultFiles files(m_folder.Path(), {RESULT, SUBFIELDS, PROFILES, THETA, PHI});
+        for (const std::string& name : files.Names()) {
+            files.WriteText(name.c_str(), "earlier " + name);
+        }
+        m_record = {{"program", "tevra"},
+                    {"files", files.Names()},
+                    {"file_checks", report::FileChecksJson(files.Checks())}};
+        files.WriteText(report::RUN_RECORD_FILE, m_record.dump());
+        files.Commit();
     }
-    { const CResultFiles abandoned(folder.Path(), {report::RESULT_FILE}); }
-    EXPECT_THAT(folder.Entries(), testing::SizeIs(7));
-    CResultFiles files(folder.Path(), {report::RESULT_FILE, report::THETA_FILE});
+    void write_record() const { test::WriteFile(m_folder / "run.json", m_record.dump()); }
+    /// A run that writes the result only.
+    void expect_to_leave_alone(const std::vector<std::string>& names) const {
+        const std::vector<std::string> before = m_folder.Entries();
+        CResultFiles files(m_folder.Path(), {RESULT});
+        files.Commit();
+        EXPECT_EQ(files.LeftAlone(), names);
+        EXPECT_EQ(m_folder.Entries().size(), before.size() - files.Removed().size());
+        for (const std::string& name : names) {
+            EXPECT_TRUE(std::filesystem::exists(m_folder / name)) << name;
+        }
+    }
+    static constexpr const char* RESULT = report::RESULT_FILE;
+    static constexpr const char* SUBFIELDS = report::SUBFIELDS_FILE;
+    static constexpr const char* PROFILES = report::PROFILES_FILE;
+    static constexpr const char* THETA = report::THETA_FILE;
+    static constexpr const char* PHI = report::PHI_FILE;
+
+    CTemporaryFolder m_folder;
+    nlohmann::json m_record;
+};
+
+TEST_F(EarlierResults, ThatARunDoesNotWriteAreRemovedAndNamed) {
+    { const CResultFiles abandoned(m_folder.Path(), {RESULT}); }
+    EXPECT_THAT(m_folder.Entries(), testing::SizeIs(7));
+    CResultFiles files(m_folder.Path(), {RESULT, THETA});
     files.Commit();
-    EXPECT_THAT(folder.Entries(), ElementsAre("notes.txt", "result.json", "run.json", "theta.mha"));
-    EXPECT_EQ(test::ReadFile(folder / "theta.mha"), "");
+    EXPECT_THAT(m_folder.Entries(), ElementsAre("notes.txt", "result.json", "run.json", "theta.mha"));
+    EXPECT_THAT(files.Removed(), ElementsAre(SUBFIELDS, PROFILES, PHI));
+    EXPECT_THAT(files.LeftAlone(), IsEmpty());
+    EXPECT_EQ(test::ReadFile(m_folder / "theta.mha"), "");
+}
+
+TEST_F(EarlierResults, AreLeftAloneWhenSomethingElseHasTheirNames) {
+    test::WriteFile(m_folder / SUBFIELDS, "longer than what was there before");
+    std::string sameSize = test::ReadFile(m_folder / PROFILES);
+    sameSize.back() = '!';
+    test::WriteFile(m_folder / PROFILES, sameSize);
+    std::filesystem::rename(m_folder / PHI, m_folder / "moved.mha");
+    std::filesystem::create_symlink("moved.mha", m_folder / PHI);
+    expect_to_leave_alone({SUBFIELDS, PROFILES, PHI});
+    EXPECT_EQ(test::ReadFile(m_folder / PROFILES), sameSize);
+}
+
+TEST_F(EarlierResults, AreNotThoseOfAnotherProgram) {
+    m_record["program"] = "another";
+    write_record();
+    expect_to_leave_alone({});
+    EXPECT_THAT(m_folder.Entries(), testing::SizeIs(7));
+}
+
+TEST_F(EarlierResults, AreLeftAloneWhereTheRecordHasNoSizes) {
+    m_record.erase("file_checks");
+    write_record();
+    expect_to_leave_alone({SUBFIELDS, PROFILES, THETA, PHI});
+}
+
+TEST_F(EarlierResults, AreNotLookedForWhereTheRecordIsNone) {
+    for (const char* const text :
+         {"", "{", "[]", "7", R"({"program":"tevra","files":7})", R"({"program":7,"files":["theta.mha"]})",
+          R"({"program":"tevra","files":["theta.mha"],"file_checks":[]})"}) {
+        test::WriteFile(m_folder / "run.json", text);
+        expect_to_leave_alone({});
+    }
+    EXPECT_THAT(m_folder.Entries(), testing::SizeIs(7));
+}
+
+TEST_F(EarlierResults, DoNotLeadOutOfTheFolder) {
+    std::filesystem::create_directory(m_folder / "inner");
+    test::WriteFile(m_folder / "victim", "precious");
+    const auto check = CheckOf(m_folder / "victim", "");
+    m_record["files"] = {"../victim", (m_folder / "victim").string(), "..", "", "inner"};
+    for (const std::string name : m_record["files"]) {
+        m_record["file_checks"][name] = {{"bytes", check->bytes}, {"checksum", check->checksum}};
+    }
+    test::WriteFile(m_folder / "inner/run.json", m_record.dump());
+    CResultFiles files(m_folder / "inner", {RESULT});
+    files.Commit();
+    EXPECT_TRUE(std::filesystem::exists(m_folder / "victim"));
+    EXPECT_THAT(files.Removed(), IsEmpty());
+}
+
+TEST_F(EarlierResults, ThatARunReadsAreNeitherReplacedNorRemoved) {
+    const CInputFiles inputs({m_folder / THETA});
+    EXPECT_THROW(CResultFiles(m_folder.Path(), {RESULT}, inputs), CWorkError);
+    EXPECT_THROW(CResultFiles(m_folder.Path(), {RESULT, THETA}, inputs), CWorkError);
+    EXPECT_EQ(test::ReadFile(m_folder / THETA), "earlier theta.mha");
 }
 
 TEST(ResultFiles, LeaveFilesOfTheirNamesAloneWhereNoRunRecordIs) {
@@ -53,6 +151,43 @@ TEST(ResultFiles, LeaveFilesOfTheirNamesAloneWhereNoRunRecordIs) {
     CResultFiles files(folder.Path(), {report::RESULT_FILE});
     files.Commit();
     EXPECT_THAT(folder.Entries(), ElementsAre("phi.mha", "result.json", "run.json"));
+}
+
+TEST(FileChecks, SeeAChangeAnywhereInSmallFilesAndALargeOneEverywhere) {
+    const CTemporaryFolder folder;
+    std::string bytes(std::size_t{1} << 20, 'a');
+    test::WriteFile(folder / "a", bytes);
+    const auto whole = CheckOf(folder / "a", "name");
+    ASSERT_TRUE(whole);
+    EXPECT_EQ(whole->name, "name");
+    EXPECT_EQ(whole->bytes, bytes.size());
+    bytes[54321] = 'b';
+    test::WriteFile(folder / "a", bytes);
+    EXPECT_NE(CheckOf(folder / "a", "")->checksum, whole->checksum);
+
+    std::string large(5'000'001, 'a');
+    test::WriteFile(folder / "a", large);
+    const auto sampled = CheckOf(folder / "a", "");
+    for (std::size_t first = 0; first < large.size(); first += 500'000) { // a tenth of the file
+        std::string changed = large;
+        std::fill_n(changed.begin() + static_cast<std::ptrdiff_t>(first),
+                    std::min<std::size_t>(500'000, changed.size() - first), 'b');
+        test::WriteFile(folder / "a", changed);
+        if (changed.size() - first > 100'000) {
+            EXPECT_NE(CheckOf(folder / "a", "")->checksum, sampled->checksum) << first;
+        }
+    }
+    large.back() = 'b';
+    test::WriteFile(folder / "a", large);
+    EXPECT_NE(CheckOf(folder / "a", "")->checksum, sampled->checksum);
+    EXPECT_FALSE(CheckOf(folder.Path(), ""));
+    EXPECT_FALSE(CheckOf(folder / "none", ""));
+}
+
+TEST(FileChecks, AreFnv1aOfTheBytes) {
+    const CTemporaryFolder folder;
+    test::WriteFile(folder / "a", "foobar"); // from the published test vectors of the hash
+    EXPECT_EQ(CheckOf(folder / "a", "")->checksum, "85944171f73967e8");
 }
 
 } // namespace

@@ -38,6 +38,7 @@ SRunRecord make_record() {
     record.analyzeSeconds = 2.0;
     record.totalSeconds = 2.5;
     record.files = {"result.json"};
+    record.fileChecks = {{"result.json", 5000000000, "85944171f73967e8"}};
     return record;
 }
 
@@ -57,7 +58,8 @@ TEST(RunRecord, HoldsWhatWasRunOnWhat) {
         "memory": {"allowed_bytes": 1000, "expected_bytes": 900, "scratch_bytes": 800,
                    "scratch_place": "file"},
         "seconds": {"slices": 0.25, "columns": 0.5, "analyze": 2.0, "total": 2.5},
-        "files": ["result.json"]})");
+        "files": ["result.json"],
+        "file_checks": {"result.json": {"bytes": 5000000000, "checksum": "85944171f73967e8"}}})");
     EXPECT_EQ(json::parse(RunJson(make_record())), expected);
 }
 
