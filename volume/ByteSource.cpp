@@ -2,6 +2,7 @@
 #include "volume/ByteSource.h"
 
 #include "volume/Failure.h"
+#include "volume/PackedSize.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -17,6 +18,8 @@ namespace TEVRA::volume {
 namespace {
 
 constexpr std::size_t CHUNK_BYTES = std::size_t{1} << 18;
+constexpr std::size_t STREAM_BYTES = std::size_t{1} << 14;  // of an input stream's buffer, generously
+constexpr std::size_t INFLATE_BYTES = std::size_t{1} << 16; // zlib's window of 32 kB and its tables
 constexpr int ANY_HEADER = 15 + 32; // zlib's code for largest window, zlib or gzip header
 
 std::ifstream open_file(const std::string& path) {
@@ -43,6 +46,8 @@ class CFileBytes : public IByteSource {
             throw CEnvironmentError(m_path + ": reading failed; check the disk or the network");
         }
     }
+    const std::string& Path() const override { return m_path; }
+    std::size_t BufferBytes() const override { return STREAM_BYTES; }
 
   private:
     std::string m_path;
@@ -77,6 +82,8 @@ class CInflatedBytes : public IByteSource {
         unpack(bytes, target);
         check_sum();
     }
+    const std::string& Path() const override { return m_path; }
+    std::size_t BufferBytes() const override { return STREAM_BYTES + 2 * CHUNK_BYTES + INFLATE_BYTES; }
 
   private:
     void rewind() {
@@ -167,8 +174,12 @@ std::unique_ptr<IByteSource> OpenFileBytes(const std::string& path, unsigned lon
 }
 
 std::unique_ptr<IByteSource> OpenInflatedBytes(const std::string& path, unsigned long long startBytes,
-                                               unsigned long long skippedBytes) {
-    FileBytes(path);
+                                               unsigned long long skippedBytes,
+                                               unsigned long long neededBytes) {
+    const unsigned long long present = FileBytes(path);
+    const unsigned long long packed = present - std::min(present, startBytes);
+    CheckPackedSize(path, static_cast<double>(skippedBytes) + static_cast<double>(neededBytes),
+                    static_cast<double>(packed), DEFLATE_EXPANSION);
     return std::make_unique<CInflatedBytes>(path, startBytes, skippedBytes);
 }
 

@@ -2,6 +2,7 @@
 #include "volume/ImageReader.h"
 
 #include "volume/Failure.h"
+#include "volume/FileKind.h"
 #include "volume/HeaderText.h"
 #include "volume/Readers.h"
 
@@ -15,7 +16,7 @@
 namespace TEVRA::volume {
 namespace {
 
-constexpr long long LARGEST_EXTENT = 1'000'000; // three of them times 4 bytes stay below 2^63
+constexpr long long LARGEST_EXTENT = 1'000'000; // three of them times 8 bytes stay below 2^63
 
 bool ends_like(const std::string& path, std::string_view ending) {
     return path.size() > ending.size() &&
@@ -45,25 +46,28 @@ struct SFileAndDataset {
     std::string dataset; // empty if there is none in the path
 };
 
-/// Takes "file.h5:/path" apart. A colon may be part of a file's name: a file of the whole name comes first.
+/// Takes "file.h5:/path" and "file.h5:path" apart. A colon may be part of a file's name: a file of the whole
+/// name comes first.
 SFileAndDataset split_path(const std::string& path) {
     if (is_file(path)) {
         return {path, ""};
     }
-    for (std::size_t at = path.find(":/"); at != std::string::npos; at = path.find(":/", at + 1)) {
+    for (std::size_t at = path.find(':'); at != std::string::npos; at = path.find(':', at + 1)) {
         const std::string file = path.substr(0, at);
         if (is_file(file) || ends_like(file, ".h5") || ends_like(file, ".hdf5")) {
-            return {file, path.substr(at + 1)};
+            const std::string dataset = path.substr(at + 1);
+            return {file, dataset.empty() || dataset.starts_with('/') ? dataset : "/" + dataset};
         }
     }
     return {path, ""};
 }
 
 [[noreturn]] void refuse_format(const std::string& path) {
-    throw CInputError(path +
-                      ": not an image file of a known format; give TIFF, PNG, a folder of TIFF or PNG "
-                      "slices, MetaImage (.mha, .mhd), NRRD, NIfTI, HDF5 (file.h5:/path), or a raw file "
-                      "with its layout");
+    const std::string note = FileKindNote(FirstBytes(path, FILE_KIND_BYTES));
+    throw CInputError(
+        path + ": not an image file of a known format" + (note.empty() ? "" : ": " + note) +
+        "; give TIFF, PNG, a folder of TIFF or PNG slices, MetaImage (.mha, .mhd), NRRD, NIfTI, "
+        "HDF5 (file.h5:/path), NumPy (.npy), or a raw file with its layout");
 }
 
 std::unique_ptr<IImageReader> open_file(const std::string& path, const std::string& dataset) {
@@ -83,6 +87,9 @@ std::unique_ptr<IImageReader> open_file(const std::string& path, const std::stri
     }
     if (start.starts_with("NRRD")) {
         return OpenNrrd(path);
+    }
+    if (start.starts_with("\x93NUMPY"sv)) {
+        return OpenNpy(path);
     }
     if (ends_like(path, ".mha") || ends_like(path, ".mhd")) {
         return OpenMetaImage(path);

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace TEVRA::volume {
 
@@ -21,6 +22,8 @@ struct SImageInfo {
     std::optional<std::array<double, 3>> spacing; ///< x, y, z (2D: z is 1); nothing if the file states none
     std::string spacingUnit;                      ///< "mm" or "um"; empty if the file states none
     std::string spacingNote;                      ///< where the spacing is from, or why there is none
+    bool isRounded = false;    ///< the file's type has values that the floats handed out can only come near
+    std::string missingSlices; ///< of a folder: numbers that no file has, as in "12, 15 to 17"; empty if none
 };
 
 /// An image file opened for reading, by ranges of slices. Not for use by several threads at a time.
@@ -32,6 +35,15 @@ class IImageReader {
     virtual ~IImageReader();
 
     virtual const SImageInfo& Info() const = 0;
+    /// All files that header and pixels are read from, whatever refers to them.
+    virtual std::vector<std::string> Files() const = 0;
+
+    /// Most memory that the reader takes for itself while slices are read.
+    virtual std::size_t BufferBytes() const = 0;
+    /// Asks for no more than so many bytes of it. What reading cannot do without stays.
+    virtual void LimitBuffers(std::size_t /*bytes*/) {}
+    /// Largest difference between a value read so far and the float handed out for it.
+    virtual double LargestRounding() const { return 0.0; }
 
     /// Number of slices; 1 in 2D.
     long long SliceCount() const { return Info().size[2]; }
@@ -55,8 +67,8 @@ struct SOpenOptions {
 };
 
 /// Opens an image: a TIFF or BigTIFF file, a folder of TIFF or PNG slices (in natural order of their names),
-/// a PNG, MetaImage, NRRD or NIfTI file, a dataset of an HDF5 file ("file.h5:/path/of/dataset"), or a file
-/// without header if `options.raw` gives its layout.
+/// a PNG, MetaImage, NRRD, NIfTI or NumPy file, a dataset of an HDF5 file ("file.h5:/path/of/dataset"), or a
+/// file without header if `options.raw` gives its layout.
 ///
 /// All of the header is checked here, and of a folder all slices' headers.
 /// @throws CInputError if there is no such file, or it is not an image of one of the pixel types, or broken;

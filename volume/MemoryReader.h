@@ -14,6 +14,8 @@ class CMemoryReader : public IImageReader {
     CMemoryReader(const CSize& size, EPixelType pixelType, const void* pixels);
 
     const SImageInfo& Info() const override { return m_info; }
+    std::vector<std::string> Files() const override { return {}; }
+    std::size_t BufferBytes() const override { return 0; }
 
   private:
     void read_slices(long long firstSlice, long long sliceCount, std::byte* pixels) override;

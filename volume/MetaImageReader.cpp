@@ -150,7 +150,7 @@ std::unique_ptr<IByteSource> pixel_bytes(const std::string& path, const SMetaFie
     if (!fields.IsTrue("CompressedData")) {
         return OpenFileBytes(holder, start, bytes);
     }
-    return OpenInflatedBytes(holder, start);
+    return OpenInflatedBytes(holder, start, 0, bytes);
 }
 
 } // namespace
@@ -171,12 +171,14 @@ std::unique_ptr<IImageReader> OpenMetaImage(const std::string& path) {
     info.size = ImageSize(path, extents_of(path, fields));
     info.pixelType = HandedOutType(type);
     info.storedType = Description(type);
+    info.isRounded = IsRounded(type);
     const SSpacing spacing = spacing_of(fields, info.size.Dim());
     info.spacing = spacing.distances;
     info.spacingUnit = spacing.unit;
     info.spacingNote = spacing.note;
     const bool bigEndian = fields.IsTrue("BinaryDataByteOrderMSB") || fields.IsTrue("ElementByteOrderMSB");
-    return MakeRawPixelsReader(info, pixel_bytes(path, fields, info.size.Elements() * BytesPerPixel(type)),
+    return MakeRawPixelsReader(path, info,
+                               pixel_bytes(path, fields, info.size.Elements() * BytesPerPixel(type)),
                                {type, bigEndian ? EByteOrder::big : EByteOrder::little,
                                 static_cast<std::size_t>(info.size[0] * info.size[1]), std::nullopt});
 }

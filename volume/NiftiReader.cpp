@@ -117,25 +117,25 @@ EStoredType data_type(const std::string& path, int code) {
         return EStoredType::i8;
     case 512:
         return EStoredType::u16;
+    case 8:
+        return EStoredType::i32;
+    case 64:
+        return EStoredType::f64;
+    case 768:
+        return EStoredType::u32;
+    case 1024:
+        return EStoredType::i64;
+    case 1280:
+        return EStoredType::u64;
     case 1:
         RefusePixels(path, "1-bit");
-    case 8:
-        RefusePixels(path, NumberDescription(ENumberKind::signedInteger, 32));
     case 32:
     case 1792:
     case 2048:
         RefusePixels(path, "complex numbers");
-    case 64:
-        RefusePixels(path, NumberDescription(ENumberKind::floatingPoint, 64));
     case 128:
     case 2304:
         RefusePixels(path, "RGB colors");
-    case 768:
-        RefusePixels(path, NumberDescription(ENumberKind::unsignedInteger, 32));
-    case 1024:
-        RefusePixels(path, NumberDescription(ENumberKind::signedInteger, 64));
-    case 1280:
-        RefusePixels(path, NumberDescription(ENumberKind::unsignedInteger, 64));
     case 1536:
         RefusePixels(path, NumberDescription(ENumberKind::floatingPoint, 128));
     default:
@@ -171,7 +171,7 @@ bool is_gzip(const std::string& path) {
 std::unique_ptr<IImageReader> OpenNifti(const std::string& path) {
     const bool compressed = is_gzip(path);
     std::unique_ptr<IByteSource> headerBytes =
-        compressed ? OpenInflatedBytes(path, 0) : OpenFileBytes(path, 0, NIFTI1_BYTES);
+        compressed ? OpenInflatedBytes(path, 0, 0, NIFTI1_BYTES) : OpenFileBytes(path, 0, NIFTI1_BYTES);
     const CNiftiHeader header(*headerBytes, path);
     const EStoredType type = data_type(path, header.DataType());
     const std::optional<SValueScale> scale = header.Scale();
@@ -180,6 +180,7 @@ std::unique_ptr<IImageReader> OpenNifti(const std::string& path) {
     info.size = ImageSize(path, header.Extents());
     info.pixelType = scale ? EPixelType::f32 : HandedOutType(type);
     info.storedType = Description(type);
+    info.isRounded = IsRounded(type);
     const SSpacing spacing = spacing_of(header, info.size.Dim());
     info.spacing = spacing.distances;
     info.spacingUnit = spacing.unit;
@@ -193,7 +194,8 @@ std::unique_ptr<IImageReader> OpenNifti(const std::string& path) {
     const SRawPixelsLayout layout{type, header.ByteOrder(),
                                   static_cast<std::size_t>(info.size[0] * info.size[1]), scale};
     return MakeRawPixelsReader(
-        info, compressed ? OpenInflatedBytes(path, 0, start) : OpenFileBytes(path, start, bytes), layout);
+        path, info, compressed ? OpenInflatedBytes(path, 0, start, bytes) : OpenFileBytes(path, start, bytes),
+        layout);
 }
 
 } // namespace TEVRA::volume

@@ -224,7 +224,7 @@ std::unique_ptr<IByteSource> pixel_bytes(const std::string& path, const SNrrdFie
     unsigned long long start = (dataFile ? 0 : fields.bytes);
     const std::string encoding = required(path, fields, "encoding");
     if (encoding == "gzip" || encoding == "gz") {
-        return OpenInflatedBytes(holder, start, static_cast<unsigned long long>(std::max(*skip, 0LL)));
+        return OpenInflatedBytes(holder, start, static_cast<unsigned long long>(std::max(*skip, 0LL)), bytes);
     }
     if (encoding != "raw") {
         throw CInputError(path + ": the pixels are encoded as " + encoding +
@@ -261,11 +261,13 @@ std::unique_ptr<IImageReader> OpenNrrd(const std::string& path) {
     info.size = ImageSize(path, extents_of(path, fields));
     info.pixelType = HandedOutType(type);
     info.storedType = Description(type);
+    info.isRounded = IsRounded(type);
     const SSpacing spacing = spacing_of(fields, info.size.Dim());
     info.spacing = spacing.distances;
     info.spacingUnit = spacing.unit;
     info.spacingNote = spacing.note;
-    return MakeRawPixelsReader(info, pixel_bytes(path, fields, info.size.Elements() * BytesPerPixel(type)),
+    return MakeRawPixelsReader(path, info,
+                               pixel_bytes(path, fields, info.size.Elements() * BytesPerPixel(type)),
                                {type, byte_order(path, fields, type),
                                 static_cast<std::size_t>(info.size[0] * info.size[1]), std::nullopt});
 }

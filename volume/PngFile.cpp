@@ -4,8 +4,10 @@
 #include "volume/ByteSource.h"
 #include "volume/Failure.h"
 #include "volume/HeaderText.h"
+#include "volume/PackedSize.h"
 
 #include <bit>
+#include <cmath>
 #include <csetjmp>
 #include <cstdio>
 #include <memory>
@@ -136,7 +138,18 @@ class CPngReading {
 } // namespace
 
 SPngInfo ReadPngInfo(const std::string& path) {
-    return CPngReading(path).Header();
+    const SPngInfo info = CPngReading(path).Header();
+    const double lineBytes = std::ceil(static_cast<double>(info.width) * info.bits / 8.0);
+    CheckPackedSize(path, lineBytes * static_cast<double>(info.height), static_cast<double>(FileBytes(path)),
+                    DEFLATE_EXPANSION);
+    return info;
+}
+
+std::size_t PngBufferBytes(const SPngInfo& info) noexcept {
+    constexpr std::size_t LIBRARY_BYTES = std::size_t{1} << 17; // zlib's window and tables, libpng's input
+    constexpr std::size_t LINES = 3;                            // this, the one before and one transformed
+    return LIBRARY_BYTES + static_cast<std::size_t>(info.height) * sizeof(png_bytep) +
+           LINES * static_cast<std::size_t>(info.width) * BytesPerPixel(info.type);
 }
 
 void ReadPng(const std::string& path, const SPngInfo& info, std::byte* pixels) {

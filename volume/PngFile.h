@@ -22,6 +22,9 @@ struct SPngInfo {
 /// opened.
 SPngInfo ReadPngInfo(const std::string& path);
 
+/// Memory that decoding takes beside the pixels.
+std::size_t PngBufferBytes(const SPngInfo& info) noexcept;
+
 /// Decodes the image. @param pixels room for width x height pixels of the given info's type.
 /// @throws CInputError if the file is broken or no longer what `info` says.
 void ReadPng(const std::string& path, const SPngInfo& info, std::byte* pixels);

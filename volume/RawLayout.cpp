@@ -4,19 +4,22 @@
 #include "volume/Failure.h"
 #include "volume/NumberText.h"
 
+#include <array>
 #include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace TEVRA::volume {
 namespace {
 
-constexpr long long LARGEST_EXTENT = 1'000'000; // three of them times 4 bytes stay below 2^63
+constexpr long long LARGEST_EXTENT = 1'000'000; // three of them times 8 bytes stay below 2^63
 
 [[noreturn]] void refuse(const std::string& text, const std::string& why) {
-    throw CInputError("raw layout '" + text + "': " + why +
-                      "; give X,Y,Z,TYPE or X,Y,TYPE as in 512,512,300,u16 where TYPE is u8, u16 or f32 "
-                      "(little-endian) or u16be or f32be (big-endian)");
+    throw CInputError(
+        "raw layout '" + text + "': " + why +
+        "; give X,Y,Z,TYPE or X,Y,TYPE as in 512,512,300,u16 where TYPE is u8, i8, u16, i16, "
+        "u32, i32, u64, i64, f32 or f64 (little-endian; big-endian with be behind it, as in u16be)");
 }
 
 std::vector<std::string_view> split_at_commas(std::string_view text) {
@@ -32,16 +35,28 @@ std::vector<std::string_view> split_at_commas(std::string_view text) {
 }
 
 void set_type(SRawLayout& layout, std::string_view type, const std::string& text) {
-    if (type == "u8") {
-        layout.pixelType = EPixelType::u8;
-    } else if (type == "u16" || type == "u16be") {
-        layout.pixelType = EPixelType::u16;
-    } else if (type == "f32" || type == "f32be") {
-        layout.pixelType = EPixelType::f32;
-    } else {
-        refuse(text, "'" + std::string(type) + "' is not a pixel type");
+    constexpr std::array<std::pair<std::string_view, EStoredType>, 10> NAMES{{{"u8", EStoredType::u8},
+                                                                              {"u16", EStoredType::u16},
+                                                                              {"f32", EStoredType::f32},
+                                                                              {"i8", EStoredType::i8},
+                                                                              {"i16", EStoredType::i16},
+                                                                              {"u32", EStoredType::u32},
+                                                                              {"i32", EStoredType::i32},
+                                                                              {"u64", EStoredType::u64},
+                                                                              {"i64", EStoredType::i64},
+                                                                              {"f64", EStoredType::f64}}};
+    std::string_view name = type;
+    if (name.ends_with("be")) {
+        name.remove_suffix(2);
+        layout.byteOrder = EByteOrder::big;
     }
-    layout.byteOrder = type.ends_with("be") ? EByteOrder::big : EByteOrder::little;
+    for (const auto& [known, stored] : NAMES) {
+        if (known == name && (name == type || BytesPerPixel(stored) > 1)) {
+            layout.type = stored;
+            return;
+        }
+    }
+    refuse(text, "'" + std::string(type) + "' is not a pixel type");
 }
 
 } // namespace

@@ -17,6 +17,8 @@ std::unique_ptr<IImageReader> OpenSliceFolder(const std::string& folder);
 std::unique_ptr<IImageReader> OpenMetaImage(const std::string& path);
 std::unique_ptr<IImageReader> OpenNrrd(const std::string& path);
 std::unique_ptr<IImageReader> OpenNifti(const std::string& path);
+/// NumPy's .npy.
+std::unique_ptr<IImageReader> OpenNpy(const std::string& path);
 /// @param dataset empty: refused with a list of the datasets.
 std::unique_ptr<IImageReader> OpenHdf5(const std::string& path, const std::string& dataset);
 std::unique_ptr<IImageReader> OpenRaw(const std::string& path, const SRawLayout& layout);

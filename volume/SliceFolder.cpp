@@ -62,8 +62,10 @@ class CSliceFolderReader : public IImageReader {
                 m_info = slice->Info();
             }
             check_slice(slice->Info());
+            m_bufferBytes = std::max(m_bufferBytes, slice->BufferBytes());
         }
         m_info.format = format;
+        m_info.missingSlices = MissingNumbers(names);
         m_info.size =
             ImageSize(folder, {m_info.size[0], m_info.size[1], static_cast<long long>(m_paths.size())});
         if (m_info.size.Dim() == 3 && m_info.spacing) {
@@ -74,6 +76,9 @@ class CSliceFolderReader : public IImageReader {
     }
 
     const SImageInfo& Info() const override { return m_info; }
+    std::vector<std::string> Files() const override { return m_paths; }
+    std::size_t BufferBytes() const override { return m_bufferBytes; }
+    double LargestRounding() const override { return m_largestRounding; }
 
   private:
     void check_slice(const SImageInfo& slice) const {
@@ -105,12 +110,15 @@ class CSliceFolderReader : public IImageReader {
                 throw CInputError(path + ": the file has been changed while it was read");
             }
             reader->ReadSlices(0, 1, pixels);
+            m_largestRounding = std::max(m_largestRounding, reader->LargestRounding());
             pixels += SliceBytes();
         }
     }
 
     std::vector<std::string> m_paths;
     SImageInfo m_info;
+    std::size_t m_bufferBytes = 0;
+    double m_largestRounding = 0.0;
 };
 
 class CPngReader : public IImageReader {
@@ -128,6 +136,8 @@ class CPngReader : public IImageReader {
     }
 
     const SImageInfo& Info() const override { return m_info; }
+    std::vector<std::string> Files() const override { return {m_path}; }
+    std::size_t BufferBytes() const override { return PngBufferBytes(m_png); }
 
   private:
     void read_slices(long long /*firstSlice*/, long long sliceCount, std::byte* pixels) override {

@@ -3,12 +3,14 @@
 
 #include "volume/ByteSource.h"
 #include "volume/Failure.h"
+#include "volume/PackedSize.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <optional>
 
 #include <tiffio.h>
@@ -19,6 +21,7 @@ namespace {
 // Page headers hold a few hundred bytes, compressed strips less than the file: what needs more is broken.
 constexpr tmsize_t LARGEST_ALLOCATION_BESIDE_FILE = tmsize_t{256} << 20;
 constexpr std::uint64_t LARGEST_TILE_BESIDE_PAGE = std::uint64_t{64} << 20;
+constexpr std::size_t LIBRARY_BYTES = std::size_t{1} << 18; // a page's tables, and the decoder's own
 constexpr std::byte WHITE{255};
 
 std::string page_name(const std::string& path, std::size_t index) {
@@ -143,6 +146,37 @@ bool is_inverted(const STiffPage& page) {
     return page.grey == ETiffGrey::inverted || page.grey == ETiffGrey::bilevelInverted;
 }
 
+bool is_converted(const STiffPage& page) {
+    return is_bilevel(page) || IsConverted(page.type);
+}
+
+/// Most bytes that one of compressed data can become; infinite where no bound is known.
+double expansion_of(std::uint16_t compression, double lineBytes) {
+    switch (compression) {
+    case COMPRESSION_NONE:
+        return 1.0;
+    case COMPRESSION_PACKBITS: // two bytes for 128
+        return 64.0;
+    case COMPRESSION_LZW: // twelve bits for at most as many bytes as the table has entries
+        return 4096.0 / 1.5;
+    case COMPRESSION_DEFLATE:
+    case COMPRESSION_ADOBE_DEFLATE:
+        return DEFLATE_EXPANSION;
+    case COMPRESSION_JPEG: // a bit for 64 pixels in each of two or more scans
+        return 512.0;
+    case COMPRESSION_CCITTRLE:
+    case COMPRESSION_CCITTFAX3:
+    case COMPRESSION_CCITTFAX4: // a bit for a line
+        return 8.0 * lineBytes;
+    case COMPRESSION_ZSTD: // four bytes for a block of 128 kB
+        return 32768.0;
+    case COMPRESSION_LZMA: // 14 decisions of 0.022 bits each for 273 bytes
+        return 8192.0;
+    default:
+        return std::numeric_limits<double>::infinity();
+    }
+}
+
 std::size_t line_bytes(const STiffPage& page) {
     const auto width = static_cast<std::size_t>(page.width);
     return is_bilevel(page) ? (width + 7) / 8 : width * BytesPerPixel(page.type);
@@ -186,7 +220,9 @@ void CTiffFile::SClose::operator()(tiff* file) const {
     TIFFClose(file);
 }
 
-CTiffFile::CTiffFile(const std::string& path) : m_path(path), m_messages(std::make_unique<SMessages>()) {
+CTiffFile::CTiffFile(const std::string& path)
+    : m_path(path), m_messages(std::make_unique<SMessages>()), m_fileBytes(FileBytes(path)),
+      m_conversion(path) {
     const TIFFErrorHandlerExtR keepError = [](TIFF*, void* messages, const char*, const char* format,
                                               va_list arguments) {
         std::array<char, 500> text{};
@@ -201,8 +237,8 @@ CTiffFile::CTiffFile(const std::string& path) : m_path(path), m_messages(std::ma
                                                                                    TIFFOpenOptionsFree);
     TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keepError, m_messages.get());
     TIFFOpenOptionsSetWarningHandlerExtR(options.get(), dropWarning, nullptr);
-    TIFFOpenOptionsSetMaxSingleMemAlloc(options.get(), static_cast<tmsize_t>(FileBytes(path)) +
-                                                           LARGEST_ALLOCATION_BESIDE_FILE);
+    TIFFOpenOptionsSetMaxSingleMemAlloc(options.get(),
+                                        static_cast<tmsize_t>(m_fileBytes) + LARGEST_ALLOCATION_BESIDE_FILE);
     // c: strips as they are; m: no memory map, which would crash when the file shrinks. Loading the tables of
     // strips when they are needed (O) would be faster, but takes tables that are cut off for zeros.
     m_file.reset(TIFFOpenExt(path.c_str(), "rcm", options.get()));
@@ -309,7 +345,35 @@ STiffPage CTiffFile::page_here(const std::string& name) {
         throw CInputError(name + ": the pixels are compressed by method " + std::to_string(compression) +
                           ", which cannot be read; save the image uncompressed or with LZW or deflate");
     }
+    check_packed_size(page, name);
     return page;
+}
+
+void CTiffFile::check_packed_size(STiffPage& page, const std::string& name) const {
+    TIFF* file = m_file.get();
+    const bool tiled = TIFFIsTiled(file) != 0;
+    page.tileBytes = tiled ? static_cast<std::size_t>(TIFFTileSize64(file)) : 0;
+    const std::uint32_t pieces = tiled ? TIFFNumberOfTiles(file) : TIFFNumberOfStrips(file);
+    double packed = 0.0;
+    for (std::uint32_t piece = 0; piece < pieces; ++piece) {
+        const std::uint64_t bytes = std::min<std::uint64_t>(TIFFGetStrileByteCount(file, piece), m_fileBytes);
+        page.packedBytes = std::max<std::size_t>(page.packedBytes, bytes);
+        packed += static_cast<double>(bytes);
+    }
+    const auto lines = static_cast<double>(page.height);
+    const auto compression = field_or<std::uint16_t>(file, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+    CheckPackedSize(name, static_cast<double>(line_bytes(page)) * lines, packed,
+                    expansion_of(compression, static_cast<double>(line_bytes(page))));
+}
+
+std::size_t CTiffFile::BufferBytes() const {
+    std::size_t bytes = 0;
+    for (const STiffPage& page : m_pages) {
+        const std::size_t stored =
+            is_converted(page) ? line_bytes(page) * static_cast<std::size_t>(page.height) : 0;
+        bytes = std::max(bytes, stored + page.packedBytes + page.tileBytes);
+    }
+    return bytes + m_pages.size() * sizeof(STiffPage) + LIBRARY_BYTES;
 }
 
 void CTiffFile::ReadPage(std::size_t index, std::byte* pixels) {
@@ -321,13 +385,13 @@ void CTiffFile::ReadPage(std::size_t index, std::byte* pixels) {
         fail_broken(name);
     }
     const auto count = static_cast<std::size_t>(page.width * page.height);
-    const bool converts = is_bilevel(page) || EStoredType::i8 == page.type || EStoredType::i16 == page.type;
+    const bool converts = is_converted(page);
     m_stored.resize(converts ? line_bytes(page) * static_cast<std::size_t>(page.height) : 0);
     decode_here(page, name, converts ? m_stored.data() : pixels);
     if (is_bilevel(page)) {
         unpack_bits(page, m_stored.data(), pixels);
     } else if (converts) {
-        ConvertToFloat(page.type, m_stored.data(), count, pixels);
+        m_conversion.Convert(page.type, m_stored.data(), count, pixels);
     }
     if (is_inverted(page)) {
         invert(pixels, count * BytesPerPixel(page.type));

@@ -36,6 +36,8 @@ struct STiffPage {
     EStoredType type = EStoredType::u8;
     ETiffGrey grey = ETiffGrey::asStored;
     STiffFlips flips;
+    std::size_t packedBytes = 0; ///< of its largest strip or tile as the file holds it
+    std::size_t tileBytes = 0;   ///< of an unpacked tile; 0 for strips
 };
 
 /// As in "16-bit signed integer".
@@ -66,7 +68,12 @@ class CTiffFile {
 
     /// Decodes a page. @param pixels room for width x height pixels of type `HandedOutType(page.type)`.
     /// @throws CInputError if the page's data is broken or missing.
+    /// or if a value is beyond the range of floats.
     void ReadPage(std::size_t index, std::byte* pixels);
+
+    /// Most memory that decoding a page takes beside its pixels.
+    std::size_t BufferBytes() const;
+    double LargestRounding() const noexcept { return m_conversion.LargestRounding(); }
 
   private:
     struct SMessages {
@@ -80,6 +87,7 @@ class CTiffFile {
     bool is_last_directory(std::uint64_t directoryOffset) const;
     void read_description();
     STiffPage page_here(const std::string& name);
+    void check_packed_size(STiffPage& page, const std::string& name) const;
     void decode_here(const STiffPage& page, const std::string& name, std::byte* stored);
     void decode_strips(std::size_t lineBytes, long long height, const std::string& name, std::byte* stored);
     void decode_tiles(const STiffPage& page, std::size_t lineBytes, const std::string& name,
@@ -91,6 +99,8 @@ class CTiffFile {
     std::unique_ptr<tiff, SClose> m_file;
     std::vector<STiffPage> m_pages;
     STiffDescription m_description;
+    unsigned long long m_fileBytes;
+    CFloatConversion m_conversion;
     std::vector<std::byte> m_stored; // of one page, if it has to be converted
 };
 

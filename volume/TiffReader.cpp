@@ -33,13 +33,14 @@ CRawPixels headless_pixels(const std::string& path, const CTiffFile& file, long 
     const std::size_t bytes =
         pixelsPerSlice * static_cast<std::size_t>(sliceCount) * BytesPerPixel(page.type);
     const EByteOrder order = file.Description().bigEndian ? EByteOrder::big : EByteOrder::little;
-    return {OpenFileBytes(path, file.Description().firstPixelsOffset, bytes),
+    return {path,
+            OpenFileBytes(path, file.Description().firstPixelsOffset, bytes),
             {page.type, order, pixelsPerSlice, std::nullopt}};
 }
 
 class CTiffReader : public IImageReader {
   public:
-    CTiffReader(const std::string& path, CTiffFile file) : m_file(std::move(file)) {
+    CTiffReader(const std::string& path, CTiffFile file) : m_path(path), m_file(std::move(file)) {
         const STiffDescription& description = m_file.Description();
         const STiffPage& page = m_file.Pages()[0];
         const STiffAxes axes = TiffAxesOf(description.text);
@@ -50,6 +51,7 @@ class CTiffReader : public IImageReader {
         m_info.size = ImageSize(path, {page.width, page.height, slices});
         m_info.pixelType = HandedOutType(page.type);
         m_info.storedType = StoredDescription(page);
+        m_info.isRounded = IsRounded(page.type);
         SSpacing spacing = TiffSpacing(description.text, description.resolution, m_info.size.Dim());
         m_info.spacing = spacing.distances;
         m_info.spacingUnit = std::move(spacing.unit);
@@ -60,6 +62,13 @@ class CTiffReader : public IImageReader {
     }
 
     const SImageInfo& Info() const override { return m_info; }
+    std::vector<std::string> Files() const override { return {m_path}; }
+    std::size_t BufferBytes() const override {
+        return m_file.BufferBytes() + (m_headless ? m_headless->BufferBytes() : 0);
+    }
+    double LargestRounding() const override {
+        return m_headless ? m_headless->LargestRounding() : m_file.LargestRounding();
+    }
 
   private:
     void read_slices(long long firstSlice, long long sliceCount, std::byte* pixels) override {
@@ -73,6 +82,7 @@ class CTiffReader : public IImageReader {
         }
     }
 
+    std::string m_path;
     CTiffFile m_file;
     SImageInfo m_info;
     std::optional<CRawPixels> m_headless;

@@ -112,6 +112,13 @@ std::vector<SBrokenCase> changed_cases() {
                        "raw\nkinds: domain domain domain\n\n" +
                            pixels_u8());
          }},
+        {"image.npy", "",
+         [](const std::string& path) {
+             std::string header = "{'descr': '|u1', 'fortran_order': False, 'shape': (3, 11, 19), }\n";
+             header.insert(0, std::string("\x93NUMPY\1\0", 8) +
+                                  BytesOf(static_cast<std::uint16_t>(header.size())));
+             test::WriteFile(path, header + pixels_u8());
+         }},
     };
 }
 

@@ -28,7 +28,10 @@ std::vector<PixelT> TestPixels(const CSize& size) {
         if constexpr (std::is_floating_point_v<PixelT>) {
             pixel = static_cast<PixelT>(static_cast<double>(state) / 1e6 - 2000.0);
         } else {
-            pixel = static_cast<PixelT>(state >> 9U);
+            // Numbers of more than 16 bit are given 23 digits, which floats hold, up to the last bit.
+            constexpr int SHIFT = sizeof(PixelT) == 8 ? 40 : sizeof(PixelT) == 4 ? 8 : 0;
+            const long long middle = std::is_signed_v<PixelT> ? 1LL << 22 : 0;
+            pixel = static_cast<PixelT>((static_cast<long long>(state >> 9U) - middle) * (1LL << SHIFT));
         }
     }
     return pixels;

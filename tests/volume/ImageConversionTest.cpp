@@ -35,6 +35,8 @@ class CCountingReader : public IImageReader {
 
     const SImageInfo& Info() const override { return m_info; }
     SImageInfo& Info() { return m_info; }
+    std::vector<std::string> Files() const override { return {}; }
+    std::size_t BufferBytes() const override { return 0; }
     long long MostSlicesAtOnce() const { return m_mostSlices; }
 
   private:

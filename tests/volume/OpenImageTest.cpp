@@ -39,16 +39,41 @@ TEST_F(OpeningAnImage, WithoutPermissionIsAnEnvironmentError) {
 
 TEST_F(OpeningAnImage, OfUnknownFormatNamesTheKnownOnes) {
     test::WriteFile(file("notes.txt"), "some text");
-    EXPECT_EQ(FailureOfReading(file("notes.txt")),
-              file("notes.txt") +
-                  ": not an image file of a known format; give TIFF, PNG, a folder of TIFF or PNG "
-                  "slices, MetaImage (.mha, .mhd), NRRD, NIfTI, HDF5 (file.h5:/path), or a raw file "
-                  "with its layout");
+    EXPECT_EQ(
+        FailureOfReading(file("notes.txt")),
+        file("notes.txt") +
+            ": not an image file of a known format: it seems to be a text, which holds no image that can "
+            "be read; give TIFF, PNG, a folder of TIFF or PNG slices, MetaImage (.mha, .mhd), NRRD, NIfTI, "
+            "HDF5 (file.h5:/path), NumPy (.npy), or a raw file with its layout");
     test::WriteFile(file("empty.tif"), "");
     EXPECT_EQ(FailureOfReading(file("empty.tif")), file("empty.tif") + ": the file is empty");
     test::WriteFile(file("image.mha"), "x");
     EXPECT_EQ(FailureOfReading(file("image.mha") + ":/data"),
               file("image.mha") + ": not an HDF5 file, so it has no dataset /data");
+}
+
+TEST_F(OpeningAnImage, OfUnknownFormatSaysWhatTheFileSeemsToBe) {
+    struct SCase {
+        std::string start;
+        const char* named;
+    };
+    using namespace std::string_literals;
+    const std::vector<SCase> cases{{"\xFF\xD8\xFF\xE0\0\x10JFIF"s, "a JPEG image"},
+                                   {"%PDF-1.7\n\xE2\xE3"s, "a PDF document"},
+                                   {"PK\x03\x04\x14\0"s, "a ZIP archive"},
+                                   {"\x1F\x8B\x08\0"s, "compressed by gzip"},
+                                   {std::string(128, '\0') + "DICM\x02", "a DICOM file"},
+                                   {"BZh91AY&SY"s, "compressed by bzip2"},
+                                   {std::string(257, '\0') + "ustar", "a tar archive"},
+                                   {"x,y\n1,2\n"s, "a text"},
+                                   {"ObjectType = Image\n"s, "a MetaImage header"}};
+    for (const SCase& c : cases) {
+        test::WriteFile(file("image.dat"), c.start);
+        EXPECT_THAT(FailureOfReading(file("image.dat")),
+                    HasSubstr("image.dat: not an image file of a known format: it seems to be "s + c.named));
+    }
+    test::WriteFile(file("image.dat"), "\x01\x02\x03");
+    EXPECT_THAT(FailureOfReading(file("image.dat")), HasSubstr("of a known format; give TIFF"));
 }
 
 TEST_F(OpeningAnImage, TheContentCountsMoreThanTheName) {

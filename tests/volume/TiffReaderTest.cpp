@@ -271,6 +271,25 @@ TEST_F(TiffFileTest, ThousandsOfPagesAreReadInAnyOrder) {
     }
 }
 
+TEST_F(TiffFileTest, WideNumbersAreHandedOutAsFloats) {
+    const auto expect = [this](const auto& pixels) {
+        using StoredT = typename std::decay_t<decltype(pixels)>::value_type;
+        for (const int compression : {COMPRESSION_NONE, COMPRESSION_LZW}) {
+            STiffOptions options = options_for<StoredT>();
+            options.compression = compression;
+            options.mode = "wb";
+            WriteTestTiff(m_path, SIZE_3D, native_bytes(pixels), options);
+            ExpectImage<float>(m_path, SIZE_3D, std::vector<float>(pixels.begin(), pixels.end()));
+            EXPECT_TRUE(OpenImage(m_path)->Info().isRounded);
+        }
+    };
+    expect(TestPixels<std::uint32_t>(SIZE_3D));
+    expect(TestPixels<std::int32_t>(SIZE_3D));
+    expect(TestPixels<std::uint64_t>(SIZE_3D));
+    expect(TestPixels<std::int64_t>(SIZE_3D));
+    expect(TestPixels<double>(SIZE_3D));
+}
+
 TEST_F(TiffFileTest, PixelsThatAreNoGreyValuesOfAKnownTypeAreNamed) {
     struct SCase {
         int bits;
@@ -283,10 +302,7 @@ TEST_F(TiffFileTest, PixelsThatAreNoGreyValuesOfAKnownTypeAreNamed) {
         SCase{8, SAMPLEFORMAT_UINT, PHOTOMETRIC_RGB, 3, "RGB colors"},
         SCase{8, SAMPLEFORMAT_UINT, PHOTOMETRIC_SEPARATED, 4, "CMYK colors"},
         SCase{8, SAMPLEFORMAT_UINT, PHOTOMETRIC_MINISBLACK, 2, "of 2 channels"},
-        SCase{32, SAMPLEFORMAT_UINT, PHOTOMETRIC_MINISBLACK, 1, "32-bit unsigned integer"},
-        SCase{32, SAMPLEFORMAT_INT, PHOTOMETRIC_MINISBLACK, 1, "32-bit signed integer"},
-        SCase{64, SAMPLEFORMAT_UINT, PHOTOMETRIC_MINISBLACK, 1, "64-bit unsigned integer"},
-        SCase{64, SAMPLEFORMAT_IEEEFP, PHOTOMETRIC_MINISBLACK, 1, "64-bit float"},
+        SCase{32, SAMPLEFORMAT_UINT, PHOTOMETRIC_MINISWHITE, 1, "32-bit unsigned integer with 0 for white"},
         SCase{16, SAMPLEFORMAT_IEEEFP, PHOTOMETRIC_MINISBLACK, 1, "16-bit float"},
         SCase{4, SAMPLEFORMAT_UINT, PHOTOMETRIC_MINISBLACK, 1, "4-bit unsigned integer"},
         SCase{64, SAMPLEFORMAT_COMPLEXIEEEFP, PHOTOMETRIC_MINISBLACK, 1, "complex numbers"},
