@@ -10,6 +10,7 @@
 #include "jobs/AnalyzeJob.h"
 #include "jobs/Ranks.h"
 #include "jobs/Texts.h"
+#include "volume/FileIdentity.h"
 #include "volume/ImageConversion.h"
 
 #include <CLI/App.hpp>
@@ -48,6 +49,7 @@ struct SAnalyzeOptions {
     bool resume = false;
     bool fourthOrder = false;
     bool maps = false;
+    bool allowGaps = false;
     bool quiet = false;
 };
 
@@ -221,6 +223,9 @@ class CAnalyzeRun {
         std::optional<jobs::CAnalyzeJob> job;
         jobs::DoTogether(m_ranks, [&] {
             image = OpenInput(m_options.image, m_options.raw);
+            if (!m_options.allowGaps && m_ranks.IsFirst()) {
+                WarnOfMissingSlices(m_options.image, image->Info(), m_console);
+            }
             jobs::SAnalyzeTask task = task_of(*image);
             if (m_options.mask) {
                 mask = OpenMask(*m_options.mask, image->Info().size);
@@ -244,6 +249,11 @@ class CAnalyzeRun {
         }
         warn_of_values(job->Record().input);
         warn_of_foreground(job->Record().foreground);
+        if (m_ranks.IsFirst()) {
+            SayRounding(
+                jobs::RoundingNote(image->Info(), job->Record().input.largestRounding, job->Result().range),
+                m_console);
+        }
         job->Save();
         if (m_ranks.IsFirst()) {
             say_result(*job);
@@ -282,7 +292,8 @@ class CAnalyzeRun {
         }
         task.spacingOrigin = spacing.origin;
         task.programVersion = ProgramVersion();
-        task.imageIdentity = IdentityOf(m_options.image) + "; raw " + m_options.raw.value_or("-");
+        task.imageIdentity =
+            volume::FileIdentity(image) + "as " + m_options.image + "; raw " + m_options.raw.value_or("-");
         say_radius(task.request, spacing);
         return task;
     }
@@ -300,7 +311,9 @@ class CAnalyzeRun {
             m_console.Say("grey values brought to 8 bit: " + jobs::RoundedText(window->lo) + " becomes 0, " +
                           jobs::RoundedText(window->hi) + " becomes 255 (--window)");
         } else if (info.pixelType != volume::EPixelType::u8) {
-            m_console.Say("grey values in their own precision (" + info.storedType + ")");
+            m_console.Say(
+                (info.isRounded ? "grey values in 32-bit floats (" : "grey values in their own precision (") +
+                info.storedType + ")");
         }
     }
 
@@ -519,6 +532,7 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
             "analysed in its own precision")
         ->type_name("LO,HI");
     parser->add_option("--raw", options->raw, RAW_OPTION_HELP)->type_name("X,Y,Z,TYPE");
+    parser->add_flag("--allow-gaps", options->allowGaps, ALLOW_GAPS_OPTION_HELP);
     parser->add_flag("--fourth-order", options->fourthOrder, "Report fourth-order orientation tensors, too");
     parser->add_flag(
         "--maps", options->maps,

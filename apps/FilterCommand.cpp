@@ -42,6 +42,7 @@ struct SFilterOptions {
     std::optional<std::string> threads;
     std::optional<std::string> memory;
     bool dryRun = false;
+    bool allowGaps = false;
     bool quiet = false;
 };
 
@@ -178,6 +179,9 @@ void run(const SFilterOptions& options) {
         options.memory ? ReadBytes({"--memory", *options.memory}) : stream::DefaultBudget();
     CConsole console(options.quiet ? EVerbosity::quiet : EVerbosity::normal);
     const auto image = OpenInput(options.image, options.raw);
+    if (!options.allowGaps) {
+        WarnOfMissingSlices(options.image, image->Info(), console);
+    }
     const CSize& size = image->Info().size;
     parameters.majorWidth = width_px(major, image->Info());
     parameters.minorWidth = width_px(minor, image->Info());
@@ -211,6 +215,7 @@ void run(const SFilterOptions& options) {
     }
     console.Say(memory_text(job.Record()));
     job.Run();
+    SayRounding(job.Rounding(), console);
     job.Save();
     warn();
     say_result(job.Record(), options.outputFolder, console);
@@ -262,6 +267,7 @@ SCommand AddFilterCommand(CLI::App& program) {
                      "Default: as far as the filters reach, 2/pi times the width along")
         ->type_name("N");
     parser->add_option("--raw", options->raw, RAW_OPTION_HELP)->type_name("X,Y,Z,TYPE");
+    parser->add_flag("--allow-gaps", options->allowGaps, ALLOW_GAPS_OPTION_HELP);
     parser->add_option("--threads", options->threads, THREADS_OPTION_HELP)->type_name("N");
     parser
         ->add_option(

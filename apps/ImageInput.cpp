@@ -5,18 +5,11 @@
 #include "jobs/Texts.h"
 #include "volume/Failure.h"
 
-#include <algorithm>
 #include <cmath>
-#include <filesystem>
-#include <ostream>
-#include <sstream>
-#include <system_error>
 
 namespace TEVRA::apps {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr double EQUAL_SPACING_TOLERANCE = 1e-4;
 
@@ -28,42 +21,26 @@ std::string spacing_text(const SPixelSpacing& spacing, int dim) {
     return jobs::WithUnit(text, spacing.unit);
 }
 
-/// Of a file of a dataset, as in "scan.h5:/grey", the file.
-fs::path file_of(const std::string& path) {
-    std::error_code ignored;
-    return fs::exists(path, ignored) ? path : path.substr(0, path.find(":/"));
-}
-
-void add_identity(const fs::path& file, std::ostream& text) {
-    std::error_code error;
-    const auto bytes = fs::file_size(file, error);
-    const auto time = fs::last_write_time(file, error);
-    text << (error ? 0 : bytes) << " bytes of " << (error ? 0 : time.time_since_epoch().count());
-}
-
 } // namespace
 
-std::string IdentityOf(const std::string& path) {
-    std::ostringstream text;
-    std::error_code error;
-    text << fs::absolute(path, error).string() << ' ';
-    const fs::path file = file_of(path);
-    if (!fs::is_directory(file, error)) {
-        add_identity(file, text);
-        return text.str();
+const char* const ALLOW_GAPS_OPTION_HELP =
+    "Do not warn of numbers that the files of a folder of slices leave out";
+
+void WarnOfMissingSlices(const std::string& path, const volume::SImageInfo& info, CConsole& console) {
+    if (const auto note = jobs::MissingSlicesNote(path, info)) {
+        console.Warn(*note + ". Check the folder, or give --allow-gaps");
     }
-    std::vector<fs::path> slices(fs::directory_iterator(file), fs::directory_iterator{});
-    std::sort(slices.begin(), slices.end());
-    for (const fs::path& slice : slices) {
-        add_identity(slice, text);
-        text << ' ';
+}
+
+void SayRounding(const std::optional<jobs::SRoundingNote>& note, CConsole& console) {
+    if (note) {
+        note->isSerious ? console.Warn(note->text) : console.Say(note->text);
     }
-    return text.str();
 }
 
 const char* const RAW_OPTION_HELP =
-    "Layout of a file without header: sizes along x, y and, in 3D, z, and the pixel type u8, u16 or f32 "
-    "(little-endian; u16be, f32be: big-endian), as in 128,128,64,u16";
+    "Layout of a file without header: sizes along x, y and, in 3D, z, and the pixel type u8, i8, u16, "
+    "i16, u32, i32, u64, i64, f32 or f64 (little-endian; big-endian with be behind it), as in 128,128,64,u16";
 
 std::unique_ptr<volume::IImageReader> OpenInput(const std::string& path,
                                                 const std::optional<std::string>& rawText) {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include "apps/Arguments.h"
+#include "apps/Console.h"
+#include "jobs/ReadingNotes.h"
 #include "report/RunRecord.h"
 #include "volume/ImageReader.h"
 
@@ -26,9 +28,14 @@ extern const char* const MASK_OPTION_HELP;
 /// Opens a mask. @throws CWorkError unless it is of the image's size.
 std::unique_ptr<volume::IImageReader> OpenMask(const std::string& path, const CSize& imageSize);
 
-/// What tells an image file, or a folder of slices, from another or from what it was: its full path, its size
-/// in bytes and the time of its last change, on one line.
-std::string IdentityOf(const std::string& path);
+/// What the option --allow-gaps does, for help texts.
+extern const char* const ALLOW_GAPS_OPTION_HELP;
+
+/// Warns if the image is a folder that seems to lack slices.
+void WarnOfMissingSlices(const std::string& path, const volume::SImageInfo& info, CConsole& console);
+
+/// Says by how much values were rounded when they became floats; warns if that takes much of their contrast.
+void SayRounding(const std::optional<jobs::SRoundingNote>& note, CConsole& console);
 
 /// The distance between pixels in use, and where it came from.
 struct SPixelSpacing {

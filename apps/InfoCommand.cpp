@@ -3,6 +3,7 @@
 #include "apps/Console.h"
 #include "apps/ImageInput.h"
 
+#include "jobs/ReadingNotes.h"
 #include "jobs/Texts.h"
 #include "report/Json.h"
 #include "volume/ImageConversion.h"
@@ -25,6 +26,7 @@ struct SInfoOptions {
     std::string image;
     std::optional<std::string> raw;
     bool json = false;
+    bool allowGaps = false;
 };
 
 void print_row(const char* name, const std::string& value) {
@@ -57,15 +59,21 @@ std::string values_text(const volume::SValueRange& values) {
     return text;
 }
 
-void print_text(const volume::SImageInfo& info, const volume::SValueRange& values) {
+void print_text(const volume::SImageInfo& info, const volume::SValueRange& values, double largestRounding) {
     print_row("format", info.format);
     print_row("size", jobs::SizeText(jobs::ExtentsOf(info.size)) + " px");
     print_row("pixel type", info.storedType);
     print_row("spacing", spacing_text(info));
     print_row("values", values_text(values));
+    if (!info.missingSlices.empty()) {
+        print_row("missing", "slices with the numbers " + info.missingSlices);
+    }
+    if (largestRounding > 0.0) {
+        print_row("rounding", "up to " + jobs::RoundedText(largestRounding, 2) + ", to 32-bit float");
+    }
 }
 
-void print_json(const volume::SImageInfo& info, const volume::SValueRange& values) {
+void print_json(const volume::SImageInfo& info, const volume::SValueRange& values, double largestRounding) {
     nlohmann::ordered_json json;
     json["format"] = info.format;
     json["size_px"] = jobs::ExtentsOf(info.size);
@@ -83,21 +91,32 @@ void print_json(const volume::SImageInfo& info, const volume::SValueRange& value
     json["largest_value"] = values.hi;
     json["nan_pixels"] = values.nanCount;
     json["infinite_pixels"] = values.infiniteCount;
+    json["missing_slices"] = info.missingSlices.empty() ? nlohmann::ordered_json(nullptr)
+                                                        : nlohmann::ordered_json(info.missingSlices);
+    json["largest_rounding"] = largestRounding;
     std::cout << report::ToText(json);
 }
 
-volume::SValueRange read_values(volume::IImageReader& reader) {
-    const CConsole console(EVerbosity::normal); // its progress bar is gone before anything is printed
-    return volume::ValueRange(reader);
+volume::SValueRange read_values(volume::IImageReader& reader, const SInfoOptions& options) {
+    CConsole console(EVerbosity::normal); // its progress bar is gone before anything is printed
+    if (!options.allowGaps) {
+        WarnOfMissingSlices(options.image, reader.Info(), console);
+    }
+    const volume::SValueRange values = volume::ValueRange(reader);
+    if (const auto note = jobs::RoundingNote(reader.Info(), reader.LargestRounding(), values);
+        note && note->isSerious) {
+        console.Warn(note->text);
+    }
+    return values;
 }
 
 void run(const SInfoOptions& options) {
     const auto reader = OpenInput(options.image, options.raw);
-    const volume::SValueRange values = read_values(*reader);
+    const volume::SValueRange values = read_values(*reader, options);
     if (options.json) {
-        print_json(reader->Info(), values);
+        print_json(reader->Info(), values, reader->LargestRounding());
     } else {
-        print_text(reader->Info(), values);
+        print_text(reader->Info(), values, reader->LargestRounding());
     }
 }
 
@@ -112,6 +131,7 @@ SCommand AddInfoCommand(CLI::App& program) {
                      "Image file, folder of slices, or dataset of an HDF5 file (file.h5:/dataset)")
         ->required();
     parser->add_option("--raw", options->raw, RAW_OPTION_HELP)->type_name("X,Y,Z,TYPE");
+    parser->add_flag("--allow-gaps", options->allowGaps, ALLOW_GAPS_OPTION_HELP);
     parser->add_flag("--json", options->json, "Print JSON instead of text");
     parser->footer(
         "Reads the whole file, so that a broken one shows. Spacing is the distance of neighbouring "

@@ -215,16 +215,17 @@ class CPhantomFiles {
     void Write(const phantom::SPhantom& phantom, const phantom::SPhantomOptions& options,
                const std::string& spacingUnit) {
         const Vector spacing{options.spacingMm, options.spacingMm, options.spacingMm};
+        const auto stated = spacingUnit.empty() ? std::nullopt : std::optional(spacing); // pixels are none
         if (m_format == EFormat::tiff) {
             volume::WriteTiff(m_path, *phantom.image, spacing, spacingUnit);
         } else {
-            volume::WriteMetaImage(m_path, *phantom.image, spacing, spacingUnit);
+            volume::WriteMetaImage(m_path, *phantom.image, stated, spacingUnit);
         }
         if (!m_thetaPath.empty()) {
-            volume::WriteMetaImage(m_thetaPath, *phantom.theta, spacing, spacingUnit);
+            volume::WriteMetaImage(m_thetaPath, *phantom.theta, stated, spacingUnit);
         }
         if (!m_phiPath.empty()) {
-            volume::WriteMetaImage(m_phiPath, *phantom.phi, spacing, spacingUnit);
+            volume::WriteMetaImage(m_phiPath, *phantom.phi, stated, spacingUnit);
         }
         if (!m_tensorTarget.empty()) {
             m_pending.WriteText(m_tensorTarget, truth_json(phantom, options));

@@ -126,10 +126,12 @@ std::unique_ptr<CMapFiles> CAnalyzeJob::new_maps() {
     if (!m_task.withMaps) {
         return nullptr;
     }
-    const double length = m_task.request.spacing;
-    const std::string& unit = m_task.request.lengthUnit;
-    const volume::SMetaImageHeader header{
-        image_size(), volume::EPixelType::f32, {length, length, length}, unit == "px" ? "" : unit};
+    volume::SMetaImageHeader header{image_size(), volume::EPixelType::f32};
+    if (m_task.spacing) { // pixels are none
+        const double length = m_task.request.spacing;
+        header.spacing = {length, length, length};
+        header.spacingUnit = m_task.request.lengthUnit;
+    }
     CMapFiles::SPaths paths;
     if (m_files) {
         paths.theta = m_files->PathOf(report::THETA_FILE);
@@ -193,6 +195,7 @@ void CAnalyzeJob::record_task() {
     m_record.input.format = info.format;
     m_record.input.sizePx = ExtentsOf(info.size);
     m_record.input.storedType = info.storedType;
+    m_record.input.missingSlices = info.missingSlices;
     m_record.input.spacing = m_task.spacing;
     m_record.input.lengthUnit = m_task.request.lengthUnit;
     m_record.input.spacingOrigin = m_task.spacingOrigin;
@@ -222,6 +225,7 @@ void CAnalyzeJob::record_result() {
     }
     m_record.input.nanPixels = m_result.range.nanCount;
     m_record.input.infinitePixels = m_result.range.infiniteCount;
+    m_record.input.largestRounding = m_ranks.Largest(m_task.input.image.LargestRounding());
 }
 
 } // namespace TEVRA::jobs

@@ -112,10 +112,8 @@ SAngleMaps ReadAngleMaps(const std::string& thetaPath, const std::string& phiPat
                          " px; give two maps of one image");
     }
     SAngleMaps maps;
-    if (info.spacing) {
-        maps.spacing = *info.spacing;
-        maps.spacingUnit = info.spacingUnit;
-    }
+    maps.spacing = info.spacing;
+    maps.spacingUnit = info.spacingUnit;
     maps.theta = volume::ReadImage(*thetaReader);
     maps.phi = volume::ReadImage(*phiReader);
     require_radians(maps, thetaPath, phiPath);

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -15,8 +16,8 @@ namespace TEVRA::jobs {
 struct SAngleMaps {
     std::unique_ptr<CImage> theta;
     std::unique_ptr<CImage> phi;
-    std::array<double, 3> spacing{1.0, 1.0, 1.0};
-    std::string spacingUnit; ///< empty if there is none
+    std::optional<std::array<double, 3>> spacing; ///< nothing if the maps state none
+    std::string spacingUnit;                      ///< empty if there is none
 };
 
 /// Reads a pair of maps. @throws CWorkError for other pixel types, for maps in the plane or of different

@@ -266,6 +266,7 @@ void CFilterJob::record_plan() {
     m_record.input.format = info.format;
     m_record.input.sizePx = ExtentsOf(info.size);
     m_record.input.storedType = info.storedType;
+    m_record.input.missingSlices = info.missingSlices;
     m_record.input.spacing = info.spacing;
     m_record.input.lengthUnit = info.spacing ? info.spacingUnit : "px";
     m_record.input.spacingOrigin =
@@ -280,7 +281,8 @@ void CFilterJob::record_plan() {
     }
     m_record.memory.allowedBytes = m_task.memoryBytes;
     m_record.memory.expectedBytes =
-        FilterMemory(info.size, volume::BytesPerPixel(info.pixelType), m_task.parameters);
+        FilterMemory(info.size, volume::BytesPerPixel(info.pixelType), m_task.parameters) +
+        m_task.image.BufferBytes() + (m_task.mask != nullptr ? m_task.mask->BufferBytes() : 0);
 }
 
 void CFilterJob::Run() {
@@ -292,6 +294,10 @@ void CFilterJob::Run() {
     m_record.seconds.read = m_clock.Seconds() - start;
 
     const SGreySplit split = SplitGreyValues(*image);
+    m_record.input.largestRounding = m_task.image.LargestRounding();
+    m_rounding =
+        RoundingNote(m_task.image.Info(), m_record.input.largestRounding,
+                     {.lo = static_cast<double>(split.darkest), .hi = static_cast<double>(split.brightest)});
     require_contrast(split, m_task.imagePath);
     const std::vector<long long> reach(static_cast<std::size_t>(size().Dim()),
                                        FilterReachPx(m_task.parameters.majorWidth));
@@ -393,8 +399,7 @@ void CFilterJob::write_maps() {
 
 void CFilterJob::write_map(const char* name, const IImage& map) {
     const volume::SImageInfo& info = m_task.image.Info();
-    volume::WriteMetaImage(m_files->PathOf(name), map,
-                           info.spacing.value_or(std::array<double, 3>{1.0, 1.0, 1.0}), info.spacingUnit);
+    volume::WriteMetaImage(m_files->PathOf(name), map, info.spacing, info.spacingUnit);
 }
 
 } // namespace TEVRA::jobs

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "jobs/Failure.h"
+#include "jobs/ReadingNotes.h"
 #include "jobs/ResultFiles.h"
 #include "jobs/RunClock.h"
 #include "report/FilterRecord.h"
@@ -94,6 +95,8 @@ class CFilterJob {
     /// @throws CWorkError if that fails; what the monitor throws.
     void Save();
 
+    /// After `Run`, what was lost when values became floats; nothing if no value was rounded.
+    const std::optional<SRoundingNote>& Rounding() const noexcept { return m_rounding; }
     /// What is known so far.
     const report::SFilterRecord& Record() const noexcept { return m_record; }
     /// After `Plan` of a run.
@@ -115,6 +118,7 @@ class CFilterJob {
     std::optional<CResultFiles> m_files;
     std::unique_ptr<CFilterOrientations> m_estimator;
     double m_scale = 1.0; ///< of the filtered image
+    std::optional<SRoundingNote> m_rounding;
     report::SBoxTensor m_tensor;
     std::vector<report::SDirectionCount> m_directions;
 };

@@ -52,6 +52,12 @@ Json ToJson(const SRunInput& input) {
     json["grey_window"] = input.greyWindow ? Json{input.greyWindow->lo, input.greyWindow->hi} : Json(nullptr);
     json["nan_pixels"] = input.nanPixels;
     json["infinite_pixels"] = input.infinitePixels;
+    if (!input.missingSlices.empty()) {
+        json["missing_slices"] = input.missingSlices;
+    }
+    if (input.largestRounding > 0.0) {
+        json["largest_rounding"] = input.largestRounding;
+    }
     return json;
 }
 

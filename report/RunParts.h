@@ -37,6 +37,8 @@ struct SRunInput {
     std::optional<SGreyRange> greyWindow; ///< none if the image was taken as it is
     long long nanPixels = 0;              ///< that had no value and count as darkest
     long long infinitePixels = 0;         ///< that count as darkest or brightest
+    std::string missingSlices;            ///< numbers that a folder of slices lacks; empty if none
+    double largestRounding = 0.0;         ///< of values that became floats
 };
 
 /// The pixels that counted as fibers.

@@ -10,6 +10,8 @@
 #include "VexoFilter/SmoothingPass.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <unistd.h>
 
 namespace TEVRA::stream {
@@ -64,7 +66,8 @@ class CDemand {
         const std::size_t document =
             bytes_of(m_workload.tiles,
                      m_workload.withFourthOrder ? FOURTH_ORDER_BYTES_PER_TILE : DOCUMENT_BYTES_PER_TILE);
-        return ProgramBytes(m_workload.threads) + std::max(scratch + working, document);
+        return ProgramBytes(m_workload.threads) + m_workload.readerBytes +
+               std::max(scratch + working, document);
     }
 
   private:
@@ -151,9 +154,45 @@ std::size_t DefaultBudget() {
     const long pages = sysconf(_SC_PHYS_PAGES);
     const long pageBytes = sysconf(_SC_PAGESIZE);
     constexpr std::size_t UNKNOWN = 1024 * MEGABYTE;
-    return pages > 0 && pageBytes > 0
-               ? static_cast<std::size_t>(pages) / 2 * static_cast<std::size_t>(pageBytes)
-               : UNKNOWN;
+    const std::size_t machine = pages > 0 && pageBytes > 0
+                                    ? static_cast<std::size_t>(pages) * static_cast<std::size_t>(pageBytes)
+                                    : 2 * UNKNOWN;
+    return std::min(machine, ControlGroupLimit().value_or(machine)) / 2;
+}
+
+std::optional<std::size_t> ControlGroupLimit(const std::string& root) {
+    namespace fs = std::filesystem;
+    std::optional<std::size_t> least;
+    const auto take_limits = [&least](const fs::path& mount, const std::string& group, const char* name) {
+        // Each group is bound by those above it. A container may see another path than its own: the top counts.
+        fs::path folder = mount / fs::path(group).relative_path();
+        for (bool isAbove = true; isAbove; folder = folder.parent_path()) {
+            std::ifstream file(folder / name);
+            std::size_t bytes = 0;
+            if (file >> bytes && bytes > 0) { // "max" is no number
+                least = std::min(bytes, least.value_or(bytes));
+            }
+            isAbove = folder != mount && folder.has_relative_path();
+        }
+    };
+    std::ifstream groups(fs::path(root) / "proc/self/cgroup");
+    const fs::path mounts = fs::path(root) / "sys/fs/cgroup";
+    for (std::string line; std::getline(groups, line);) { // NUMBER:CONTROLLERS:PATH
+        const std::size_t first = std::min(line.find(':'), line.size());
+        const std::size_t second = line.find(':', first + 1);
+        if (second == std::string::npos) {
+            continue;
+        }
+        const std::string controllers = "," + line.substr(first + 1, second - first - 1) + ",";
+        const std::string group = line.substr(second + 1);
+        if (controllers == ",,") {
+            take_limits(mounts, group, "memory.max");
+            take_limits(mounts / "unified", group, "memory.max");
+        } else if (controllers.find(",memory,") != std::string::npos) {
+            take_limits(mounts / "memory", group, "memory.limit_in_bytes");
+        }
+    }
+    return least;
 }
 
 } // namespace TEVRA::stream

@@ -6,6 +6,7 @@
 #include "zeklib2image/Size.h"
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
 namespace TEVRA::stream {
@@ -15,6 +16,7 @@ struct SWorkload {
     CSize imageSize;
     double sigmaPx = 0.0;          ///< of the smoothing
     std::size_t bytesPerPixel = 1; ///< of the image as its file holds it
+    std::size_t readerBytes = 0;   ///< that the readers of image and mask take for themselves
     bool hasMask = false;
     bool wantsAngles = false;
     bool withFourthOrder = false;
@@ -43,7 +45,11 @@ std::size_t ProgramBytes(int threads);
 /// @throws CMemoryLimitError if the budget is too small for any plan, naming what is needed.
 SMemoryPlan PlanMemory(const SWorkload& workload, std::size_t budgetBytes);
 
-/// Half of the machine's memory.
+/// Half of the machine's memory, or of what the control group of this process may use if that is less.
 std::size_t DefaultBudget();
+
+/// What the control group of this process, or one above it, may use; nothing if there is no limit.
+/// @param root folder that /proc and /sys lie in.
+std::optional<std::size_t> ControlGroupLimit(const std::string& root = "/");
 
 } // namespace TEVRA::stream

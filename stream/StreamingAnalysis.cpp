@@ -35,7 +35,11 @@ SWorkload workload_of(const SStreamInput& input, const CTileGrid& grid, const SS
     SWorkload workload{.imageSize = input.image.Info().size};
     workload.sigmaPx = parameters.FiberRadiusPx();
     workload.bytesPerPixel = volume::BytesPerPixel(input.image.Info().pixelType);
+    workload.readerBytes = input.image.BufferBytes();
     workload.hasMask = input.mask != nullptr;
+    if (input.mask != nullptr) {
+        workload.readerBytes += input.mask->BufferBytes();
+    }
     workload.wantsAngles = wantsAngles;
     workload.withFourthOrder = parameters.withFourthOrder;
     workload.tilesPerSlice = grid.Tiles(0) * grid.Tiles(1);
@@ -435,6 +439,12 @@ CStreamingAnalysis::CStreamingAnalysis(const SStreamInput& input, const SStreamP
     check(m_input, m_layout, ranks);
     if (m_input.window) {
         volume::CheckWindow(*m_input.window);
+    }
+    // A part for what makes reading fast; the plan does with the rest.
+    constexpr std::size_t READERS_SHARE = 8;
+    m_input.image.LimitBuffers(resources.memoryBytes / READERS_SHARE);
+    if (m_input.mask != nullptr) {
+        m_input.mask->LimitBuffers(resources.memoryBytes / READERS_SHARE);
     }
     m_plan = PlanMemory(workload_of(m_input, m_grid, parameters, resources.threads, ranks.Size(), wantsAngles,
                                     resources.checkpoint.has_value()),

@@ -34,16 +34,21 @@ std::string header_text(const SMetaImageHeader& header) {
     std::string spacing;
     for (int axis = 0; axis < dim; ++axis) {
         extents += " " + std::to_string(header.size[axis]);
-        spacing += " " + NumberText(header.spacing[static_cast<std::size_t>(axis)]);
+        if (header.spacing) {
+            spacing += " " + NumberText((*header.spacing)[static_cast<std::size_t>(axis)]);
+        }
     }
     std::string text = "ObjectType = Image\nNDims = " + std::to_string(dim) + "\nBinaryData = True\n";
     text += std::string("BinaryDataByteOrderMSB = ") +
             (std::endian::native == std::endian::big ? "True" : "False") + "\n";
     text += "CompressedData = False\n";
-    if (!header.spacingUnit.empty()) {
+    if (header.spacing && !header.spacingUnit.empty()) {
         text += "DistanceUnits = " + header.spacingUnit + "\n";
     }
-    text += "ElementSpacing =" + spacing + "\nDimSize =" + extents + "\n";
+    if (header.spacing) {
+        text += "ElementSpacing =" + spacing + "\n";
+    }
+    text += "DimSize =" + extents + "\n";
     // Readers take the pixels to begin after this line.
     text += std::string("ElementType = ") + element_type(header.pixelType) + "\nElementDataFile = LOCAL\n";
     return text;
@@ -147,8 +152,8 @@ void CMetaImageParts::Close() {
     }
 }
 
-void WriteMetaImage(const std::string& path, const IImage& image, const std::array<double, 3>& spacing,
-                    const std::string& spacingUnit) {
+void WriteMetaImage(const std::string& path, const IImage& image,
+                    const std::optional<std::array<double, 3>>& spacing, const std::string& spacingUnit) {
     CImageSlices slices(image);
     CMetaImageWriter writer(path, {image.Size(), slices.PixelType(), spacing, spacingUnit});
     for (long long z = 0; z < slices.SliceCount(); ++z) {

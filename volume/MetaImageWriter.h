@@ -6,6 +6,7 @@
 
 #include <array>
 #include <fstream>
+#include <optional>
 #include <string>
 
 namespace TEVRA::volume {
@@ -14,8 +15,8 @@ namespace TEVRA::volume {
 struct SMetaImageHeader {
     CSize size; ///< 2 or 3 dimensions
     EPixelType pixelType = EPixelType::u8;
-    std::array<double, 3> spacing{1.0, 1.0, 1.0}; ///< x, y, z; in 2D the last is ignored
-    std::string spacingUnit{};                    ///< "mm", "um" or empty
+    std::optional<std::array<double, 3>> spacing{}; ///< x, y, z; in 2D the last is ignored; none: not stated
+    std::string spacingUnit{};                      ///< "mm", "um" or empty
 };
 
 /// Writes a MetaImage file (header and uncompressed pixels in one file, .mha) slice after slice.
@@ -68,7 +69,7 @@ class CMetaImageParts {
 
 /// Writes a 2D or 3D image to a MetaImage file: GREY_8, GREY_16, GREY_F, or BINARY_FG as 8-bit pixels.
 /// @throws CEnvironmentError if the file cannot be written, std::invalid_argument for other images.
-void WriteMetaImage(const std::string& path, const IImage& image, const std::array<double, 3>& spacing,
-                    const std::string& spacingUnit = {});
+void WriteMetaImage(const std::string& path, const IImage& image,
+                    const std::optional<std::array<double, 3>>& spacing, const std::string& spacingUnit = {});
 
 } // namespace TEVRA::volume
