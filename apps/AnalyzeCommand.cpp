@@ -4,6 +4,7 @@
 #include "apps/Console.h"
 #include "apps/Failure.h"
 #include "apps/ImageInput.h"
+#include "apps/PrintableText.h"
 #include "apps/Program.h"
 #include "apps/Ranks.h"
 
@@ -333,7 +334,7 @@ class CAnalyzeRun {
         if (!m_options.dryRun) {
             m_console.Say(text);
         } else if (m_ranks.IsFirst()) {
-            std::cout << text << std::endl;
+            std::cout << PrintableText(text) << std::endl;
         }
     }
 

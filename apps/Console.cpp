@@ -2,6 +2,7 @@
 #include "apps/Console.h"
 
 #include "apps/Failure.h"
+#include "apps/PrintableText.h"
 
 #include <iostream>
 #include <vector>
@@ -29,7 +30,7 @@ CConsole::CConsole(EVerbosity verbosity)
 void CConsole::Say(const std::string& text) {
     if (m_verbosity == EVerbosity::normal) {
         m_bar.Wipe();
-        std::cerr << "tevra: " << text << std::endl;
+        std::cerr << "tevra: " << PrintableText(text) << std::endl;
     }
 }
 

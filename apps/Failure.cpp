@@ -2,6 +2,7 @@
 #include "apps/Failure.h"
 
 #include "apps/Interruption.h"
+#include "apps/PrintableText.h"
 #include "jobs/MessageNames.h"
 #include "stream/Failure.h"
 
@@ -26,7 +27,7 @@ std::string on_one_line(const std::string& message) {
     if (line.ends_with(' ')) {
         line.pop_back();
     }
-    return line;
+    return PrintableText(line);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "apps/Commands.h"
 #include "apps/Console.h"
 #include "apps/ImageInput.h"
+#include "apps/PrintableText.h"
 
 #include "jobs/ReadingNotes.h"
 #include "jobs/Texts.h"
@@ -30,7 +31,7 @@ struct SInfoOptions {
 };
 
 void print_row(const char* name, const std::string& value) {
-    std::cout << std::left << std::setw(14) << name << value << '\n';
+    std::cout << std::left << std::setw(14) << name << PrintableText(value) << '\n';
 }
 
 std::vector<double> spacing_of(const volume::SImageInfo& info) {

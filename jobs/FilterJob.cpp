@@ -280,9 +280,12 @@ void CFilterJob::record_plan() {
         m_record.transform.sizePx.push_back(extent + 2 * m_record.transform.framePx);
     }
     m_record.memory.allowedBytes = m_task.memoryBytes;
-    m_record.memory.expectedBytes =
-        FilterMemory(info.size, volume::BytesPerPixel(info.pixelType), m_task.parameters) +
+    const std::size_t readers =
         m_task.image.BufferBytes() + (m_task.mask != nullptr ? m_task.mask->BufferBytes() : 0);
+    const std::size_t filters =
+        FilterMemory(info.size, volume::BytesPerPixel(info.pixelType), m_task.parameters);
+    m_record.memory.expectedBytes =
+        filters + std::min(readers, std::numeric_limits<std::size_t>::max() - filters);
 }
 
 void CFilterJob::Run() {

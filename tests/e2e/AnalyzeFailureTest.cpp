@@ -121,10 +121,11 @@ TEST_F(AnalyzeFailure, PixelsThatAreNotGrey) {
     expect_image_refusal("complex.mha", {"complex.mha"});
 }
 
-TEST_F(AnalyzeFailure, PixelsOf64Bits) {
-    write_meta("double.mha",
-               {.size = {8, 8, 8}, .elementType = "MET_DOUBLE", .pixels = std::string(8 * 8 * 8 * 8, '\0')});
-    expect_image_refusal("double.mha", {"double.mha", "64"});
+TEST_F(AnalyzeFailure, PixelsBeyondTheRangeOfFloats) {
+    write_meta(
+        "double.mha",
+        {.size = {8, 8, 8}, .elementType = "MET_DOUBLE", .pixels = std::string(8 * 8 * 8 * 8, '\x7E')});
+    expect_image_refusal("double.mha", {"double.mha", "32-bit float"});
 }
 
 TEST_F(AnalyzeFailure, AnImageOfOneOrFourDimensions) {

@@ -103,7 +103,7 @@ std::vector<SBrokenCase> changed_cases() {
              WriteMetaImage(path,
                             *test::MakeImage<std::uint8_t>(
                                 IMAGE_GREY_8, SIZE, [](long long x, long long, long long) { return x; }),
-                            {0.5, 0.5, 0.5}, "um");
+                            std::array{0.5, 0.5, 0.5}, "um");
          }},
         {"image.nrrd", "",
          [](const std::string& path) {

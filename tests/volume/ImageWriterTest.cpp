@@ -13,6 +13,7 @@ namespace TEVRA::volume {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 constexpr std::array<double, 3> SPACING{0.5, 0.1, 2.0};
 
@@ -73,6 +74,16 @@ TEST_F(ImageWriter, SpacingComesBackExactly) {
     ExpectSpacing(m_tiff, SExpectedSpacing{{500.0, 100.0, 2000.0}, "um"});
     WriteTiff(m_tiff, *m_image, SPACING, "");
     ExpectSpacing(m_tiff, std::nullopt);
+}
+
+TEST_F(ImageWriter, AMissingSpacingIsNotStated) {
+    WriteMetaImage(m_meta, *m_image, std::nullopt);
+    ExpectSpacing(m_meta, std::nullopt);
+    WriteMetaImage(m_meta, *m_image, std::nullopt, "mm"); // a unit of nothing
+    ExpectSpacing(m_meta, std::nullopt);
+    EXPECT_THAT(test::ReadFile(m_meta), Not(HasSubstr("mm")));
+    WriteMetaImage(m_meta, *m_image, std::array<double, 3>{1.0, 1.0, 1.0});
+    ExpectSpacing(m_meta, SExpectedSpacing{{1.0, 1.0, 1.0}, ""});
 }
 
 TEST_F(ImageWriter, TheMetaImageHeaderIsAsOtherProgramsExpect) {
