@@ -77,7 +77,7 @@ bool estimator_gives_numbers(const CSize& size) {
     const auto image = fibers(size);
     // An earlier run must not show through.
     {
-        CStopAt never(test::CRecordingMonitor::c_never);
+        CStopAt never(test::CRecordingMonitor::NEVER);
         const CProgressMonitorScope scope(never);
         estimator.compute(*image, 2.0, nullptr, CHessianOrientations::eEVSmallest);
     }
@@ -95,7 +95,7 @@ bool estimator_gives_numbers(const CSize& size) {
 bool filter_gives_numbers(const CSize& size) {
     CFilterOrientations estimator(2.0F, 1.0F, nullptr, nullptr);
     estimator.Compute(*fibers(size), CFilterOrientations::eCoarse, nullptr);
-    CStopAt never(test::CRecordingMonitor::c_never);
+    CStopAt never(test::CRecordingMonitor::NEVER);
     const CProgressMonitorScope scope(never);
     CImage response(IMAGE_GREY_F, size, CSize(0, 0, 0));
     return estimator.GetBestResponse(response);
@@ -105,7 +105,7 @@ bool filter_gives_numbers(const CSize& size) {
 bool output_gives_numbers(const std::function<bool(const CFilterOrientations&)>& output) {
     CFilterOrientations estimator(2.0F, 1.0F, nullptr, nullptr);
     {
-        CStopAt never(test::CRecordingMonitor::c_never);
+        CStopAt never(test::CRecordingMonitor::NEVER);
         const CProgressMonitorScope scope(never);
         estimator.Compute(*fibers(PLANE), CFilterOrientations::eCoarse, nullptr);
     }
@@ -130,7 +130,7 @@ class Cancellation : public testing::TestWithParam<SOperation> {};
 TEST_P(Cancellation, AtAnyPollLeavesNoNumbers) {
     int polls = 0;
     {
-        CStopAt monitor(test::CRecordingMonitor::c_never);
+        CStopAt monitor(test::CRecordingMonitor::NEVER);
         const CProgressMonitorScope scope(monitor);
         ASSERT_TRUE(GetParam().givesNumbers());
         polls = monitor.polls;
