@@ -66,7 +66,7 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
         m_analysis.emplace(
             m_task.input, m_task.request,
             stream::SStreamResources{threads, memoryBytes, ScratchFolder(), checkpoint_files()}, m_ranks,
-            m_task.withMaps);
+            m_task.withMaps ? &m_sinks : nullptr);
         m_record.parameters.beyondSubfieldsPx = PixelsBeyondSubfields(image_size(), m_task.request);
         record_memory();
         if (m_ranks.IsFirst() && purpose == EPurpose::run) {
@@ -83,8 +83,11 @@ void CAnalyzeJob::Run() {
     }
     const double start = m_clock.Seconds();
     const std::unique_ptr<CMapFiles> maps = new_maps();
+    if (maps) {
+        m_sinks.Add(*maps);
+    }
     try {
-        m_result = m_analysis->Run(maps.get());
+        m_result = m_analysis->Run();
     } catch (const stream::CMaskError& failure) {
         throw CWorkError("mask '" + m_task.maskPath.value_or("") + "': " + failure.what());
     }
@@ -167,7 +170,7 @@ std::optional<stream::SCheckpointFiles> CAnalyzeJob::checkpoint_files() const {
     }
     std::ostringstream fingerprint;
     fingerprint << std::hexfloat << "version " << m_task.programVersion << "; image " << m_task.imageIdentity
-                << "; sigma " << m_task.request.FiberRadiusPx() << "; window ";
+                << "; window ";
     if (const auto& window = m_task.input.window) {
         fingerprint << window->lo << ',' << window->hi;
     } else {

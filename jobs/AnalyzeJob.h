@@ -105,6 +105,7 @@ class CAnalyzeJob {
     stream::ICommunicator& m_ranks;
     CRunClock m_clock;
     report::SRunRecord m_record;
+    stream::CSinkFan m_sinks;
     std::optional<stream::CStreamingAnalysis> m_analysis;
     std::optional<CResultFiles> m_files; // of the first process
     stream::CCheckpoint::EState m_earlier = stream::CCheckpoint::EState::absent;

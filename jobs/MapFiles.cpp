@@ -14,10 +14,11 @@ CMapFiles::CMapFiles(const SPaths& paths, const volume::SMetaImageHeader& header
     : m_theta(paths.theta, header),
       m_phi(paths.phi.empty() ? nullptr : std::make_unique<volume::CMetaImageParts>(paths.phi, header)) {}
 
-void CMapFiles::Write(const stream::SSliceRange& slices, const float* theta, const float* phi) {
-    m_theta.WriteSlices(slices.first, slices.Count(), theta);
+void CMapFiles::TakeAngles(const stream::SFoundSlices& found) {
+    const stream::SSliceRange& slices = found.slices;
+    m_theta.WriteSlices(slices.first, slices.Count(), found.theta);
     if (m_phi) {
-        m_phi->WriteSlices(slices.first, slices.Count(), phi);
+        m_phi->WriteSlices(slices.first, slices.Count(), found.phi);
     }
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "stream/OrientationPass.h"
+#include "stream/SliceSink.h"
 #include "volume/MetaImageWriter.h"
 
 #include <memory>
@@ -11,7 +11,7 @@ namespace TEVRA::jobs {
 
 /// The angle maps as MetaImage files, written slab by slab; several processes may write into one pair of
 /// files.
-class CMapFiles : public stream::IAngleSink {
+class CMapFiles : public stream::ISliceSink {
   public:
     struct SPaths {
         std::string theta;
@@ -23,7 +23,7 @@ class CMapFiles : public stream::IAngleSink {
 
     CMapFiles(const SPaths& paths, const volume::SMetaImageHeader& header);
 
-    void Write(const stream::SSliceRange& slices, const float* theta, const float* phi) override;
+    void TakeAngles(const stream::SFoundSlices& found) override;
     void Close();
 
   private:

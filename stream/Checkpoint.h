@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "stream/ColumnSmoothing.h"
-
+#include "Utils/RowStatistics.h"
 #include "volume/ImageConversion.h"
 
 #include <cstddef>

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "stream/MemoryPlan.h"
 
-#include "stream/ColumnSmoothing.h"
 #include "stream/Failure.h"
 #include "stream/OrientationPass.h"
 #include "stream/RankSlices.h"
-#include "stream/TileSums.h"
-
-#include "VexoFilter/SmoothingPass.h"
+#include "stream/TileAccumulator.h"
+#include "stream/stages/AxisStage.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -20,7 +18,7 @@ namespace {
 using EKind = SScratchPlace::EKind;
 
 constexpr std::size_t MEGABYTE = std::size_t{1} << 20;
-/// The program and its libraries, and each thread's stack, heap and buffers of the smoothing in the plane.
+/// The program and its libraries, and each thread's stack, heap and buffers of the smoothing along x and y.
 constexpr std::size_t PROGRAM_BYTES = 24 * MEGABYTE;
 constexpr std::size_t BYTES_PER_THREAD = 3 * MEGABYTE;
 /// Memory that comes with a slab of mapped slices at either end of it: the system maps files in pieces of up
@@ -46,7 +44,7 @@ std::size_t bytes_of(long long count, std::size_t bytesEach) {
 class CDemand {
   public:
     explicit CDemand(const SWorkload& workload)
-        : m_workload(workload), m_gaussian(Impl::GaussianFromSigma(workload.sigmaPx)),
+        : m_workload(workload), m_scratch(workload.stage.Scratch()),
           m_own(SlicesOfRank(workload.imageSize[2], workload.processes, 0).Count()),
           m_slicePixels(static_cast<std::size_t>(workload.imageSize[0] * workload.imageSize[1])) {}
 
@@ -54,14 +52,15 @@ class CDemand {
     std::size_t SlicePixels() const { return m_slicePixels; }
 
     std::size_t ScratchBytes() const {
-        const long long halo = std::max(HaloSlices(m_gaussian), 1LL) * (m_workload.processes > 1 ? 2 : 0);
-        return bytes_of(std::min(m_own + halo, m_workload.imageSize[2]), m_slicePixels * sizeof(float));
+        const long long room = m_scratch.roomSlices * (m_workload.processes > 1 ? 2 : 0);
+        return bytes_of(std::min(m_own + room, m_workload.imageSize[2]) * m_scratch.volumes,
+                        m_slicePixels * sizeof(float));
     }
 
     std::size_t PeakBytes(const SMemoryPlan& plan) const {
         const bool isInFile = plan.scratchKind == EKind::file;
         const std::size_t working =
-            std::max({reading(plan, isInFile), columns(plan, isInFile), orientations(plan, isInFile)});
+            std::max({reading(plan, isInFile), stage_passes(plan), orientations(plan, isInFile)});
         const std::size_t scratch = isInFile ? 0 : plan.scratchBytes;
         const std::size_t document =
             bytes_of(m_workload.tiles,
@@ -77,25 +76,29 @@ class CDemand {
         return bytes_of(2 * plan.slabSlices + 1 + m_workload.threads, raw) +
                (isInFile ? slab + SLAB_SLACK : 0);
     }
-    std::size_t columns(const SMemoryPlan& plan, bool isInFile) const {
-        const std::size_t run = plan.stripPixels * sizeof(float);
-        const std::size_t strips = 2 * ColumnStateBytes(m_gaussian, plan.stripPixels) *
-                                   static_cast<std::size_t>(m_workload.processes);
-        return bytes_of(m_workload.threads, ColumnBytesPerWorker(m_gaussian, m_own)) + strips +
-               (isInFile ? bytes_of(m_own + 2 * HaloSlices(m_gaussian), run) : 0);
+    std::size_t stage_passes(const SMemoryPlan& plan) const {
+        return m_workload.stage.PassBytes({m_own, m_slicePixels, plan.stripPixels, m_workload.threads,
+                                           m_workload.processes, plan.scratchKind});
     }
     std::size_t orientations(const SMemoryPlan& plan, bool isInFile) const {
-        const std::size_t maps = m_workload.wantsAngles ? 4 * m_slicePixels * sizeof(float) : 0;
-        const std::size_t mask = m_workload.hasMask ? 2 * m_slicePixels : 0;
-        const std::size_t sums = bytes_of(m_workload.tilesPerSlice * 2, sizeof(SSums<3>));
-        const std::size_t slices = bytes_of(plan.slabSlices + 2, m_slicePixels * sizeof(float));
-        return bytes_of(plan.slabSlices, maps + mask + sums) + (isInFile ? slices + SLAB_SLACK : 0) +
-               bytes_of(m_workload.threads, OrientationBytesPerWorker(m_workload.imageSize[0])) +
+        const IAxisStage& stage = m_workload.stage;
+        const long long width = m_workload.imageSize[0];
+        const std::size_t maps = stage.HasConfidence() ? 6 : 4; // two or three, twice
+        const std::size_t slice = (m_workload.wantsAngles ? maps * m_slicePixels * sizeof(float) : 0) +
+                                  (m_workload.hasMask ? 2 * m_slicePixels : 0) +
+                                  CTileAccumulator<3>::BytesPerSlice(m_workload.tilesPerSlice);
+        const std::size_t worker = stage.RowBytes() + OrientationBytesPerWorker(stage, width) +
+                                   CTileAccumulator<3>::BytesPerWorker(width);
+        const std::size_t mapped = bytes_of((plan.slabSlices + 2 * m_scratch.reachSlices) * m_scratch.volumes,
+                                            m_slicePixels * sizeof(float)) +
+                                   SLAB_SLACK;
+        return bytes_of(plan.slabSlices, slice) + stage.PreparedBytes(plan.slabSlices, m_slicePixels) +
+               (isInFile ? mapped : 0) + bytes_of(m_workload.threads, worker) +
                bytes_of(m_workload.tiles, sizeof(SSums<3>));
     }
 
     const SWorkload& m_workload;
-    Impl::Gaussian m_gaussian;
+    SStageScratch m_scratch;
     long long m_own;
     std::size_t m_slicePixels;
 };

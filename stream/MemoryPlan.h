@@ -11,10 +11,12 @@
 
 namespace TEVRA::stream {
 
+class IAxisStage;
+
 /// What the memory of an analysis depends on.
 struct SWorkload {
     CSize imageSize;
-    double sigmaPx = 0.0;          ///< of the smoothing
+    const IAxisStage& stage;       ///< of the estimator
     std::size_t bytesPerPixel = 1; ///< of the image as its file holds it
     std::size_t readerBytes = 0;   ///< that the readers of image and mask take for themselves
     bool hasMask = false;

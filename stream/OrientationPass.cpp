@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "stream/OrientationPass.h"
 
-#include "stream/HessianRows.h"
+#include "stream/MemoryPlan.h"
 #include "stream/SlabReader.h"
 
-#include "Axes/RowKernels.h"
 #include "zeklib2image/PrefaultPages.h"
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -17,124 +15,129 @@
 namespace TEVRA::stream {
 namespace {
 
-/// Rows of floats that a worker needs: those of the Hessian, foreground, two angles, the same packed, and
-/// unit axes in double precision.
-constexpr std::size_t ROWS_PER_WORKER = 6 + 3 + 2 + 6;
+/// Rows of floats that a worker needs: two angles, and a third for the foreground's bytes.
+constexpr std::size_t ROWS_PER_WORKER = 3;
 
-/// Memory for a slab of angles, which the threads that compute write, and thereby fetch, first.
-class CAngleMemory {
+/// Memory for a slab of maps, which the threads that compute write, and thereby fetch, first.
+class CSlabMemory {
   public:
-    SAngleSlices Get(std::size_t pixels, bool isVolume) {
-        if (!m_theta) {
-            m_theta = std::make_unique_for_overwrite<float[]>(pixels);
-            m_phi = std::make_unique_for_overwrite<float[]>(isVolume ? pixels : 0);
+    /// @param maps theta[, phi[, confidence]] that are wanted.
+    SAngleSlices Get(std::size_t pixels, const std::array<bool, 3>& maps) {
+        for (std::size_t map = 0; map < maps.size(); ++map) {
+            if (maps[map] && !m_maps[map]) {
+                m_maps[map] = std::make_unique_for_overwrite<float[]>(pixels);
+            }
         }
-        return {m_theta.get(), isVolume ? m_phi.get() : nullptr};
+        return {m_maps[0].get(), m_maps[1].get(), m_maps[2].get()};
     }
 
   private:
-    std::unique_ptr<float[]> m_theta;
-    std::unique_ptr<float[]> m_phi;
+    std::array<std::unique_ptr<float[]>, 3> m_maps;
 };
 
-/// Hands slabs of angles to the sink, each while the next one is being made.
-class CAngleWriter {
+/// Hands slabs of maps to the sink, each while the next one is being made.
+class CMapWriter {
   public:
-    /// @param slabPixels of the largest slab.
-    CAngleWriter(IAngleSink* sink, std::size_t slabPixels, bool isVolume)
-        : m_sink(sink), m_slabPixels(slabPixels), m_isVolume(isVolume) {}
+    /// @param slabPixels of the largest slab. @param maps theta, phi, confidence: which there are.
+    CMapWriter(ISliceSink* sink, std::size_t slabPixels, const std::array<bool, 3>& maps)
+        : m_sink(sink), m_slabPixels(slabPixels), m_maps(maps) {}
 
-    /// Where the angles of the next slab go; nowhere if nobody wants them.
+    /// Where the maps of the next slab go; nowhere if nobody wants them.
     SAngleSlices Begin(const SSliceRange& slices) {
         m_slices = slices;
-        m_angles = m_sink != nullptr ? m_sink->Place(slices) : SAngleSlices{};
-        m_isPlaced = m_angles.theta != nullptr;
-        if (m_sink != nullptr && !m_isPlaced) {
-            m_angles = m_memory[m_slabs++ % m_memory.size()].Get(m_slabPixels, m_isVolume);
+        m_current = m_sink != nullptr ? m_sink->Place(slices) : SAngleSlices{};
+        m_isPlaced = m_current.theta != nullptr;
+        if (m_sink != nullptr) {
+            const SAngleSlices own = m_memory[m_slabs++ % m_memory.size()].Get(
+                m_slabPixels,
+                {!m_isPlaced, m_maps[1] && !m_isPlaced, m_maps[2] && m_current.confidence == nullptr});
+            m_current = {m_isPlaced ? m_current.theta : own.theta, m_isPlaced ? m_current.phi : own.phi,
+                         m_current.confidence != nullptr ? m_current.confidence : own.confidence};
         }
-        return m_angles;
+        return m_current;
     }
-    /// Whether that is the sink's own memory, each piece of which is written once.
+    /// Whether that is the sink's own memory, each part of which is written once.
     bool IsPlaced() const noexcept { return m_isPlaced; }
     /// The slab is complete and waits to be written.
     void Complete() {
-        m_waiting = m_slices;
-        m_waitingAngles = m_angles;
+        m_waiting = {m_slices, m_current.theta, m_maps[1] ? m_current.phi : nullptr,
+                     m_maps[2] ? m_current.confidence : nullptr};
     }
     /// Writes the slab that waits, if there is one. May run while others fill the next one.
     void WriteWaiting() {
-        if (m_sink != nullptr && m_waiting.Count() > 0) {
-            m_sink->Write(m_waiting, m_waitingAngles.theta, m_waitingAngles.phi);
+        if (m_sink != nullptr && m_waiting.slices.Count() > 0) {
+            m_sink->TakeAngles(m_waiting);
             m_waiting = {};
         }
     }
 
   private:
-    IAngleSink* m_sink;
+    ISliceSink* m_sink;
     std::size_t m_slabPixels;
-    bool m_isVolume;
-    std::array<CAngleMemory, 2> m_memory;
+    std::array<bool, 3> m_maps;
+    std::array<CSlabMemory, 2> m_memory;
     std::size_t m_slabs = 0;
     SSliceRange m_slices;
-    SAngleSlices m_angles;
+    SAngleSlices m_current;
     bool m_isPlaced = false;
-    SSliceRange m_waiting;
-    SAngleSlices m_waitingAngles;
+    SFoundSlices m_waiting;
 };
 
 /// What one worker needs.
 template <std::size_t Dim>
 struct SWorkspace {
-    explicit SWorkspace(std::size_t width)
-        : hessian(width), rowSums(width), foreground(width), theta(width), phi(width) {}
+    SWorkspace(const IAxisStage& stage, const CScratchStore& store, std::size_t width)
+        : rows(NewRows<Dim>(stage, store)), foreground(width), theta(width), phi(width),
+          confidence(stage.HasConfidence() ? width : 0) {}
 
-    CHessianRows<Dim> hessian;
-    Impl::CRowSums<Dim> rowSums;
+    std::unique_ptr<Impl::IMatrixRows<Dim>> rows;
     std::vector<unsigned char> foreground;
+    // For rows that no map takes:
     std::vector<float> theta;
     std::vector<float> phi;
+    std::vector<float> confidence;
     long long axes = 0;
 };
 
 template <std::size_t Dim>
 class COrientations {
   public:
-    using Sums = SSums<Dim>;
-
-    COrientations(const SOrientationPass& pass, CTileSums<Dim>& sums, CWorkers& workers)
-        : m_pass(pass), m_sums(sums), m_workers(workers),
+    explicit COrientations(const SOrientationPass& pass)
+        : m_pass(pass), m_store(pass.context.store), m_own(pass.context.own),
           m_width(static_cast<std::size_t>(pass.imageSize[0])),
-          m_height(static_cast<std::size_t>(pass.imageSize[1])) {
-        for (int worker = 0; worker < workers.Count(); ++worker) {
-            m_workspaces.push_back(std::make_unique<SWorkspace<Dim>>(m_width));
+          m_height(static_cast<std::size_t>(pass.imageSize[1])), m_hasConfidence(pass.stage.HasConfidence()) {
+        for (int worker = 0; worker < pass.context.workers.Count(); ++worker) {
+            m_workspaces.push_back(std::make_unique<SWorkspace<Dim>>(pass.stage, m_store, m_width));
         }
     }
 
     long long Run(IProgressMonitor& progress) {
-        const long long slabSlices = m_pass.slabSlices;
-        const long long slabs = SlabCount(m_pass.own, slabSlices);
-        const auto slices = static_cast<std::size_t>(std::min(slabSlices, m_pass.own.Count()));
-        CAngleWriter writer(m_pass.angles, slices * m_width * m_height, Dim == 3);
+        const long long slabSlices = m_pass.context.plan.slabSlices;
+        const long long slabs = SlabCount(m_own, slabSlices);
+        const auto slices = static_cast<std::size_t>(std::min(slabSlices, m_own.Count()));
+        CMapWriter writer(m_pass.sink, slices * m_width * m_height, {true, Dim == 3, m_hasConfidence});
         std::unique_ptr<CSlabReader> mask;
         if (m_pass.mask != nullptr) {
             mask = std::make_unique<CSlabReader>(
                 [this](const SSliceRange& range, std::byte* pixels) { m_pass.mask->Read(range, pixels); },
-                m_pass.own, slabSlices, m_width * m_height);
+                m_own, slabSlices, m_width * m_height);
             mask->ReadNext();
         }
+        const long long reach = m_pass.stage.Scratch().reachSlices;
         CProgressReport report(progress, slabs, "Computing fiber directions...");
         for (long long number = 0; number < slabs; ++number) {
-            const SSliceRange range = SlabOf(m_pass.own, slabSlices, number);
-            SSlab slab{range, mask ? mask->Take() : nullptr, writer.Begin(range), writer.IsPlaced(), {}};
+            const SSliceRange range = SlabOf(m_own, slabSlices, number);
+            m_pass.stage.Prepare(range, m_pass.context);
+            const SSlab slab{range, mask ? mask->Take() : nullptr, writer.Begin(range), writer.IsPlaced()};
             compute(slab, [&] {
-                m_pass.store.DiscardBelow(range.first - 1);
+                m_store.DiscardBelow(range.first - reach);
                 writer.WriteWaiting();
                 if (mask) {
                     mask->ReadNext();
                 }
             });
             writer.Complete();
-            m_pass.store.Forget();
+            m_store.Forget();
             report.Step();
         }
         writer.WriteWaiting();
@@ -146,133 +149,118 @@ class COrientations {
     }
 
   private:
-    /// Where the rows of a slab come from and go to, and their sums.
+    /// Where the rows of a slab come from and go to.
     struct SSlab {
         SSliceRange slices;
         const std::byte* mask = nullptr;
-        SAngleSlices angles;         // null if nobody wants them
-        bool areAnglesFresh = false; // memory that nobody has written yet
-        std::vector<Sums> sums;
+        SAngleSlices maps;         // null if nobody wants them
+        bool areMapsFresh = false; // memory that nobody has written yet
     };
 
-    void compute(SSlab& slab, const std::function<void()>& aside) {
-        const SSliceRange& slices = slab.slices;
-        const std::size_t sumsPerSlice = CTileSums<Dim>::SumsPerSlice(m_pass.grid);
-        slab.sums.resize(static_cast<std::size_t>(slices.Count()) * sumsPerSlice);
+    void compute(const SSlab& slab, const std::function<void()>& background) {
+        for (IAxisAccumulator* const accumulator : m_pass.accumulators) {
+            accumulator->BeginSlab(slab.slices);
+        }
         const auto bands = static_cast<long long>(m_pass.grid.Bands().size());
         const auto compute_one = [&](long long task, int worker) {
-            compute_band(slab, slices.first + task / bands, static_cast<std::size_t>(task % bands),
-                         *m_workspaces[static_cast<std::size_t>(worker)]);
+            compute_band(slab, slab.slices.first + task / bands, static_cast<std::size_t>(task % bands),
+                         worker);
         };
-        m_workers.Run(slices.Count() * bands, compute_one, aside);
-        for (long long z = slices.first; z < slices.end; ++z) {
-            const std::size_t first = static_cast<std::size_t>(z - slices.first) * sumsPerSlice;
-            m_sums.AddSlice(z, std::span<const Sums>(slab.sums).subspan(first, sumsPerSlice));
+        m_pass.context.workers.Run(slab.slices.Count() * bands, compute_one, background);
+        for (IAxisAccumulator* const accumulator : m_pass.accumulators) {
+            accumulator->EndSlab();
         }
     }
 
-    void compute_band(SSlab& slab, long long z, std::size_t number, SWorkspace<Dim>& workspace) {
-        const CTileGrid::SBand& band = m_pass.grid.Bands()[number];
-        const SSliceRange stored = m_pass.store.Slices();
-        workspace.hessian.GoTo({m_pass.store.Slice(std::max(z - 1, stored.first)), m_pass.store.Slice(z),
-                                m_pass.store.Slice(std::min(z + 1, stored.end - 1)), m_width, m_height});
-        const auto tiles = static_cast<std::size_t>(m_pass.grid.Tiles(0));
-        const auto slice = static_cast<std::size_t>(z - slab.slices.first);
-        const bool counts = band.tile >= 0 && m_pass.grid.TileAt(2, z) >= 0;
-        const std::span<Sums> sums = std::span(slab.sums).subspan(
-            slice * CTileSums<Dim>::SumsPerSlice(m_pass.grid) + number * tiles, tiles);
-        fetch_angles(slab, slice, band.rows);
-        for (long long row = band.rows.lo; row < band.rows.hi; ++row) {
-            const auto y = static_cast<std::size_t>(row);
-            const Impl::SAngleRow angles = angle_row(slab, (slice * m_height + y) * m_width, workspace);
-            find_axes(slab, z, y, angles, workspace);
-            if (counts) {
-                add(angles, workspace.rowSums, sums);
+    void compute_band(const SSlab& slab, long long z, std::size_t band, int worker) {
+        SWorkspace<Dim>& workspace = *m_workspaces[static_cast<std::size_t>(worker)];
+        const Impl::SPixelRange& rows = m_pass.grid.Bands()[band].rows;
+        workspace.rows->GoTo(z);
+        fetch_maps(slab, z, rows);
+        for (long long y = rows.lo; y < rows.hi; ++y) {
+            const SAngleSlices found = place_of(slab, y, z, workspace);
+            const unsigned char* const foreground = foreground_of(slab, y, z, workspace);
+            workspace.axes += static_cast<long long>(Impl::FindAxes<Dim>(*workspace.rows, y, foreground,
+                                                                         m_width, m_pass.stage.Eigenvalue(),
+                                                                         {found.theta, found.phi}));
+            if (m_hasConfidence) {
+                workspace.rows->Confidence(foreground, found.confidence);
+            }
+            for (IAxisAccumulator* const accumulator : m_pass.accumulators) {
+                accumulator->AddRow({y,
+                                     z,
+                                     band,
+                                     worker,
+                                     {found.theta, found.phi},
+                                     m_hasConfidence ? found.confidence : nullptr});
             }
         }
     }
 
-    void fetch_angles(const SSlab& slab, std::size_t slice, const SPixelRange& rows) const {
-        if (slab.areAnglesFresh) {
-            const std::size_t first = (slice * m_height + static_cast<std::size_t>(rows.lo)) * m_width;
-            const std::size_t bytes = static_cast<std::size_t>(rows.hi - rows.lo) * m_width * sizeof(float);
-            Impl::PrefaultPages(slab.angles.theta + first, bytes);
-            if constexpr (Dim == 3) {
-                Impl::PrefaultPages(slab.angles.phi + first, bytes);
-            }
-        }
+    std::size_t in_slab(const SSlab& slab, long long y, long long z) const {
+        return (static_cast<std::size_t>(z - slab.slices.first) * m_height + static_cast<std::size_t>(y)) *
+               m_width;
     }
 
-    /// Where a row's angles go: into the maps, or nowhere for long.
-    static Impl::SAngleRow angle_row(const SSlab& slab, std::size_t inSlab, SWorkspace<Dim>& workspace) {
-        Impl::SAngleRow row{workspace.theta.data(), Dim == 3 ? workspace.phi.data() : nullptr};
-        if (slab.angles.theta != nullptr) {
-            row.theta = slab.angles.theta + inSlab;
-            row.phi = Dim == 3 ? slab.angles.phi + inSlab : nullptr;
-        }
-        return row;
-    }
-
-    /// Fills a row of the maps, and counts its axes.
-    void find_axes(const SSlab& slab, long long z, std::size_t y, const Impl::SAngleRow& angles,
-                   SWorkspace<Dim>& workspace) const {
-        const unsigned char* foreground = workspace.foreground.data();
-        if (slab.mask != nullptr) {
-            const auto slice = static_cast<std::size_t>(z - slab.slices.first);
-            foreground = reinterpret_cast<const unsigned char*>(slab.mask) + (slice * m_height + y) * m_width;
-        } else {
-            Impl::ForegroundOfRow(m_pass.store.Slice(z) + y * m_width, m_width, m_pass.threshold,
-                                  workspace.foreground.data());
-        }
-        if (std::memchr(foreground, 1, m_width) == nullptr) {
-            Impl::MarkRow<Dim>(m_width, angles);
+    void fetch_maps(const SSlab& slab, long long z, const Impl::SPixelRange& rows) const {
+        if (!slab.areMapsFresh) {
             return;
         }
-        workspace.axes += static_cast<long long>(Impl::AxesOfRow<Dim>(
-            workspace.hessian.At(y), foreground, m_width, Impl::EEigenvalue::smallest, angles));
+        const std::size_t first = in_slab(slab, rows.lo, z);
+        const std::size_t bytes = static_cast<std::size_t>(rows.hi - rows.lo) * m_width * sizeof(float);
+        for (float* const map : {slab.maps.theta, slab.maps.phi, slab.maps.confidence}) {
+            if (map != nullptr) {
+                Impl::PrefaultPages(map + first, bytes);
+            }
+        }
     }
 
-    /// Adds a row's axes to the sums of its tiles.
-    void add(const Impl::SAngleRow& angles, Impl::CRowSums<Dim>& row, const std::span<Sums>& sums) const {
-        row.Begin();
-        for (std::size_t tile = 0; tile < sums.size(); ++tile) {
-            const SPixelRange range = m_pass.grid.Range(0, static_cast<long long>(tile));
-            row.AddPart({angles.theta + range.lo, Dim == 3 ? angles.phi + range.lo : nullptr},
-                        static_cast<std::size_t>(range.hi - range.lo));
+    /// Where a row's angles and confidence go: into the maps, or into the worker's own row.
+    static SAngleSlices place_of(const SSlab& slab, std::size_t first, SWorkspace<Dim>& workspace) {
+        const auto place = [first](float* map, std::vector<float>& own) {
+            return map != nullptr ? map + first : own.data();
+        };
+        return {place(slab.maps.theta, workspace.theta),
+                Dim == 3 ? place(slab.maps.phi, workspace.phi) : nullptr,
+                place(slab.maps.confidence, workspace.confidence)};
+    }
+    SAngleSlices place_of(const SSlab& slab, long long y, long long z, SWorkspace<Dim>& workspace) const {
+        return place_of(slab, in_slab(slab, y, z), workspace);
+    }
+
+    const unsigned char* foreground_of(const SSlab& slab, long long y, long long z,
+                                       SWorkspace<Dim>& workspace) const {
+        if (slab.mask != nullptr) {
+            return reinterpret_cast<const unsigned char*>(slab.mask) + in_slab(slab, y, z);
         }
-        row.FindAxes();
-        for (std::size_t tile = 0; tile < sums.size(); ++tile) {
-            row.AddTo(tile, sums[tile].second, m_pass.withFourthOrder ? &sums[tile].fourth : nullptr);
-        }
+        const float* const slice = m_store.Slice(z, m_pass.stage.ForegroundVolume());
+        Impl::ForegroundOfRow(slice + static_cast<std::size_t>(y) * m_width, m_width, m_pass.threshold,
+                              workspace.foreground.data());
+        return workspace.foreground.data();
     }
 
     const SOrientationPass& m_pass;
-    CTileSums<Dim>& m_sums;
-    CWorkers& m_workers;
+    CScratchStore& m_store;
+    SSliceRange m_own;
     std::size_t m_width;
     std::size_t m_height;
+    bool m_hasConfidence;
     std::vector<std::unique_ptr<SWorkspace<Dim>>> m_workspaces;
 };
 
 } // namespace
 
-IAngleSink::~IAngleSink() = default;
-
-SAngleSlices IAngleSink::Place(const SSliceRange& /*slices*/) {
-    return {};
-}
-
 template <std::size_t Dim>
-long long FindOrientations(const SOrientationPass& pass, CTileSums<Dim>& sums, CWorkers& workers,
-                           IProgressMonitor& progress) {
-    return COrientations<Dim>(pass, sums, workers).Run(progress);
+long long FindOrientations(const SOrientationPass& pass, IProgressMonitor& progress) {
+    return COrientations<Dim>(pass).Run(progress);
 }
 
-template long long FindOrientations<2>(const SOrientationPass&, CTileSums<2>&, CWorkers&, IProgressMonitor&);
-template long long FindOrientations<3>(const SOrientationPass&, CTileSums<3>&, CWorkers&, IProgressMonitor&);
+template long long FindOrientations<2>(const SOrientationPass&, IProgressMonitor&);
+template long long FindOrientations<3>(const SOrientationPass&, IProgressMonitor&);
 
-std::size_t OrientationBytesPerWorker(long long width) {
-    return static_cast<std::size_t>(width) * sizeof(float) * ROWS_PER_WORKER;
+std::size_t OrientationBytesPerWorker(const IAxisStage& stage, long long width) {
+    const std::size_t rows = ROWS_PER_WORKER + (stage.HasConfidence() ? 1 : 0);
+    return static_cast<std::size_t>(width) * sizeof(float) * rows;
 }
 
 } // namespace TEVRA::stream

@@ -33,15 +33,20 @@ void ExchangeHalo(CScratchStore& store, long long slices, long long depth, IComm
         const SSliceRange theirs = SlicesOfRank(depth, ranks.Size(), other);
         const SSliceRange wanted = common(WithHalo(theirs, slices, depth), own);
         for (long long z = wanted.first; other != me && z < wanted.end; ++z) {
-            ranks.Send(other, HALO, MessageOf(std::span<const float>(store.Slice(z), store.SlicePixels())));
+            for (int volume = 0; volume < store.Volumes(); ++volume) {
+                ranks.Send(other, HALO,
+                           MessageOf(std::span<const float>(store.Slice(z, volume), store.SlicePixels())));
+            }
         }
     }
     for (int other = 0; other < ranks.Size(); ++other) {
         const SSliceRange theirs = SlicesOfRank(depth, ranks.Size(), other);
         const SSliceRange missing = common(WithHalo(own, slices, depth), theirs);
         for (long long z = missing.first; other != me && z < missing.end; ++z) {
-            CopyMessage(ranks.Receive(other, HALO),
-                        std::as_writable_bytes(std::span(store.Slice(z), store.SlicePixels())));
+            for (int volume = 0; volume < store.Volumes(); ++volume) {
+                CopyMessage(ranks.Receive(other, HALO),
+                            std::as_writable_bytes(std::span(store.Slice(z, volume), store.SlicePixels())));
+            }
         }
     }
     ranks.Flush();

@@ -14,7 +14,7 @@ SSliceRange SlicesOfRank(long long depth, int ranks, int rank);
 SSliceRange WithHalo(const SSliceRange& range, long long slices, long long depth);
 
 /// Brings the slices that lie up to `slices` beyond either end of the own ones, and that other processes
-/// have, into the store, and gives others theirs.
+/// have, into all volumes of the store, and gives others theirs.
 void ExchangeHalo(CScratchStore& store, long long slices, long long depth, ICommunicator& ranks);
 
 } // namespace TEVRA::stream

@@ -42,9 +42,11 @@ int open_nameless_file(const std::string& folder) {
 
 } // namespace
 
-CScratchStore::CScratchStore(const SScratchPlace& place, const SSliceRange& slices, std::size_t slicePixels)
-    : m_slices(slices), m_slicePixels(slicePixels),
-      m_bytes(static_cast<std::size_t>(slices.Count()) * slicePixels * sizeof(float)), m_place(place) {
+CScratchStore::CScratchStore(const SScratchPlace& place, const SSliceRange& slices, std::size_t slicePixels,
+                             int volumes)
+    : m_slices(slices), m_slicePixels(slicePixels), m_volumes(volumes),
+      m_bytes(static_cast<std::size_t>(volumes * slices.Count()) * slicePixels * sizeof(float)),
+      m_place(place), m_discardedBelow(slices.first) {
     if (m_place.kind == SScratchPlace::EKind::memory) {
         map_memory();
         return;
@@ -99,15 +101,11 @@ void CScratchStore::map_file() {
     m_pixels = static_cast<float*>(memory);
 }
 
-std::size_t CScratchStore::offset_of(long long z, std::size_t first) const noexcept {
-    return (static_cast<std::size_t>(z - m_slices.first) * m_slicePixels + first) * sizeof(float);
-}
-
-void CScratchStore::Load(long long z, std::size_t first, std::span<float> run) const {
+void CScratchStore::Load(const SStoredSlice& slice, std::size_t first, std::span<float> run) const {
     const std::span<std::byte> bytes = std::as_writable_bytes(run);
     for (std::size_t done = 0; done < bytes.size();) {
         const ssize_t count = pread(m_file, bytes.data() + done, bytes.size() - done,
-                                    static_cast<off_t>(offset_of(z, first) + done));
+                                    static_cast<off_t>(offset_of(slice, first) + done));
         if (count <= 0 && errno != EINTR) {
             fail(m_place.folder, m_bytes, errno);
         }
@@ -115,11 +113,11 @@ void CScratchStore::Load(long long z, std::size_t first, std::span<float> run) c
     }
 }
 
-void CScratchStore::Save(long long z, std::size_t first, std::span<const float> run) {
+void CScratchStore::Save(const SStoredSlice& slice, std::size_t first, std::span<const float> run) {
     const std::span<const std::byte> bytes = std::as_bytes(run);
     for (std::size_t done = 0; done < bytes.size();) {
         const ssize_t count = pwrite(m_file, bytes.data() + done, bytes.size() - done,
-                                     static_cast<off_t>(offset_of(z, first) + done));
+                                     static_cast<off_t>(offset_of(slice, first) + done));
         if (count <= 0 && errno != EINTR) {
             fail(m_place.folder, m_bytes, errno);
         }
@@ -139,23 +137,29 @@ void CScratchStore::Forget() noexcept {
     }
 }
 
-void CScratchStore::Fetch(long long z) noexcept {
+void CScratchStore::Fetch(long long z, int volume) noexcept {
     if (m_place.kind == SScratchPlace::EKind::memory) {
-        Impl::PrefaultPages(Slice(z), m_slicePixels * sizeof(float));
+        Impl::PrefaultPages(Slice(z, volume), m_slicePixels * sizeof(float));
     }
 }
 
 void CScratchStore::DiscardBelow(long long z) noexcept {
-    if (m_place.kind != SScratchPlace::EKind::memory || z <= m_slices.first) {
+    if (m_place.kind != SScratchPlace::EKind::memory || z <= m_discardedBelow) {
         return;
     }
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    const std::size_t end = std::min(offset_of(z, 0), m_bytes) / page * page;
-    if (end > m_discardedBytes) {
-        madvise(reinterpret_cast<std::byte*>(m_pixels) + m_discardedBytes, end - m_discardedBytes,
-                MADV_DONTNEED);
-        m_discardedBytes = end;
+    const long long end = std::min(z, m_slices.end);
+    for (int volume = 0; volume < m_volumes; ++volume) {
+        // Whole pages only, and none of the volume before.
+        const std::size_t volumeStart = offset_of({m_slices.first, volume}, 0);
+        const std::size_t from = std::max(offset_of({m_discardedBelow, volume}, 0) / page * page,
+                                          (volumeStart + page - 1) / page * page);
+        const std::size_t to = offset_of({end, volume}, 0) / page * page;
+        if (to > from) {
+            madvise(reinterpret_cast<std::byte*>(m_pixels) + from, to - from, MADV_DONTNEED);
+        }
     }
+    m_discardedBelow = end;
 }
 
 std::string BytesText(std::size_t bytes) {

@@ -1,53 +1,29 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "stream/StreamingAnalysis.h"
 
-#include "stream/ColumnSmoothing.h"
 #include "stream/GreySlices.h"
+#include "stream/KeptVolumes.h"
+#include "stream/MaskCheck.h"
+#include "stream/OrientationPass.h"
 #include "stream/RankSlices.h"
-#include "stream/SlabReader.h"
-#include "stream/SliceSmoothing.h"
+#include "stream/TileAccumulator.h"
+#include "stream/VolumeHistogram.h"
 
-#include "Utils/Threshold.h"
-#include "Utils/visitors/PointOperationStatistics.h"
 #include "VexoBase/ProgressMonitor.h"
-#include "VexoSegmentation/Otsu.h"
 #include "volume/Failure.h"
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
-#include <functional>
-#include <limits>
 #include <utility>
 #include <vector>
 
 namespace TEVRA::stream {
 namespace {
 
-using Counts = std::vector<unsigned long long>;
-
-Impl::CSubfieldLayout layout_of(const SStreamInput& input, const SStreamParameters& parameters) {
-    return Impl::LayoutOf(input.image.Info().size, parameters);
-}
-
-SWorkload workload_of(const SStreamInput& input, const CTileGrid& grid, const SStreamParameters& parameters,
-                      int threads, int processes, bool wantsAngles, bool keepsScratch) {
-    SWorkload workload{.imageSize = input.image.Info().size};
-    workload.sigmaPx = parameters.FiberRadiusPx();
-    workload.bytesPerPixel = volume::BytesPerPixel(input.image.Info().pixelType);
-    workload.readerBytes = input.image.BufferBytes();
-    workload.hasMask = input.mask != nullptr;
-    if (input.mask != nullptr) {
-        workload.readerBytes += input.mask->BufferBytes();
-    }
-    workload.wantsAngles = wantsAngles;
-    workload.withFourthOrder = parameters.withFourthOrder;
-    workload.tilesPerSlice = grid.Tiles(0) * grid.Tiles(1);
-    workload.tiles = workload.tilesPerSlice * grid.Tiles(2);
-    workload.threads = threads;
-    workload.processes = processes;
-    workload.keepsScratch = keepsScratch;
-    return workload;
+std::unique_ptr<IAxisStage> stage_of(const SStreamInput& input, const SStreamParameters& parameters) {
+    const double spacing = parameters.spacing;
+    return input.estimator->newStage(
+        {input.image.Info().size, parameters.fiberRadius, {spacing, spacing, spacing}});
 }
 
 std::size_t slice_pixels(const SStreamInput& input) {
@@ -55,19 +31,15 @@ std::size_t slice_pixels(const SStreamInput& input) {
     return static_cast<std::size_t>(size[0] * size[1]);
 }
 
-/// The slices that a process keeps smoothed: its own, and room for some of its neighbours'.
-SSliceRange stored_slices(const SStreamInput& input, const SStreamParameters& parameters,
-                          const ICommunicator& ranks) {
+/// The slices that a process keeps: its own, and room for some of its neighbours'.
+SSliceRange stored_slices(const SStreamInput& input, const IAxisStage& stage, const ICommunicator& ranks) {
     const long long depth = input.image.SliceCount();
-    const Impl::Gaussian gaussian = Impl::GaussianFromSigma(parameters.FiberRadiusPx());
-    return WithHalo(SlicesOfRank(depth, ranks.Size(), ranks.Rank()), std::max(HaloSlices(gaussian), 1LL),
-                    depth);
+    return WithHalo(SlicesOfRank(depth, ranks.Size(), ranks.Rank()), stage.Scratch().roomSlices, depth);
 }
 
-std::size_t scratch_bytes(const SStreamInput& input, const SStreamParameters& parameters,
-                          const ICommunicator& ranks) {
-    const SSliceRange slices = stored_slices(input, parameters, ranks);
-    return static_cast<std::size_t>(slices.Count()) * slice_pixels(input) * sizeof(float);
+std::size_t scratch_bytes(const SStreamInput& input, const IAxisStage& stage, const ICommunicator& ranks) {
+    const auto slices = static_cast<std::size_t>(stored_slices(input, stage, ranks).Count());
+    return slices * static_cast<std::size_t>(stage.Scratch().volumes) * slice_pixels(input) * sizeof(float);
 }
 
 void check(const SStreamInput& input, const Impl::CSubfieldLayout& layout, const ICommunicator& ranks) {
@@ -99,30 +71,32 @@ CNoForegroundError::CNoForegroundError(EReason reason)
 /// One run: the passes one after the other.
 class CStreamingAnalysis::CRun {
   public:
-    CRun(CStreamingAnalysis& analysis, IAngleSink* angles)
-        : m_analysis(analysis), m_input(analysis.m_input), m_ranks(analysis.m_ranks), m_angles(angles),
-          m_plan(analysis.m_plan), m_depth(analysis.m_input.image.SliceCount()),
-          m_own(SlicesOfRank(m_depth, m_ranks.Size(), m_ranks.Rank())),
-          m_workers(analysis.m_resources.threads),
-          m_gaussian(Impl::GaussianFromSigma(analysis.m_parameters.FiberRadiusPx())),
-          m_checkpoint(analysis.m_checkpoint ? &*analysis.m_checkpoint : nullptr),
-          m_reuses(m_ranks.Smallest(analysis.Earlier() == CCheckpoint::EState::reusable ? 1.0 : 0.0) > 0.0),
-          m_store(scratch_place(), stored_slices(m_input, analysis.m_parameters, m_ranks),
-                  slice_pixels(m_input)) {}
-    /// What is left of an unfinished smoothing is of no use to anybody.
-    ~CRun() {
-        if (m_checkpoint != nullptr && !m_isKept) {
-            m_checkpoint->Remove();
-        }
-    }
+    explicit CRun(CStreamingAnalysis& analysis)
+        : m_analysis(analysis), m_input(analysis.m_input), m_stage(*analysis.m_stage),
+          m_ranks(analysis.m_ranks), m_workers(analysis.m_resources.threads),
+          m_kept(analysis.m_checkpoint ? &*analysis.m_checkpoint : nullptr, m_ranks),
+          m_store(scratch_place(), stored_slices(m_input, m_stage, m_ranks), slice_pixels(m_input),
+                  m_stage.Scratch().volumes),
+          m_grey(m_input.image, m_input.window, analysis.m_parameters.contrast),
+          m_context{m_grey,
+                    m_store,
+                    SlicesOfRank(m_input.image.SliceCount(), m_ranks.Size(), m_ranks.Rank()),
+                    m_input.image.SliceCount(),
+                    analysis.m_plan,
+                    m_workers,
+                    m_ranks,
+                    analysis.m_sink,
+                    m_found} {}
+    ~CRun() = default;
     CRun(const CRun&) = delete;
     CRun& operator=(const CRun&) = delete;
 
     SStreamResult Run() {
         const bool hasMask = m_input.mask != nullptr;
-        const int passes = 2 + (hasMask ? 1 : 0) + (m_reuses ? 0 : 2);
+        const std::vector<SStagePass> stagePasses =
+            m_kept.AreReused() ? std::vector<SStagePass>() : m_stage.Passes();
+        const long long passes = 2 + (hasMask ? 1 : 0) + static_cast<long long>(stagePasses.size());
         SStreamResult result;
-        Impl::SExtent extent;
         CProgressReport report(CProgressMonitor::Obj(), passes, "");
         const auto pass = [&](const char* name, const auto& work) {
             const auto start = std::chrono::steady_clock::now();
@@ -132,23 +106,25 @@ class CStreamingAnalysis::CRun {
             report.Step();
         };
         if (hasMask) {
-            pass("mask", [&] { check_mask(); });
+            pass("mask",
+                 [&] { CheckMask(*m_input.mask, m_context.own, m_analysis.m_plan.slabSlices, m_ranks); });
         }
-        if (m_reuses) {
-            result.range = m_checkpoint->Smoothed().range;
-            extent = m_checkpoint->Smoothed().extent;
-            m_isKept = true;
+        if (m_kept.AreReused()) {
+            m_found = m_kept.Found();
         } else {
-            if (m_checkpoint != nullptr) {
-                m_checkpoint->Discard();
+            m_kept.Discard();
+            for (const SStagePass& stagePass : stagePasses) {
+                pass(stagePass.name, [&] {
+                    stagePass.run(m_context);
+                    check_contrast();
+                });
             }
-            pass("slices", [&] { result.range = smooth_slices(); });
-            pass("columns", [&] { extent = smooth_columns(); });
-            keep({result.range, extent});
+            m_kept.Keep(m_store, m_found);
         }
-        pass("threshold", [&] { find_threshold(extent, result.analysis); });
+        result.range = m_found.range;
+        pass("threshold", [&] { find_threshold(result.analysis); });
         pass("directions", [&] {
-            ExchangeHalo(m_store, 1, m_depth, m_ranks);
+            ExchangeHalo(m_store, m_stage.Scratch().reachSlices, m_context.depth, m_ranks);
             if (m_analysis.m_layout.Dim() == 3) {
                 find_orientations<3>(result);
             } else {
@@ -160,23 +136,17 @@ class CStreamingAnalysis::CRun {
     }
 
   private:
-    const CSize& size() const { return m_input.image.Info().size; }
-
     SScratchPlace scratch_place() const {
-        SScratchPlace place{m_plan.scratchKind, m_analysis.m_resources.scratchFolder};
-        if (m_checkpoint != nullptr) {
-            place.file = m_analysis.m_resources.checkpoint->scratch;
-            place.content = m_reuses ? SScratchPlace::EContent::reused : SScratchPlace::EContent::overwritten;
-        }
-        return place;
+        const SScratchPlace place{m_analysis.m_plan.scratchKind, m_analysis.m_resources.scratchFolder};
+        const std::optional<SCheckpointFiles>& files = m_analysis.m_resources.checkpoint;
+        return m_kept.Place(place, files ? files->scratch : "");
     }
 
-    /// For a later run, should this one be killed.
-    void keep(const SSmoothed& smoothed) {
-        if (m_checkpoint != nullptr) {
-            m_store.Sync();
-            m_checkpoint->Save(smoothed);
-            m_isKept = true;
+    /// Without contrast there is no threshold, which shows as soon as the image has been read.
+    void check_contrast() const {
+        const volume::SValueRange& range = m_found.range;
+        if (m_input.mask == nullptr && range.HasFinite() && range.lo == range.hi) {
+            throw CNoForegroundError(CNoForegroundError::EReason::constantImage);
         }
     }
 
@@ -195,192 +165,50 @@ class CStreamingAnalysis::CRun {
         return seconds;
     }
 
-    /// A mask that is none shows before the work, not in the course of it.
-    void check_mask() {
-        CMaskSlices mask(*m_input.mask);
-        std::vector<std::byte> pixels(static_cast<std::size_t>(std::min(m_plan.slabSlices, m_own.Count())) *
-                                      mask.SlicePixels());
-        const long long slabs = SlabCount(m_own, m_plan.slabSlices);
-        CProgressReport report(CProgressMonitor::Obj(), slabs, "Reading mask...");
-        for (long long slab = 0; slab < slabs; ++slab) {
-            mask.Read(SlabOf(m_own, m_plan.slabSlices, slab), pixels.data());
-            report.Step();
-        }
-        // Processes may have met different values.
-        const double own = mask.Values().Foreground();
-        const double none = std::numeric_limits<double>::infinity();
-        volume::CMaskValues all;
-        for (const double value : {m_ranks.Smallest(std::isnan(own) ? none : own),
-                                   m_ranks.Largest(std::isnan(own) ? -none : own)}) {
-            if (std::isfinite(value)) {
-                AddMaskValue(all, value);
-            }
-        }
-        if (m_ranks.Largest(mask.HasBackground() ? 1.0 : 0.0) == 0.0) {
-            throw CMaskError("it is 0 nowhere, so that it would take every pixel for fiber; background is 0");
-        }
-    }
-
-    CGreySlices grey_slices() const {
-        return {m_input.image, m_input.window, m_analysis.m_parameters.contrast};
-    }
-
-    /// Smooths once more if values that are no numbers turn up: what they become depends on all others.
-    volume::SValueRange smooth_slices() {
-        CGreySlices grey = grey_slices();
-        volume::SValueRange range = smooth_slices(grey);
-        if (range.nanCount + range.infiniteCount > 0 && grey.NeedsRange()) {
-            grey.Replace(range);
-            smooth_slices(grey);
-        }
-        if (!range.HasFinite()) {
-            throw volume::CInputError("the image has no finite value (" + std::to_string(range.nanCount) +
-                                      " NaN, " + std::to_string(range.infiniteCount) + " infinite)");
-        }
-        if (m_input.mask == nullptr && range.lo == range.hi) {
-            throw CNoForegroundError(CNoForegroundError::EReason::constantImage);
-        }
-        return range;
-    }
-
-    volume::SValueRange smooth_slices(CGreySlices& grey) {
-        CSlabReader reader([&grey](const SSliceRange& slices, std::byte* raw) { grey.Read(slices, raw); },
-                           m_own, m_plan.slabSlices, grey.RawSliceBytes());
-        CSliceSmoothing smoothing(m_gaussian, grey, m_workers);
-        const long long slabs = SlabCount(m_own, m_plan.slabSlices);
-        volume::SValueRange range;
-        CProgressReport report(CProgressMonitor::Obj(), slabs, "Reading and smoothing slices...");
-        reader.ReadNext();
-        for (long long slab = 0; slab < slabs; ++slab) {
-            const SSliceRange slices = SlabOf(m_own, m_plan.slabSlices, slab);
-            range.Add(smoothing.Smooth(reader.Take(), slices, m_store, [&reader] { reader.ReadNext(); }));
-            m_store.Forget();
-            report.Step();
-        }
-        return together(range);
-    }
-
-    /// Over all processes.
-    volume::SValueRange together(const volume::SValueRange& own) {
-        Counts counts{static_cast<unsigned long long>(own.nanCount),
-                      static_cast<unsigned long long>(own.infiniteCount)};
-        m_ranks.AddUp(counts);
-        volume::SValueRange all{m_ranks.Smallest(own.lo), m_ranks.Largest(own.hi),
-                                static_cast<long long>(counts[0]), static_cast<long long>(counts[1])};
-        return all;
-    }
-
-    Impl::SExtent smooth_columns() {
-        if (m_depth == 1) {
-            return extent_of_slice();
-        }
-        const Impl::SExtent own = SmoothColumns({m_gaussian, m_store, m_own, m_depth, m_plan.stripPixels},
-                                                m_workers, m_ranks, CProgressMonitor::Obj());
-        return {static_cast<float>(m_ranks.Smallest(static_cast<double>(own.lo))),
-                static_cast<float>(m_ranks.Largest(static_cast<double>(own.hi)))};
-    }
-
-    Impl::SExtent extent_of_slice() const {
-        Impl::SExtent extent;
-        Impl::Extend(extent, m_store.Slice(0), m_store.SlicePixels());
-        return extent;
-    }
-
-    void find_threshold(const Impl::SExtent& extent, Impl::SAnalysisResult& result) {
+    void find_threshold(Impl::SAnalysisResult& result) {
         if (m_input.mask != nullptr) {
             return;
         }
+        const Impl::SExtent& extent = m_found.extent;
         if (!(extent.lo < extent.hi)) {
             throw CNoForegroundError(CNoForegroundError::EReason::constantImage);
         }
-        Counts histogram = this->histogram(extent);
-        m_ranks.AddUp(histogram);
+        Impl::SGreyHistogram histogram = HistogramOf(m_context, m_stage.ForegroundVolume(), extent);
         const SStreamParameters& parameters = m_analysis.m_parameters;
-        m_threshold = parameters.threshold
-                          ? grey_slices().FromFile(*parameters.threshold)
-                          : Impl::ThresholdOfFloatBin(COtsu::CalculateThreshold(histogram),
-                                                      parameters.otsuFactor, extent.lo, extent.hi);
-        result.threshold = grey_slices().Turned(m_threshold);
-        result.smoothedHistogram = as_in_image(
-            {static_cast<double>(extent.lo), static_cast<double>(extent.hi), std::move(histogram)});
+        m_threshold = parameters.threshold ? m_grey.FromFile(*parameters.threshold)
+                                           : ThresholdOf(histogram, extent, parameters.otsuFactor);
+        result.threshold = m_grey.Turned(m_threshold);
+        result.smoothedHistogram = as_in_image(std::move(histogram));
     }
 
     /// A histogram of values that are turned over where fibers are dark, in those of the image.
     Impl::SGreyHistogram as_in_image(Impl::SGreyHistogram histogram) const {
         if (m_analysis.m_parameters.contrast == Impl::EFiberContrast::dark) {
-            const CGreySlices grey = grey_slices();
-            histogram = {grey.Turned(histogram.hi), grey.Turned(histogram.lo), std::move(histogram.counts)};
+            histogram = {m_grey.Turned(histogram.hi), m_grey.Turned(histogram.lo),
+                         std::move(histogram.counts)};
             std::reverse(histogram.counts.begin(), histogram.counts.end());
         }
         return histogram;
     }
 
-    Counts histogram(const Impl::SExtent& extent) {
-        using CCounter = visitors::CAnalyzerHistogram<float, unsigned long long>;
-        std::vector<Counts> histograms(static_cast<std::size_t>(m_workers.Count()));
-        std::vector<CCounter> counters;
-        for (Counts& part : histograms) {
-            counters.emplace_back(part, extent.lo, extent.hi, Impl::FLOAT_HISTOGRAM_BINS).Reset();
-        }
-        // What is in memory needs no small steps to stay within it.
-        const long long steps = m_store.IsInFile() ? SlabCount(m_own, m_plan.slabSlices) : 1;
-        const long long stepSlices = m_store.IsInFile() ? m_plan.slabSlices : m_own.Count();
-        CProgressReport report(CProgressMonitor::Obj(), steps, "Computing threshold...");
-        for (long long step = 0; step < steps; ++step) {
-            const SSliceRange slices = SlabOf(m_own, stepSlices, step);
-            const CPieces pieces(slices.Count(), m_store.SlicePixels());
-            m_workers.Run(pieces.Count(), [&](long long task, int worker) {
-                const std::span<const float> piece = pieces.Of(m_store.Slice(slices.first), task);
-                counters[static_cast<std::size_t>(worker)].VisitRow(piece.data(),
-                                                                    static_cast<long long>(piece.size()));
-            });
-            m_store.Forget();
-            report.Step();
-        }
-        Counts sum(Impl::FLOAT_HISTOGRAM_BINS);
-        for (std::size_t worker = 0; worker < histograms.size(); ++worker) {
-            counters[worker].Finish();
-            const Counts& part = histograms[worker];
-            std::transform(sum.begin(), sum.end(), part.begin(), sum.begin(), std::plus<>());
-        }
-        return sum;
-    }
-
-    /// Pieces of adjacent slices for threads to share, whatever the size of slices.
-    class CPieces {
-      public:
-        CPieces(long long slices, std::size_t slicePixels)
-            : m_pixels(static_cast<std::size_t>(slices) * slicePixels) {}
-        long long Count() const { return static_cast<long long>((m_pixels + c_pixels - 1) / c_pixels); }
-        std::span<const float> Of(const float* first, long long piece) const {
-            const std::size_t offset = static_cast<std::size_t>(piece) * c_pixels;
-            return {first + offset, std::min(c_pixels, m_pixels - offset)};
-        }
-
-      private:
-        static constexpr std::size_t c_pixels = 1 << 18;
-        std::size_t m_pixels;
-    };
-
     template <std::size_t Dim>
     void find_orientations(SStreamResult& result) {
-        const SStreamParameters& parameters = m_analysis.m_parameters;
-        CTileSums<Dim> sums(m_analysis.m_grid, m_own);
+        using EOrders = typename CTileAccumulator<Dim>::EOrders;
+        const CTileGrid& grid = m_analysis.m_grid;
+        const CSize& size = m_input.image.Info().size;
+        CTileSums<Dim> sums(grid, m_context.own);
+        CTileAccumulator<Dim> accumulator(
+            grid, sums, m_analysis.m_parameters.withFourthOrder ? EOrders::secondAndFourth : EOrders::second,
+            m_workers.Count(), static_cast<std::size_t>(size[0]));
         std::optional<CMaskSlices> mask;
         if (m_input.mask != nullptr) {
             mask.emplace(*m_input.mask);
         }
-        const SOrientationPass pass{m_store,
-                                    m_own,
-                                    size(),
-                                    m_analysis.m_grid,
-                                    mask ? &*mask : nullptr,
-                                    m_threshold,
-                                    m_angles,
-                                    m_plan.slabSlices,
-                                    parameters.withFourthOrder};
-        Counts axes{static_cast<unsigned long long>(
-            FindOrientations(pass, sums, m_workers, CProgressMonitor::Obj()))};
+        const SOrientationPass pass{
+            m_stage,     m_context,         size,          grid, mask ? &*mask : nullptr,
+            m_threshold, m_analysis.m_sink, {&accumulator}};
+        std::array<unsigned long long, 1> axes{
+            static_cast<unsigned long long>(FindOrientations<Dim>(pass, CProgressMonitor::Obj()))};
         m_ranks.AddUp(axes);
         result.foregroundPixels = static_cast<long long>(axes.front());
         sums.Collect(m_ranks);
@@ -417,25 +245,24 @@ class CStreamingAnalysis::CRun {
 
     CStreamingAnalysis& m_analysis;
     const SStreamInput& m_input;
+    IAxisStage& m_stage;
     ICommunicator& m_ranks;
-    IAngleSink* m_angles;
-    const SMemoryPlan& m_plan;
-    long long m_depth;
-    SSliceRange m_own;
     CWorkers m_workers;
-    Impl::Gaussian m_gaussian;
-    CCheckpoint* m_checkpoint; // null if nothing is kept
-    double m_threshold = 0.0;  // of smoothed values, those turned over where fibers are dark
-    bool m_reuses;             // the smoothing of an earlier run
-    bool m_isKept = false;     // the smoothing of this run, or an earlier one
+    CKeptVolumes m_kept;
     CScratchStore m_store;
+    CGreySlices m_grey;
+    double m_threshold = 0.0; // of smoothed values, those turned over where fibers are dark
+    SSmoothed m_found{};
+    SStageContext m_context;
 };
 
 CStreamingAnalysis::CStreamingAnalysis(const SStreamInput& input, const SStreamParameters& parameters,
                                        const SStreamResources& resources, ICommunicator& ranks,
-                                       bool wantsAngles)
-    : m_input(input), m_parameters(parameters), m_resources(resources), m_ranks(ranks),
-      m_layout(layout_of(input, parameters)), m_grid(m_layout, input.image.Info().size) {
+                                       ISliceSink* sink)
+    : m_input(input), m_parameters(parameters), m_resources(resources), m_ranks(ranks), m_sink(sink),
+      m_stage(stage_of(input, parameters)),
+      m_layout(Impl::LayoutOf(input.image.Info().size, parameters, m_stage->BorderPx())),
+      m_grid(m_layout, input.image.Info().size) {
     check(m_input, m_layout, ranks);
     if (m_input.window) {
         volume::CheckWindow(*m_input.window);
@@ -446,11 +273,21 @@ CStreamingAnalysis::CStreamingAnalysis(const SStreamInput& input, const SStreamP
     if (m_input.mask != nullptr) {
         m_input.mask->LimitBuffers(resources.memoryBytes / READERS_SHARE);
     }
-    m_plan = PlanMemory(workload_of(m_input, m_grid, parameters, resources.threads, ranks.Size(), wantsAngles,
-                                    resources.checkpoint.has_value()),
-                        resources.memoryBytes);
+    SWorkload workload{.imageSize = input.image.Info().size, .stage = *m_stage};
+    workload.bytesPerPixel = volume::BytesPerPixel(input.image.Info().pixelType);
+    workload.hasMask = input.mask != nullptr;
+    workload.readerBytes = input.image.BufferBytes() + (workload.hasMask ? input.mask->BufferBytes() : 0);
+    workload.wantsAngles = sink != nullptr;
+    workload.withFourthOrder = parameters.withFourthOrder;
+    workload.tilesPerSlice = m_grid.Tiles(0) * m_grid.Tiles(1);
+    workload.tiles = workload.tilesPerSlice * m_grid.Tiles(2);
+    workload.threads = resources.threads;
+    workload.processes = ranks.Size();
+    workload.keepsScratch = resources.checkpoint.has_value();
+    m_plan = PlanMemory(workload, resources.memoryBytes);
     if (resources.checkpoint) {
-        m_checkpoint.emplace(*resources.checkpoint, scratch_bytes(m_input, m_parameters, ranks));
+        m_resources.checkpoint->fingerprint += "; " + m_stage->Fingerprint();
+        m_checkpoint.emplace(*m_resources.checkpoint, scratch_bytes(m_input, *m_stage, ranks));
     }
 }
 
@@ -462,8 +299,8 @@ void CStreamingAnalysis::DropCheckpoint() {
     }
 }
 
-SStreamResult CStreamingAnalysis::Run(IAngleSink* angles) {
-    return CRun(*this, angles).Run();
+SStreamResult CStreamingAnalysis::Run() {
+    return CRun(*this).Run();
 }
 
 } // namespace TEVRA::stream

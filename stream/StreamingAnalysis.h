@@ -3,8 +3,10 @@
 
 #include "stream/Checkpoint.h"
 #include "stream/Communicator.h"
+#include "stream/MaskSlices.h"
 #include "stream/MemoryPlan.h"
-#include "stream/OrientationPass.h"
+#include "stream/TileSums.h"
+#include "stream/stages/Estimators.h"
 
 #include "Subfields/AnalysisRequest.h"
 #include "Subfields/AnalysisResult.h"
@@ -38,6 +40,7 @@ struct SStreamInput {
     volume::IImageReader& image;
     volume::IImageReader* mask = nullptr;        ///< of the same size; null for the automatic foreground
     std::optional<volume::SGreyWindow> window{}; ///< brings the image to 8 bit; none: its own precision
+    const SEstimator* estimator = &HESSIAN;      ///< how axes are found
 };
 
 using SStreamParameters = Impl::SAnalysisRequest;
@@ -63,21 +66,23 @@ struct SStreamResult {
 ///
 ///     CStreamingAnalysis analysis(input, parameters, resources, *ranks);
 ///     std::cout << analysis.Plan().peakBytes;
-///     SStreamResult result = analysis.Run(nullptr);
+///     SStreamResult result = analysis.Run();
 ///
-/// Its passes: check the mask; smooth every slice in its plane into the scratch store; smooth columns across
-/// slices; take the threshold from a histogram; find axes slice by slice, and sum them up. Numbers come from
+/// Its passes: check the mask; those of the estimator's stage, which fill the scratch store (of the Hessian:
+/// smooth every slice along x and y, smooth columns along z); take the threshold from a histogram; find axes
+/// slice by slice, and sum them up. Numbers come from
 /// the kernels of the library: threshold, angles and counts of an 8-bit image are the library's to the last
 /// bit, sums up to the order of summation. Nothing depends on the number of threads or processes or on the
 /// memory.
 class CStreamingAnalysis {
   public:
-    /// Reads no pixels yet. @param input, ranks must outlive the object.
+    /// Reads no pixels yet. @param input, ranks, sink must outlive the object.
+    /// @param sink takes grey values and maps of this process's slices; null if nobody wants them.
     /// @throws std::invalid_argument if the parameters do not go with the image's size;
     ///         volume::CEnvironmentError if the memory cannot suffice; volume::CInputError for an impossible
     ///         window.
     CStreamingAnalysis(const SStreamInput& input, const SStreamParameters& parameters,
-                       const SStreamResources& resources, ICommunicator& ranks, bool wantsAngles);
+                       const SStreamResources& resources, ICommunicator& ranks, ISliceSink* sink = nullptr);
     ~CStreamingAnalysis();
     CStreamingAnalysis(const CStreamingAnalysis&) = delete;
     CStreamingAnalysis& operator=(const CStreamingAnalysis&) = delete;
@@ -89,11 +94,9 @@ class CStreamingAnalysis {
     }
 
     /// Reports progress to the calling thread's monitor.
-    /// @param angles takes the maps of this process's slices; null if they are not wanted.
     /// @throws CNoForegroundError; CMaskError; what reading and the sink throw; volume::CEnvironmentError
-    /// without room
-    ///         for the scratch store; std::bad_alloc.
-    SStreamResult Run(IAngleSink* angles);
+    ///         without room for the scratch store; std::bad_alloc.
+    SStreamResult Run();
 
     /// The run's results are safe: what was kept for another one goes.
     void DropCheckpoint();
@@ -105,6 +108,8 @@ class CStreamingAnalysis {
     SStreamParameters m_parameters;
     SStreamResources m_resources;
     ICommunicator& m_ranks;
+    ISliceSink* m_sink;
+    std::unique_ptr<IAxisStage> m_stage;
     Impl::CSubfieldLayout m_layout;
     CTileGrid m_grid;
     SMemoryPlan m_plan;

@@ -6,31 +6,13 @@
 #include "volume/MemoryReader.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 namespace TEVRA::benchmarks {
 namespace {
 
 constexpr long long SUBFIELD_PX = 64;
-
-/// Maps in memory in the place of files.
-class CMapSink : public stream::IAngleSink {
-  public:
-    CMapSink(float* theta, float* phi, std::size_t slicePixels)
-        : m_theta(theta), m_phi(phi), m_slicePixels(slicePixels) {}
-
-    stream::SAngleSlices Place(const stream::SSliceRange& slices) override {
-        const std::size_t first = static_cast<std::size_t>(slices.first) * m_slicePixels;
-        return {m_theta + first, m_phi + first};
-    }
-    void Write(const stream::SSliceRange& /*slices*/, const float* /*theta*/, const float* /*phi*/) override {
-    }
-
-  private:
-    float* m_theta;
-    float* m_phi;
-    std::size_t m_slicePixels;
-};
 
 class CTevraRows : public IPeer {
   public:
@@ -42,8 +24,7 @@ class CTevraRows : public IPeer {
                          static_cast<long long>(m_volume.size[2]));
         m_reader =
             std::make_unique<volume::CMemoryReader>(size, volume::EPixelType::u8, m_volume.grey.data());
-        m_theta.reset();
-        m_phi.reset();
+        m_maps.reset();
     }
     void Compute() override {
         const CSize& size = m_reader->Info().size;
@@ -56,21 +37,18 @@ class CTevraRows : public IPeer {
         resources.threads = m_options.threads;
         resources.memoryBytes = stream::DefaultBudget();
         const auto process = stream::SingleProcess();
-        stream::CStreamingAnalysis analysis({*m_reader}, parameters, resources, *process, true);
-        m_theta = std::make_unique_for_overwrite<float[]>(m_volume.Voxels());
-        m_phi = std::make_unique_for_overwrite<float[]>(m_volume.Voxels());
-        CMapSink sink(m_theta.get(), m_phi.get(), m_reader->SliceBytes());
-        m_result = analysis.Run(&sink);
+        m_maps.emplace(size);
+        stream::CStreamingAnalysis analysis({*m_reader}, parameters, resources, *process, &*m_maps);
+        m_result = analysis.Run();
     }
-    std::span<const float> Theta() const override { return {m_theta.get(), m_volume.Voxels()}; }
-    std::span<const float> Phi() const override { return {m_phi.get(), m_volume.Voxels()}; }
+    std::span<const float> Theta() const override { return m_maps->Theta(); }
+    std::span<const float> Phi() const override { return m_maps->Phi(); }
 
   private:
     SPeerOptions m_options;
     SVolume m_volume;
     std::unique_ptr<volume::CMemoryReader> m_reader;
-    std::unique_ptr<float[]> m_theta;
-    std::unique_ptr<float[]> m_phi;
+    std::optional<stream::CMapsInMemory> m_maps;
     stream::SStreamResult m_result;
 };
 

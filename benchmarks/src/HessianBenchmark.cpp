@@ -54,8 +54,8 @@ constexpr std::size_t ROW = 512;
 struct SHessianRow {
     std::array<std::vector<float>, 6> entries; // xx, xy, xz, yy, yz, zz
 
-    Impl::HessianRows<3> Pointers() const {
-        Impl::HessianRows<3> rows{};
+    Impl::SymmetricRow<3> Pointers() const {
+        Impl::SymmetricRow<3> rows{};
         for (std::size_t entry = 0; entry < rows.size(); ++entry) {
             rows[entry] = entries[entry].data();
         }

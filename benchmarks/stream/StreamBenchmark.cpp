@@ -45,26 +45,6 @@ std::unique_ptr<CImage> fibers(long long extent) {
     return image;
 }
 
-/// Takes the maps into memory, as the library keeps them.
-class CMaps : public stream::IAngleSink {
-  public:
-    explicit CMaps(const CSize& size)
-        : m_slicePixels(static_cast<std::size_t>(size[0] * size[1])),
-          m_theta(std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(size.Elements()))),
-          m_phi(std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(size.Elements()))) {}
-    stream::SAngleSlices Place(const stream::SSliceRange& slices) override {
-        const std::size_t first = static_cast<std::size_t>(slices.first) * m_slicePixels;
-        return {m_theta.get() + first, m_phi.get() + first};
-    }
-    void Write(const stream::SSliceRange& /*slices*/, const float* /*theta*/, const float* /*phi*/) override {
-    }
-
-  private:
-    std::size_t m_slicePixels;
-    std::unique_ptr<float[]> m_theta;
-    std::unique_ptr<float[]> m_phi;
-};
-
 struct SRun {
     double wallSeconds = 0.0;
     double cpuSeconds = 0.0;
@@ -147,9 +127,10 @@ SRun by_slices(CImage& image, int threads, bool withMaps) {
     const stream::SStreamParameters parameters{
         RADIUS, 1.0, OTSU_FACTOR, {SUBFIELD, SUBFIELD, SUBFIELD}, false};
     const stream::SStreamResources resources{threads, std::size_t{1} << 36U, "/tmp"};
-    stream::CStreamingAnalysis analysis({reader}, parameters, resources, *alone, withMaps);
-    const auto maps = withMaps ? std::make_unique<CMaps>(image.Size()) : nullptr;
-    const stream::SStreamResult result = analysis.Run(maps.get());
+    // As the library keeps them.
+    const auto maps = withMaps ? std::make_unique<stream::CMapsInMemory>(image.Size()) : nullptr;
+    stream::CStreamingAnalysis analysis({reader}, parameters, resources, *alone, maps.get());
+    const stream::SStreamResult result = analysis.Run();
     SRun run;
     run.threshold = result.analysis.threshold.value_or(0.0);
     run.passes = result.analysis.passes;

@@ -114,7 +114,7 @@ void ForegroundOfRow(const float* smoothed, std::size_t count, double threshold,
 }
 
 template <std::size_t Dim>
-std::size_t AxesOfRow(const HessianRows<Dim>& hessian, const unsigned char* foreground, std::size_t count,
+std::size_t AxesOfRow(const SymmetricRow<Dim>& matrices, const unsigned char* foreground, std::size_t count,
                       EEigenvalue which, const SAngleRow& angles, EInstructionSet set) {
     const auto kernel = kernels_of(set).axes[Dim - 2];
     std::size_t found = 0;
@@ -122,8 +122,8 @@ std::size_t AxesOfRow(const HessianRows<Dim>& hessian, const unsigned char* fore
     std::array<unsigned short, SEGMENT_PIXELS> failed;
     for_each_segment(count, [&](std::size_t first, std::size_t length) {
         SAxesOfSegment segment{};
-        for (std::size_t entry = 0; entry < hessian.size(); ++entry) {
-            segment.hessian[entry] = hessian[entry] + first;
+        for (std::size_t entry = 0; entry < matrices.size(); ++entry) {
+            segment.hessian[entry] = matrices[entry] + first;
         }
         segment.foreground = foreground + first;
         segment.count = length;
@@ -201,9 +201,9 @@ void CRowSums<Dim>::AddTo(std::size_t part, CSecondOrderSums<Dim>& second,
 template class CRowSums<2>;
 template class CRowSums<3>;
 
-template std::size_t AxesOfRow<2>(const HessianRows<2>&, const unsigned char*, std::size_t, EEigenvalue,
+template std::size_t AxesOfRow<2>(const SymmetricRow<2>&, const unsigned char*, std::size_t, EEigenvalue,
                                   const SAngleRow&, EInstructionSet);
-template std::size_t AxesOfRow<3>(const HessianRows<3>&, const unsigned char*, std::size_t, EEigenvalue,
+template std::size_t AxesOfRow<3>(const SymmetricRow<3>&, const unsigned char*, std::size_t, EEigenvalue,
                                   const SAngleRow&, EInstructionSet);
 template void AddRow<2>(CSecondOrderSums<2>&, CFourthOrderSums<2>*, const SConstAngleRow&, std::size_t,
                         EInstructionSet);

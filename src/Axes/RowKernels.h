@@ -18,9 +18,9 @@ namespace TEVRA::Impl {
 
 struct SSegmentKernels;
 
-/// Rows of a Hessian's distinct entries: xx, xy[, xz], yy[, yz, zz].
+/// One row each of the distinct entries of symmetric matrices, of Hessians for one: xx, xy[, xz], yy[, yz, zz].
 template <std::size_t Dim>
-using HessianRows = std::array<const float*, Dim*(Dim + 1) / 2>;
+using SymmetricRow = std::array<const float*, Dim*(Dim + 1) / 2>;
 
 /// One row of the angle maps, in radians. In 2D there is one angle, and `phi` is null.
 struct SAngleRow {
@@ -43,9 +43,9 @@ void ForegroundOfRow(const float* smoothed, std::size_t count, double threshold,
 /// @param foreground one byte per pixel, not 0 for foreground.
 /// @param angles receives `count` angles each; may not overlap the input.
 /// @return the number of pixels that got an axis.
-/// @param hessian readable where the foreground is; a row without foreground is MarkRow's.
+/// @param matrices readable where the foreground is; a row without foreground is MarkRow's.
 template <std::size_t Dim>
-std::size_t AxesOfRow(const HessianRows<Dim>& hessian, const unsigned char* foreground, std::size_t count,
+std::size_t AxesOfRow(const SymmetricRow<Dim>& matrices, const unsigned char* foreground, std::size_t count,
                       EEigenvalue which, const SAngleRow& angles,
                       EInstructionSet set = InstructionSetInUse());
 
@@ -99,9 +99,9 @@ class CRowSums {
 extern template class CRowSums<2>;
 extern template class CRowSums<3>;
 
-extern template std::size_t AxesOfRow<2>(const HessianRows<2>&, const unsigned char*, std::size_t,
+extern template std::size_t AxesOfRow<2>(const SymmetricRow<2>&, const unsigned char*, std::size_t,
                                          EEigenvalue, const SAngleRow&, EInstructionSet);
-extern template std::size_t AxesOfRow<3>(const HessianRows<3>&, const unsigned char*, std::size_t,
+extern template std::size_t AxesOfRow<3>(const SymmetricRow<3>&, const unsigned char*, std::size_t,
                                          EEigenvalue, const SAngleRow&, EInstructionSet);
 extern template void AddRow<2>(CSecondOrderSums<2>&, CFourthOrderSums<2>*, const SConstAngleRow&, std::size_t,
                                EInstructionSet);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "FilterOrientations/HessianOrientations.h"
 
+#include "Axes/AxisScan.h"
 #include "Axes/OrientationSums.h"
-#include "Axes/RowKernels.h"
 #include "Utils/CoveredPixels.h"
 #include "Utils/PointOperationsImpl.h"
 #include "Utils/Threshold.h"
@@ -73,7 +73,7 @@ struct SDirectionImages {
 /// Fetches what a row's foreground needs while the row before is being worked on: the entries of the Hessian
 /// lie in as many images.
 template <std::size_t Dim>
-void prefetch(const Impl::HessianRows<Dim>& hessian, const unsigned char* foreground, std::size_t count) {
+void prefetch(const Impl::SymmetricRow<Dim>& hessian, const unsigned char* foreground, std::size_t count) {
     constexpr std::size_t LINE = 64 / sizeof(float); // pixels of a cache line
     for (std::size_t x = 0; x + LINE <= count; x += LINE) {
         std::array<unsigned long long, LINE / 8> bytes{};
@@ -86,12 +86,32 @@ void prefetch(const Impl::HessianRows<Dim>& hessian, const unsigned char* foregr
     }
 }
 
+/// The matrices of a Hessian whose entries are images.
+template <std::size_t Dim>
+class CHessianImages : public Impl::IMatrixRows<Dim> {
+  public:
+    explicit CHessianImages(const SDirectionImages& images) : m_images(images) {}
+    void GoTo(long long z) override { m_z = z; }
+    const Impl::SymmetricRow<Dim>& At(long long y, const unsigned char* /*foreground*/) override {
+        for (std::size_t entry = 0; entry < m_rows.size(); ++entry) {
+            m_rows[entry] = m_images.hessian[entry].Row(y, m_z);
+        }
+        return m_rows;
+    }
+
+  private:
+    const SDirectionImages& m_images;
+    long long m_z = 0;
+    Impl::SymmetricRow<Dim> m_rows{};
+};
+
 /// Finds the directions of rows.
 template <std::size_t Dim>
 class CRowScan {
   public:
     CRowScan(const SDirectionImages& images, Impl::EEigenvalue which)
-        : m_images(images), m_which(which), m_width(static_cast<std::size_t>(images.sizePx[0])),
+        : m_images(images), m_hessian(images), m_which(which),
+          m_width(static_cast<std::size_t>(images.sizePx[0])),
           m_buffers(images.mask == nullptr ? 2 * m_width : 0) {}
 
     void Run(long long first, long long end) {
@@ -103,9 +123,10 @@ class CRowScan {
                 prefetch<Dim>(hessian_of(row + 1), next, m_width);
             }
             const auto [y, z] = place_of(row);
+            m_hessian.GoTo(z);
             const Impl::SAngleRow angles{m_images.maps[0].Row(y, z),
                                          Dim == 3 ? m_images.maps[1].Row(y, z) : nullptr};
-            Impl::AxesOfRow<Dim>(hessian_of(row), foreground, m_width, m_which, angles);
+            Impl::FindAxes<Dim>(m_hessian, y, foreground, m_width, m_which, angles);
         }
     }
 
@@ -115,13 +136,10 @@ class CRowScan {
         long long z;
     };
     SPlace place_of(long long row) const { return {row % m_images.sizePx[1], row / m_images.sizePx[1]}; }
-    Impl::HessianRows<Dim> hessian_of(long long row) const {
+    const Impl::SymmetricRow<Dim>& hessian_of(long long row) {
         const auto [y, z] = place_of(row);
-        Impl::HessianRows<Dim> rows{};
-        for (std::size_t entry = 0; entry < rows.size(); ++entry) {
-            rows[entry] = m_images.hessian[entry].Row(y, z);
-        }
-        return rows;
+        m_hessian.GoTo(z);
+        return m_hessian.At(y, nullptr);
     }
     /// One byte per pixel, valid until the call after the next.
     const unsigned char* foreground_of(long long row) {
@@ -135,6 +153,7 @@ class CRowScan {
     }
 
     const SDirectionImages& m_images;
+    CHessianImages<Dim> m_hessian;
     Impl::EEigenvalue m_which;
     std::size_t m_width;
     std::vector<unsigned char> m_buffers;

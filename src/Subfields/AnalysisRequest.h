@@ -34,11 +34,16 @@ struct SAnalysisRequest {
     bool HasSubfields() const noexcept { return subfieldPx[0] >= 0 || subfieldCount.has_value(); }
 };
 
-/// How an image is cut for a request. @param imageSize 2D or 3D.
+/// How an image is cut for a request. @param imageSize 2D or 3D. @param borderPx left out, rounded.
+inline CSubfieldLayout LayoutOf(const CSize& imageSize, const SAnalysisRequest& request,
+                                const std::array<double, 3>& borderPx) {
+    return request.subfieldCount ? CSubfieldLayout::Divided(imageSize, borderPx, *request.subfieldCount)
+                                 : CSubfieldLayout(imageSize, borderPx, request.subfieldPx);
+}
+/// The same with a border of one fiber radius.
 inline CSubfieldLayout LayoutOf(const CSize& imageSize, const SAnalysisRequest& request) {
-    return request.subfieldCount
-               ? CSubfieldLayout::Divided(imageSize, request.FiberRadiusPx(), *request.subfieldCount)
-               : CSubfieldLayout(imageSize, request.FiberRadiusPx(), request.subfieldPx);
+    const double radiusPx = request.FiberRadiusPx();
+    return LayoutOf(imageSize, request, {radiusPx, radiusPx, radiusPx});
 }
 
 } // namespace TEVRA::Impl

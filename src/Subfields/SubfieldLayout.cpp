@@ -45,10 +45,14 @@ long long CSubfieldLayout::BorderOfRadius(double fiberRadiusPx) {
 
 CSubfieldLayout::CSubfieldLayout(const CSize& imageSize, double fiberRadiusPx,
                                  const std::array<long long, 3>& subfieldSize)
+    : CSubfieldLayout(imageSize, std::array{fiberRadiusPx, fiberRadiusPx, fiberRadiusPx}, subfieldSize) {}
+
+CSubfieldLayout::CSubfieldLayout(const CSize& imageSize, const std::array<double, 3>& borderPx,
+                                 const std::array<long long, 3>& subfieldSize)
     : m_dim(imageSize.Dim()), m_subfieldSize(subfieldSize) {
-    const long long border = BorderOfRadius(fiberRadiusPx);
     for (int axis = 0; axis < m_dim; ++axis) {
         const auto at = static_cast<std::size_t>(axis);
+        const long long border = BorderOfRadius(borderPx[at]);
         m_begin[at] = border;
         m_end[at] = wrapping_difference(imageSize[axis], border);
         m_extent[at] = wrapping_difference(m_end[at], border);
@@ -59,9 +63,9 @@ CSubfieldLayout::CSubfieldLayout(const CSize& imageSize, double fiberRadiusPx,
     }
 }
 
-CSubfieldLayout CSubfieldLayout::Divided(const CSize& imageSize, double fiberRadiusPx,
+CSubfieldLayout CSubfieldLayout::Divided(const CSize& imageSize, const std::array<double, 3>& borderPx,
                                          const TileIndex& counts) {
-    CSubfieldLayout layout(imageSize, fiberRadiusPx, {0, 0, 0});
+    CSubfieldLayout layout(imageSize, borderPx, {0, 0, 0});
     for (std::size_t axis = 0; axis < static_cast<std::size_t>(layout.m_dim); ++axis) {
         layout.m_subfieldSize[axis] = layout.m_extent[axis] / counts[axis];
     }

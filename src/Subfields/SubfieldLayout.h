@@ -30,13 +30,22 @@ class CSubfieldLayout {
     /// @param imageSize 2D or 3D.
     CSubfieldLayout(const CSize& imageSize, double fiberRadiusPx,
                     const std::array<long long, 3>& subfieldSize);
+    /// The same with a border of its own for each axis, rounded as that of a radius.
+    CSubfieldLayout(const CSize& imageSize, const std::array<double, 3>& borderPx,
+                    const std::array<long long, 3>& subfieldSize);
 
     /// Divides the whole evaluated area into so many subfields per axis. Where an extent is no multiple of
     /// its count, their sizes differ by one pixel.
     /// @param counts 1 or more along each axis of the image, and no more than the area has pixels.
-    static CSubfieldLayout Divided(const CSize& imageSize, double fiberRadiusPx, const TileIndex& counts);
+    /// @param borderPx as above.
+    static CSubfieldLayout Divided(const CSize& imageSize, const std::array<double, 3>& borderPx,
+                                   const TileIndex& counts);
+    static CSubfieldLayout Divided(const CSize& imageSize, double fiberRadiusPx, const TileIndex& counts) {
+        return Divided(imageSize, std::array{fiberRadiusPx, fiberRadiusPx, fiberRadiusPx}, counts);
+    }
 
     int Dim() const noexcept { return m_dim; }
+    /// Along x.
     long long Border() const noexcept { return m_begin[0]; }
     /// The size of a subfield; where sizes differ, the smallest along each axis.
     const std::array<long long, 3>& SubfieldSize() const noexcept { return m_subfieldSize; }

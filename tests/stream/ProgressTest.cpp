@@ -44,10 +44,10 @@ class Passes : public testing::Test {
         parameters.fiberRadius = 2.0;
         const std::unique_ptr<stream::ICommunicator> alone = stream::SingleProcess();
         stream::CStreamingAnalysis analysis({*image, mask.get()}, parameters,
-                                            {1, PLENTY, testing::TempDir(), checkpoint}, *alone, false);
+                                            {1, PLENTY, testing::TempDir(), checkpoint}, *alone);
         COuterProgress progress;
         const CProgressMonitorScope scope(progress);
-        const stream::SStreamResult result = analysis.Run(nullptr);
+        const stream::SStreamResult result = analysis.Run();
         EXPECT_EQ(progress.done, progress.announced);
         EXPECT_GT(progress.announced, 0);
         Names names;

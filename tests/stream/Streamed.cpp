@@ -12,6 +12,18 @@
 namespace TEVRA::test {
 namespace {
 
+/// Maps that are handed slices of the analysis' memory, as files are.
+class CSliceCopies : public stream::CMapsInMemory {
+  public:
+    explicit CSliceCopies(const CSize& size) : CMapsInMemory(size) {
+        // Of several processes each fills its own slices.
+        const stream::SAngleSlices maps = CMapsInMemory::Place({0, size[2]});
+        std::fill_n(maps.theta, Theta().size(), 0.0F);
+        std::fill_n(maps.phi, Phi().size(), 0.0F);
+    }
+    stream::SAngleSlices Place(const stream::SSliceRange& /*slices*/) override { return {}; }
+};
+
 std::vector<float> pixels_of(const IImage* map) {
     const std::unique_ptr<const IImage> owned(map);
     if (!owned) {
@@ -63,10 +75,10 @@ SAnswer Streamed(const SCase& task, const stream::SStreamResources& resources, s
     const auto image = ReaderOf(task.image);
     const auto mask = task.mask != nullptr ? ReaderOf(*task.mask) : nullptr;
     const std::unique_ptr<stream::ICommunicator> alone = stream::SingleProcess();
-    CCollectedAngles angles(task.image.Size());
-    stream::CStreamingAnalysis analysis({*image, mask.get()}, task.parameters, resources,
-                                        ranks != nullptr ? *ranks : *alone, true);
-    stream::SStreamResult result = analysis.Run(&angles);
+    CSliceCopies maps(task.image.Size());
+    stream::CStreamingAnalysis analysis({*image, mask.get(), std::nullopt, task.estimator}, task.parameters,
+                                        resources, ranks != nullptr ? *ranks : *alone, &maps);
+    stream::SStreamResult result = analysis.Run();
     SAnswer answer;
     if (ranks == nullptr || ranks->IsFirst()) {
         answer.document = Impl::ResultDocument(result.analysis);
@@ -74,8 +86,8 @@ SAnswer Streamed(const SCase& task, const stream::SStreamResources& resources, s
     }
     answer.threshold = result.analysis.threshold;
     answer.foregroundPixels = result.foregroundPixels;
-    answer.theta = std::move(angles.theta);
-    answer.phi = std::move(angles.phi);
+    answer.theta.assign(maps.Theta().begin(), maps.Theta().end());
+    answer.phi.assign(maps.Phi().begin(), maps.Phi().end());
     answer.plan = analysis.Plan();
     return answer;
 }

@@ -17,30 +17,6 @@ namespace TEVRA::test {
 /// An image as if it were a file.
 std::unique_ptr<volume::CMemoryReader> ReaderOf(const CImage& image);
 
-/// Angle maps collected in memory.
-class CCollectedAngles : public stream::IAngleSink {
-  public:
-    explicit CCollectedAngles(const CSize& size)
-        : m_slicePixels(static_cast<std::size_t>(size[0] * size[1])),
-          theta(static_cast<std::size_t>(size.Elements())), phi(size.Dim() == 3 ? theta.size() : 0) {}
-
-    void Write(const stream::SSliceRange& slices, const float* thetas, const float* phis) override {
-        const std::size_t first = static_cast<std::size_t>(slices.first) * m_slicePixels;
-        const std::size_t count = static_cast<std::size_t>(slices.Count()) * m_slicePixels;
-        std::copy_n(thetas, count, theta.begin() + static_cast<std::ptrdiff_t>(first));
-        if (phis != nullptr) {
-            std::copy_n(phis, count, phi.begin() + static_cast<std::ptrdiff_t>(first));
-        }
-    }
-
-  private:
-    std::size_t m_slicePixels;
-
-  public:
-    std::vector<float> theta;
-    std::vector<float> phi; // empty in 2D
-};
-
 /// What an analysis gives, by either road.
 struct SAnswer {
     std::unique_ptr<CValueMap> document;
@@ -57,6 +33,7 @@ struct SCase {
     const CImage& image;
     const CImage* mask = nullptr;
     stream::SStreamParameters parameters{};
+    const stream::SEstimator* estimator = &stream::HESSIAN;
 };
 
 inline constexpr std::size_t PLENTY = std::size_t{1} << 32;

@@ -34,8 +34,8 @@ struct SRow {
     std::array<std::vector<float>, Dim*(Dim + 1) / 2> entries;
     std::vector<unsigned char> foreground;
 
-    HessianRows<Dim> Pointers() const {
-        HessianRows<Dim> rows{};
+    SymmetricRow<Dim> Pointers() const {
+        SymmetricRow<Dim> rows{};
         for (std::size_t entry = 0; entry < rows.size(); ++entry) {
             rows[entry] = entries[entry].data();
         }
@@ -263,7 +263,7 @@ TEST(MarkRow, WritesWhatAxesOfRowWritesWithoutForeground) {
     for (const std::size_t count : LENGTHS) {
         const std::vector<unsigned char> foreground(count);
         const std::vector<float> entries(count);
-        HessianRows<3> hessian{};
+        SymmetricRow<3> hessian{};
         hessian.fill(entries.data());
         std::vector<float> theta(count + 8, GUARD);
         std::vector<float> phi(count + 8, GUARD);

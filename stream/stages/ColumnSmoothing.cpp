@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "stream/ColumnSmoothing.h"
+#include "stream/stages/ColumnSmoothing.h"
 
 #include "stream/RankSlices.h"
 
@@ -78,7 +78,7 @@ class CColumns {
     }
     std::span<float> row(const STile& tile, long long z) {
         if (!m_task.store.IsInFile()) {
-            return {m_task.store.Slice(z) + tile.first, tile.columns};
+            return {m_task.store.Slice(z, m_task.volume) + tile.first, tile.columns};
         }
         return {run(z).data() + (tile.first - m_strip.first), tile.columns};
     }
@@ -96,14 +96,16 @@ class CColumns {
             const SSliceRange& slices = m_task.store.Slices();
             m_runs.resize(static_cast<std::size_t>(slices.Count()) * strip.columns);
             m_workers.Run(slices.Count(), [&](long long task, int /*worker*/) {
-                m_task.store.Load(slices.first + task, strip.first, run(slices.first + task));
+                m_task.store.Load({slices.first + task, m_task.volume}, strip.first,
+                                  run(slices.first + task));
             });
         }
     }
     void save() {
         if (m_task.store.IsInFile()) {
             m_workers.Run(m_own.Count(), [&](long long task, int /*worker*/) {
-                m_task.store.Save(m_own.first + task, m_strip.first, run(m_own.first + task));
+                m_task.store.Save({m_own.first + task, m_task.volume}, m_strip.first,
+                                  run(m_own.first + task));
             });
         }
     }

@@ -20,10 +20,10 @@ class CSliceSmoothing {
     /// @param gaussian, grey, workers must outlive the object.
     CSliceSmoothing(const Impl::Gaussian& gaussian, const CGreySlices& grey, CWorkers& workers);
 
-    /// Smooths a slab of slices as read into the store. @return the range of the file's values in it.
+    /// Smooths a slab of slices as read into a volume of the store. @return the range of the file's values in it.
     /// @param aside what a thread does before it joins in (CWorkers).
     volume::SValueRange Smooth(const std::byte* raw, const SSliceRange& slab, CScratchStore& store,
-                               const std::function<void()>& aside);
+                               int volume, const std::function<void()>& aside);
 
   private:
     volume::SValueRange smooth_slice(const std::byte* raw, float* smoothed, CImage& slice, int threads) const;

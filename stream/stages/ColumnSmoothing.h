@@ -20,6 +20,7 @@ struct SColumnSmoothing {
     /// The slices of this process and, as room for neighbours' slices, as many beyond either end as
     /// `HaloSlices` says, where the image has any.
     CScratchStore& store;
+    int volume = 0; ///< of the store
     SSliceRange own;
     long long depth = 0;         ///< slices of the image
     std::size_t stripPixels = 0; ///< per slice; the same in all processes

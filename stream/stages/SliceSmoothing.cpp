@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "stream/SliceSmoothing.h"
-
-#include "stream/SliceView.h"
+#include "stream/stages/SliceSmoothing.h"
 
 namespace TEVRA::stream {
 namespace {
@@ -15,9 +13,9 @@ class CSilence : public IProgressMonitor {
     void EndProgress() override {}
 };
 
-float* fetched(CScratchStore& store, long long z) {
-    store.Fetch(z);
-    return store.Slice(z);
+float* fetched(CScratchStore& store, long long z, int volume) {
+    store.Fetch(z, volume);
+    return store.Slice(z, volume);
 }
 
 } // namespace
@@ -30,7 +28,8 @@ CSliceSmoothing::CSliceSmoothing(const Impl::Gaussian& gaussian, const CGreySlic
 }
 
 volume::SValueRange CSliceSmoothing::Smooth(const std::byte* raw, const SSliceRange& slab,
-                                            CScratchStore& store, const std::function<void()>& aside) {
+                                            CScratchStore& store, int volume,
+                                            const std::function<void()>& aside) {
     const std::size_t rawBytes = m_grey.RawSliceBytes();
     volume::SValueRange range;
     if (slab.Count() < m_workers.Count()) {
@@ -38,7 +37,8 @@ volume::SValueRange CSliceSmoothing::Smooth(const std::byte* raw, const SSliceRa
         const auto smooth_all = [&](long long /*task*/, int /*worker*/) {
             for (long long z = slab.first; z < slab.end; ++z) {
                 const std::byte* const slice = raw + static_cast<std::size_t>(z - slab.first) * rawBytes;
-                range.Add(smooth_slice(slice, fetched(store, z), *m_slices.front(), m_workers.Count()));
+                range.Add(
+                    smooth_slice(slice, fetched(store, z, volume), *m_slices.front(), m_workers.Count()));
             }
         };
         m_workers.Run(1, smooth_all, aside);
@@ -48,7 +48,7 @@ volume::SValueRange CSliceSmoothing::Smooth(const std::byte* raw, const SSliceRa
     const auto smooth_one = [&](long long task, int worker) {
         const auto at = static_cast<std::size_t>(worker);
         const std::byte* const slice = raw + static_cast<std::size_t>(task) * rawBytes;
-        ranges[at].Add(smooth_slice(slice, fetched(store, slab.first + task), *m_slices[at], 1));
+        ranges[at].Add(smooth_slice(slice, fetched(store, slab.first + task, volume), *m_slices[at], 1));
     };
     m_workers.Run(slab.Count(), smooth_one, aside);
     for (const volume::SValueRange& part : ranges) {
@@ -60,9 +60,8 @@ volume::SValueRange CSliceSmoothing::Smooth(const std::byte* raw, const SSliceRa
 volume::SValueRange CSliceSmoothing::smooth_slice(const std::byte* raw, float* smoothed, CImage& slice,
                                                   int threads) const {
     const volume::SValueRange range = m_grey.Prepare(raw, slice);
-    CSliceView view(smoothed, slice.Size());
     const Impl::CPixelGrid source(static_cast<const IImage&>(slice));
-    Impl::CPixelGrid target(view);
+    Impl::CPixelGrid target(smoothed, slice.Size());
     const Impl::BlockPasses passes = Impl::SmoothingPasses(m_gaussian, source, target);
     CSilence silence;
     Impl::RunPasses(passes, threads, silence, "");

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "stream/KeptVolumes.h"
+
+namespace TEVRA::stream {
+
+CKeptVolumes::CKeptVolumes(CCheckpoint* checkpoint, ICommunicator& ranks) : m_checkpoint(checkpoint) {
+    const bool isReusable = checkpoint != nullptr && checkpoint->State() == CCheckpoint::EState::reusable;
+    m_areReused = ranks.Smallest(isReusable ? 1.0 : 0.0) > 0.0;
+}
+
+CKeptVolumes::~CKeptVolumes() {
+    if (m_checkpoint != nullptr && !m_areKept) {
+        m_checkpoint->Remove();
+    }
+}
+
+SScratchPlace CKeptVolumes::Place(const SScratchPlace& otherwise, const std::string& file) const {
+    SScratchPlace place = otherwise;
+    if (m_checkpoint != nullptr) {
+        place.file = file;
+        place.content = m_areReused ? SScratchPlace::EContent::reused : SScratchPlace::EContent::overwritten;
+    }
+    return place;
+}
+
+const SSmoothed& CKeptVolumes::Found() {
+    m_areKept = true;
+    return m_checkpoint->Smoothed();
+}
+
+void CKeptVolumes::Discard() {
+    if (m_checkpoint != nullptr) {
+        m_checkpoint->Discard();
+    }
+}
+
+void CKeptVolumes::Keep(CScratchStore& store, const SSmoothed& found) {
+    if (m_checkpoint != nullptr) {
+        store.Sync();
+        m_checkpoint->Save(found);
+        m_areKept = true;
+    }
+}
+
+} // namespace TEVRA::stream
