@@ -7,6 +7,7 @@
 #include "jobs/PendingFile.h"
 
 #include "phantom/Phantom.h"
+#include "phantom/SeparateFibers.h"
 #include "report/Json.h"
 #include "volume/Failure.h"
 #include "volume/MetaImageWriter.h"
@@ -20,6 +21,7 @@
 #include <cctype>
 #include <filesystem>
 #include <memory>
+#include <numbers>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -42,6 +44,13 @@ struct SPhantomArguments {
     OptionalText volumeFraction;
     OptionalText layout;
     OptionalText fiberDistance;
+    bool overlap = false;
+    OptionalText bundleRadius;
+    OptionalText layerAngles;
+    OptionalText layerRows;
+    OptionalText wave;
+    OptionalText hole;
+    OptionalText blur;
     OptionalText beta;
     OptionalText axis;
     bool planar = false;
@@ -118,14 +127,48 @@ double read_length_px(const SArgument& argument, const SPhantomArguments& argume
     return (length.unit.empty() ? length.value : jobs::LengthIn("mm", length)) / spacingMm;
 }
 
+std::string layout_of(const SPhantomArguments& arguments) {
+    std::string layout = arguments.layout.value_or("random");
+    if (layout != "random" && layout != "bundles" && layout != "layers" && layout != "single" &&
+        layout != "grid") {
+        throw CUsageError("--layout: '" + layout + "' is none of random, bundles, layers, single, grid");
+    }
+    if (arguments.volumeFraction && (layout == "single" || layout == "grid")) {
+        throw CUsageError("--volume-fraction goes with --layout random, bundles and layers only");
+    }
+    return layout;
+}
+
+/// Whether fibers may not overlap.
+bool are_separate(const SPhantomArguments& arguments) {
+    const std::string layout = layout_of(arguments);
+    if (arguments.overlap && layout != "random") {
+        throw CUsageError("--overlap goes with --layout random only");
+    }
+    return layout == "bundles" || layout == "layers" || (layout == "random" && !arguments.overlap);
+}
+
+void require_separate(const SPhantomArguments& arguments) {
+    const std::string layout = layout_of(arguments);
+    const auto require = [](bool isRight, bool isGiven, const char* option, const char* rest) {
+        if (isGiven && !isRight) {
+            throw CUsageError(std::string(option) + " goes with " + rest);
+        }
+    };
+    require(layout == "bundles", arguments.bundleRadius.has_value(), "--bundle-radius",
+            "--layout bundles only");
+    require(layout == "layers", arguments.layerAngles.has_value(), "--layer-angles", "--layout layers only");
+    require(layout == "layers", arguments.layerRows.has_value(), "--layer-rows", "--layout layers only");
+    const bool isSeparate = are_separate(arguments);
+    const char* const others =
+        "fibers that do not overlap only: --layout random without --overlap, bundles or layers";
+    require(isSeparate, arguments.wave.has_value(), "--wave", others);
+    require(isSeparate, arguments.hole.has_value(), "--hole", others);
+    require(isSeparate, arguments.blur.has_value(), "--blur", others);
+}
+
 phantom::FiberPlaces read_places(const SPhantomArguments& arguments, double spacingMm) {
-    const std::string layout = arguments.layout.value_or("random");
-    if (layout != "random" && layout != "single" && layout != "grid") {
-        throw CUsageError("--layout: '" + layout + "' is none of random, single, grid");
-    }
-    if (arguments.volumeFraction && layout != "random") {
-        throw CUsageError("--volume-fraction goes with --layout random only");
-    }
+    const std::string layout = layout_of(arguments);
     if (arguments.fiberDistance && layout != "grid") {
         throw CUsageError("--fiber-distance goes with --layout grid only");
     }
@@ -143,28 +186,139 @@ phantom::FiberPlaces read_places(const SPhantomArguments& arguments, double spac
         read_length_px({"--fiber-distance", *arguments.fiberDistance}, arguments, spacingMm)};
 }
 
-phantom::SPhantomOptions read_options(const SPhantomArguments& arguments) {
-    phantom::SPhantomOptions options;
-    options.sizePx = read_size({"--size", arguments.size});
-    if (arguments.spacing) {
-        const jobs::SLength spacing = ReadLength({"--spacing", *arguments.spacing});
-        options.spacingMm = spacing.unit.empty() ? spacing.value : jobs::LengthIn("mm", spacing);
+/// Spacing along x, y, z in mm; 1 where none is given.
+Vector read_spacing(const SPhantomArguments& arguments, int dim) {
+    if (!arguments.spacing) {
+        return {1.0, 1.0, 1.0};
     }
-    options.fiberRadiusPx =
-        read_length_px({"--fiber-radius", arguments.fiberRadius}, arguments, options.spacingMm);
-    options.places = read_places(arguments, options.spacingMm);
-    options.directions = read_directions(arguments, options.sizePx.Dim());
+    std::vector<double> lengths;
+    std::string rest = *arguments.spacing;
+    for (std::size_t comma = 0; comma != std::string::npos;) {
+        comma = rest.find(',');
+        const jobs::SLength length = ReadLength({"--spacing", rest.substr(0, comma)});
+        lengths.push_back(length.unit.empty() ? length.value : jobs::LengthIn("mm", length));
+        rest = comma == std::string::npos ? "" : rest.substr(comma + 1);
+    }
+    if (lengths.size() != 1 && lengths.size() != static_cast<std::size_t>(dim)) {
+        throw CUsageError("--spacing has " + std::to_string(lengths.size()) + " lengths, but the image has " +
+                          std::to_string(dim) + " axes; give one for all axes or one per axis");
+    }
+    Vector spacing{lengths.front(), lengths.front(), lengths.front()};
+    std::copy(lengths.begin(), lengths.end(), spacing.begin());
+    return spacing;
+}
+
+/// One spacing along all axes.
+double equal_spacing(const Vector& spacing, int dim) {
+    if (std::any_of(spacing.begin(), spacing.begin() + dim,
+                    [&](double length) { return length != spacing[0]; })) {
+        throw CUsageError(
+            "--spacing: fibers that may overlap, single ones and grids come with one spacing along all "
+            "axes");
+    }
+    return spacing[0];
+}
+
+std::array<double, 2> read_greys(const SPhantomArguments& arguments) {
     const std::vector<double> greys = ReadNumbers({"--grey", arguments.grey});
     if (greys.size() != 2) {
         throw CUsageError("--grey: '" + arguments.grey +
                           "' is not two grey values, background and fibers, as in 50,200");
     }
+    return {greys[0], greys[1]};
+}
+
+std::uint64_t read_seed(const SPhantomArguments& arguments) {
+    return static_cast<std::uint64_t>(ReadWholeNumber({"--seed", arguments.seed}, 0));
+}
+
+phantom::SPhantomOptions read_options(const SPhantomArguments& arguments) {
+    phantom::SPhantomOptions options;
+    options.sizePx = read_size({"--size", arguments.size});
+    options.spacingMm = equal_spacing(read_spacing(arguments, options.sizePx.Dim()), options.sizePx.Dim());
+    options.fiberRadiusPx =
+        read_length_px({"--fiber-radius", arguments.fiberRadius}, arguments, options.spacingMm);
+    options.places = read_places(arguments, options.spacingMm);
+    options.directions = read_directions(arguments, options.sizePx.Dim());
+    const std::array<double, 2> greys = read_greys(arguments);
     options.backgroundGrey = greys[0];
     options.fiberGrey = greys[1];
     options.noiseSd = ReadNumber({"--noise", arguments.noise});
-    options.seed = static_cast<std::uint64_t>(ReadWholeNumber({"--seed", arguments.seed}, 0));
+    options.seed = read_seed(arguments);
     return options;
 }
+
+/// Two lengths, as in "3,60".
+std::array<double, 2> read_wave(const SPhantomArguments& arguments) {
+    const std::string& text = *arguments.wave;
+    const std::size_t comma = text.find(',');
+    if (comma == std::string::npos) {
+        throw CUsageError("--wave: '" + text + "' is not the amplitude and the length of a wave, as in 3,60");
+    }
+    return {read_length_px({"--wave", text.substr(0, comma)}, arguments, 1.0),
+            read_length_px({"--wave", text.substr(comma + 1)}, arguments, 1.0)};
+}
+
+phantom::SeparatePlaces read_separate_places(const SPhantomArguments& arguments, double fiberRadius) {
+    const std::string layout = layout_of(arguments);
+    const auto fraction = [&](const char* otherwise) {
+        return ReadPositiveNumber({"--volume-fraction", arguments.volumeFraction.value_or(otherwise)});
+    };
+    if (layout == "bundles") {
+        const double radius =
+            arguments.bundleRadius
+                ? read_length_px({"--bundle-radius", *arguments.bundleRadius}, arguments, 1.0)
+                : 4.0 * fiberRadius;
+        return phantom::SFiberBundles{fraction("0.15"), radius};
+    }
+    if (layout == "layers") {
+        phantom::SFiberLayers layers;
+        layers.volumeFraction = fraction("0.5");
+        layers.anglesRad.clear();
+        for (const double degrees : ReadNumbers({"--layer-angles", arguments.layerAngles.value_or("0,90")})) {
+            layers.anglesRad.push_back(degrees * std::numbers::pi / 180.0);
+        }
+        layers.rows = ReadWholeNumber({"--layer-rows", arguments.layerRows.value_or("4")}, 1);
+        return layers;
+    }
+    return phantom::SScatteredFibers{fraction("0.1"), 0.0};
+}
+
+/// Lengths are in mm, or in pixels without --spacing.
+phantom::SSeparateOptions read_separate_options(const SPhantomArguments& arguments) {
+    phantom::SSeparateOptions options;
+    options.sizePx = read_size({"--size", arguments.size});
+    options.spacing = read_spacing(arguments, options.sizePx.Dim());
+    options.fiberRadius = read_length_px({"--fiber-radius", arguments.fiberRadius}, arguments, 1.0);
+    if (arguments.hole) {
+        options.holeRadius = read_length_px({"--hole", *arguments.hole}, arguments, 1.0);
+    }
+    if (arguments.blur) {
+        options.blurSigma = read_length_px({"--blur", *arguments.blur}, arguments, 1.0);
+    }
+    if (arguments.wave) {
+        const std::array<double, 2> wave = read_wave(arguments);
+        options.waveAmplitude = wave[0];
+        options.waveLength = wave[1];
+    }
+    options.places = read_separate_places(arguments, options.fiberRadius);
+    options.directions = read_directions(arguments, options.sizePx.Dim());
+    const std::array<double, 2> greys = read_greys(arguments);
+    options.backgroundGrey = greys[0];
+    options.fiberGrey = greys[1];
+    options.noiseSd = ReadNumber({"--noise", arguments.noise});
+    options.seed = read_seed(arguments);
+    return options;
+}
+
+/// What the files need to know of a phantom's options, of either kind.
+struct SPhantomFacts {
+    CSize sizePx;
+    Vector spacing{1.0, 1.0, 1.0};
+    double fiberRadiusPx = 0.0; ///< along x
+    phantom::DirectionLaw directions;
+    std::uint64_t seed = 1;
+};
 
 nlohmann::ordered_json law_json(const phantom::SOneAxis& law) {
     return {{"axis", law.axis}};
@@ -179,7 +333,7 @@ nlohmann::ordered_json law_json(const phantom::SPlanar& law) {
 }
 
 /// The truth as numbers: the tensor, and what it takes to make the phantom again.
-std::string truth_json(const phantom::SPhantom& phantom, const phantom::SPhantomOptions& options) {
+std::string truth_json(const phantom::SPhantom& phantom, const SPhantomFacts& options) {
     nlohmann::ordered_json json;
     const std::string axes = options.sizePx.Dim() == 2 ? "xy" : "xyz";
     for (std::size_t row = 0; row < axes.size(); ++row) {
@@ -212,9 +366,9 @@ class CPhantomFiles {
         m_phiPath = add(m_phiTarget);
     }
 
-    void Write(const phantom::SPhantom& phantom, const phantom::SPhantomOptions& options,
+    void Write(const phantom::SPhantom& phantom, const SPhantomFacts& options,
                const std::string& spacingUnit) {
-        const Vector spacing{options.spacingMm, options.spacingMm, options.spacingMm};
+        const Vector& spacing = options.spacing;
         const auto stated = spacingUnit.empty() ? std::nullopt : std::optional(spacing); // pixels are none
         if (m_format == EFormat::tiff) {
             volume::WriteTiff(m_path, *phantom.image, spacing, spacingUnit);
@@ -271,20 +425,40 @@ class CPhantomFiles {
     jobs::CPendingFiles m_pending;
 };
 
-phantom::SPhantom make_phantom(const phantom::SPhantomOptions& options) {
+template <typename MakeT>
+phantom::SPhantom make_phantom(const MakeT& make) {
     try {
-        return phantom::MakePhantom(options);
+        return make();
     } catch (const std::invalid_argument& error) {
         throw CUsageError(error.what()); // all its input comes from options
     }
 }
 
 void run(const SPhantomArguments& arguments) {
-    const phantom::SPhantomOptions options = read_options(arguments);
+    require_separate(arguments);
+    const bool isSeparate = are_separate(arguments);
+    phantom::SSeparateOptions separate;
+    phantom::SPhantomOptions overlapping;
+    SPhantomFacts facts;
+    if (isSeparate) {
+        separate = read_separate_options(arguments);
+        facts = {separate.sizePx, separate.spacing, separate.fiberRadius / separate.spacing[0],
+                 separate.directions, separate.seed};
+    } else {
+        overlapping = read_options(arguments);
+        const double spacing = overlapping.spacingMm;
+        facts = {overlapping.sizePx,
+                 {spacing, spacing, spacing},
+                 overlapping.fiberRadiusPx,
+                 overlapping.directions,
+                 overlapping.seed};
+    }
     CConsole console(arguments.quiet ? EVerbosity::quiet : EVerbosity::normal);
-    CPhantomFiles files(arguments, options.sizePx.Dim());
-    const phantom::SPhantom phantom = make_phantom(options);
-    files.Write(phantom, options, arguments.spacing ? "mm" : "");
+    CPhantomFiles files(arguments, facts.sizePx.Dim());
+    const phantom::SPhantom phantom = make_phantom([&] {
+        return isSeparate ? phantom::MakeSeparatePhantom(separate) : phantom::MakePhantom(overlapping);
+    });
+    files.Write(phantom, facts, arguments.spacing ? "mm" : "");
     ThrowIfInterrupted();
     files.Commit();
 
@@ -318,17 +492,51 @@ SCommand AddPhantomCommand(CLI::App& program) {
             "Radius of the fibers, in pixels, or with --spacing in mm or a unit, as in 2.5um (default 4)")
         ->type_name("R");
     parser
-        ->add_option(
-            "--volume-fraction", arguments->volumeFraction,
-            "Share of the image to fill with fibers, above 0, at most 0.9 (default 0.1); the last fiber "
-            "may exceed it")
+        ->add_option("--volume-fraction", arguments->volumeFraction,
+                     "Share of the image to fill with fibers, above 0 (default 0.1; bundles 0.15); the last "
+                     "fiber may exceed "
+                     "it. Of layers: share within a layer (default 0.5, at most 0.9)")
         ->type_name("F");
     parser
         ->add_option(
             "--layout", arguments->layout,
-            "random: anywhere until the volume fraction is reached (default); single: one fiber through "
-            "the centre; grid: parallel fibers on a square grid. The last two need --axis")
+            "random: anywhere until the volume fraction is reached, without overlap (default; up to some "
+            "0.25); "
+            "bundles: in bundles of parallel fibers; layers: in touching layers one above the other; single: "
+            "one "
+            "fiber through the centre; grid: parallel fibers on a square grid. The last two need --axis")
         ->type_name("LAYOUT");
+    parser->add_flag(
+        "--overlap", arguments->overlap,
+        "With --layout random: place fibers without regard to each other. Their truth is ambiguous where "
+        "they overlap, above a volume fraction of some 0.15");
+    parser
+        ->add_option("--bundle-radius", arguments->bundleRadius,
+                     "With --layout bundles: radius of a bundle (default 4 fiber radii)")
+        ->type_name("R");
+    parser
+        ->add_option(
+            "--layer-angles", arguments->layerAngles,
+            "With --layout layers: directions of the layers in degrees from x towards y, in turn (default "
+            "0,90)")
+        ->type_name("DEG,...");
+    parser
+        ->add_option("--layer-rows", arguments->layerRows,
+                     "With --layout layers: rows of fibers per layer (default 4)")
+        ->type_name("N");
+    parser
+        ->add_option("--wave", arguments->wave,
+                     "Curved fibers: sinusoids of this amplitude and length, in the unit of the radius")
+        ->type_name("A,L");
+    parser
+        ->add_option("--hole", arguments->hole,
+                     "Hollow fibers: radius of the lumen, in the unit of the radius")
+        ->type_name("R");
+    parser
+        ->add_option(
+            "--blur", arguments->blur,
+            "Standard deviation of the imaging's Gaussian blur, in the unit of the radius (default none)")
+        ->type_name("S");
     parser
         ->add_option("--fiber-distance", arguments->fiberDistance,
                      "Distance of neighbours on the grid, in the unit of the radius")
@@ -352,7 +560,10 @@ SCommand AddPhantomCommand(CLI::App& program) {
         ->add_option("--symmetry-axis", arguments->symmetryAxis,
                      "Axis that --beta and --planar refer to (default 0,0,1)")
         ->type_name("X,Y,Z");
-    parser->add_option("--grey", arguments->grey, "Grey values of background and fibers (default 50,200)")
+    parser
+        ->add_option("--grey", arguments->grey,
+                     "Grey values of background and fibers (default 50,200); the lower one second for dark "
+                     "fibers")
         ->type_name("BG,FG");
     parser
         ->add_option("--noise", arguments->noise,
@@ -365,10 +576,11 @@ SCommand AddPhantomCommand(CLI::App& program) {
             "same image everywhere")
         ->type_name("N");
     parser
-        ->add_option("--spacing", arguments->spacing,
-                     "Distance of pixels in mm or with a unit, as in 0.5um, written to the files in mm; "
-                     "lengths are then in mm, too (default: none)")
-        ->type_name("S");
+        ->add_option(
+            "--spacing", arguments->spacing,
+            "Distance of pixels in mm or with a unit, as in 0.5um, for all axes or per axis, written to the "
+            "files in mm; lengths are then in mm, too (default: none)")
+        ->type_name("S|SX,SY[,SZ]");
     parser->add_flag("--quiet", arguments->quiet, "Print nothing but warnings and errors");
     parser->footer(
         "Example: tevra phantom -o phantom.tif --size 256,256,256 --volume-fraction 0.15 --beta 0.3 "

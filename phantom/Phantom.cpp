@@ -414,10 +414,14 @@ void add_tensor(const CFiberField& field, SPhantom& phantom) {
 
 } // namespace
 
+void CheckDirections(const DirectionLaw& directions, int dim) {
+    std::visit([dim](const auto& law) { check_law(law, dim); }, directions);
+}
+
 SPhantom MakePhantom(const SPhantomOptions& options) {
     check_size(options);
     check_grey(options);
-    std::visit([&options](const auto& law) { check_law(law, options.sizePx.Dim()); }, options.directions);
+    CheckDirections(options.directions, options.sizePx.Dim());
     check_places(options);
 
     CRandomNumbers random(options.seed);

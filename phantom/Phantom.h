@@ -28,6 +28,9 @@ struct SParallelGrid {
 
 using FiberPlaces = std::variant<SRandomPlaces, SThroughCentre, SParallelGrid>;
 
+/// @throws std::invalid_argument unless the law is one for images of so many dimensions.
+void CheckDirections(const DirectionLaw& directions, int dim);
+
 /// What a phantom looks like. Lengths are in pixels.
 struct SPhantomOptions {
     CSize sizePx{128, 128, 128}; ///< 2 or 3 dimensions

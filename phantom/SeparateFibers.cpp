@@ -422,7 +422,7 @@ void scatter(const SSeparateOptions& options, CCanvas& canvas, CRandomNumbers& r
             }
         }
         if (CProgressMonitor::Obj().CancelRequested()) {
-            refuse("stopped."); // monitors that end a run throw by themselves
+            throw CCancelled();
         }
         filling.Show(canvas.FiberPixels());
         if (!isPlaced) {
@@ -509,6 +509,9 @@ void place(const SFiberLayers& places, const SSeparateOptions& options, CCanvas&
                 canvas.Draw(line);
             }
         }
+        if (CProgressMonitor::Obj().CancelRequested()) {
+            throw CCancelled();
+        }
         progress.Step();
     }
 }
@@ -550,7 +553,8 @@ void check_options(const SSeparateOptions& options) {
         require(std::isfinite(options.fiberRadius) && options.fiberRadius >= 0.5 * spacing,
                 "the fiber radius", options.fiberRadius, "half a pixel or more");
         require(2.0 * options.fiberRadius <= static_cast<double>(size[axis]) * spacing, "the fiber diameter",
-                2.0 * options.fiberRadius, "at most the smallest extent");
+                2.0 * options.fiberRadius,
+                "at most the smallest extent, " + text_of(static_cast<double>(size[axis]) * spacing));
     }
     require(options.holeRadius >= 0.0 && options.holeRadius < options.fiberRadius, "the hole's radius",
             options.holeRadius, "0 or more and below the fiber's");
@@ -570,6 +574,7 @@ void check_options(const SSeparateOptions& options) {
         require(std::isfinite(options.waveLength) && options.waveLength > 0.0, "the wave's length",
                 options.waveLength, "greater than 0");
     }
+    CheckDirections(options.directions, size.Dim());
     std::visit([&](const auto& places) { check(places, options); }, options.places);
 }
 

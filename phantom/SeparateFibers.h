@@ -56,7 +56,8 @@ struct SSeparateOptions {
 /// per fiber. A pixel is fiber if its centre lies within the radius of a centre line, lumen included.
 ///
 /// Progress is reported to the calling thread's monitor.
-/// @throws std::invalid_argument for options out of range, and if there is no room for so many fibers.
+/// @throws std::invalid_argument for options out of range, and if there is no room for so many fibers. @throws CCancelled
+/// if the monitor asks to stop.
 SPhantom MakeSeparatePhantom(const SSeparateOptions& options);
 
 } // namespace TEVRA::phantom

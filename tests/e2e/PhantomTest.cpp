@@ -117,6 +117,49 @@ TEST_F(PhantomCommand, PlaneHasOneAngleMapAndPlanarDirectionsByDefault) {
     EXPECT_EQ(read_json("t_tensor.json")["tensor"].size(), 4U);
 }
 
+TEST_F(PhantomCommand, LayersOfDarkWavyFibersHaveTheirTruthAndTheirSpacing) {
+    const SOutcome outcome = phantom({"-o",
+                                      "layers.mha",
+                                      "--size",
+                                      "48,48,24",
+                                      "--spacing",
+                                      "0.5um,0.5um,1um",
+                                      "--fiber-radius",
+                                      "2um",
+                                      "--layout",
+                                      "layers",
+                                      "--layer-angles",
+                                      "0,90",
+                                      "--layer-rows",
+                                      "2",
+                                      "--volume-fraction",
+                                      "0.8",
+                                      "--wave",
+                                      "1um,20um",
+                                      "--grey",
+                                      "200,40",
+                                      "--blur",
+                                      "0.5um",
+                                      "--truth",
+                                      "t_"});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(ReadFile(m_folder / "layers.mha").substr(0, 300),
+                HasSubstr("ElementSpacing = 5e-04 5e-04 0.001\n"));
+    const json truth = read_json("t_tensor.json");
+    EXPECT_NEAR(truth["tensor"]["zz"], 0.0, 1e-6);
+    EXPECT_GT(truth["tensor"]["xx"], 0.2);
+    EXPECT_GT(truth["tensor"]["yy"], 0.2);
+    EXPECT_GT(truth["volume_fraction"], 0.6);
+}
+
+TEST_F(PhantomCommand, OverlappingFibersFillMoreThanSeparateOnesCan) {
+    ASSERT_EQ(phantom({"-o", "a.mha", "--size", "40,40,40", "--overlap", "--volume-fraction", "0.6",
+                       "--truth", "t_"})
+                  .status,
+              0);
+    EXPECT_GE(read_json("t_tensor.json")["volume_fraction"], 0.6);
+}
+
 TEST_F(PhantomCommand, SameSeedGivesTheSameFileAndAnotherSeedAnother) {
     const Words options{"--size", "30,30,30", "--noise", "9", "-o"};
     const auto with = [&options](const std::string& name, const std::string& seed) {
@@ -204,15 +247,36 @@ INSTANTIATE_TEST_SUITE_P(
         SWrongUsage{"AxisOfAnAxis",
                     {"-o", "a.tif", "--axis", "1,0,0", "--symmetry-axis", "1,0,0"},
                     "--symmetry-axis goes with --beta or --planar"},
-        SWrongUsage{
-            "UnknownLayout", {"-o", "a.tif", "--layout", "hexagonal"}, "none of random, single, grid"},
+        SWrongUsage{"UnknownLayout",
+                    {"-o", "a.tif", "--layout", "hexagonal"},
+                    "none of random, bundles, layers, single, grid"},
         SWrongUsage{"SingleWithoutAxis", {"-o", "a.tif", "--layout", "single"}, "needs one axis"},
         SWrongUsage{"GridWithoutDistance",
                     {"-o", "a.tif", "--layout", "grid", "--axis", "1,0,0"},
                     "--layout grid needs --fiber-distance"},
         SWrongUsage{"FractionOfASingleFiber",
                     {"-o", "a.tif", "--layout", "single", "--axis", "1,0,0", "--volume-fraction", "0.1"},
-                    "--volume-fraction goes with --layout random only"},
+                    "--volume-fraction goes with --layout random, bundles and layers only"},
+        SWrongUsage{
+            "OverlapOfAGrid",
+            {"-o", "a.tif", "--layout", "grid", "--axis", "1,0,0", "--fiber-distance", "9", "--overlap"},
+            "--overlap goes with --layout random only"},
+        SWrongUsage{"WaveOfOverlappingFibers",
+                    {"-o", "a.tif", "--overlap", "--wave", "3,40"},
+                    "--wave goes with fibers that do not overlap only"},
+        SWrongUsage{"WaveWithoutALength", {"-o", "a.tif", "--wave", "3"}, "--wave: '3' is not the amplitude"},
+        SWrongUsage{"AnglesWithoutLayers", {"-o", "a.tif", "--layer-angles", "0"}, "--layout layers only"},
+        SWrongUsage{
+            "LayersIn2D", {"-o", "a.tif", "--size", "64,64", "--layout", "layers"}, "the image is 2D"},
+        SWrongUsage{"HoleAsWideAsTheFiber", {"-o", "a.tif", "--hole", "4"}, "the hole's radius is 4"},
+        SWrongUsage{"TwoSpacings", {"-o", "a.tif", "--spacing", "1,2"}, "--spacing has 2 lengths"},
+        SWrongUsage{"UnequalSpacingOfAGrid",
+                    {"-o", "a.tif", "--layout", "grid", "--axis", "1,0,0", "--fiber-distance", "9",
+                     "--spacing", "1,1,2"},
+                    "come with one spacing along all axes"},
+        SWrongUsage{"NoRoom",
+                    {"-o", "a.tif", "--size", "32,32,32", "--volume-fraction", "0.4"},
+                    "there is no room for so many fibers"},
         SWrongUsage{"OneGrey", {"-o", "a.tif", "--grey", "100"}, "--grey: '100'"},
         SWrongUsage{"GreyBeyondEightBits", {"-o", "a.tif", "--grey", "0,300"}, "a grey value is 300"},
         SWrongUsage{"NegativeNoise", {"-o", "a.tif", "--noise", "-1"}, "standard deviation is -1"},
