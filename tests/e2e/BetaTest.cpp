@@ -206,9 +206,9 @@ class BetaOfPhantom : public Beta, public testing::WithParamInterface<double> {
     /// The estimate from thin fibers that cross a volume: angles of 0.3 million voxels.
     json estimate(double beta, const std::string& axis) {
         const SOutcome made =
-            RunTevra({"phantom", "-o", "fibers.mha", "--overlap", "--size", "128,128,128", "--fiber-radius", "0.5",
-                      "--volume-fraction", "0.15", "--beta", std::to_string(beta), "--symmetry-axis", axis,
-                      "--truth", "", "--quiet"},
+            RunTevra({"phantom", "-o", "fibers.mha", "--overlap", "--size", "128,128,128", "--fiber-radius",
+                      "0.5", "--volume-fraction", "0.15", "--beta", std::to_string(beta), "--symmetry-axis",
+                      axis, "--truth", "", "--quiet"},
                      {.workingFolder = m_folder.Path()});
         EXPECT_EQ(made.status, 0) << made.err;
         const SOutcome outcome =
