@@ -96,7 +96,7 @@ TEST_F(ImageWriter, TheMetaImageHeaderIsAsOtherProgramsExpect) {
 }
 
 TEST_F(ImageWriter, SlicesAreWrittenOneAfterTheOther) {
-    CMetaImageWriter writer(m_meta, {CSize(2, 1, 3), EPixelType::u16, {1.0, 1.0, 1.0}, ""});
+    CMetaImageWriter writer(m_meta, {CSize(2, 1, 3), EPixelType::u16, std::nullopt, ""});
     const std::vector<std::uint16_t> pixels{1, 2, 3, 4, 5, 6};
     writer.WriteSlices(pixels.data(), 1);
     EXPECT_THROW(writer.Close(), std::logic_error);
