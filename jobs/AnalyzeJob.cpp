@@ -74,6 +74,9 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
                             CInputFiles({m_task.imagePath, m_task.maskPath.value_or("")}));
         }
     });
+    if (purpose == EPurpose::run) {
+        DoTogether(m_ranks, [&] { m_analysis->TakeCheckpoint(); }); // the folder is there now
+    }
     m_earlier = common_state(m_analysis->Earlier());
 }
 

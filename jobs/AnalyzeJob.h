@@ -106,8 +106,9 @@ class CAnalyzeJob {
     CRunClock m_clock;
     report::SRunRecord m_record;
     stream::CSinkFan m_sinks;
+    // Of the first process; before the analysis, whose own files lie in the folder that goes with these.
+    std::optional<CResultFiles> m_files;
     std::optional<stream::CStreamingAnalysis> m_analysis;
-    std::optional<CResultFiles> m_files; // of the first process
     stream::CCheckpoint::EState m_earlier = stream::CCheckpoint::EState::absent;
     stream::SStreamResult m_result;
 };

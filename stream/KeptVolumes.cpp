@@ -6,6 +6,9 @@ namespace TEVRA::stream {
 CKeptVolumes::CKeptVolumes(CCheckpoint* checkpoint, ICommunicator& ranks) : m_checkpoint(checkpoint) {
     const bool isReusable = checkpoint != nullptr && checkpoint->State() == CCheckpoint::EState::reusable;
     m_areReused = ranks.Smallest(isReusable ? 1.0 : 0.0) > 0.0;
+    if (checkpoint != nullptr && !m_areReused) {
+        checkpoint->Discard();
+    }
 }
 
 CKeptVolumes::~CKeptVolumes() {
@@ -14,11 +17,11 @@ CKeptVolumes::~CKeptVolumes() {
     }
 }
 
-SScratchPlace CKeptVolumes::Place(const SScratchPlace& otherwise, const std::string& file) const {
+SScratchPlace CKeptVolumes::Place(const SScratchPlace& otherwise) const {
     SScratchPlace place = otherwise;
     if (m_checkpoint != nullptr) {
-        place.file = file;
-        place.content = m_areReused ? SScratchPlace::EContent::reused : SScratchPlace::EContent::overwritten;
+        place.file = m_checkpoint->Slices();
+        place.content = m_areReused ? SScratchPlace::EContent::reused : SScratchPlace::EContent::made;
     }
     return place;
 }
@@ -26,12 +29,6 @@ SScratchPlace CKeptVolumes::Place(const SScratchPlace& otherwise, const std::str
 const SSmoothed& CKeptVolumes::Found() {
     m_areKept = true;
     return m_checkpoint->Smoothed();
-}
-
-void CKeptVolumes::Discard() {
-    if (m_checkpoint != nullptr) {
-        m_checkpoint->Discard();
-    }
 }
 
 void CKeptVolumes::Keep(CScratchStore& store, const SSmoothed& found) {

@@ -5,14 +5,13 @@
 #include "stream/Communicator.h"
 #include "stream/ScratchStore.h"
 
-#include <string>
-
 namespace TEVRA::stream {
 
 /// The scratch volumes of a run as far as another run may go on with them: those of an earlier one that are
 /// used again, or those of this one, kept for a later one.
 class CKeptVolumes {
   public:
+    /// Volumes of an earlier run that are not used again are removed: their room is about to be taken anew.
     /// @param checkpoint null if nothing is kept; else outlives the object.
     CKeptVolumes(CCheckpoint* checkpoint, ICommunicator& ranks);
     /// What is left of unfinished volumes is of no use to anybody.
@@ -22,12 +21,10 @@ class CKeptVolumes {
 
     /// Whether all processes have the finished volumes of an earlier run.
     bool AreReused() const noexcept { return m_areReused; }
-    /// Where the volumes lie, given where they would lie if nothing was kept. @param file that keeps them.
-    SScratchPlace Place(const SScratchPlace& otherwise, const std::string& file) const;
+    /// Where the volumes lie, given where they would lie if nothing was kept.
+    SScratchPlace Place(const SScratchPlace& otherwise) const;
     /// What the earlier run has found; to be called if its volumes are reused.
     const SSmoothed& Found();
-    /// Forgets the earlier run: its volumes are about to be overwritten.
-    void Discard();
     /// Keeps finished volumes for a later run, should this one be killed.
     void Keep(CScratchStore& store, const SSmoothed& found);
 

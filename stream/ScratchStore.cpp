@@ -40,6 +40,11 @@ int open_nameless_file(const std::string& folder) {
     return named;
 }
 
+/// Never through a link, and never one that is there in place of one to be made. @return as above.
+int open_named_file(const std::string& name, bool isMade) {
+    return open(name.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | (isMade ? O_CREAT | O_EXCL : 0), 0600);
+}
+
 } // namespace
 
 CScratchStore::CScratchStore(const SScratchPlace& place, const SSliceRange& slices, std::size_t slicePixels,
@@ -82,16 +87,16 @@ void CScratchStore::map_memory() {
 }
 
 void CScratchStore::map_file() {
-    m_file = m_place.file.empty() ? open_nameless_file(m_place.folder)
-                                  : open(m_place.file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    const bool isNamed = !m_place.file.empty();
+    const bool isMade = m_place.content == SScratchPlace::EContent::made;
+    m_file = isNamed ? open_named_file(m_place.file, isMade) : open_nameless_file(m_place.folder);
     if (m_file < 0) {
         fail(m_place.folder, m_bytes, errno);
     }
-    const bool isNew = m_place.content == SScratchPlace::EContent::overwritten;
-    if (isNew && ftruncate(m_file, 0) != 0) {
-        fail(m_place.folder, m_bytes, errno);
-    }
     if (const int reason = posix_fallocate(m_file, 0, static_cast<off_t>(m_bytes)); reason != 0) {
+        if (isNamed && isMade) {
+            unlink(m_place.file.c_str()); // what there was room for fills the disk and helps nobody
+        }
         fail(m_place.folder, m_bytes, reason);
     }
     void* const memory = mmap(nullptr, m_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, m_file, 0);

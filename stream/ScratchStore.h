@@ -16,9 +16,10 @@ struct SScratchPlace {
     std::string folder{}; ///< of the temporary file
     /// A file with this name, to be kept by the caller; none for a nameless one.
     std::string file{};
-    /// Whether what the named file holds is of use; else its room is taken anew.
-    enum class EContent { overwritten, reused };
-    EContent content = EContent::overwritten;
+    /// Whether the named file is made, which nothing of that name may exist for, or one of the right length
+    /// is there and of use.
+    enum class EContent { made, reused };
+    EContent content = EContent::made;
 };
 
 /// A slice of one of the volumes of a store.

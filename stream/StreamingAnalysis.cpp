@@ -112,7 +112,6 @@ class CStreamingAnalysis::CRun {
         if (m_kept.AreReused()) {
             m_found = m_kept.Found();
         } else {
-            m_kept.Discard();
             for (const SStagePass& stagePass : stagePasses) {
                 pass(stagePass.name, [&] {
                     stagePass.run(m_context);
@@ -137,9 +136,7 @@ class CStreamingAnalysis::CRun {
 
   private:
     SScratchPlace scratch_place() const {
-        const SScratchPlace place{m_analysis.m_plan.scratchKind, m_analysis.m_resources.scratchFolder};
-        const std::optional<SCheckpointFiles>& files = m_analysis.m_resources.checkpoint;
-        return m_kept.Place(place, files ? files->scratch : "");
+        return m_kept.Place({m_analysis.m_plan.scratchKind, m_analysis.m_resources.scratchFolder});
     }
 
     /// Without contrast there is no threshold, which shows as soon as the image has been read.
@@ -293,6 +290,12 @@ CStreamingAnalysis::CStreamingAnalysis(const SStreamInput& input, const SStreamP
 
 CStreamingAnalysis::~CStreamingAnalysis() = default;
 
+void CStreamingAnalysis::TakeCheckpoint() {
+    if (m_checkpoint) {
+        m_checkpoint->Take();
+    }
+}
+
 void CStreamingAnalysis::DropCheckpoint() {
     if (m_checkpoint) {
         m_checkpoint->Remove();
@@ -300,6 +303,7 @@ void CStreamingAnalysis::DropCheckpoint() {
 }
 
 SStreamResult CStreamingAnalysis::Run() {
+    TakeCheckpoint();
     return CRun(*this).Run();
 }
 

@@ -88,6 +88,9 @@ class CStreamingAnalysis {
     CStreamingAnalysis& operator=(const CStreamingAnalysis&) = delete;
 
     const SMemoryPlan& Plan() const noexcept { return m_plan; }
+    /// Takes the files of the checkpoint for this process alone, until the object goes; `Run` does if it has
+    /// not been called. @throws volume::CEnvironmentError if another run is at work with them.
+    void TakeCheckpoint();
     /// Whether this process can go on where an earlier run has ended.
     CCheckpoint::EState Earlier() const noexcept {
         return m_checkpoint ? m_checkpoint->State() : CCheckpoint::EState::absent;

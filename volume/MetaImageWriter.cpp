@@ -61,6 +61,25 @@ std::string header_text(const SMetaImageHeader& header) {
                             "; check the folder's permissions and the free space");
 }
 
+/// Gives a file its length with all its room, so that a full disk shows now. Where the file system takes no
+/// room in advance it gets the length alone: to write everything once would take as long as the work.
+void take_room(const std::string& path, std::size_t bytes) {
+    const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    const auto length = static_cast<off_t>(bytes);
+    int done = file < 0 ? -1 : fallocate(file, 0, 0, length);
+    if (file >= 0 && done != 0 && (errno == EOPNOTSUPP || errno == ENOSYS)) {
+        done = ftruncate(file, length);
+    }
+    const int reason = errno;
+    if (file >= 0) {
+        close(file);
+    }
+    if (done != 0) {
+        errno = reason;
+        fail_to_write(path);
+    }
+}
+
 std::size_t slice_bytes(const SMetaImageHeader& header) {
     return static_cast<std::size_t>(header.size[0] * header.size[1]) * BytesPerPixel(header.pixelType);
 }
@@ -106,10 +125,10 @@ void CMetaImageParts::Create(const std::string& path, const SMetaImageHeader& he
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file.write(text.data(), static_cast<std::streamsize>(text.size()));
     file.close();
-    const std::size_t bytes = text.size() + static_cast<std::size_t>(header.size[2]) * slice_bytes(header);
-    if (!file || truncate(path.c_str(), static_cast<off_t>(bytes)) != 0) {
+    if (!file) {
         fail_to_write(path);
     }
+    take_room(path, text.size() + static_cast<std::size_t>(header.size[2]) * slice_bytes(header));
 }
 
 CMetaImageParts::CMetaImageParts(const std::string& path, const SMetaImageHeader& header)

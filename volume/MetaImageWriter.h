@@ -43,7 +43,8 @@ class CMetaImageWriter {
 /// different slices of one file.
 class CMetaImageParts {
   public:
-    /// Makes the file and writes its header; it has its full length at once.
+    /// Makes the file and writes its header; it has its full length and, where the file system can, all its
+    /// room on the disk at once.
     /// @throws CEnvironmentError if that fails.
     static void Create(const std::string& path, const SMetaImageHeader& header);
 

@@ -177,10 +177,10 @@ class ResumingRanks : public Ranks {
         std::error_code ignored;
         for (fs::recursive_directory_iterator entry(m_folder.Path(), ignored), end; entry != end; ++entry) {
             const std::string name = entry->path().filename().string();
-            count +=
-                name.starts_with(".tevra-resume") && !name.ends_with(".scratch") && !name.ends_with(".new")
-                    ? 1
-                    : 0;
+            count += name.starts_with(".tevra-resume") && !name.ends_with(".scratch") &&
+                             !name.ends_with(".new") && !name.ends_with(".lock")
+                         ? 1
+                         : 0;
         }
         return count;
     }

@@ -181,6 +181,18 @@ TEST_F(Streaming, PixelsWithoutAValueCountAsDarkest) {
     expect_same_files("dark", "missing");
 }
 
+TEST_F(Streaming, AFullScratchDiskLeavesNothingToResumeFrom) {
+    write_volume(200);
+    SCircumstances full;
+    full.fileSizeLimit = 1 << 20;
+    EXPECT_EQ(run("out", {"--resume", "--memory", "48M", "--threads", "1"}, full).status, 1);
+    fs::create_directory(m_folder / "disk");
+    EXPECT_EQ(run("out", {"--resume", "--memory", "48M", "--threads", "1", "--scratch", "disk"}, full).status,
+              1);
+    EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "disk"), ElementsAre());
+    EXPECT_THAT(m_folder.Entries(), ElementsAre("disk", "image.raw"));
+}
+
 /// Runs that are killed once they have smoothed the image.
 class Resuming : public Streaming {
   protected:
@@ -218,7 +230,9 @@ class Resuming : public Streaming {
 
 TEST_F(Resuming, AKilledRunIsContinuedToTheSameFiles) {
     run_until_killed({"--subfield", "50", "--maps"});
-    EXPECT_THAT(kept_files(), ElementsAre(".tevra-resume-1-of-1", ".tevra-resume-1-of-1.scratch"));
+    EXPECT_THAT(kept_files(), ElementsAre(".tevra-resume-1-of-1",
+                                          MatchesRegex("\\.tevra-resume-1-of-1-[0-9a-f]{16}\\.scratch"),
+                                          ".tevra-resume-1-of-1.lock"));
     const SOutcome outcome = run("out", {"--resume", "--subfield", "50", "--maps"});
     ASSERT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_THAT(outcome.err, HasSubstr("going on with the smoothed slices of an earlier run"));
@@ -249,7 +263,8 @@ TEST_F(Resuming, OneFolderForScratchServesAnalysesWithResultsInOthers) {
     EXPECT_THAT(kept_files(), ElementsAre());
     const Words kept = CTemporaryFolder::EntriesOf(m_folder / "disk");
     EXPECT_THAT(kept, ElementsAre(MatchesRegex("\\.tevra-resume-[0-9a-f]+-1-of-1"),
-                                  MatchesRegex("\\.tevra-resume-[0-9a-f]+-1-of-1\\.scratch")));
+                                  MatchesRegex("\\.tevra-resume-[0-9a-f]+-1-of-1-[0-9a-f]{16}\\.scratch"),
+                                  MatchesRegex("\\.tevra-resume-[0-9a-f]+-1-of-1\\.lock")));
     EXPECT_THAT(run("others", options).err, Not(HasSubstr("going on")));
     EXPECT_EQ(CTemporaryFolder::EntriesOf(m_folder / "disk"), kept);
     EXPECT_THAT(run("out/", options).err, HasSubstr("going on"));
@@ -265,9 +280,36 @@ TEST_F(Resuming, ARunStoppedByCtrlCIsContinuedToo) {
     }
     stopped.Signal(SIGINT);
     ASSERT_EQ(stopped.Wait().status, 130);
-    EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "out"),
-                ElementsAre(".tevra-resume-1-of-1", ".tevra-resume-1-of-1.scratch"));
+    EXPECT_THAT(
+        CTemporaryFolder::EntriesOf(m_folder / "out"),
+        ElementsAre(".tevra-resume-1-of-1", MatchesRegex("\\.tevra-resume-1-of-1-[0-9a-f]{16}\\.scratch")));
     EXPECT_THAT(run("out", {"--resume"}).err, HasSubstr("going on"));
+}
+
+TEST_F(Resuming, SlicesInASharedScratchFolderAreOfOneRunAtATime) {
+    // As in two containers, whose results lie in different folders of one name.
+    fs::create_directory(m_folder / "disk");
+    const Words options = {"--subfield", "50", "--maps", "--resume", "--scratch", "disk"};
+    Words words = {"analyze", "image.raw", "--raw", m_layout, "--fiber-radius", "3", "-o", "out"};
+    words.insert(words.end(), options.begin(), options.end());
+    CProgramRun first(words, {.workingFolder = m_folder.Path()});
+    while (!first.HasEnded() && CTemporaryFolder::EntriesOf(m_folder / "disk").size() < 2) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    fs::rename(m_folder / "out", m_folder / "elsewhere");
+    const SOutcome second = run("out", options);
+    const bool wasAtWork = !first.HasEnded();
+    fs::remove_all(m_folder / "out");
+    fs::rename(m_folder / "elsewhere", m_folder / "out");
+    const SOutcome outcome = first.Wait();
+    ASSERT_TRUE(wasAtWork);
+    EXPECT_EQ(second.status, 1);
+    EXPECT_THAT(second.err, AllOf(HasSubstr("tevra: error: another run keeps its smoothed slices"),
+                                  HasSubstr("(process "), HasSubstr("another folder")));
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    run("whole", {"--subfield", "50", "--maps"});
+    expect_same_files("out", "whole");
+    EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "disk"), ElementsAre());
 }
 
 TEST_F(Resuming, ADamagedRecordStartsOver) {

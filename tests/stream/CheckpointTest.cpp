@@ -2,8 +2,13 @@
 #include "stream/Checkpoint.h"
 
 #include "support/TemporaryFolder.h"
+#include "volume/Failure.h"
 
 #include <gmock/gmock.h>
+
+#include <optional>
+#include <unistd.h>
+#include <utility>
 
 using namespace TEVRA;
 using namespace TEVRA::test;
@@ -25,11 +30,22 @@ class Checkpoints : public testing::Test {
     }
     /// Leaves what a finished smoothing leaves.
     void leave(const stream::SProcess& process) const {
-        const std::string record =
-            "kept-" + std::to_string(process.rank + 1) + "-of-" + std::to_string(process.size);
-        WriteFile(m_folder / (record + ".scratch"), std::string(BYTES, 'x'));
-        checkpoint(process).Save(SMOOTHED);
-        ASSERT_TRUE(std::filesystem::exists(m_folder / record));
+        CCheckpoint finished = checkpoint(process);
+        WriteFile(finished.Slices(), std::string(BYTES, 'x'));
+        finished.Save(SMOOTHED);
+        ASSERT_TRUE(std::filesystem::exists(record_of(process)));
+    }
+    std::filesystem::path record_of(const stream::SProcess& process) const {
+        return m_folder /
+               ("kept-" + std::to_string(process.rank + 1) + "-of-" + std::to_string(process.size));
+    }
+    static std::string failure_of_taking(CCheckpoint& files) {
+        try {
+            files.Take();
+        } catch (const volume::CEnvironmentError& error) {
+            return error.what();
+        }
+        return "";
     }
 
     CTemporaryFolder m_folder;
@@ -58,12 +74,65 @@ TEST_F(Checkpoints, OfAnotherRunAreOfNoUse) {
     EXPECT_EQ(checkpoint(SECOND_OF_THREE, "another run").State(), EState::other);
 }
 
-TEST_F(Checkpoints, WithSlicesThatAreCutOffAreOfNoUse) {
+TEST_F(Checkpoints, WithSlicesThatAreCutOffOrLinksAreOfNoUse) {
     leave(SECOND_OF_THREE);
-    WriteFile(m_folder / "kept-2-of-3.scratch", std::string(BYTES - 1, 'x'));
+    const std::string slices = checkpoint(SECOND_OF_THREE).Slices();
+    std::filesystem::rename(slices, m_folder / "elsewhere");
     EXPECT_EQ(checkpoint(SECOND_OF_THREE).State(), EState::other);
-    std::filesystem::remove(m_folder / "kept-2-of-3.scratch");
+    std::filesystem::create_symlink("elsewhere", slices);
     EXPECT_EQ(checkpoint(SECOND_OF_THREE).State(), EState::other);
+    std::filesystem::remove(slices);
+    std::filesystem::create_hard_link(m_folder / "elsewhere", slices);
+    EXPECT_EQ(checkpoint(SECOND_OF_THREE).State(), EState::other);
+    std::filesystem::remove(slices);
+    WriteFile(slices, std::string(BYTES - 1, 'x'));
+    EXPECT_EQ(checkpoint(SECOND_OF_THREE).State(), EState::other);
+    WriteFile(slices, std::string(BYTES, 'x'));
+    EXPECT_EQ(checkpoint(SECOND_OF_THREE).State(), EState::reusable);
+}
+
+TEST_F(Checkpoints, KeepSlicesUnderNamesThatNobodyCanForetell) {
+    EXPECT_NE(checkpoint(SECOND_OF_THREE).Slices(), checkpoint(SECOND_OF_THREE).Slices());
+    EXPECT_THAT(std::filesystem::path(checkpoint(SECOND_OF_THREE).Slices()).filename().string(),
+                testing::MatchesRegex("kept-2-of-3-[0-9a-f]{16}\\.scratch"));
+}
+
+TEST_F(Checkpoints, AreOfOneProcessAtATime) {
+    leave(SECOND_OF_THREE);
+    std::optional<CCheckpoint> first(
+        std::in_place, stream::CheckpointFiles((m_folder / "kept-").string(), SECOND_OF_THREE, "this run"),
+        BYTES);
+    first->Take();
+    EXPECT_EQ(first->State(), EState::reusable);
+    CCheckpoint second = checkpoint(SECOND_OF_THREE);
+    EXPECT_THAT(failure_of_taking(second), testing::HasSubstr("process " + std::to_string(getpid())));
+    CCheckpoint ofTwo = checkpoint({0, 2});
+    EXPECT_THAT(failure_of_taking(ofTwo), testing::HasSubstr("another run"));
+    CCheckpoint ofTheSameJob = checkpoint({2, 3});
+    EXPECT_EQ(failure_of_taking(ofTheSameJob), "");
+    first->Remove();
+    first.reset();
+    EXPECT_EQ(failure_of_taking(second), "");
+    EXPECT_EQ(second.State(), EState::absent);
+}
+
+TEST_F(Checkpoints, ThatWereNeverFinishedAreRemovedBeforeTheirRoomIsTakenAnew) {
+    for (const char* const name :
+         {"kept-2-of-3-0123456789abcdef.scratch", "kept-2-of-3.0123456789abcdef.new"}) {
+        WriteFile(m_folder / name, "left by a run that was killed");
+    }
+    CCheckpoint next = checkpoint(SECOND_OF_THREE);
+    next.Discard();
+    EXPECT_THAT(m_folder.Entries(), ElementsAre());
+}
+
+TEST_F(Checkpoints, AreNotWrittenThroughLinks) {
+    WriteFile(m_folder / "victim", "precious");
+    std::filesystem::create_symlink("victim", record_of(SECOND_OF_THREE));
+    EXPECT_EQ(checkpoint(SECOND_OF_THREE).State(), EState::absent);
+    leave(SECOND_OF_THREE);
+    EXPECT_EQ(ReadFile(m_folder / "victim"), "precious");
+    EXPECT_EQ(checkpoint(SECOND_OF_THREE).State(), EState::reusable);
 }
 
 TEST_F(Checkpoints, OfAnotherNumberOfProcessesAreSeenAndGoWithTheRest) {
@@ -83,11 +152,12 @@ TEST_F(Checkpoints, LeaveTheFilesOfOthersAlone) {
     for (const std::string& name : strangers) {
         WriteFile(m_folder / name, "");
     }
+    const CCheckpoint first = checkpoint({0, 3});
     CCheckpoint second = checkpoint(SECOND_OF_THREE);
     EXPECT_EQ(second.State(), EState::reusable);
     second.Remove();
     std::vector<std::string> left = strangers;
-    left.insert(left.end(), {"kept-1-of-3", "kept-1-of-3.scratch"});
+    left.insert(left.end(), {"kept-1-of-3", std::filesystem::path(first.Slices()).filename().string()});
     EXPECT_THAT(m_folder.Entries(), testing::UnorderedElementsAreArray(left));
 }
 

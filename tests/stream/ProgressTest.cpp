@@ -72,7 +72,7 @@ TEST_F(Passes, WithAMaskCheckItFirst) {
 }
 
 TEST_F(Passes, OfAContinuedRunLeaveOutTheSmoothing) {
-    const stream::SCheckpointFiles files{m_folder / "state", m_folder / "scratch", "this image"};
+    const stream::SCheckpointFiles files{m_folder / "state", "this image"};
     run(m_mask.get(), files);
     EXPECT_THAT(run(m_mask.get(), files), ElementsAre("mask", "threshold", "directions"));
     EXPECT_THAT(run(nullptr, files), ElementsAre("threshold", "directions"));
