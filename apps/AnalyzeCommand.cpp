@@ -34,6 +34,8 @@ struct SAnalyzeOptions {
     std::string image;
     std::string fiberRadius;
     std::string outputFolder;
+    std::string estimator = "hessian";
+    std::optional<std::string> along;
     std::optional<std::string> otsuFactor;
     std::optional<std::string> threshold;
     std::optional<std::string> subfield;
@@ -57,6 +59,8 @@ struct SAnalyzeOptions {
 /// What the options say, each checked by itself.
 struct SAnalyzeSettings {
     jobs::SLength fiberRadius;
+    const stream::SEstimator* estimator;
+    std::optional<jobs::SLength> along;
     double otsuFactor;
     std::optional<double> threshold;
     std::vector<long long> subfieldPx;    // as given: none, one for all axes, or one per axis
@@ -66,6 +70,18 @@ struct SAnalyzeSettings {
     int threads;
     std::size_t memoryBytes;
 };
+
+const stream::SEstimator* read_estimator(const std::string& name) {
+    const stream::SEstimator* const estimator = stream::EstimatorNamed(name);
+    if (estimator == nullptr) {
+        std::string names;
+        for (const stream::SEstimator* const one : stream::ESTIMATORS) {
+            names += (names.empty() ? "" : ", ") + std::string(one->name);
+        }
+        throw CUsageError("--estimator: '" + name + "' is none of " + names);
+    }
+    return estimator;
+}
 
 std::optional<volume::SGreyWindow> read_window(const std::optional<std::string>& text) {
     if (!text) {
@@ -135,8 +151,16 @@ SAnalyzeSettings read_settings(const SAnalyzeOptions& options, const stream::ICo
     RequireName({"-o", options.outputFolder});
     RequireName({"--scratch", options.scratch.value_or(".")});
     settings.fiberRadius = ReadLength({"--fiber-radius", options.fiberRadius});
+    settings.estimator = read_estimator(options.estimator);
+    if (options.along) {
+        if (settings.estimator == &stream::HESSIAN) {
+            throw CUsageError("--along goes with --estimator line-voting and structure-tensor only");
+        }
+        settings.along =
+            *options.along == "0" ? jobs::SLength{0.0, ""} : ReadLength({"--along", *options.along});
+    }
     settings.otsuFactor = options.otsuFactor ? ReadPositiveNumber({"--otsu-factor", *options.otsuFactor})
-                                             : Impl::DEFAULT_OTSU_FACTOR;
+                                             : settings.estimator->otsuFactor;
     if (options.threshold) {
         settings.threshold = ReadNumber({"--threshold", *options.threshold});
     }
@@ -266,11 +290,17 @@ class CAnalyzeRun {
     jobs::SAnalyzeTask task_of(volume::IImageReader& image) {
         const int dim = image.Info().size.Dim();
         const SPixelSpacing spacing = SpacingOf(image.Info(), m_settings.spacing);
-        jobs::SAnalyzeTask task{.input = {image, nullptr, m_settings.window}};
+        jobs::SAnalyzeTask task{.input = {image, nullptr, m_settings.window, m_settings.estimator}};
         task.request.fiberRadius =
             jobs::LengthInUnitOfImage(m_settings.fiberRadius, "the fiber radius", spacing.unit);
         task.request.spacing = EqualSpacing(spacing, dim);
         task.request.lengthUnit = spacing.unit;
+        task.request.estimator = m_settings.estimator->name;
+        task.request.borderRadii = m_settings.estimator->borderRadii;
+        if (m_settings.along) {
+            task.request.along =
+                jobs::LengthInUnitOfImage(*m_settings.along, "the length along fibers", spacing.unit);
+        }
         task.request.otsuFactor = m_settings.otsuFactor;
         task.request.threshold = m_settings.threshold;
         task.request.contrast =
@@ -484,6 +514,20 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
             "pixels, if there is little noise")
         ->required()
         ->type_name("R");
+    parser
+        ->add_option(
+            "--estimator", options->estimator,
+            "How axes are found. hessian: of the smoothed image, for separate fibers (default); line-voting: "
+            "pixels on bright lines vote, holds in dense material; structure-tensor: for fibers that are not "
+            "resolved, as in tows")
+        ->type_name("NAME");
+    parser
+        ->add_option(
+            "--along", options->along,
+            "With line-voting and structure-tensor: average along the axis with this standard deviation, in "
+            "the unit of the radius; 0 for strongly curved fibers (default: the fiber radius; "
+            "structure-tensor: 0)")
+        ->type_name("L");
     parser
         ->add_option("-o,--output", options->outputFolder,
                      "Folder for the results, made if it does not exist. Results of an earlier run in it are "

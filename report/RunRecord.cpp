@@ -50,9 +50,12 @@ Json parameters_json(const SRunRecord& record) {
     const SRunRecord::SParameters& parameters = record.parameters;
     const Impl::SAnalysisRequest& request = parameters.request;
     Json json;
+    json["estimator"] = request.estimator;
     json["fiber_radius"] = request.fiberRadius;
     json["fiber_radius_px"] = request.FiberRadiusPx();
     json["otsu_factor"] = parameters.maskPath || request.threshold ? Json(nullptr) : Json(request.otsuFactor);
+    json["border_radii"] = request.borderRadii;
+    json["along"] = value_or_null(request.along);
     json["threshold"] = value_or_null(request.threshold);
     json["dark_fibers"] = request.contrast == Impl::EFiberContrast::dark;
     json["mask"] = value_or_null(parameters.maskPath);

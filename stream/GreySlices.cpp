@@ -76,6 +76,14 @@ double CGreySlices::FromFile(double value) const {
     return Turned(m_window ? 255.0 * (value - m_window->lo) / (m_window->hi - m_window->lo) : value);
 }
 
+Impl::SGreyScale CGreySlices::UnitScale(const volume::SValueRange& range) const {
+    const auto prepared = [this](double value) {
+        return Turned(m_window ? static_cast<double>(volume::GreyOf(value, *m_window)) : value);
+    };
+    const auto [lo, hi] = std::minmax({prepared(range.lo), prepared(range.hi)});
+    return {static_cast<float>(lo), hi > lo ? static_cast<float>(1.0 / (hi - lo)) : 0.0F};
+}
+
 const IImage::CType& CGreySlices::type_of_slices() const {
     return m_window ? IMAGE_GREY_8 : type_of(m_reader.Info().pixelType);
 }

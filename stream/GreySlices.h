@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "LocalTensors/LocalTensors.h"
 #include "Subfields/AnalysisRequest.h"
 #include "stream/SliceRange.h"
 #include "volume/ImageConversion.h"
@@ -41,6 +42,9 @@ class CGreySlices {
     double Turned(double value) const;
     /// What a grey value of the file becomes, smoothed or not: under the window, and turned over.
     double FromFile(double value) const;
+
+    /// Brings values as `Prepare` gives them to a span of 1. @param range of the file's values, not empty.
+    Impl::SGreyScale UnitScale(const volume::SValueRange& range) const;
 
     /// From now on NaN becomes the smallest finite value (the darkest; the largest where fibers are dark: it is
     /// never fiber), infinite values the smallest and largest.

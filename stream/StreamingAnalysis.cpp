@@ -22,8 +22,12 @@ namespace {
 
 std::unique_ptr<IAxisStage> stage_of(const SStreamInput& input, const SStreamParameters& parameters) {
     const double spacing = parameters.spacing;
-    return input.estimator->newStage(
-        {input.image.Info().size, parameters.fiberRadius, {spacing, spacing, spacing}});
+    return input.estimator->newStage({input.image.Info().size,
+                                      parameters.fiberRadius,
+                                      {spacing, spacing, spacing},
+                                      parameters.along,
+                                      std::nullopt,
+                                      std::nullopt});
 }
 
 std::size_t slice_pixels(const SStreamInput& input) {

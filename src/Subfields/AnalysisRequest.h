@@ -22,6 +22,10 @@ struct SAnalysisRequest {
     double otsuFactor = DEFAULT_OTSU_FACTOR;         ///< without a mask and a threshold only
     std::array<long long, 3> subfieldPx{-1, -1, -1}; ///< negative for none, and along z in 2D
     bool withFourthOrder = false;
+    std::string estimator = "hessian"; ///< how axes are found, by the name that the engine knows
+    double borderRadii = 1.0;          ///< of the estimator: so many fiber radii are left out at every edge
+    /// Tensors are averaged along the axis with this standard deviation; by default what the estimator takes.
+    std::optional<double> along{};
     std::string lengthUnit{}; ///< for people; "px" without a spacing, empty if the unit has no name
     /// Number of subfields per axis that the whole evaluated area is divided into, in place of a size.
     std::optional<std::array<long long, 3>> subfieldCount{};
@@ -40,10 +44,10 @@ inline CSubfieldLayout LayoutOf(const CSize& imageSize, const SAnalysisRequest& 
     return request.subfieldCount ? CSubfieldLayout::Divided(imageSize, borderPx, *request.subfieldCount)
                                  : CSubfieldLayout(imageSize, borderPx, request.subfieldPx);
 }
-/// The same with a border of one fiber radius.
+/// The same with the border of the request.
 inline CSubfieldLayout LayoutOf(const CSize& imageSize, const SAnalysisRequest& request) {
-    const double radiusPx = request.FiberRadiusPx();
-    return LayoutOf(imageSize, request, {radiusPx, radiusPx, radiusPx});
+    const double borderPx = request.borderRadii * request.FiberRadiusPx();
+    return LayoutOf(imageSize, request, {borderPx, borderPx, borderPx});
 }
 
 } // namespace TEVRA::Impl

@@ -16,6 +16,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,11 @@ struct SStageSetup {
     CSize imageSize;
     double fiberRadius = 0.0;                     ///< in the unit of the spacing
     std::array<double, 3> spacing{1.0, 1.0, 1.0}; ///< per axis
+    /// Lengths that an estimator is given in place of its own choice, in the unit of the spacing; each estimator takes
+    /// those that it has.
+    std::optional<double> along{}; ///< tensors are averaged along the axis with this standard deviation
+    std::optional<double> gradientSigma{}; ///< of the structure tensor's gradients
+    std::optional<double> windowSigma{};   ///< of the structure tensor's window
 };
 
 /// The volumes that a stage keeps in the scratch store.
@@ -128,7 +134,9 @@ std::unique_ptr<Impl::IMatrixRows<Dim>> NewRows(const IAxisStage& stage, const C
 
 /// An estimator, as the analysis and its front ends know it.
 struct SEstimator {
-    const char* name; ///< as in "hessian": for records and options
+    const char* name;   ///< as in "hessian": for records and options
+    double otsuFactor;  ///< by which Otsu's threshold is multiplied unless told otherwise
+    double borderRadii; ///< fiber radii that are left out at every edge of the image
     std::unique_ptr<IAxisStage> (*newStage)(const SStageSetup& setup);
 };
 

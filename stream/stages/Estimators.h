@@ -4,6 +4,7 @@
 #include "stream/stages/AxisStage.h"
 
 #include <array>
+#include <string_view>
 
 namespace TEVRA::stream {
 
@@ -11,7 +12,17 @@ namespace TEVRA::stream {
 /// radius. As CHessianOrientations, to the last bit.
 extern const SEstimator HESSIAN;
 
+/// The axis that bright lines near by vote for. Holds in dense material, where the Hessian errs by ten degrees and more.
+extern const SEstimator LINE_VOTING;
+
+/// The eigenvector of the smallest eigenvalue of the structure tensor. For fibers that are not resolved: tows, fine
+/// textures.
+extern const SEstimator STRUCTURE_TENSOR;
+
 /// All estimators.
-inline constexpr std::array<const SEstimator*, 1> ESTIMATORS{&HESSIAN};
+inline constexpr std::array<const SEstimator*, 3> ESTIMATORS{&LINE_VOTING, &STRUCTURE_TENSOR, &HESSIAN};
+
+/// The estimator of that name; null if there is none.
+const SEstimator* EstimatorNamed(std::string_view name) noexcept;
 
 } // namespace TEVRA::stream

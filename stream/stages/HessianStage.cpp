@@ -64,6 +64,6 @@ std::unique_ptr<IAxisStage> new_stage(const SStageSetup& setup) {
 
 } // namespace
 
-const SEstimator HESSIAN{"hessian", new_stage};
+const SEstimator HESSIAN{"hessian", Impl::DEFAULT_OTSU_FACTOR, 1.0, new_stage};
 
 } // namespace TEVRA::stream

@@ -15,16 +15,6 @@
 namespace TEVRA::stream {
 namespace {
 
-/// Over all processes.
-volume::SValueRange of_all(const volume::SValueRange& own, ICommunicator& ranks) {
-    std::array<unsigned long long, 2> counts{static_cast<unsigned long long>(own.nanCount),
-                                             static_cast<unsigned long long>(own.infiniteCount)};
-    ranks.AddUp(counts);
-    volume::SValueRange all{ranks.Smallest(own.lo), ranks.Largest(own.hi), static_cast<long long>(counts[0]),
-                            static_cast<long long>(counts[1])};
-    return all;
-}
-
 volume::SValueRange smooth_once(const SStageContext& context, const SSmoothedVolume& target) {
     CGreySlices& grey = context.grey;
     const long long slabSlices = context.plan.slabSlices;
@@ -47,7 +37,7 @@ volume::SValueRange smooth_once(const SStageContext& context, const SSmoothedVol
         context.store.Forget();
         report.Step();
     }
-    return of_all(range, context.ranks);
+    return RangeOfAll(range, context.ranks);
 }
 
 Impl::SExtent extent_of_slice(const SStageContext& context, int volume) {
@@ -58,16 +48,34 @@ Impl::SExtent extent_of_slice(const SStageContext& context, int volume) {
 
 } // namespace
 
+volume::SValueRange RangeOfAll(const volume::SValueRange& own, ICommunicator& ranks) {
+    std::array<unsigned long long, 2> counts{static_cast<unsigned long long>(own.nanCount),
+                                             static_cast<unsigned long long>(own.infiniteCount)};
+    ranks.AddUp(counts);
+    volume::SValueRange all{ranks.Smallest(own.lo), ranks.Largest(own.hi), static_cast<long long>(counts[0]),
+                            static_cast<long long>(counts[1])};
+    return all;
+}
+
+Impl::SExtent ExtentOfAll(const Impl::SExtent& own, ICommunicator& ranks) {
+    return {static_cast<float>(ranks.Smallest(static_cast<double>(own.lo))),
+            static_cast<float>(ranks.Largest(static_cast<double>(own.hi)))};
+}
+
+void RequireFinite(const volume::SValueRange& range) {
+    if (!range.HasFinite()) {
+        throw volume::CInputError("the image has no finite value (" + std::to_string(range.nanCount) +
+                                  " NaN, " + std::to_string(range.infiniteCount) + " infinite)");
+    }
+}
+
 volume::SValueRange SmoothSlices(const SStageContext& context, const SSmoothedVolume& target) {
     volume::SValueRange range = smooth_once(context, target);
     if (range.nanCount + range.infiniteCount > 0 && context.grey.NeedsRange()) {
         context.grey.Replace(range);
         smooth_once(context, target);
     }
-    if (!range.HasFinite()) {
-        throw volume::CInputError("the image has no finite value (" + std::to_string(range.nanCount) +
-                                  " NaN, " + std::to_string(range.infiniteCount) + " infinite)");
-    }
+    RequireFinite(range);
     return range;
 }
 
@@ -78,8 +86,7 @@ Impl::SExtent SmoothAcrossSlices(const SStageContext& context, const SSmoothedVo
     const Impl::SExtent own = SmoothColumns(
         {target.gaussian, context.store, target.volume, context.own, context.depth, context.plan.stripPixels},
         context.workers, context.ranks, CProgressMonitor::Obj());
-    return {static_cast<float>(context.ranks.Smallest(static_cast<double>(own.lo))),
-            static_cast<float>(context.ranks.Largest(static_cast<double>(own.hi)))};
+    return ExtentOfAll(own, context.ranks);
 }
 
 std::size_t ColumnBytes(const Impl::Gaussian& gaussian, const SStageCut& cut) {

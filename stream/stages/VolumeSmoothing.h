@@ -7,6 +7,13 @@
 
 namespace TEVRA::stream {
 
+/// The range of values, and the extent of smoothed values, of all processes.
+volume::SValueRange RangeOfAll(const volume::SValueRange& own, ICommunicator& ranks);
+Impl::SExtent ExtentOfAll(const Impl::SExtent& own, ICommunicator& ranks);
+
+/// @throws volume::CInputError if no value is finite.
+void RequireFinite(const volume::SValueRange& range);
+
 /// A volume of the scratch store that is to hold the smoothed image.
 struct SSmoothedVolume {
     const Impl::Gaussian& gaussian;

@@ -112,7 +112,7 @@ class CToyStage : public stream::IAxisStage {
     long long m_prepared = -1;
 };
 
-const stream::SEstimator TOY{"toy",
+const stream::SEstimator TOY{"toy", 1.25, 1.0,
                              [](const stream::SStageSetup& setup) -> std::unique_ptr<stream::IAxisStage> {
                                  return std::make_unique<CToyStage>(setup);
                              }};

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Line voting and the structure tensor as estimators of the analysis slice by slice.
+#include "stream/RankThreads.h"
+#include "stream/Streamed.h"
+
+#include "phantom/SeparateFibers.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+using namespace TEVRA;
+using namespace TEVRA::test;
+
+namespace {
+
+stream::SStreamParameters parameters_of(const stream::SEstimator& estimator, double radius) {
+    stream::SStreamParameters parameters;
+    parameters.fiberRadius = radius;
+    parameters.otsuFactor = estimator.otsuFactor;
+    parameters.estimator = estimator.name;
+    parameters.borderRadii = estimator.borderRadii;
+    return parameters;
+}
+
+class LocalTensorStage : public testing::TestWithParam<const stream::SEstimator*> {};
+
+TEST_P(LocalTensorStage, GivesTheSameForAnyThreadsMemoryAndProcesses) {
+    const auto image = FiberImage(CSize(61, 130, 47));
+    const auto mask = BlobMask(image->Size());
+    const stream::SEstimator& estimator = *GetParam();
+    stream::SStreamParameters parameters = parameters_of(estimator, 2.0);
+    parameters.subfieldPx = {15, 16, 9};
+    for (const CImage* const foreground :
+         {static_cast<const CImage*>(nullptr), static_cast<const CImage*>(mask.get())}) {
+        const SCase task{*image, foreground, parameters, &estimator};
+        const SAnswer one = Streamed(task, {1, PLENTY, "/tmp"});
+        EXPECT_GT(one.foregroundPixels, 1000);
+        ExpectIdenticalAnswer(Streamed(task, {3, PLENTY, "/tmp"}), one);
+        ExpectIdenticalAnswer(
+            Streamed(task, {2, one.plan.peakBytes - (std::size_t{1} << 20), testing::TempDir()}), one);
+    }
+}
+
+TEST_P(LocalTensorStage, FindsAxesInAPlane) {
+    const auto image = FiberImage(CSize(120, 90));
+    const stream::SEstimator& estimator = *GetParam();
+    const SCase task{*image, nullptr, parameters_of(estimator, 2.5), &estimator};
+    const SAnswer one = Streamed(task, {1, PLENTY, "/tmp"});
+    EXPECT_GT(one.foregroundPixels, 100);
+    ExpectIdenticalAnswer(Streamed(task, {2, PLENTY, "/tmp"}), one);
+}
+
+INSTANTIATE_TEST_SUITE_P(Estimators, LocalTensorStage,
+                         testing::Values(&stream::LINE_VOTING, &stream::STRUCTURE_TENSOR),
+                         [](const auto& one) {
+                             return std::string(one.param == &stream::LINE_VOTING ? "LineVoting"
+                                                                                  : "StructureTensor");
+                         });
+
+std::array<double, 3> axis_of(double theta, double phi) {
+    return {std::sin(theta) * std::cos(phi), std::sin(theta) * std::sin(phi), std::cos(theta)};
+}
+
+/// Mean error in degrees of the axes of pixels that are fiber, away from the image's edges.
+double mean_error(const SAnswer& answer, const phantom::SPhantom& truth, long long border) {
+    const CSize& size = truth.image->Size();
+    const float* const theta = truth.theta->Pixels<float>();
+    const float* const phi = truth.phi->Pixels<float>();
+    double sum = 0.0;
+    double count = 0.0;
+    for (long long z = border; z < size[2] - border; ++z) {
+        for (long long y = border; y < size[1] - border; ++y) {
+            for (long long x = border; x < size[0] - border; ++x) {
+                const auto at = static_cast<std::size_t>((z * size[1] + y) * size[0] + x);
+                if (answer.theta[at] < 0.0F || theta[at] < 0.0F) {
+                    continue;
+                }
+                const auto found = axis_of(answer.theta[at], answer.phi[at]);
+                const auto right = axis_of(theta[at], phi[at]);
+                const double cosine = found[0] * right[0] + found[1] * right[1] + found[2] * right[2];
+                sum += std::acos(std::min(std::abs(cosine), 1.0)) * 180.0 / std::numbers::pi;
+                ++count;
+            }
+        }
+    }
+    return sum / count;
+}
+
+TEST(LineVoting, ErrsByTwoDegreesWhereTheHessianErrsByTen) {
+    phantom::SSeparateOptions options;
+    options.sizePx = CSize(72, 72, 72);
+    options.fiberRadius = 3.0;
+    options.places = phantom::SScatteredFibers{0.2, 0.0};
+    options.blurSigma = 0.5;
+    options.noiseSd = 10.0;
+    const phantom::SPhantom phantom = MakeSeparatePhantom(options);
+    const auto error_of = [&](const stream::SEstimator& estimator) {
+        const SCase task{*phantom.image, nullptr, parameters_of(estimator, 3.0), &estimator};
+        return mean_error(Streamed(task), phantom, 6);
+    };
+    EXPECT_LT(error_of(stream::LINE_VOTING), 2.0);
+    EXPECT_LT(error_of(stream::LINE_VOTING), 0.5 * error_of(stream::STRUCTURE_TENSOR));
+    EXPECT_GT(error_of(stream::HESSIAN), 10.0);
+}
+
+} // namespace
