@@ -49,7 +49,7 @@ TEST(RunRecord, HoldsWhatWasRunOnWhat) {
                   "pixel_type": "16-bit unsigned integer", "spacing": [0.5, 0.5, 0.5], "length_unit": "mm",
                   "spacing_origin": "header", "converted_to_8_bit": true, "grey_window": [100.0, 4000.0],
                   "nan_pixels": 0, "infinite_pixels": 0},
-        "parameters": {"fiber_radius": 3.0, "fiber_radius_px": 6.0, "otsu_factor": 1.25,
+        "parameters": {"fiber_radius": 3.0, "fiber_radius_px": 6.0, "estimator": "hessian", "border_radii": 1.0, "along": null, "otsu_factor": 1.25,
                        "threshold": null, "dark_fibers": false, "mask": null,
                        "subfield_px": [30, 20, 10], "subfield_count": null,
                        "beyond_subfields_px": [8, 0, 2], "fourth_order": false, "threads": 4,

@@ -6,6 +6,7 @@
 #include <zeklib2image/Image.h>
 
 #include <algorithm>
+#include <optional>
 
 int main(int count, char** arguments) {
     if (count != 2) {
@@ -21,5 +22,5 @@ int main(int count, char** arguments) {
     std::transform(phantom.image->Pixels<unsigned char>(),
                    phantom.image->Pixels<unsigned char>() + options.sizePx.Elements(), image.Pixels<float>(),
                    [](unsigned char grey) { return 0.001F * static_cast<float>(grey); });
-    TEVRA::volume::WriteMetaImage(arguments[1], image, {1.0, 1.0, 1.0}, "");
+    TEVRA::volume::WriteMetaImage(arguments[1], image, std::nullopt);
 }
