@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "jobs/AnalyzeJob.h"
 
+#include "jobs/ImageFiles.h"
 #include "jobs/MessageNames.h"
 #include "jobs/Ranks.h"
 #include "jobs/Texts.h"
@@ -71,7 +72,7 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
         record_memory();
         if (m_ranks.IsFirst() && purpose == EPurpose::run) {
             m_files.emplace(m_task.outputFolder, names_of_outputs(wishes()),
-                            CInputFiles({m_task.imagePath, m_task.maskPath.value_or("")}));
+                            InputFilesOf(m_task.input.image, m_task.input.mask));
         }
     });
     if (purpose == EPurpose::run) {

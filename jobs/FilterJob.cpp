@@ -8,6 +8,7 @@
 #include "VexoBase/Parallelism.h"
 #include "VexoBase/ProgressMonitor.h"
 #include "jobs/BackgroundLevel.h"
+#include "jobs/ImageFiles.h"
 #include "jobs/Texts.h"
 #include "jobs/TransformSizes.h"
 #include "report/Outputs.h"
@@ -253,7 +254,7 @@ void CFilterJob::Plan(EPurpose purpose) {
     if (purpose == EPurpose::run) {
         m_files.emplace(m_task.outputFolder,
                         std::vector<std::string>{INDEX, RESPONSE, COLATITUDE, LONGITUDE, HISTOGRAM, TENSOR},
-                        CInputFiles({m_task.imagePath, m_task.parameters.maskPath.value_or("")}));
+                        InputFilesOf(m_task.image, m_task.mask));
         m_record.files = m_files->Names();
     }
 }

@@ -107,6 +107,17 @@ TEST_F(OutputFiles, AreNeverTheInput) {
     EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "o"), ElementsAre("index.mha"));
 }
 
+TEST_F(OutputFiles, AreNeverTheDataBehindAHeader) {
+    fs::create_directory(m_folder / "o");
+    const std::string pixels(40 * 36 * 32, 'x');
+    std::ofstream(m_folder / "o/phi.mha", std::ios::binary) << pixels;
+    std::ofstream(m_folder / "o/scan.mhd") << "ObjectType = Image\nNDims = 3\nDimSize = 40 36 32\n"
+                                              "ElementType = MET_UCHAR\nElementDataFile = phi.mha\n";
+    expect_refusal({"analyze", "o/scan.mhd", "--fiber-radius", "3", "--maps", "--quiet", "-o", "o"}, 1,
+                   {"'o/phi.mha'", "to be read"});
+    EXPECT_EQ(ReadFile(m_folder / "o/phi.mha"), pixels);
+}
+
 TEST_F(OutputFiles, OfDistanceAreNeverItsMaps) {
     constexpr int FAILED = 1;
     ASSERT_EQ(analyze({"-o", "o", "--maps"}).status, 0);

@@ -256,5 +256,22 @@ TEST_F(Reading, ChunkedHdf5StaysWithinTheMemory) {
     EXPECT_EQ(narrow, measure("1G")); // with a cache for all chunks
 }
 
+/// The library behind the reader describes every failure at length; users see one line.
+TEST_F(Reading, ABrokenHdf5FileIsOneLine) {
+    write_deep_chunks(m_folder / "deep.h5");
+    const std::string whole = ReadFile(m_folder / "deep.h5");
+    for (const double share : {0.0005, 0.3, 0.9}) {
+        std::string broken = whole;
+        const auto at = static_cast<std::size_t>(share * static_cast<double>(whole.size()));
+        broken.replace(at, 400, std::string(400, '\x5a'));
+        std::ofstream(m_folder / "broken.h5", std::ios::binary) << broken;
+        const SOutcome outcome =
+            run({"analyze", "broken.h5:v", "--fiber-radius", "3", "--quiet", "-o", "out"});
+        EXPECT_EQ(outcome.status, 1) << share;
+        EXPECT_THAT(outcome.err, testing::StartsWith("tevra: error: ")) << share;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    }
+}
+
 } // namespace
 } // namespace TEVRA::test
