@@ -63,11 +63,14 @@ jobs::SymmetryAxis read_axis(const std::string& text) {
     if (text == "z") {
         return jobs::SAxisOfAngles{};
     }
+    if (text == "x" || text == "y") {
+        return text == "x" ? Vector{1.0, 0.0, 0.0} : Vector{0.0, 1.0, 0.0};
+    }
     const std::vector<double> given = ReadNumbers({"--axis", text});
     const std::optional<Vector> axis =
         given.size() == 3 ? jobs::UnitVector({given[0], given[1], given[2]}) : std::nullopt;
     if (!axis) {
-        throw CUsageError("--axis: '" + text + "' is not auto, z or a direction X,Y,Z that is not 0");
+        throw CUsageError("--axis: '" + text + "' is not auto, x, y, z or a direction X,Y,Z that is not 0");
     }
     return *axis;
 }
@@ -315,7 +318,8 @@ SCommand AddBetaCommand(CLI::App& program) {
         ->add_option(
             "--axis", options->axis,
             "Symmetry axis that polar angles are measured from: auto (the principal axis of the sample whose "
-            "eigenvalue stands apart), a direction X,Y,Z, or z if the angles are already relative to it. "
+            "eigenvalue stands apart), x, y or another direction X,Y,Z, or z if the angles are already "
+            "relative to it. "
             "Default: auto")
         ->type_name("AXIS");
     parser

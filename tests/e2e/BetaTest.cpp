@@ -145,6 +145,9 @@ TEST_F(Beta, MeasuresFromTheAxisNamed) {
     const double expected = parsed(table(sample), {"--axis", "z"})["beta"].get<double>();
     EXPECT_NEAR(parsed(table(sample), {"--axis", "0,0,3"})["beta"].get<double>(), expected, 1e-9);
     EXPECT_NEAR(parsed(table(turned(sample)), {"--axis", "1,0,0"})["beta"].get<double>(), expected, 1e-9);
+    EXPECT_EQ(parsed(table(turned(sample)), {"--axis", "x"}),
+              parsed(table(turned(sample)), {"--axis", "1,0,0"}));
+    EXPECT_EQ(parsed(table(sample), {"--axis", "y"}), parsed(table(sample), {"--axis", "0,1,0"}));
     // Seen from an axis across, the same directions form a girdle.
     const json across = parsed(table(sample), {"--axis", "1,0,0", "--type", "girdle"});
     EXPECT_GT(across["beta"].get<double>(), 1.0);
