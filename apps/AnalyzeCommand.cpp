@@ -509,9 +509,9 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
             "Radius of the fibers, with a unit, as in 2.5um, or in that of the image's spacing; in "
             "pixels if the image has none. "
             "It sets the scale of the analysis and the border that is left out. In dense material (from some "
-            "15 % of "
-            "fibers on) a smaller one than the true radius gives better axes, down to half of it and 2 "
-            "pixels, if there is little noise")
+            "10 % of fibers on) choose --estimator line-voting; with hessian a smaller radius than the true "
+            "one "
+            "gives better axes there, down to half of it and 2 pixels, if there is little noise")
         ->required()
         ->type_name("R");
     parser
