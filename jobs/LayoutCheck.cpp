@@ -28,14 +28,14 @@ bool exceeds_subfield(const SLayoutFault& numbers) {
 
 std::optional<SLayoutFault> CheckLayout(const CSize& imageSize, const Impl::SAnalysisRequest& request) {
     const double radiusPx = request.FiberRadiusPx();
+    SLayoutFault fault{EReason::radiusExceedsImage, radiusPx, 0, ExtentsOf(imageSize), {}, {}};
+    if (exceeds_image(fault)) { // no border of any size is computed with what may be beyond all numbers
+        return fault;
+    }
     // With sizes that do not fit, the library would list no subfields, and evaluate only a part of the image.
     const Impl::CSubfieldLayout layout = Impl::LayoutOf(imageSize, request);
-    SLayoutFault fault{EReason::radiusExceedsImage,
-                       radiusPx,
-                       layout.Border(),
-                       ExtentsOf(imageSize),
-                       ExtentsOf(layout.EvaluatedArea().Size()),
-                       {}};
+    fault.borderPx = layout.Border();
+    fault.evaluatedPx = ExtentsOf(layout.EvaluatedArea().Size());
     if (request.HasSubfields()) {
         const std::array<long long, 3>& size =
             request.subfieldCount ? layout.SubfieldSize() : request.subfieldPx;
@@ -45,9 +45,6 @@ std::optional<SLayoutFault> CheckLayout(const CSize& imageSize, const Impl::SAna
         fault.reason = reason;
         return fault;
     };
-    if (exceeds_image(fault)) {
-        return because(EReason::radiusExceedsImage);
-    }
     if (radiusPx <= 0.5) { // the smoothing would see nothing of a fiber; in 2D the library refuses it, too
         return because(EReason::radiusTooSmall);
     }

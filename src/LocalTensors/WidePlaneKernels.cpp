@@ -463,10 +463,12 @@ std::size_t axes(const float* const* entries, std::size_t count, bool isSmallest
                       : find_axes<false, Dim>(entries, count, axis, failed);
 }
 
-/// The nearest whole numbers, halves away from zero.
+/// The nearest whole numbers, halves away from zero; 0 for what is no number, as in lanes beyond the last pixel.
 TEVRA_LANES_INLINE Whole nearest(const Real& values) {
     const Real half(0.5);
-    const Real shifted = values + Select(values < Real(0.0), Real(-half), half);
+    const Real zero(0.0);
+    const Real number = Select(Abs(values) < Real(0x1p30), values, zero);
+    const Real shifted = number + Select(number < zero, Real(-half), half);
     return __builtin_convertvector(shifted.v, Whole);
 }
 

@@ -305,6 +305,9 @@ TEST_F(Filter, RefusesToTakeMoreMemoryThanAllowed) {
 }
 
 TEST_F(Filter, TakesNoMoreMemoryThanItAnnounces) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer needs memory of its own";
+#endif
     WriteMetaImage(m_folder / "image.mha", ParallelFibers({100, 90, 80}, 1));
     const SOutcome outcome = run("image.mha", {"--threads", "2"});
     expect_done(outcome);
