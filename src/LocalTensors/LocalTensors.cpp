@@ -414,7 +414,6 @@ CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, long
     m_tensorEnd = std::max(slices.first - m_reach.along[2], 0LL);
     m_planarEnd = std::max(m_tensorEnd - m_reach.window[2], 0LL);
     m_greyEnd = GreySlices(size, slices, scales).first;
-    m_preparedEnd = slices.first;
 }
 
 template <std::size_t Dim>
@@ -465,7 +464,6 @@ long long CLocalTensors<Dim>::clamped(long long z) const {
 
 template <std::size_t Dim>
 void CLocalTensors<Dim>::Prepare(const SPlanes& slab, ITaskRunner& runner) {
-    m_preparedEnd = slab.end;
     const long long end = std::min(slab.end + m_reach.along[2], m_depth);
     while (m_tensorEnd < end) {
         make_tensors(std::min(m_tensorEnd + BATCH, end), runner);

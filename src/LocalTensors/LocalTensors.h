@@ -86,9 +86,6 @@ class CLocalTensors {
     void FindConfidence(const std::array<const float*, ENTRIES>& rows, const unsigned char* foreground,
                         float* confidence, CLocalWorkspace<Dim>& workspace) const;
 
-    std::size_t Width() const noexcept { return m_width; }
-    std::size_t Height() const noexcept { return m_height; }
-
   private:
     /// A kernel's weights in single precision.
     struct SWeights {
@@ -150,7 +147,6 @@ class CLocalTensors {
     long long m_greyEnd;
     long long m_planarEnd;
     long long m_tensorEnd;
-    long long m_preparedEnd;
 };
 
 /// Memory for one thread that finds axes.

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
-#include <string>
 
 namespace {
 
@@ -235,12 +234,6 @@ TEST_P(PlainComputation, GivesTheSameAxesAndConfidence) {
     EXPECT_LE(quantile(found.confidence, 0.999), 0.003);
     EXPECT_LE(found.tensor, 2e-5);
     EXPECT_LE(found.differentMarkers, image.values.size() / 1000);
-    RecordProperty("median", std::to_string(quantile(found.degrees, 0.5)));
-    std::printf(
-        "%s: median %.2g, 99%% %.2g, sure 99.9%% %.2g, confidence %.2g, tensor %.2g, markers %zu of %zu\n",
-        c.name, quantile(found.degrees, 0.5), quantile(found.degrees, 0.99),
-        quantile(found.sureDegrees, 0.999), quantile(found.confidence, 0.999), found.tensor,
-        found.differentMarkers, image.values.size());
 }
 
 constexpr std::array<double, 3> CUBES{1.0, 1.0, 1.0};

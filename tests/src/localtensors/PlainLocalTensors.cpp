@@ -5,13 +5,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <numbers>
 
 namespace TEVRA::test {
 namespace {
 
-using Line = std::function<double(long long)>; // weight at a distance
 struct SKernel {
     long long reach;
     std::vector<double> weights; // from -reach to reach
