@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "Axes/AxisAngles.h"
+
+#include <array>
+#include <cstdint>
+
+namespace TEVRA::Impl {
+
+/// A color of a screen (sRGB).
+struct SColor {
+    std::uint8_t red = 0;
+    std::uint8_t green = 0;
+    std::uint8_t blue = 0;
+
+    bool operator==(const SColor&) const = default;
+};
+
+/// The color of a 3D axis: red 255 |x|, green 255 |y|, blue 255 |z|, rounded. Both signs have the same one, and the
+/// components can be read from it.
+/// @param axis a unit vector.
+SColor ColorOfAxis(const std::array<double, 3>& axis);
+
+/// The same from the angles of a map; black where it has no axis.
+SColor ColorOfAngles(const SAxisAngles& angles);
+
+/// The color of a 2D axis: along x pink, then yellow, along y teal, then blue.
+///
+/// The angles run once around a circle in the color space OKLab (B. Ottosson, A perceptual color space for image
+/// processing, 2020), so equal angles between axes look equally far apart. The circle is tilted: what is greener is
+/// lighter, so that eyes that mix up red and green see all colors apart, too.
+/// @param angleRad from the x axis; of either sign of the axis. Black for Impl::NO_ANGLE.
+SColor ColorOfAngle(double angleRad);
+
+} // namespace TEVRA::Impl
