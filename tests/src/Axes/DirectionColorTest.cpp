@@ -64,7 +64,7 @@ TEST(DirectionColor, IsBlackWhereAMapHasNoAxis) {
 TEST(DirectionColor, OfAnglesIsPinkAlongXAndTealAlongYAndYellowAndBlueBetween) {
     const SColor alongX = ColorOfAngle(0.0);
     EXPECT_GT(alongX.red, alongX.green + 60);
-    EXPECT_GT(alongX.blue, alongX.green + 60);
+    EXPECT_GT(alongX.blue, alongX.green + 20);
     const SColor alongY = ColorOfAngle(PI / 2);
     EXPECT_GT(alongY.green, alongY.red + 60);
     EXPECT_GT(alongY.green, alongY.blue + 10);
