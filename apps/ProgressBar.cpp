@@ -4,7 +4,6 @@
 #include "apps/Interruption.h"
 
 #include <algorithm>
-#include <cmath>
 #include <ostream>
 #include <unistd.h>
 #include <utility>
@@ -42,15 +41,14 @@ CProgressBar::~CProgressBar() {
 
 void CProgressBar::BeginProgress(long long steps, const char* text) {
     ThrowIfInterrupted();
-    m_reports.push_back({std::max(steps, 1LL), 0, text != nullptr ? text : ""});
+    m_progress.Begin(steps, text);
     draw_if_due();
 }
 
 void CProgressBar::StepProgress() {
     ThrowIfInterrupted();
-    if (!m_reports.empty()) {
-        SReport& report = m_reports.back();
-        report.done = std::min(report.done + 1, report.steps);
+    if (!m_progress.IsIdle()) {
+        m_progress.Step();
         draw_if_due();
     }
 }
@@ -61,12 +59,7 @@ bool CProgressBar::CancelRequested() {
 }
 
 void CProgressBar::EndProgress() {
-    if (!m_reports.empty()) {
-        m_reports.pop_back();
-    }
-    if (m_reports.empty()) {
-        m_shownFraction = 0.0;
-    }
+    m_progress.End();
 }
 
 void CProgressBar::Wipe() {
@@ -75,29 +68,16 @@ void CProgressBar::Wipe() {
     }
 }
 
-double CProgressBar::fraction() const {
-    double done = 0.0;
-    double share = 1.0; // of the whole that the report fills
-    for (const SReport& report : m_reports) {
-        const auto steps = static_cast<double>(report.steps);
-        done +=
-            share * (static_cast<double>(report.done) / steps); // in this order n of n steps are exactly 1
-        share /= steps;
-    }
-    return std::min(done, 1.0);
-}
-
 void CProgressBar::draw_if_due() {
     if (m_display == EProgressDisplay::hidden) {
         return;
     }
     const Clock::time_point now = m_now();
-    m_shownFraction = std::max(m_shownFraction, fraction());
     if (now < m_drawNext) {
         return;
     }
     m_drawNext = now + REDRAW_INTERVAL;
-    m_terminal << '\r' << bar_line(m_shownFraction, m_reports.back().text) << "\033[K" << std::flush;
+    m_terminal << '\r' << bar_line(m_progress.Fraction(), m_progress.Text()) << "\033[K" << std::flush;
     m_visible = true;
 }
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "jobs/NestedProgress.h"
+
 #include "VexoBase/ProgressMonitor.h"
 
 #include <chrono>
 #include <functional>
 #include <iosfwd>
-#include <string>
-#include <vector>
 
 namespace TEVRA::apps {
 
@@ -40,21 +40,13 @@ class CProgressBar : public IProgressMonitor {
     void Wipe();
 
   private:
-    struct SReport {
-        long long steps;
-        long long done;
-        std::string text;
-    };
-
-    double fraction() const;
     void draw_if_due();
 
     std::ostream& m_terminal;
     EProgressDisplay m_display;
     std::function<Clock::time_point()> m_now;
-    std::vector<SReport> m_reports; // outermost first
+    jobs::CNestedProgress m_progress;
     Clock::time_point m_drawNext;
-    double m_shownFraction = 0.0; // never goes back within the outermost report
     bool m_visible = false;
 };
 

@@ -67,12 +67,11 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
         m_analysis.emplace(
             m_task.input, m_task.request,
             stream::SStreamResources{threads, memoryBytes, ScratchFolder(), checkpoint_files()}, m_ranks,
-            m_task.withMaps ? &m_sinks : nullptr);
+            m_task.withMaps || m_task.sink != nullptr ? &m_sinks : nullptr);
         m_record.parameters.beyondSubfieldsPx = PixelsBeyondSubfields(image_size(), m_task.request);
         record_memory();
-        if (m_ranks.IsFirst() && purpose == EPurpose::run) {
-            m_files.emplace(m_task.outputFolder, names_of_outputs(wishes()),
-                            InputFilesOf(m_task.input.image, m_task.input.mask));
+        if (m_ranks.IsFirst() && purpose == EPurpose::run && !m_task.outputFolder.empty()) {
+            announce_files();
         }
     });
     if (purpose == EPurpose::run) {
@@ -81,12 +80,28 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
     m_earlier = common_state(m_analysis->Earlier());
 }
 
+void CAnalyzeJob::announce_files() {
+    m_files.emplace(m_task.outputFolder, names_of_outputs(wishes()),
+                    InputFilesOf(m_task.input.image, m_task.input.mask));
+}
+
+std::string CAnalyzeJob::ScratchFolder() const {
+    if (m_task.scratchFolder) {
+        return *m_task.scratchFolder;
+    }
+    return m_task.outputFolder.empty() ? std::filesystem::temp_directory_path().string()
+                                       : m_task.outputFolder;
+}
+
 void CAnalyzeJob::Run() {
     if (m_earlier == EState::other) {
         m_analysis->DropCheckpoint(); // before its room is taken anew
     }
     const double start = m_clock.Seconds();
     const std::unique_ptr<CMapFiles> maps = new_maps();
+    if (m_task.sink != nullptr) {
+        m_sinks.Add(*m_task.sink); // first: it may give a place for the angles
+    }
     if (maps) {
         m_sinks.Add(*maps);
     }
@@ -101,15 +116,36 @@ void CAnalyzeJob::Run() {
     m_ranks.Meet(); // the maps are complete
     m_record.analyzeSeconds = m_clock.Seconds() - start;
     record_result();
+    m_clock.Pause();
 }
 
 void CAnalyzeJob::Save() {
+    m_clock.Resume();
     if (m_ranks.IsFirst()) {
         write_texts();
         m_files->Commit();
     }
     m_ranks.Meet(); // the results are written
     m_analysis->DropCheckpoint();
+}
+
+void CAnalyzeJob::SaveInto(const std::string& folder, const stream::SFoundSlices* maps) {
+    m_task.outputFolder = folder;
+    m_task.withMaps = maps != nullptr;
+    m_clock.Resume();
+    try {
+        announce_files();
+        if (const std::unique_ptr<CMapFiles> files = new_maps()) {
+            files->TakeAngles(*maps);
+            files->Close();
+        }
+        Save();
+    } catch (...) {
+        m_files.reset(); // what was begun goes
+        m_clock.Pause();
+        throw;
+    }
+    m_clock.Pause();
 }
 
 void CAnalyzeJob::write_texts() {

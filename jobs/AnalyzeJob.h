@@ -19,12 +19,14 @@ namespace TEVRA::jobs {
 
 /// A field-by-field analysis as a front end asks for it.
 struct SAnalyzeTask {
-    stream::SStreamInput input;       ///< readers that outlive the job
-    Impl::SAnalysisRequest request{}; ///< checked by nobody yet
-    bool withMaps = false;
+    stream::SStreamInput input;         ///< readers that outlive the job
+    Impl::SAnalysisRequest request{};   ///< checked by nobody yet
+    bool withMaps = false;              ///< as files
+    stream::ISliceSink* sink = nullptr; ///< takes slices, too; outlives the run
 
-    std::string outputFolder{};
-    std::optional<std::string> scratchFolder{}; ///< for smoothed slices; by default that of the results
+    std::string outputFolder{}; ///< empty: results are kept, and `SaveInto` may write them
+    std::optional<std::string>
+        scratchFolder{};  ///< for smoothed slices; by default that of the results, if there is one
     bool resumes = false; ///< keeps the smoothed slices for another run, or goes on with those of one
 
     int threads = 1;
@@ -73,7 +75,7 @@ class CAnalyzeJob {
     const stream::SMemoryPlan& Memory() const { return m_analysis->Plan(); }
     /// What an earlier run has left, of all processes.
     stream::CCheckpoint::EState Earlier() const noexcept { return m_earlier; }
-    std::string ScratchFolder() const { return m_task.scratchFolder.value_or(m_task.outputFolder); }
+    std::string ScratchFolder() const;
 
     /// The analysis; maps are written on the way. Progress goes to the calling thread's monitor.
     /// @throws stream::CNoForegroundError; CWorkError for a mask that is none; what CStreamingAnalysis
@@ -82,6 +84,11 @@ class CAnalyzeJob {
     /// Writes the other results, and lets all files appear.
     /// @throws CWorkError if that fails; what the monitor throws.
     void Save();
+    /// After the run of a single process without output folder: writes what a run into this folder would have
+    /// written. To be called any number of times.
+    /// @param maps of the whole image: written as map files; null if they are not wanted.
+    /// @throws CWorkError if that fails; what the monitor throws. The folder is as it was then.
+    void SaveInto(const std::string& folder, const stream::SFoundSlices* maps);
 
     /// Of rank 0, after `Run`.
     const stream::SStreamResult& Result() const noexcept { return m_result; }
@@ -94,6 +101,7 @@ class CAnalyzeJob {
     report::SOutputWishes wishes() const;
     std::optional<stream::SCheckpointFiles> checkpoint_files() const;
     stream::CCheckpoint::EState common_state(stream::CCheckpoint::EState own) const;
+    void announce_files();
     void record_task();
     void record_memory();
     void record_result();

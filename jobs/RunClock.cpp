@@ -18,10 +18,23 @@ std::string utc_now() {
 
 } // namespace
 
-CRunClock::CRunClock() : m_startTime(utc_now()), m_start(std::chrono::steady_clock::now()) {}
+CRunClock::CRunClock() : m_startTime(utc_now()), m_start(Clock::now()) {}
 
 double CRunClock::Seconds() const {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
+    return std::chrono::duration<double>(m_pausedSince.value_or(Clock::now()) - m_start).count();
+}
+
+void CRunClock::Pause() {
+    if (!m_pausedSince) {
+        m_pausedSince = Clock::now();
+    }
+}
+
+void CRunClock::Resume() {
+    if (m_pausedSince) {
+        m_start += Clock::now() - *m_pausedSince;
+        m_pausedSince.reset();
+    }
 }
 
 } // namespace TEVRA::jobs

@@ -2,11 +2,12 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 
 namespace TEVRA::jobs {
 
-/// When a run began and how long it has taken.
+/// When a run began and how long it has taken, pauses left out.
 class CRunClock {
   public:
     CRunClock();
@@ -15,9 +16,16 @@ class CRunClock {
     const std::string& StartTime() const noexcept { return m_startTime; }
     double Seconds() const;
 
+    /// Until `Resume` no time passes.
+    void Pause();
+    void Resume();
+
   private:
+    using Clock = std::chrono::steady_clock;
+
     std::string m_startTime;
-    std::chrono::steady_clock::time_point m_start;
+    Clock::time_point m_start;
+    std::optional<Clock::time_point> m_pausedSince;
 };
 
 } // namespace TEVRA::jobs

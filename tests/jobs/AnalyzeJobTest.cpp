@@ -109,6 +109,50 @@ TEST_F(AnalyzeJob, LeavesNothingBehindWhenItIsNotSaved) {
     EXPECT_THAT(m_folder.Entries(), IsEmpty());
 }
 
+TEST_F(AnalyzeJob, ResultsThatWereKeptAreSavedAsThoseOfARunIntoTheFolder) {
+    SAnalyzeTask wanted = task();
+    wanted.request.subfieldPx = {10, 10, 10};
+    wanted.withMaps = true;
+    {
+        CAnalyzeJob job(wanted, *m_ranks);
+        job.Plan(CAnalyzeJob::EPurpose::run);
+        job.Run();
+        job.Save();
+    }
+    stream::CMapsInMemory maps(m_size);
+    wanted.withMaps = false;
+    wanted.outputFolder.clear();
+    wanted.sink = &maps;
+    CAnalyzeJob job(wanted, *m_ranks);
+    job.Plan(CAnalyzeJob::EPurpose::run);
+    job.Run();
+    const stream::SFoundSlices all{{0, m_size[2]}, maps.Theta().data(), maps.Phi().data()};
+    job.SaveInto(m_folder / "later", &all);
+    job.SaveInto(m_folder / "tables", nullptr);
+
+    EXPECT_EQ(CTemporaryFolder::EntriesOf(m_folder / "later"), CTemporaryFolder::EntriesOf(m_folder / "out"));
+    for (const char* file : {"phi.mha", "profiles.csv", "result.json", "subfields.csv", "theta.mha"}) {
+        EXPECT_EQ(test::ReadFile(m_folder / "later" / file), test::ReadFile(m_folder / "out" / file)) << file;
+    }
+    EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "tables"),
+                ElementsAre("profiles.csv", "result.json", "run.json", "subfields.csv"));
+    EXPECT_EQ(json::parse(test::ReadFile(m_folder / "later" / "run.json"))["files"],
+              read("run.json")["files"]);
+}
+
+TEST_F(AnalyzeJob, ResultsThatCouldNotBeSavedCanBeSavedElsewhere) {
+    SAnalyzeTask wanted = task();
+    wanted.outputFolder.clear();
+    CAnalyzeJob job(wanted, *m_ranks);
+    job.Plan(CAnalyzeJob::EPurpose::run);
+    job.Run();
+    std::filesystem::create_directories(m_folder / "taken" / "result.json");
+    EXPECT_THROW(job.SaveInto(m_folder / "taken", nullptr), CWorkError);
+    EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "taken"), ElementsAre("result.json"));
+    job.SaveInto(m_folder / "free", nullptr);
+    EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "free"), ElementsAre("result.json", "run.json"));
+}
+
 TEST_F(AnalyzeJob, TellsTheFaultOfALayoutInNumbers) {
     SAnalyzeTask wanted = task();
     wanted.request.fiberRadius = 16.5;
