@@ -34,7 +34,7 @@ struct SAnalyzeOptions {
     std::string image;
     std::string fiberRadius;
     std::string outputFolder;
-    std::string estimator = "hessian";
+    std::string estimator = stream::DEFAULT_ESTIMATOR->name;
     std::optional<std::string> along;
     std::optional<std::string> otsuFactor;
     std::optional<std::string> threshold;
@@ -210,19 +210,23 @@ std::string no_foreground_text(stream::CNoForegroundError::EReason reason, const
                "image, and the grey window if one is given";
     }
     if (record.parameters.maskPath) {
-        return "no foreground: the mask selects no pixel inside the image's border of one fiber radius; "
+        return "no foreground: the mask selects no pixel inside the image's border; "
                "check that the mask is not empty or inverted";
     }
     const Impl::SAnalysisRequest& request = record.parameters.request;
     const bool isDark = request.contrast == Impl::EFiberContrast::dark;
     const std::string none = std::string("no foreground: no pixel inside the image's border is ") +
                              (isDark ? "darker" : "brighter") + " than ";
+    // Bright layers, which have no axis, are not lines either.
+    const std::string line = request.estimator == stream::LINE_VOTING.name
+                                 ? std::string(" and near a ") + (isDark ? "dark" : "bright") + " line"
+                                 : "";
     if (request.threshold) {
         return none + "the --threshold of " + jobs::RoundedText(*request.threshold) +
-               " in the smoothed image; give another one, or none for an automatic threshold";
+               " in the smoothed image" + line + "; give another one, or none for an automatic threshold";
     }
-    return none + jobs::RoundedText(request.otsuFactor) +
-           " times the automatic threshold; give a smaller --otsu-factor, a --threshold, or the fibers as "
+    return none + jobs::RoundedText(request.otsuFactor) + " times the automatic threshold" + line +
+           "; give a smaller --otsu-factor, a --threshold, or the fibers as "
            "--mask" +
            (isDark ? "" : " (fibers must be brighter than what is around them, or see --dark-fibers)");
 }
@@ -504,22 +508,21 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
                      "TIFF or PNG slices, MetaImage, NRRD, NIfTI, HDF5 (file.h5:/dataset), raw (see --raw)")
         ->required();
     parser
-        ->add_option(
-            "--fiber-radius", options->fiberRadius,
-            "Radius of the fibers, with a unit, as in 2.5um, or in that of the image's spacing; in "
-            "pixels if the image has none. "
-            "It sets the scale of the analysis and the border that is left out. In dense material (from some "
-            "10 % of fibers on) choose --estimator line-voting; with hessian a smaller radius than the true "
-            "one "
-            "gives better axes there, down to half of it and 2 pixels, if there is little noise")
+        ->add_option("--fiber-radius", options->fiberRadius,
+                     "Radius of the fibers, with a unit, as in 2.5um, or in that of the image's spacing; in "
+                     "pixels if the image has none. "
+                     "It sets the scale of the analysis and the border that is left out. One too small by a "
+                     "fifth costs "
+                     "next to nothing, one too large half a degree and more; 2 to 10 pixels are best")
         ->required()
         ->type_name("R");
     parser
         ->add_option(
             "--estimator", options->estimator,
-            "How axes are found. hessian: of the smoothed image, for separate fibers (default); line-voting: "
-            "pixels on bright lines vote, holds in dense material; structure-tensor: for fibers that are not "
-            "resolved, as in tows")
+            "How axes are found. line-voting: pixels on bright lines vote, for resolved fibers, separate and "
+            "dense (default); structure-tensor: for fibers that are not resolved, as in tows; hessian: "
+            "second "
+            "derivatives of the smoothed image, for separate fibers only")
         ->type_name("NAME");
     parser
         ->add_option(
@@ -551,7 +554,8 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
             "--otsu-factor", options->otsuFactor,
             "Foreground is what is brighter than this factor times Otsu's automatic threshold of the "
             "smoothed image. Default: " +
-                jobs::RoundedText(Impl::DEFAULT_OTSU_FACTOR))
+                jobs::RoundedText(stream::DEFAULT_ESTIMATOR->otsuFactor) +
+                "; hessian: " + jobs::RoundedText(stream::HESSIAN.otsuFactor))
         ->type_name("F");
     parser
         ->add_option(

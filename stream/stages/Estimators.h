@@ -22,6 +22,9 @@ extern const SEstimator STRUCTURE_TENSOR;
 /// All estimators.
 inline constexpr std::array<const SEstimator*, 3> ESTIMATORS{&LINE_VOTING, &STRUCTURE_TENSOR, &HESSIAN};
 
+/// The estimator of those who do not choose one: the one that errs least over all materials.
+inline constexpr const SEstimator* DEFAULT_ESTIMATOR = &LINE_VOTING;
+
 /// The estimator of that name; null if there is none.
 const SEstimator* EstimatorNamed(std::string_view name) noexcept;
 

@@ -238,9 +238,9 @@ TEST_P(AnalyzeDocument, HoldsExactlyTheKeysOfItsKind) {
                                                "Otsu factor", "Fiber radius", "Averaged Profile"}
                                        : Words{"Border", "Field", "Otsu factor", "Fiber radius"};
     EXPECT_THAT(keys_of(root), ElementsAreArray(keys));
-    EXPECT_EQ(root["Border"], 3);
+    EXPECT_EQ(root["Border"], 6);
     EXPECT_EQ(root["Fiber radius"], 3.0);
-    EXPECT_EQ(root["Otsu factor"], asked.mask ? Json("n/a (user-specified mask image)") : Json(1.25));
+    EXPECT_EQ(root["Otsu factor"], asked.mask ? Json("n/a (user-specified mask image)") : Json(1.05));
     EXPECT_THAT(keys_of(root["Field"]), ElementsAreArray(field_keys(asked, {"Evaluated area"})));
     expect_field_block(root["Field"], asked);
     expect_area(root["Field"]["Evaluated area"], asked.dim);
@@ -275,7 +275,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, AnalyzeDocument, testing::ValuesIn(all_document_
 
 TEST_F(Analyze, NamesSubfieldsByTheirLowerCorners) {
     write("image.mha", ParallelFibers({512, 512}, 1));
-    analyze_with_radius("5", "image.mha", {"--subfield", "100", "--otsu-factor", "0.5"});
+    analyze_with_radius("2.5", "image.mha", {"--subfield", "100", "--otsu-factor", "0.5"});
     Words expected;
     for (const std::string y : {"005", "105", "205", "305", "405"}) {
         for (const std::string x : {"005", "105", "205", "305", "405"}) {
@@ -352,7 +352,7 @@ TEST_F(Analyze, AScaledSpacingWithAScaledRadiusChangesPhysicalLengthsOnly) {
     const Json twofold = result();
     EXPECT_EQ(twofold["Fiber radius"], 3.0);
     EXPECT_EQ(twofold["Subfields"]["Subfield size"], 10.0);
-    EXPECT_EQ(twofold["Averaged Profile"]["x-Direction"]["slice 13"]["slice position"], 13.0);
+    EXPECT_EQ(twofold["Averaged Profile"]["x-Direction"]["slice 16"]["slice position"], 16.0);
 
     const auto scale = [](Json& length) { length = length.get<double>() * 2.0; };
     scale(single["Fiber radius"]);
@@ -412,8 +412,30 @@ TEST_F(Analyze, SaysHowItReadsTheRadius) {
 
 TEST_F(Analyze, SpacingsThatDifferByRoundingCountAsEqual) {
     write("image.mha", ParallelFibers(VOLUME, 0), "0.3096 0.3096 0.30960001");
-    analyze_with_radius("0.9288", "image.mha");
-    EXPECT_EQ(result()["Border"], 3);
+    for (const std::string estimator : {"line-voting", "hessian"}) {
+        analyze_with_radius("0.9288", "image.mha", {"--estimator", estimator});
+        EXPECT_EQ(result()["Border"], estimator == "hessian" ? 3 : 6);
+    }
+}
+
+TEST_F(Analyze, TakesLineVotingUnlessAnotherEstimatorIsNamed) {
+    ASSERT_EQ(RunTevra({"phantom", "-o", "image.mha", "--size", "56,52,48", "--fiber-radius", "3",
+                        "--volume-fraction", "0.2", "--quiet"},
+                       {.workingFolder = m_folder.Path()})
+                  .status,
+              0);
+    analyze("image.mha");
+    const Json unnamed = result();
+    EXPECT_EQ(run()["parameters"]["estimator"], "line-voting");
+    analyze("image.mha", {"--estimator", "line-voting"});
+    EXPECT_EQ(result(), unnamed);
+    for (const std::string estimator : {"hessian", "structure-tensor"}) {
+        analyze("image.mha", {"--estimator", estimator});
+        EXPECT_EQ(run()["parameters"]["estimator"], estimator);
+        EXPECT_EQ(result()["Border"], estimator == "hessian" ? 3 : 6);
+        EXPECT_EQ(result()["Otsu factor"], estimator == "hessian" ? 1.25 : 1.05);
+        EXPECT_NE(result()["Field"]["Orientation tensor"], unnamed["Field"]["Orientation tensor"]);
+    }
 }
 
 TEST_F(Analyze, TakesSixteenBitsAsTheyAreOrUnderAWindowAndSaysSo) {
@@ -506,8 +528,9 @@ TEST_F(Analyze, RecordsTheRun) {
     EXPECT_EQ(record["input"]["size_px"], Json(VOLUME));
     EXPECT_EQ(record["parameters"]["subfield_px"], Json({10, 12, 14}));
     EXPECT_EQ(record["parameters"]["fourth_order"], true);
-    EXPECT_EQ(record["parameters"]["otsu_factor"], 1.25);
-    EXPECT_EQ(record["parameters"]["summary"], "otsufactor=1.25,fiberradius=3,subfieldsize=10,");
+    EXPECT_EQ(record["parameters"]["estimator"], "line-voting");
+    EXPECT_EQ(record["parameters"]["otsu_factor"], 1.05);
+    EXPECT_EQ(record["parameters"]["summary"], "otsufactor=1.05,fiberradius=3,subfieldsize=10,");
     EXPECT_EQ(record["files"],
               Json({"result.json", "subfields.csv", "profiles.csv", "theta.mha", "phi.mha"}));
     EXPECT_GE(record["seconds"]["total"], record["seconds"]["analyze"]);
@@ -574,23 +597,23 @@ TEST_F(Analyze, MarksSubfieldsWithoutForeground) {
     }
     write("image.mha", image);
     analyze("image.mha", {"--subfield", "10"});
-    EXPECT_EQ(result()["Subfields"]["(03,03,03)"]["Status"], "No foreground pixels in this subfield.");
-    EXPECT_EQ(result()["Averaged Profile"]["x-Direction"]["slice 03"]["Status"], "no valid subfields");
+    EXPECT_EQ(result()["Subfields"]["(06,06,06)"]["Status"], "No foreground pixels in this subfield.");
+    EXPECT_EQ(result()["Averaged Profile"]["x-Direction"]["slice 06"]["Status"], "no valid subfields");
     EXPECT_THAT(ReadFile(m_folder / "out/subfields.csv"),
-                HasSubstr("\"(03,03,03)\",3,3,3,13,13,13,8,8,8,0,0,No foreground pixels in this "
+                HasSubstr("\"(06,06,06)\",6,6,6,16,16,16,11,11,11,0,0,No foreground pixels in this "
                           "subfield.,,,,,,,,,,,,,,\n"));
     EXPECT_THAT(ReadFile(m_folder / "out/profiles.csv"),
-                HasSubstr("x,3,3,0,no valid subfields,,,,,,,,,,,,,,\n"));
+                HasSubstr("x,6,6,0,no valid subfields,,,,,,,,,,,,,,\n"));
 }
 
 TEST_F(Analyze, SaysWhichPixelsLieInNoSubfield) {
     write("image.mha", ParallelFibers({48, 40, 44}, 0));
     EXPECT_THAT(
         analyze("image.mha", {"--subfield", "10"}).err,
-        HasSubstr("in no subfield, only in the whole field: the last 2 px along x, 4 px along y, 8 slices "
+        HasSubstr("in no subfield, only in the whole field: the last 6 px along x, 8 px along y, 2 slices "
                   "along z"));
-    EXPECT_EQ(run()["parameters"]["beyond_subfields_px"], Json({2, 4, 8}));
-    EXPECT_THAT(analyze("image.mha", {"--subfield", "42,34,38"}).err,
+    EXPECT_EQ(run()["parameters"]["beyond_subfields_px"], Json({6, 8, 2}));
+    EXPECT_THAT(analyze("image.mha", {"--subfield", "36,28,32"}).err,
                 testing::Not(HasSubstr("in no subfield")));
 }
 
@@ -601,7 +624,7 @@ TEST_F(Analyze, DividesTheWholeEvaluatedAreaIntoANumberOfSubfields) {
     EXPECT_EQ(run()["parameters"]["subfield_count"], Json({4, 3, 5}));
     const Json subfields = result()["Subfields"];
     ASSERT_EQ(subfields.size(), 4U * 3U * 5U + 1U);
-    EXPECT_EQ(subfields["Subfield size"], 42.0 / 4.0);
+    EXPECT_EQ(subfields["Subfield size"], 36.0 / 4.0);
     long long pixels = 0;
     for (const auto& subfield : subfields) {
         if (subfield.is_object()) {
@@ -611,7 +634,7 @@ TEST_F(Analyze, DividesTheWholeEvaluatedAreaIntoANumberOfSubfields) {
                       (area["z1"].get<long long>() - area["z0"].get<long long>());
         }
     }
-    EXPECT_EQ(pixels, 42 * 34 * 38);
+    EXPECT_EQ(pixels, 36 * 28 * 32);
     EXPECT_THAT(lines_of(m_folder / "out/subfields.csv"), SizeIs(61));
     EXPECT_THAT(outputs(), Contains("profiles.csv"));
 }
@@ -714,7 +737,7 @@ TEST_F(Analyze, WarnsOfAForegroundThatIsHardlyTheFibers) {
               sparse.pixels.end(),
               '\50'); // the ground
     write("sparse.mha", sparse);
-    const SOutcome tiny = analyze("sparse.mha", {"--threshold", "98"});
+    const SOutcome tiny = analyze("sparse.mha", {"--threshold", "190"});
     EXPECT_THAT(tiny.err, AllOf(HasSubstr("warning: only "), HasSubstr("try another --threshold")));
     EXPECT_EQ(run()["foreground"]["plausibility"], "tiny");
 }

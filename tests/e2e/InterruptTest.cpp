@@ -29,10 +29,10 @@ class Interrupt : public testing::Test {
         return CProgramRun({"analyze", "image.mha", "--fiber-radius", "3", "--maps", "-o", "out"},
                            {.workingFolder = m_folder.Path()});
     }
-    /// Waits until the run has announced its files.
+    /// Waits until the run has announced its files, which stand beside its lock.
     void wait_for_pending_files(const CProgramRun& run) {
         while (!run.HasEnded() &&
-               (!fs::exists(m_folder / "out") || CTemporaryFolder::EntriesOf(m_folder / "out").empty())) {
+               (!fs::exists(m_folder / "out") || CTemporaryFolder::EntriesOf(m_folder / "out").size() < 2)) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     }

@@ -74,7 +74,7 @@ TEST_F(RealImages, PolymerFibersLieAlongY) {
 
 TEST_F(RealImages, PolymerFibersAreAnalysedFieldByField) {
     const json document =
-        analyze("polymer_fibers_ct.tif", "2.5", {"--subfield", "40", "--fourth-order", "--maps"});
+        analyze("polymer_fibers_ct.tif", "2.5", {"--subfield", "39", "--fourth-order", "--maps"});
     EXPECT_EQ(document["Subfields"].size(), 3U * 3U * 3U + 1U); // and their size
     for (const auto& [id, subfield] : document["Subfields"].items()) {
         if (subfield.is_object()) {
@@ -97,7 +97,8 @@ TEST_F(RealImages, GelatinFibersAreAnalysedInPixelsAndInTheirUnit) {
     expect_orientation_tensor(pixels["Field"]);
     EXPECT_EQ(pixels["Border"], lengths["Border"]);
     EXPECT_NEAR(pixels["Field"]["Orientation tensor"]["xx"].get<double>(),
-                lengths["Field"]["Orientation tensor"]["xx"].get<double>(), 1e-9);
+                lengths["Field"]["Orientation tensor"]["xx"].get<double>(),
+                1e-7); // radii in pixels differ by a rounding
 }
 
 } // namespace
