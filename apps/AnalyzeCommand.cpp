@@ -443,12 +443,24 @@ class CAnalyzeRun {
         m_console.Say("mean direction " + direction_text(field.values) + ", anisotropy " +
                       jobs::RoundedText(field.values.anisotropy, 3) +
                       ", status: " + Impl::StatusText(field.status));
+        say_confidence(field);
         std::string names = report::RUN_RECORD_FILE;
         for (const std::string& name : job.Files().Names()) {
             names += " " + name;
         }
         m_console.Say("wrote into '" + m_options.outputFolder + "': " + names);
         SayEarlierFiles(job.Files(), m_console);
+    }
+
+    /// Of estimators that know it.
+    void say_confidence(const Impl::SFieldResult& field) {
+        if (field.meanConfidence) {
+            m_console.Say("mean confidence of axes " + jobs::RoundedText(*field.meanConfidence, 3) +
+                          (field.doubtfulFraction
+                               ? "; doubtful (below " + jobs::RoundedText(Impl::DOUBTFUL_CONFIDENCE) +
+                                     "): " + jobs::RoundedText(100.0 * *field.doubtfulFraction, 3) + " %"
+                               : ""));
+        }
     }
 
     const SAnalyzeOptions& m_options;

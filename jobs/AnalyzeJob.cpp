@@ -260,6 +260,7 @@ void CAnalyzeJob::record_result() {
     m_record.parameters.summary = Impl::ParameterSummary(m_result.analysis);
     m_record.foreground = {m_result.analysis.threshold, m_result.foregroundPixels,
                            static_cast<long long>(image_size().Elements())};
+    m_record.confidence = report::ConfidenceOf(m_result.analysis);
     for (const Impl::SPassTime& pass : m_result.analysis.passes) {
         m_record.passes.push_back({pass.name, pass.seconds});
     }

@@ -70,6 +70,19 @@ Json parameters_json(const SRunRecord& record) {
     return json;
 }
 
+Json confidence_json(const std::optional<SRunRecord::SConfidence>& confidence) {
+    if (!confidence) {
+        return nullptr;
+    }
+    Json json;
+    json["mean"] = confidence->mean;
+    json["doubtful_fraction"] = value_or_null(confidence->doubtfulFraction);
+    json["lowest_subfield"] = confidence->lowestSubfieldMean ? Json{{"id", confidence->lowestSubfield},
+                                                                    {"mean", *confidence->lowestSubfieldMean}}
+                                                             : Json(nullptr);
+    return json;
+}
+
 Json memory_json(const SRunRecord::SMemory& memory) {
     Json json;
     json["allowed_bytes"] = memory.allowedBytes;
@@ -91,6 +104,20 @@ Json seconds_json(const SRunRecord& record) {
 
 } // namespace
 
+std::optional<SRunRecord::SConfidence> ConfidenceOf(const Impl::SAnalysisResult& result) {
+    if (!result.field.meanConfidence) {
+        return std::nullopt;
+    }
+    SRunRecord::SConfidence confidence{*result.field.meanConfidence, result.field.doubtfulFraction};
+    for (const Impl::SFieldResult& subfield : result.subfields) {
+        if (subfield.meanConfidence.value_or(2.0) < confidence.lowestSubfieldMean.value_or(2.0)) {
+            confidence.lowestSubfieldMean = subfield.meanConfidence;
+            confidence.lowestSubfield = subfield.identifier;
+        }
+    }
+    return confidence;
+}
+
 EForegroundShare ForegroundShare(const SRunForeground& foreground) {
     const double share = static_cast<double>(foreground.pixels) / static_cast<double>(foreground.ofPixels);
     if (!foreground.threshold) {
@@ -106,6 +133,7 @@ std::string RunJson(const SRunRecord& record) {
     json["input"] = ToJson(record.input);
     json["parameters"] = parameters_json(record);
     json["foreground"] = foreground_json(record.foreground);
+    json["confidence"] = confidence_json(record.confidence);
     json["memory"] = memory_json(record.memory);
     json["seconds"] = seconds_json(record);
     if (!record.idleSeconds.empty()) {

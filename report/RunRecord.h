@@ -4,6 +4,7 @@
 #include "report/RunParts.h"
 
 #include "Subfields/AnalysisRequest.h"
+#include "Subfields/AnalysisResult.h"
 
 #include <cstddef>
 #include <optional>
@@ -34,6 +35,13 @@ struct SRunRecord {
         std::size_t scratchBytes = 0;  ///< of smoothed slices
         std::string scratchPlace;      ///< "memory" or "file"
     };
+    /// How sure the axes are, of estimators that know.
+    struct SConfidence {
+        double mean = 0.0;                          ///< of the whole field, in [0, 1]
+        std::optional<double> doubtfulFraction{};   ///< likewise
+        std::optional<double> lowestSubfieldMean{}; ///< of subfields with axes, if any are listed
+        std::string lowestSubfield{};               ///< its identifier
+    };
     /// One pass over the image.
     struct SPass {
         std::string name;
@@ -45,6 +53,7 @@ struct SRunRecord {
     SInput input;
     SParameters parameters;
     SForeground foreground;
+    std::optional<SConfidence> confidence{};
     SMemory memory;
     std::vector<SPass> passes;       ///< in order
     std::vector<double> idleSeconds; ///< that each process waited for others; empty for a single one
@@ -53,6 +62,9 @@ struct SRunRecord {
     std::vector<std::string> files;     ///< written beside the record
     std::vector<SFileCheck> fileChecks; ///< of these
 };
+
+/// Of a finished analysis.
+std::optional<SRunRecord::SConfidence> ConfidenceOf(const Impl::SAnalysisResult& result);
 
 /// Whether a share of foreground is what images of fibers have.
 enum class EForegroundShare { plausible, tiny, huge };

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <functional>
+#include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -32,6 +33,10 @@ std::string cell_text(double number) {
 
 std::string cell_text(long long number) {
     return std::to_string(number);
+}
+
+std::string cell_text(const std::optional<double>& number) {
+    return number ? cell_text(*number) : std::string();
 }
 
 std::string quoted_where_needed(const std::string& cell) {
@@ -185,6 +190,10 @@ std::string SubfieldsCsv(const SAnalysisResult& result, const std::string& lengt
         {"foreground_pixels", [](const SFieldResult& field) { return cell_text(field.foregroundPixels); }});
     columns.push_back({"foreground_fraction",
                        [](const SFieldResult& field) { return cell_text(field.foregroundFraction); }});
+    columns.push_back(
+        {"mean_confidence", [](const SFieldResult& field) { return cell_text(field.meanConfidence); }});
+    columns.push_back(
+        {"doubtful_fraction", [](const SFieldResult& field) { return cell_text(field.doubtfulFraction); }});
     append_field_columns(columns, result);
     std::string table;
     append_headers(table, columns);

@@ -15,6 +15,8 @@ namespace TEVRA::report {
 /// - `center_x_UNIT`, ...: its centre as a length (`center_x` where the unit has no name), from the outer edge of
 ///   the image's first pixel: that of pixels 0 to 9 of spacing 1 is 5;
 /// - `foreground_pixels`, `foreground_fraction`: pixels with an axis, and their share of the subfield;
+/// - `mean_confidence`, `doubtful_fraction`: how sure its axes are on average, and the share of those below
+///   Impl::DOUBTFUL_CONFIDENCE; empty where the estimator does not say;
 /// - `status`: "ok", or what is wrong with the values;
 /// - `a_xx`, `a_xy`, `a_xz`, `a_yy`, `a_yz`, `a_zz`: orientation tensor;
 /// - `lambda_1`, `lambda_2`, `lambda_3`: its eigenvalues, largest first;

@@ -16,7 +16,7 @@ struct SAxisRow {
     std::size_t band = 0; ///< of the grid, which the row lies in
     int worker = 0;       ///< rows of one worker come one after the other
     Impl::SConstAngleRow angles{};
-    const float* confidence = nullptr; ///< null for stages without one
+    const float* confidence = nullptr; ///< null for stages without one, or if nobody wants it
 };
 
 /// Sums something up over axes. Rows come from several threads and in any order; parts of sums, one per slice
@@ -28,6 +28,8 @@ class IAxisAccumulator {
     IAxisAccumulator& operator=(const IAxisAccumulator&) = delete;
     virtual ~IAxisAccumulator();
 
+    /// Whether rows shall come with a confidence where there is one.
+    virtual bool WantsConfidence() const { return false; }
     /// Makes room for the parts of a slab's slices; slabs come in ascending order.
     virtual void BeginSlab(const SSliceRange& slices) = 0;
     /// Adds a row of the slab. Rows of one band of a slice come in ascending order, of one worker.

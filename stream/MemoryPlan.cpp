@@ -83,7 +83,7 @@ class CDemand {
     std::size_t orientations(const SMemoryPlan& plan, bool isInFile) const {
         const IAxisStage& stage = m_workload.stage;
         const long long width = m_workload.imageSize[0];
-        const std::size_t maps = stage.HasConfidence() ? 6 : 4; // two or three, twice
+        const std::size_t maps = m_workload.wantsConfidenceMap ? 6 : 4; // two or three, twice
         const std::size_t slice = (m_workload.wantsAngles ? maps * m_slicePixels * sizeof(float) : 0) +
                                   (m_workload.hasMask ? 2 * m_slicePixels : 0) +
                                   CTileAccumulator<3>::BytesPerSlice(m_workload.tilesPerSlice);

@@ -21,6 +21,7 @@ struct SWorkload {
     std::size_t readerBytes = 0;   ///< that the readers of image and mask take for themselves
     bool hasMask = false;
     bool wantsAngles = false;
+    bool wantsConfidenceMap = false; ///< besides angles; only where the stage has a confidence
     bool withFourthOrder = false;
     long long tiles = 1; ///< of the layout, along all axes
     long long tilesPerSlice = 1;

@@ -86,9 +86,9 @@ class CMapWriter {
 /// What one worker needs.
 template <std::size_t Dim>
 struct SWorkspace {
-    SWorkspace(const IAxisStage& stage, const CScratchStore& store, std::size_t width)
+    SWorkspace(const IAxisStage& stage, const CScratchStore& store, std::size_t width, bool withConfidence)
         : rows(NewRows<Dim>(stage, store)), foreground(width), theta(width), phi(width),
-          confidence(stage.HasConfidence() ? width : 0) {}
+          confidence(withConfidence ? width : 0) {}
 
     std::unique_ptr<Impl::IMatrixRows<Dim>> rows;
     std::vector<unsigned char> foreground;
@@ -99,15 +99,24 @@ struct SWorkspace {
     long long axes = 0;
 };
 
+/// It is computed for those who want it only.
+bool is_confidence_wanted(const SOrientationPass& pass) {
+    return pass.stage.Confidence() != Impl::EConfidence::none &&
+           ((pass.sink != nullptr && pass.sink->WantsConfidence()) ||
+            std::any_of(pass.accumulators.begin(), pass.accumulators.end(),
+                        [](const IAxisAccumulator* one) { return one->WantsConfidence(); }));
+}
+
 template <std::size_t Dim>
 class COrientations {
   public:
     explicit COrientations(const SOrientationPass& pass)
         : m_pass(pass), m_store(pass.context.store), m_own(pass.context.own),
           m_width(static_cast<std::size_t>(pass.imageSize[0])),
-          m_height(static_cast<std::size_t>(pass.imageSize[1])), m_hasConfidence(pass.stage.HasConfidence()) {
+          m_height(static_cast<std::size_t>(pass.imageSize[1])), m_hasConfidence(is_confidence_wanted(pass)) {
         for (int worker = 0; worker < pass.context.workers.Count(); ++worker) {
-            m_workspaces.push_back(std::make_unique<SWorkspace<Dim>>(pass.stage, m_store, m_width));
+            m_workspaces.push_back(
+                std::make_unique<SWorkspace<Dim>>(pass.stage, m_store, m_width, m_hasConfidence));
         }
     }
 
@@ -115,7 +124,9 @@ class COrientations {
         const long long slabSlices = m_pass.context.plan.slabSlices;
         const long long slabs = SlabCount(m_own, slabSlices);
         const auto slices = static_cast<std::size_t>(std::min(slabSlices, m_own.Count()));
-        CMapWriter writer(m_pass.sink, slices * m_width * m_height, {true, Dim == 3, m_hasConfidence});
+        CMapWriter writer(
+            m_pass.sink, slices * m_width * m_height,
+            {true, Dim == 3, m_hasConfidence && m_pass.sink != nullptr && m_pass.sink->WantsConfidence()});
         std::unique_ptr<CSlabReader> mask;
         if (m_pass.mask != nullptr) {
             mask = std::make_unique<CSlabReader>(
@@ -259,7 +270,8 @@ template long long FindOrientations<2>(const SOrientationPass&, IProgressMonitor
 template long long FindOrientations<3>(const SOrientationPass&, IProgressMonitor&);
 
 std::size_t OrientationBytesPerWorker(const IAxisStage& stage, long long width) {
-    const std::size_t rows = ROWS_PER_WORKER + (stage.HasConfidence() ? 1 : 0);
+    const bool hasConfidence = stage.Confidence() != Impl::EConfidence::none;
+    const std::size_t rows = ROWS_PER_WORKER + (hasConfidence ? 1 : 0);
     return static_cast<std::size_t>(width) * sizeof(float) * rows;
 }
 

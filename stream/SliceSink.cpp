@@ -26,6 +26,11 @@ SAngleSlices ISliceSink::Place(const SSliceRange& /*slices*/) {
 
 void ISliceSink::TakeGrey(const SSliceRange& /*slices*/, const std::byte* /*pixels*/) {}
 
+bool CSinkFan::WantsConfidence() const {
+    return m_expectsConfidence || std::any_of(m_sinks.begin(), m_sinks.end(),
+                                              [](const ISliceSink* sink) { return sink->WantsConfidence(); });
+}
+
 SAngleSlices CSinkFan::Place(const SSliceRange& slices) {
     for (ISliceSink* const sink : m_sinks) {
         const SAngleSlices place = sink->Place(slices);
@@ -66,6 +71,9 @@ void CMapsInMemory::TakeAngles(const SFoundSlices& found) {
     copy_unless_there(found.theta, count, place.theta);
     copy_unless_there(found.phi, count, place.phi);
     copy_unless_there(found.confidence, count, place.confidence);
+    if (found.confidence == nullptr && place.confidence != nullptr) {
+        std::fill_n(place.confidence, count, 0.0F);
+    }
 }
 
 } // namespace TEVRA::stream

@@ -23,9 +23,10 @@ struct SAngleSlices {
 /// What an analysis has found in some slices; pixels of all of them, x fastest.
 struct SFoundSlices {
     SSliceRange slices;
-    const float* theta = nullptr;      ///< as in the maps of CHessianOrientations
-    const float* phi = nullptr;        ///< the same; null in 2D
-    const float* confidence = nullptr; ///< of the axes, in [0, 1]; null for stages without one
+    const float* theta = nullptr; ///< as in the maps of CHessianOrientations
+    const float* phi = nullptr;   ///< the same; null in 2D
+    /// Of the axes, in [0, 1], 0 where there is none; null for stages without one, or if no sink wants it.
+    const float* confidence = nullptr;
 };
 
 /// Takes slices of an analysis: angles, and the image's grey values. One call at a time, of any thread; what
@@ -37,6 +38,8 @@ class ISliceSink {
     ISliceSink& operator=(const ISliceSink&) = delete;
     virtual ~ISliceSink();
 
+    /// Whether the confidence is of use. Asked before the analysis begins.
+    virtual bool WantsConfidence() const { return false; }
     /// Where the angles of these slices shall be put, for a sink that keeps maps in memory; nothing for memory
     /// of the analysis.
     virtual SAngleSlices Place(const SSliceRange& slices);
@@ -55,7 +58,10 @@ class CSinkFan : public ISliceSink {
     CSinkFan(std::initializer_list<ISliceSink*> sinks) : m_sinks(sinks) {}
     /// @param sink must outlive the analysis.
     void Add(ISliceSink& sink) { m_sinks.push_back(&sink); }
+    /// A sink that wants confidence may be added after the analysis has been planned.
+    void ExpectConfidence() { m_expectsConfidence = true; }
 
+    bool WantsConfidence() const override;
     /// The place of the first sink that gives one; the others are handed that memory.
     SAngleSlices Place(const SSliceRange& slices) override;
     void TakeAngles(const SFoundSlices& found) override;
@@ -63,6 +69,7 @@ class CSinkFan : public ISliceSink {
 
   private:
     std::vector<ISliceSink*> m_sinks;
+    bool m_expectsConfidence = false;
 };
 
 /// The maps of an analysis in memory.
@@ -70,9 +77,11 @@ class CMapsInMemory : public ISliceSink {
   public:
     enum class EMaps { angles, anglesAndConfidence };
 
-    /// @param size of the image. The memory is not set to anything: it is filled by the analysis.
+    /// @param size of the image. The memory is not set to anything: it is filled by the analysis, the map of
+    /// confidence with 0 if the estimator has none.
     explicit CMapsInMemory(const CSize& size, EMaps maps = EMaps::angles);
 
+    bool WantsConfidence() const override { return m_confidence != nullptr; }
     SAngleSlices Place(const SSliceRange& slices) override;
     /// Copies what does not lie at its place yet.
     void TakeAngles(const SFoundSlices& found) override;

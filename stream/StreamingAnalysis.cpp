@@ -192,15 +192,22 @@ class CStreamingAnalysis::CRun {
         return histogram;
     }
 
+    Impl::EConfidence confidence_of_fields() const {
+        return m_analysis.m_parameters.withConfidence ? m_stage.Confidence() : Impl::EConfidence::none;
+    }
+
     template <std::size_t Dim>
     void find_orientations(SStreamResult& result) {
         using EOrders = typename CTileAccumulator<Dim>::EOrders;
+        using ESums = typename CTileAccumulator<Dim>::ESums;
+        const bool withConfidence = confidence_of_fields() != Impl::EConfidence::none;
         const CTileGrid& grid = m_analysis.m_grid;
         const CSize& size = m_input.image.Info().size;
         CTileSums<Dim> sums(grid, m_context.own);
         CTileAccumulator<Dim> accumulator(
             grid, sums, m_analysis.m_parameters.withFourthOrder ? EOrders::secondAndFourth : EOrders::second,
-            m_workers.Count(), static_cast<std::size_t>(size[0]));
+            withConfidence ? ESums::axesAndConfidence : ESums::axes, m_workers.Count(),
+            static_cast<std::size_t>(size[0]));
         std::optional<CMaskSlices> mask;
         if (m_input.mask != nullptr) {
             mask.emplace(*m_input.mask);
@@ -229,6 +236,7 @@ class CStreamingAnalysis::CRun {
                                            std::nullopt,
                                            {spacing, spacing, Dim == 3 ? spacing : 1.0},
                                            parameters.withFourthOrder};
+        recorded.confidence = confidence_of_fields();
         if (m_input.mask == nullptr) {
             recorded.threshold = parameters.threshold;
             if (!parameters.threshold) {
@@ -279,6 +287,7 @@ CStreamingAnalysis::CStreamingAnalysis(const SStreamInput& input, const SStreamP
     workload.hasMask = input.mask != nullptr;
     workload.readerBytes = input.image.BufferBytes() + (workload.hasMask ? input.mask->BufferBytes() : 0);
     workload.wantsAngles = sink != nullptr;
+    workload.wantsConfidenceMap = sink != nullptr && sink->WantsConfidence() && HasConfidence();
     workload.withFourthOrder = parameters.withFourthOrder;
     workload.tilesPerSlice = m_grid.Tiles(0) * m_grid.Tiles(1);
     workload.tiles = workload.tilesPerSlice * m_grid.Tiles(2);

@@ -88,6 +88,8 @@ class CStreamingAnalysis {
     CStreamingAnalysis& operator=(const CStreamingAnalysis&) = delete;
 
     const SMemoryPlan& Plan() const noexcept { return m_plan; }
+    /// Whether the estimator knows how sure its axes are.
+    bool HasConfidence() const noexcept { return m_stage->Confidence() != Impl::EConfidence::none; }
     /// Takes the files of the checkpoint for this process alone, until the object goes; `Run` does if it has
     /// not been called. @throws volume::CEnvironmentError if another run is at work with them.
     void TakeCheckpoint();

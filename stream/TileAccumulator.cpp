@@ -9,8 +9,8 @@ IAxisAccumulator::~IAxisAccumulator() = default;
 
 template <std::size_t Dim>
 CTileAccumulator<Dim>::CTileAccumulator(const CTileGrid& grid, CTileSums<Dim>& sums, EOrders orders,
-                                        int workers, std::size_t width)
-    : m_grid(grid), m_sums(sums), m_orders(orders) {
+                                        ESums what, int workers, std::size_t width)
+    : m_grid(grid), m_sums(sums), m_orders(orders), m_what(what) {
     for (int worker = 0; worker < workers; ++worker) {
         m_rows.emplace_back(width);
     }
@@ -41,6 +41,11 @@ void CTileAccumulator<Dim>::AddRow(const SAxisRow& row) {
     for (std::size_t tile = 0; tile < tiles; ++tile) {
         SSums<Dim>& part = m_parts[first + tile];
         sums.AddTo(tile, part.second, m_orders == EOrders::secondAndFourth ? &part.fourth : nullptr);
+        if (WantsConfidence() && row.confidence != nullptr) {
+            const Impl::SPixelRange range = m_grid.Range(0, static_cast<long long>(tile));
+            Impl::AddConfidenceOfRow(row.angles.theta + range.lo, row.confidence + range.lo,
+                                     static_cast<std::size_t>(range.hi - range.lo), part.confidence);
+        }
     }
 }
 

@@ -8,16 +8,19 @@
 
 namespace TEVRA::stream {
 
-/// Sums of the axes' outer products for every tile.
+/// Sums of the axes' outer products for every tile, and of their confidence.
 template <std::size_t Dim>
 class CTileAccumulator : public IAxisAccumulator {
   public:
     enum class EOrders { second, secondAndFourth };
 
+    enum class ESums { axes, axesAndConfidence };
+
     /// @param grid, sums must outlive the object. @param sums receives every slice. @param width of the image.
-    CTileAccumulator(const CTileGrid& grid, CTileSums<Dim>& sums, EOrders orders, int workers,
+    CTileAccumulator(const CTileGrid& grid, CTileSums<Dim>& sums, EOrders orders, ESums what, int workers,
                      std::size_t width);
 
+    bool WantsConfidence() const override { return m_what == ESums::axesAndConfidence; }
     void BeginSlab(const SSliceRange& slices) override;
     void AddRow(const SAxisRow& row) override;
     void EndSlab() override;
@@ -30,6 +33,7 @@ class CTileAccumulator : public IAxisAccumulator {
     const CTileGrid& m_grid;
     CTileSums<Dim>& m_sums;
     EOrders m_orders;
+    ESums m_what;
     std::vector<Impl::CRowSums<Dim>> m_rows; // by worker
     SSliceRange m_slices;
     std::vector<SSums<Dim>> m_parts; // of the slab: by slice, band and tile along x

@@ -165,6 +165,7 @@ void CTileSums<Dim>::AddTo(Impl::CResultBuilder& result, bool withFourthOrder) c
                 const Sums& sums = m_tiles[at];
                 Impl::STileSums tile;
                 tile.count = sums.second.Count();
+                tile.confidence = sums.confidence;
                 tile.second.dim = Dim;
                 sums.second.CopyTo(tile.second);
                 if (withFourthOrder) {

@@ -4,6 +4,7 @@
 #include "stream/Communicator.h"
 #include "stream/SliceRange.h"
 
+#include "Axes/ConfidenceSums.h"
 #include "Axes/OrientationSums.h"
 #include "Subfields/AnalysisResult.h"
 #include "Subfields/SubfieldLayout.h"
@@ -55,10 +56,12 @@ template <std::size_t Dim>
 struct SSums {
     Impl::CSecondOrderSums<Dim> second;
     Impl::CFourthOrderSums<Dim> fourth;
+    Impl::SConfidenceSums confidence{};
 
     void Add(const SSums& other) {
         second.Add(other.second);
         fourth.Add(other.fourth);
+        confidence.Add(other.confidence);
     }
 };
 

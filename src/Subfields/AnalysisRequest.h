@@ -22,6 +22,7 @@ struct SAnalysisRequest {
     double otsuFactor = DEFAULT_OTSU_FACTOR;         ///< without a mask and a threshold only
     std::array<long long, 3> subfieldPx{-1, -1, -1}; ///< negative for none, and along z in 2D
     bool withFourthOrder = false;
+    bool withConfidence = true;        ///< of fields, from estimators that know it
     std::string estimator = "hessian"; ///< how axes are found, by the name that the engine knows
     double borderRadii = 1.0;          ///< of the estimator: so many fiber radii are left out at every edge
     /// Tensors are averaged along the axis with this standard deviation; by default what the estimator takes.

@@ -78,6 +78,7 @@ void CResultBuilder::AddTile(const TileIndex& index, const STileSums& sums) {
     if (sums.count > 0) {
         m_fieldSums += sums.second;
         m_count += sums.count;
+        m_fieldConfidence.Add(sums.confidence);
         if (!m_fieldSums4.IsEmpty() && !sums.fourth.IsEmpty()) {
             m_fieldSums4 += sums.fourth;
         }
@@ -94,10 +95,23 @@ void CResultBuilder::add_subfield(const TileIndex& index, const CBox& tile, cons
     subfield.pixels = static_cast<long long>(tile.Size().Elements());
     subfield.foregroundPixels = sums.count;
     subfield.foregroundFraction = static_cast<double>(sums.count) / static_cast<double>(subfield.pixels);
+    set_confidence(sums.confidence, subfield);
     subfield.values = EvaluateTensor(sums.second, sums.count, sums.fourth);
     subfield.status =
         sums.count < 1 ? EFieldStatus::noForeground : StatusOfFraction(subfield.foregroundFraction);
     m_result.subfields.push_back(std::move(subfield));
+}
+
+void CResultBuilder::set_confidence(const SConfidenceSums& sums, SFieldResult& field) const {
+    const EConfidence kind = m_result.parameters.confidence;
+    if (field.foregroundPixels < 1 || kind == EConfidence::none) {
+        return;
+    }
+    field.meanConfidence = sums.Mean(field.foregroundPixels);
+    if (kind == EConfidence::absolute) {
+        field.doubtfulFraction =
+            static_cast<double>(sums.doubtful) / static_cast<double>(field.foregroundPixels);
+    }
 }
 
 SAnalysisResult CResultBuilder::Finish() {
@@ -106,6 +120,7 @@ SAnalysisResult CResultBuilder::Finish() {
     field.pixels = m_layout.EvaluatedPixels();
     field.foregroundPixels = m_count;
     field.foregroundFraction = static_cast<double>(m_count) / static_cast<double>(field.pixels);
+    set_confidence(m_fieldConfidence, field);
     field.values = EvaluateTensor(m_fieldSums, m_count, m_fieldSums4);
     field.status = StatusOfFraction(field.foregroundFraction);
     for (SFieldResult& subfield : m_result.subfields) {

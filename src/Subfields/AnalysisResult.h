@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "Axes/ConfidenceSums.h"
 #include "Subfields/FieldResult.h"
 
 #include <array>
@@ -17,6 +18,7 @@ struct SAnalysisParameters {
     std::array<double, 3> spacing{1.0, 1.0, 1.0}; ///< per axis, positive
     bool fourthOrder = false;
     std::optional<double> threshold{}; ///< grey value, if the caller gave one
+    EConfidence confidence = EConfidence::none;
 };
 
 /// The subfields whose lower corner is one slice of the image, averaged.
@@ -64,7 +66,8 @@ struct SAnalysisResult {
 struct STileSums {
     STensor2 second;
     long long count = 0;
-    STensor4 fourth; ///< empty if not asked for
+    STensor4 fourth;              ///< empty if not asked for
+    SConfidenceSums confidence{}; ///< where there is one
 };
 
 /// Makes the result from the sums of the tiles.
@@ -84,6 +87,7 @@ class CResultBuilder {
     SAnalysisResult Finish();
 
   private:
+    void set_confidence(const SConfidenceSums& sums, SFieldResult& field) const;
     void add_subfield(const TileIndex& index, const CBox& tile, const STileSums& sums);
 
     const CSubfieldLayout& m_layout;
@@ -91,6 +95,7 @@ class CResultBuilder {
     int m_identifierWidth;
     STensor2 m_fieldSums;
     STensor4 m_fieldSums4;
+    SConfidenceSums m_fieldConfidence;
     long long m_count = 0;
 };
 

@@ -6,6 +6,7 @@
 #include "zeklib2image/Box.h"
 
 #include <array>
+#include <optional>
 #include <string>
 
 namespace TEVRA::Impl {
@@ -46,6 +47,10 @@ struct SFieldResult {
     long long pixels = 0;
     long long foregroundPixels = 0; ///< those with an axis
     double foregroundFraction = 0.0;
+    /// How sure the axes are on average, in [0, 1]; none where there are none, or the estimator does not know.
+    std::optional<double> meanConfidence{};
+    /// The share of axes below DOUBTFUL_CONFIDENCE, of estimators whose confidence is absolute.
+    std::optional<double> doubtfulFraction{};
     STensorValues values;
     EFieldStatus status = EFieldStatus::ok;
     double differenceRad = 0.0; ///< of subfields: angle to the whole field's mean direction, [0, pi/2]

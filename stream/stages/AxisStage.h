@@ -10,6 +10,7 @@
 #include "stream/Workers.h"
 
 #include "Axes/AxisScan.h"
+#include "Axes/ConfidenceSums.h"
 #include "zeklib2image/Size.h"
 
 #include <array>
@@ -104,8 +105,8 @@ class IAxisStage {
     virtual int ForegroundVolume() const { return 0; }
     /// Which eigenvalue's vector the axis is.
     virtual Impl::EEigenvalue Eigenvalue() const = 0;
-    /// Whether rows have a confidence.
-    virtual bool HasConfidence() const { return false; }
+    /// What the confidence of rows tells, if they have one.
+    virtual Impl::EConfidence Confidence() const { return Impl::EConfidence::none; }
 
     /// Readies the slices of a slab, in ascending order, for instance a ring of slices that reaches farther than
     /// the slab. The store has the slices that other processes own, up to the reach.

@@ -96,7 +96,11 @@ class CLocalTensorStage : public IAxisStage {
         return m_scales.kind == Impl::ELocalTensor::lineVotes ? Impl::EEigenvalue::largest
                                                               : Impl::EEigenvalue::smallest;
     }
-    bool HasConfidence() const override { return true; }
+    /// Of the structure tensor it is low in dense packings whose axes are right.
+    Impl::EConfidence Confidence() const override {
+        return m_scales.kind == Impl::ELocalTensor::lineVotes ? Impl::EConfidence::absolute
+                                                              : Impl::EConfidence::relative;
+    }
 
     void Prepare(const SSliceRange& slab, const SStageContext& context) override {
         if (m_size.Dim() == 3) {

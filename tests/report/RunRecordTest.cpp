@@ -5,6 +5,10 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <optional>
+#include <utility>
+#include <vector>
+
 namespace TEVRA::report {
 namespace {
 
@@ -32,6 +36,7 @@ SRunRecord make_record() {
     record.foreground.threshold = 97.5;
     record.foreground.pixels = 65536;
     record.foreground.ofPixels = 262144;
+    record.confidence = {0.75, 0.25, 0.5, "006"};
     record.parameters.processes = 2;
     record.memory = {1000, 900, 800, "file"};
     record.passes = {{"slices", 0.25}, {"columns", 0.5}};
@@ -55,6 +60,8 @@ TEST(RunRecord, HoldsWhatWasRunOnWhat) {
                        "beyond_subfields_px": [8, 0, 2], "fourth_order": false, "threads": 4,
                        "processes": 2, "summary": "otsufactor=1.25,fiberradius=3,"},
         "foreground": {"threshold": 97.5, "pixels": 65536, "share": 0.25, "plausibility": "plausible"},
+        "confidence": {"mean": 0.75, "doubtful_fraction": 0.25,
+                       "lowest_subfield": {"id": "006", "mean": 0.5}},
         "memory": {"allowed_bytes": 1000, "expected_bytes": 900, "scratch_bytes": 800,
                    "scratch_place": "file"},
         "seconds": {"slices": 0.25, "columns": 0.5, "analyze": 2.0, "total": 2.5},
@@ -71,6 +78,7 @@ TEST(RunRecord, WhatIsNotThereIsNull) {
     record.input.greyWindow.reset();
     record.parameters.request.subfieldPx = {-1, -1, -1};
     record.foreground.threshold.reset();
+    record.confidence.reset();
     const json written = json::parse(RunJson(record));
     EXPECT_TRUE(written["input"]["spacing"].is_null());
     EXPECT_TRUE(written["input"]["length_unit"].is_null());
@@ -79,6 +87,27 @@ TEST(RunRecord, WhatIsNotThereIsNull) {
     EXPECT_TRUE(written["input"]["grey_window"].is_null());
     EXPECT_TRUE(written["parameters"]["subfield_px"].is_null());
     EXPECT_TRUE(written["foreground"]["threshold"].is_null());
+    EXPECT_TRUE(written["confidence"].is_null());
+}
+
+TEST(RunRecord, NamesTheSubfieldWhoseAxesAreLeastSure) {
+    Impl::SAnalysisResult result;
+    EXPECT_FALSE(ConfidenceOf(result)) << "of an estimator that does not know";
+    result.field.meanConfidence = 0.5;
+    EXPECT_EQ(ConfidenceOf(result)->lowestSubfieldMean, std::nullopt);
+    for (const auto& [id, mean] : std::vector<std::pair<const char*, std::optional<double>>>{
+             {"a", 0.75}, {"b", std::nullopt}, {"c", 0.25}, {"d", 1.0}, {"e", 0.25}}) {
+        Impl::SFieldResult subfield;
+        subfield.identifier = id;
+        subfield.meanConfidence = mean;
+        result.subfields.push_back(subfield);
+    }
+    result.field.doubtfulFraction = 0.125;
+    const auto confidence = ConfidenceOf(result);
+    EXPECT_EQ(confidence->mean, 0.5);
+    EXPECT_EQ(confidence->doubtfulFraction, 0.125);
+    EXPECT_EQ(confidence->lowestSubfieldMean, 0.25);
+    EXPECT_EQ(confidence->lowestSubfield, "c") << "the first of equal ones";
 }
 
 TEST(RunRecord, AMaskTakesThePlaceOfTheOtsuFactor) {

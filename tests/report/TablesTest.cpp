@@ -88,23 +88,28 @@ TEST(SubfieldsCsv, HasOneRowPerSubfieldInOrder2d) {
     SAnalysisResult result = make_result(2);
     result.subfields = {make_subfield(2, 1.0, 5, 100), make_subfield(2, 21.0, 105, 100)};
     result.subfields.front().identifier = "(005,105)";
+    result.subfields.front().meanConfidence = 0.875;
+    result.subfields.front().doubtfulFraction = 0.125;
     EXPECT_THAT(
         lines_of(SubfieldsCsv(result, "mm")),
         ElementsAre("id,x0_px,y0_px,x1_px,y1_px,center_x_mm,center_y_mm,foreground_pixels,foreground_"
-                    "fraction,status,a_xx,a_xy,a_yy,lambda_1,lambda_2,mean_x,mean_y,"
+                    "fraction,mean_confidence,doubtful_fraction,status,a_xx,a_xy,a_yy,lambda_1,lambda_2,mean_"
+                    "x,mean_y,"
                     "anisotropy,difference_rad",
-                    "\"(005,105)\",5,5,105,105,27.5,27.5,7,0.5,ok,1,2,4,5,6,7,8,0.25,0.5",
-                    "\"(105,105)\",105,105,205,205,77.5,77.5,7,0.5,ok,21,22,24,25,26,27,28,0.25,0.5"));
+                    "\"(005,105)\",5,5,105,105,27.5,27.5,7,0.5,0.875,0.125,ok,1,2,4,5,6,7,8,0.25,0.5",
+                    "\"(105,105)\",105,105,205,205,77.5,77.5,7,0.5,,,ok,21,22,24,25,26,27,28,0.25,0.5"));
 }
 
 TEST(SubfieldsCsv, HasTheColumnsOfZIn3d) {
     SAnalysisResult result = make_result(3);
     result.subfields = {make_subfield(3, 1.0, 5, 2)};
-    EXPECT_THAT(lines_of(SubfieldsCsv(result, "mm")),
-                ElementsAre("id,x0_px,y0_px,z0_px,x1_px,y1_px,z1_px,center_x_mm,center_y_mm,center_z_mm,"
-                            "foreground_pixels,foreground_fraction,status,a_xx,a_xy,a_xz,a_yy,a_yz,a_zz,"
-                            "lambda_1,lambda_2,lambda_3,mean_x,mean_y,mean_z,anisotropy,difference_rad",
-                            "\"(5,5,5)\",5,5,5,7,7,7,3,3,3,7,0.5,ok,1,2,3,5,6,9,10,11,12,13,14,15,0.25,0.5"));
+    EXPECT_THAT(
+        lines_of(SubfieldsCsv(result, "mm")),
+        ElementsAre("id,x0_px,y0_px,z0_px,x1_px,y1_px,z1_px,center_x_mm,center_y_mm,center_z_mm,"
+                    "foreground_pixels,foreground_fraction,mean_confidence,doubtful_fraction,"
+                    "status,a_xx,a_xy,a_xz,a_yy,a_yz,a_zz,"
+                    "lambda_1,lambda_2,lambda_3,mean_x,mean_y,mean_z,anisotropy,difference_rad",
+                    "\"(5,5,5)\",5,5,5,7,7,7,3,3,3,7,0.5,,,ok,1,2,3,5,6,9,10,11,12,13,14,15,0.25,0.5"));
 }
 
 TEST(SubfieldsCsv, AddsTheFourthOrderColumnsWhereTheyWereAskedFor) {
@@ -149,7 +154,7 @@ TEST(SubfieldsCsv, LeavesTheValuesOfSubfieldsWithoutForegroundEmpty) {
     empty.status = Impl::EFieldStatus::noForeground;
     result.subfields = {empty};
     EXPECT_EQ(lines_of(SubfieldsCsv(result, "mm"))[1],
-              "\"(5,5)\",5,5,7,7,3,3,0,0,No foreground pixels in this subfield.,,,,,,,,,");
+              "\"(5,5)\",5,5,7,7,3,3,0,0,,,No foreground pixels in this subfield.,,,,,,,,,");
 }
 
 TEST(SubfieldsCsv, NamesNoUnitWhereNoneIsKnown) {

@@ -40,10 +40,82 @@ TEST_P(LocalTensorStage, GivesTheSameForAnyThreadsMemoryAndProcesses) {
         const SCase task{*image, foreground, parameters, &estimator};
         const SAnswer one = Streamed(task, {1, PLENTY, "/tmp"});
         EXPECT_GT(one.foregroundPixels, 1000);
+        ExpectIdenticalAnswer(Streamed(task, {2, PLENTY, "/tmp"}), one);
         ExpectIdenticalAnswer(Streamed(task, {3, PLENTY, "/tmp"}), one);
-        ExpectIdenticalAnswer(
-            Streamed(task, {2, one.plan.peakBytes - (std::size_t{1} << 20), testing::TempDir()}), one);
+        const std::size_t least = LeastMemory(task, 2);
+        for (const std::size_t memory : {one.plan.peakBytes - (std::size_t{1} << 20), least}) {
+            const SAnswer narrow = Streamed(task, {2, memory, testing::TempDir()});
+            EXPECT_EQ(narrow.plan.scratchKind, stream::SScratchPlace::EKind::file);
+            ExpectIdenticalAnswer(narrow, one);
+        }
+        for (const int ranks : {2, 3, 4, 47}) {
+            SCOPED_TRACE(std::to_string(ranks) + " processes");
+            ExpectIdenticalAnswer(StreamedByRanks(task, ranks), one);
+        }
     }
+}
+
+/// Means and shares by another road: from the maps, pixel by pixel.
+void expect_confidence_of_maps(const SAnswer& answer, const CSize& size, const Impl::SFieldResult& field,
+                               bool hasDoubtful) {
+    double sum = 0.0;
+    double axes = 0.0;
+    double doubtful = 0.0;
+    const CPos& lower = field.box.Point0();
+    const CPos& upper = field.box.Point1();
+    for (long long z = size.Dim() == 3 ? lower[2] : 0; z < (size.Dim() == 3 ? upper[2] : 1); ++z) {
+        for (long long y = lower[1]; y < upper[1]; ++y) {
+            for (long long x = lower[0]; x < upper[0]; ++x) {
+                const auto at = static_cast<std::size_t>((z * size[1] + y) * size[0] + x);
+                if (answer.theta[at] >= 0.0F) {
+                    sum += static_cast<double>(answer.confidence[at]);
+                    doubtful += answer.confidence[at] < 0.5F ? 1.0 : 0.0;
+                    ++axes;
+                }
+            }
+        }
+    }
+    ASSERT_EQ(static_cast<double>(field.foregroundPixels), axes);
+    ASSERT_EQ(field.meanConfidence.has_value(), axes > 0.0);
+    ASSERT_EQ(field.doubtfulFraction.has_value(), axes > 0.0 && hasDoubtful);
+    if (axes > 0.0) {
+        EXPECT_NEAR(*field.meanConfidence, sum / axes, 1e-7);
+    }
+    if (axes > 0.0 && hasDoubtful) {
+        EXPECT_EQ(*field.doubtfulFraction, doubtful / axes);
+    }
+}
+
+TEST_P(LocalTensorStage, SaysHowSureAxesAreOfEveryField) {
+    const stream::SEstimator& estimator = *GetParam();
+    for (const CSize& size : {CSize(120, 90), CSize(50, 44, 38)}) {
+        const auto image = FiberImage(size);
+        stream::SStreamParameters parameters = parameters_of(estimator, 2.0);
+        parameters.subfieldPx = {7, 6, size.Dim() == 3 ? 5 : -1};
+        const SAnswer answer = Streamed({*image, nullptr, parameters, &estimator});
+        const bool hasDoubtful = &estimator == &stream::LINE_VOTING;
+        expect_confidence_of_maps(answer, size, answer.field, hasDoubtful);
+        EXPECT_GT(*answer.field.meanConfidence, 0.05);
+        EXPECT_LT(*answer.field.meanConfidence, 0.99);
+        for (const Impl::SFieldResult& subfield : answer.subfields) {
+            expect_confidence_of_maps(answer, size, subfield, hasDoubtful);
+        }
+        for (std::size_t at = 0; at < answer.theta.size(); ++at) {
+            ASSERT_GE(answer.confidence[at], 0.0F);
+            ASSERT_LE(answer.confidence[at], answer.theta[at] < 0.0F ? 0.0F : 1.0F) << at;
+        }
+    }
+}
+
+TEST(Hessian, KnowsNoConfidence) {
+    const auto image = FiberImage(CSize(40, 36, 30));
+    SCase task{*image};
+    task.parameters.fiberRadius = 2.0;
+    task.parameters.subfieldPx = {8, 8, 8};
+    const SAnswer answer = Streamed(task);
+    EXPECT_EQ(answer.field.meanConfidence, std::nullopt);
+    EXPECT_EQ(answer.subfields.front().meanConfidence, std::nullopt);
+    EXPECT_EQ(answer.subfields.front().doubtfulFraction, std::nullopt);
 }
 
 TEST_P(LocalTensorStage, FindsAxesInAPlane) {

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "stream/RankThreads.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <exception>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <stdexcept>
@@ -141,12 +143,13 @@ SAnswer StreamedByRanks(const SCase& task, int ranks, const stream::SStreamResou
     RunRanks(ranks, [&](stream::ICommunicator& communicator) {
         parts[static_cast<std::size_t>(communicator.Rank())] = Streamed(task, resources, &communicator);
     });
-    // Every rank has filled in the angles of its own slices; zeros elsewhere.
+    // Every rank has filled in the maps of its own slices; zeros elsewhere.
     SAnswer answer = std::move(parts.front());
     for (std::size_t rank = 1; rank < parts.size(); ++rank) {
-        for (std::size_t i = 0; i < answer.theta.size(); ++i) {
-            answer.theta[i] += parts[rank].theta[i];
-            answer.phi[i] += parts[rank].phi[i];
+        for (std::vector<float> SAnswer::*const map :
+             {&SAnswer::theta, &SAnswer::phi, &SAnswer::confidence}) {
+            std::transform((answer.*map).begin(), (answer.*map).end(), (parts[rank].*map).begin(),
+                           (answer.*map).begin(), std::plus<>());
         }
     }
     return answer;

@@ -2,6 +2,7 @@
 #include "stream/Streamed.h"
 
 #include "Subfields/ResultDocument.h"
+#include "stream/Failure.h"
 #include "support/MakeImage.h"
 
 #include <gmock/gmock.h>
@@ -15,11 +16,12 @@ namespace {
 /// Maps that are handed slices of the analysis' memory, as files are.
 class CSliceCopies : public stream::CMapsInMemory {
   public:
-    explicit CSliceCopies(const CSize& size) : CMapsInMemory(size) {
+    explicit CSliceCopies(const CSize& size) : CMapsInMemory(size, EMaps::anglesAndConfidence) {
         // Of several processes each fills its own slices.
         const stream::SAngleSlices maps = CMapsInMemory::Place({0, size[2]});
         std::fill_n(maps.theta, Theta().size(), 0.0F);
         std::fill_n(maps.phi, Phi().size(), 0.0F);
+        std::fill_n(maps.confidence, Confidence().size(), 0.0F);
     }
     stream::SAngleSlices Place(const stream::SSliceRange& /*slices*/) override { return {}; }
 };
@@ -84,12 +86,38 @@ SAnswer Streamed(const SCase& task, const stream::SStreamResources& resources, s
         answer.document = Impl::ResultDocument(result.analysis);
         answer.summary = Impl::ParameterSummary(result.analysis);
     }
+    answer.field = result.analysis.field;
+    answer.subfields = result.analysis.subfields;
+    answer.confidence.assign(maps.Confidence().begin(), maps.Confidence().end());
     answer.threshold = result.analysis.threshold;
     answer.foregroundPixels = result.foregroundPixels;
     answer.theta.assign(maps.Theta().begin(), maps.Theta().end());
     answer.phi.assign(maps.Phi().begin(), maps.Phi().end());
     answer.plan = analysis.Plan();
     return answer;
+}
+
+std::size_t LeastMemory(const SCase& task, int threads) {
+    const auto image = ReaderOf(task.image);
+    const auto mask = task.mask != nullptr ? ReaderOf(*task.mask) : nullptr;
+    const std::unique_ptr<stream::ICommunicator> alone = stream::SingleProcess();
+    CSliceCopies maps(task.image.Size());
+    const auto suffices = [&](std::size_t bytes) {
+        try {
+            stream::CStreamingAnalysis({*image, mask.get(), std::nullopt, task.estimator}, task.parameters,
+                                       {threads, bytes, testing::TempDir()}, *alone, &maps);
+            return true;
+        } catch (const stream::CMemoryLimitError&) {
+            return false;
+        }
+    };
+    std::size_t tooLittle = 0;
+    std::size_t enough = PLENTY;
+    while (enough - tooLittle > 1) {
+        const std::size_t middle = tooLittle + (enough - tooLittle) / 2;
+        (suffices(middle) ? enough : tooLittle) = middle;
+    }
+    return enough;
 }
 
 SAnswer InMemory(const SCase& task) {
@@ -151,6 +179,14 @@ void ExpectSameAnswer(const SAnswer& streamed, const SAnswer& inMemory) {
 }
 
 void ExpectIdenticalAnswer(const SAnswer& one, const SAnswer& other) {
+    EXPECT_TRUE(one.confidence == other.confidence);
+    EXPECT_EQ(one.field.meanConfidence, other.field.meanConfidence);
+    EXPECT_EQ(one.field.doubtfulFraction, other.field.doubtfulFraction);
+    ASSERT_EQ(one.subfields.size(), other.subfields.size());
+    for (std::size_t i = 0; i < one.subfields.size(); ++i) {
+        EXPECT_EQ(one.subfields[i].meanConfidence, other.subfields[i].meanConfidence) << i;
+        EXPECT_EQ(one.subfields[i].doubtfulFraction, other.subfields[i].doubtfulFraction) << i;
+    }
     EXPECT_EQ(one.threshold, other.threshold);
     EXPECT_EQ(one.foregroundPixels, other.foregroundPixels);
     expect_same_angles("theta", one.theta, other.theta);

@@ -25,7 +25,11 @@ struct SAnswer {
     long long foregroundPixels = 0;
     std::vector<float> theta;
     std::vector<float> phi;
-    stream::SMemoryPlan plan; ///< of the one slice by slice
+    // Of the one slice by slice:
+    std::vector<float> confidence;
+    Impl::SFieldResult field;
+    std::vector<Impl::SFieldResult> subfields;
+    stream::SMemoryPlan plan;
 };
 
 /// What is analysed and how.
@@ -41,6 +45,9 @@ inline constexpr std::size_t PLENTY = std::size_t{1} << 32;
 /// Slice by slice, by the processes of `ranks`; one if it is null. Without a document on ranks other than 0.
 SAnswer Streamed(const SCase& task, const stream::SStreamResources& resources = {1, PLENTY, "/tmp"},
                  stream::ICommunicator* ranks = nullptr);
+
+/// The least memory that an analysis with maps can do with.
+std::size_t LeastMemory(const SCase& task, int threads);
 
 /// By the library, of a GREY_8 image and a BINARY_FG mask.
 SAnswer InMemory(const SCase& task);

@@ -10,6 +10,8 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cmath>
 #include <numbers>
 #include <vector>
@@ -23,6 +25,7 @@ namespace {
 constexpr long long REACH = 3;
 constexpr double BORDER_PX = 5.0;
 constexpr float CONFIDENCE = 0.75F;
+std::atomic<long long> s_confidenceRows = 0; // that were asked for
 
 /// Matrices with the axis (sqrt 1/2, sqrt 1/2, 0) for their largest eigenvalue. Checks what it is handed.
 template <std::size_t Dim>
@@ -50,6 +53,7 @@ class CToyRows : public Impl::IMatrixRows<Dim> {
         return m_rows;
     }
     void Confidence(const unsigned char* foreground, float* confidence) override {
+        ++s_confidenceRows;
         std::transform(foreground, foreground + m_off.size(), confidence,
                        [](unsigned char f) { return f != 0 ? CONFIDENCE : 0.0F; });
     }
@@ -93,7 +97,7 @@ class CToyStage : public stream::IAxisStage {
     }
     int ForegroundVolume() const override { return 1; }
     Impl::EEigenvalue Eigenvalue() const override { return Impl::EEigenvalue::largest; }
-    bool HasConfidence() const override { return true; }
+    Impl::EConfidence Confidence() const override { return Impl::EConfidence::absolute; }
     void Prepare(const stream::SSliceRange& slab, const stream::SStageContext& context) override {
         EXPECT_EQ(slab.first, m_prepared < 0 ? context.own.first : m_prepared) << "in ascending order";
         m_prepared = slab.end;
@@ -147,6 +151,8 @@ TEST(ToyStage, GivesItsAxisToEveryForegroundPixelAndSubfield) {
         const SAnswer answer = Streamed(toy_case(*image));
         EXPECT_GT(answer.foregroundPixels, 0);
         expect_toy_axes(answer);
+        EXPECT_EQ(answer.field.meanConfidence, CONFIDENCE);
+        EXPECT_EQ(answer.field.doubtfulFraction, 0.0);
         EXPECT_EQ(answer.document->Entry("Border")->Long(), 5) << "its own";
         EXPECT_NEAR(answer.document->Entry("Field/Orientation tensor/xy")->Double(), 0.5, 1e-6);
         EXPECT_NEAR(answer.document->Entry("Field/Orientation tensor/xx")->Double(), 0.5, 1e-6);
@@ -204,6 +210,46 @@ TEST(ToyStage, HandsItsConfidenceToSinks) {
     }
     EXPECT_THAT(names,
                 ElementsAre("mask", "numbers", "toy slices", "toy columns", "threshold", "directions"));
+}
+
+/// Notes what slices come with.
+class CSliceNotes : public stream::CMapsInMemory {
+  public:
+    using CMapsInMemory::CMapsInMemory;
+    void TakeAngles(const stream::SFoundSlices& found) override {
+        hasConfidence = hasConfidence || found.confidence != nullptr;
+    }
+    bool hasConfidence = false;
+};
+
+TEST(ToyStage, IsAskedForConfidenceOnlyIfSomebodyWantsIt) {
+    const CSize size(40, 36, 20);
+    const auto image = FiberImage(size);
+    const auto reader = ReaderOf(*image);
+    const auto alone = stream::SingleProcess();
+    stream::SStreamParameters parameters;
+    parameters.fiberRadius = 2.0;
+    using EMaps = stream::CMapsInMemory::EMaps;
+    std::array<std::size_t, 2> bytes{};
+    for (const bool forFields : {false, true}) {
+        for (const EMaps maps : {EMaps::angles, EMaps::anglesAndConfidence}) {
+            parameters.withConfidence = forFields;
+            CSliceNotes notes(size, maps);
+            s_confidenceRows = 0;
+            stream::CStreamingAnalysis analysis({*reader, nullptr, std::nullopt, &TOY}, parameters,
+                                                {1, PLENTY, "/tmp"}, *alone, &notes);
+            const stream::SStreamResult result = analysis.Run();
+            const bool forMap = maps == EMaps::anglesAndConfidence;
+            EXPECT_EQ(s_confidenceRows > 0, forFields || forMap);
+            EXPECT_EQ(notes.hasConfidence, forMap);
+            EXPECT_EQ(result.analysis.field.meanConfidence.has_value(), forFields);
+            // Slabs of a third map, one of which is written while the other is made.
+            const std::size_t slab =
+                static_cast<std::size_t>(analysis.Plan().slabSlices * size[0] * size[1]) * sizeof(float);
+            bytes[forMap ? 1 : 0] = analysis.Plan().peakBytes - (forMap ? 2 * slab : 0);
+        }
+        EXPECT_EQ(bytes[1], bytes[0]) << "besides the map";
+    }
 }
 
 TEST(Estimators, HaveNamesOfTheirOwn) {

@@ -86,6 +86,37 @@ TEST_F(AnalysisResult, KeepsGridIndexBoxCountAndFractionOfEverySubfield) {
     EXPECT_EQ(result.subfieldSize, 5.0);
 }
 
+TEST_F(AnalysisResult, TellsHowSureTheAxesAreAsFarAsTheEstimatorKnows) {
+    const auto with = [](STileSums sums, double confidence, long long doubtful) {
+        sums.confidence.parts =
+            std::llround(confidence * SConfidenceSums::PARTS * static_cast<double>(sums.count));
+        sums.confidence.doubtful = doubtful;
+        return sums;
+    };
+    const std::vector<STileSums> tiles{with(sums_at(0.0, 100), 0.75, 10),
+                                       with(sums_at(0.0, 300), 0.5, 150),
+                                       sums_at(0.0, 0),
+                                       sums_at(0.0, 0),
+                                       sums_at(0.0, 0),
+                                       sums_at(0.0, 0)};
+    SAnalysisParameters asked = parameters();
+    EXPECT_EQ(result_of(tiles, asked).field.meanConfidence, std::nullopt);
+    asked.confidence = EConfidence::absolute;
+    const SAnalysisResult absolute = result_of(tiles, asked);
+    EXPECT_EQ(absolute.field.meanConfidence, 0.5625);
+    EXPECT_EQ(absolute.field.doubtfulFraction, 0.4);
+    EXPECT_EQ(absolute.subfields[0].meanConfidence, 0.75);
+    EXPECT_EQ(absolute.subfields[0].doubtfulFraction, 0.1);
+    EXPECT_EQ(absolute.subfields[1].meanConfidence, 0.5);
+    EXPECT_EQ(absolute.subfields[2].meanConfidence, std::nullopt) << "without axes";
+    EXPECT_EQ(absolute.subfields[2].doubtfulFraction, std::nullopt) << "without axes";
+    asked.confidence = EConfidence::relative;
+    const SAnalysisResult relative = result_of(tiles, asked);
+    EXPECT_EQ(relative.field.meanConfidence, 0.5625);
+    EXPECT_EQ(relative.field.doubtfulFraction, std::nullopt);
+    EXPECT_EQ(relative.subfields[0].doubtfulFraction, std::nullopt);
+}
+
 TEST_F(AnalysisResult, HasTheAnglesBetweenSubfieldsAndTheWholeField) {
     const double angle = std::numbers::pi / 6.0;
     const std::vector<STileSums> tiles{sums_at(0.0, 100), sums_at(angle, 40), sums_at(-angle, 40),
