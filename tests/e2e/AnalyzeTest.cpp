@@ -600,7 +600,7 @@ TEST_F(Analyze, MarksSubfieldsWithoutForeground) {
     EXPECT_EQ(result()["Subfields"]["(06,06,06)"]["Status"], "No foreground pixels in this subfield.");
     EXPECT_EQ(result()["Averaged Profile"]["x-Direction"]["slice 06"]["Status"], "no valid subfields");
     EXPECT_THAT(ReadFile(m_folder / "out/subfields.csv"),
-                HasSubstr("\"(06,06,06)\",6,6,6,16,16,16,11,11,11,0,0,No foreground pixels in this "
+                HasSubstr("\"(06,06,06)\",6,6,6,16,16,16,11,11,11,0,0,,,No foreground pixels in this "
                           "subfield.,,,,,,,,,,,,,,\n"));
     EXPECT_THAT(ReadFile(m_folder / "out/profiles.csv"),
                 HasSubstr("x,6,6,0,no valid subfields,,,,,,,,,,,,,,\n"));
