@@ -276,8 +276,7 @@ class CAnalyzeRun {
         } catch (const stream::CNoForegroundError& failure) {
             throw CWorkError(no_foreground_text(failure.Reason(), job->Record()));
         }
-        warn_of_values(job->Record().input);
-        warn_of_foreground(job->Record().foreground);
+        say_warnings(*job);
         if (m_ranks.IsFirst()) {
             SayRounding(
                 jobs::RoundingNote(image->Info(), job->Record().input.largestRounding, job->Result().range),
@@ -397,37 +396,37 @@ class CAnalyzeRun {
         }
     }
 
-    void warn_of_foreground(const report::SRunForeground& foreground) {
-        const report::EForegroundShare verdict = report::ForegroundShare(foreground);
-        if (!m_ranks.IsFirst() || verdict == report::EForegroundShare::plausible) {
-            return;
+    /// Those that have not been said.
+    void say_warnings(const jobs::CAnalyzeJob& job) {
+        for (; m_ranks.IsFirst() && m_warningsSaid < job.Warnings().size(); ++m_warningsSaid) {
+            const jobs::SWarning& warning = job.Warnings()[m_warningsSaid];
+            m_console.Warn(jobs::WarningText(warning, job.Record().parameters.request) +
+                           advice(warning.kind));
         }
-        const bool isTiny = verdict == report::EForegroundShare::tiny;
-        const std::string share = jobs::RoundedText(
-            100.0 * static_cast<double>(foreground.pixels) / static_cast<double>(foreground.ofPixels), 3);
-        m_console.Warn((isTiny ? "only " : "as much as ") + share +
-                       " % of the image counts as fiber; if that is not so, try " +
-                       (m_options.threshold ? "another"
-                        : isTiny            ? "a smaller --otsu-factor, a"
-                                            : "a larger --otsu-factor, a") +
-                       " --threshold or a --mask" +
-                       (m_options.darkFibers
-                            ? ""
-                            : ", or --dark-fibers if the fibers are darker than what is around them"));
     }
 
-    void warn_of_values(const report::SRunRecord::SInput& input) {
-        if (!m_ranks.IsFirst()) {
-            return;
+    /// What to do, in options.
+    std::string advice(jobs::EWarning kind) const {
+        switch (kind) {
+        case jobs::EWarning::tinyForeground:
+        case jobs::EWarning::hugeForeground:
+            return std::string("; if that is not so, try ") +
+                   (m_options.threshold                      ? "another"
+                    : kind == jobs::EWarning::tinyForeground ? "a smaller --otsu-factor, a"
+                                                             : "a larger --otsu-factor, a") +
+                   " --threshold or a --mask" +
+                   (m_options.darkFibers
+                        ? ""
+                        : ", or --dark-fibers if the fibers are darker than what is around them");
+        case jobs::EWarning::unresolvedFibers:
+            return "; check --fiber-radius, or take --estimator structure-tensor for what is not resolved: "
+                   "tows, fine "
+                   "textures";
+        case jobs::EWarning::nanPixels:
+        case jobs::EWarning::infinitePixels:
+            break;
         }
-        if (input.nanPixels > 0) {
-            m_console.Warn(std::to_string(input.nanPixels) + " pixels have no value (NaN) and count as " +
-                           (m_options.darkFibers ? "brightest" : "darkest"));
-        }
-        if (input.infinitePixels > 0) {
-            m_console.Warn(std::to_string(input.infinitePixels) +
-                           " pixels are infinite and count as darkest or brightest");
-        }
+        return {};
     }
 
     void say_result(const jobs::CAnalyzeJob& job) {
@@ -467,6 +466,7 @@ class CAnalyzeRun {
     SAnalyzeSettings m_settings;
     stream::ICommunicator& m_ranks;
     CConsole m_console;
+    std::size_t m_warningsSaid = 0;
 };
 
 const char* option_of(report::EOutputCondition condition) {

@@ -270,6 +270,15 @@ void CAnalyzeJob::record_result() {
     m_record.input.nanPixels = m_result.range.nanCount;
     m_record.input.infinitePixels = m_result.range.infiniteCount;
     m_record.input.largestRounding = m_ranks.Largest(m_task.input.image.LargestRounding());
+    warn(WarningsOfResult(m_record));
+}
+
+void CAnalyzeJob::warn(const std::vector<SWarning>& warnings) {
+    for (const SWarning& warning : warnings) {
+        m_warnings.push_back(warning);
+        m_record.warnings.push_back(
+            {WarningName(warning.kind), warning.value, WarningText(warning, m_task.request)});
+    }
 }
 
 } // namespace TEVRA::jobs

@@ -6,6 +6,7 @@
 #include "jobs/MapFiles.h"
 #include "jobs/ResultFiles.h"
 #include "jobs/RunClock.h"
+#include "jobs/Warnings.h"
 #include "report/Outputs.h"
 #include "report/RunRecord.h"
 #include "stream/StreamingAnalysis.h"
@@ -14,6 +15,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace TEVRA::jobs {
 
@@ -93,6 +95,8 @@ class CAnalyzeJob {
     /// Of rank 0, after `Run`.
     const stream::SStreamResult& Result() const noexcept { return m_result; }
     const report::SRunRecord& Record() const noexcept { return m_record; }
+    /// What there is to warn of so far, in order; of rank 0.
+    const std::vector<SWarning>& Warnings() const noexcept { return m_warnings; }
     /// Of rank 0, after `Plan`.
     const CResultFiles& Files() const { return *m_files; }
 
@@ -105,6 +109,7 @@ class CAnalyzeJob {
     void record_task();
     void record_memory();
     void record_result();
+    void warn(const std::vector<SWarning>& warnings);
     std::unique_ptr<CMapFiles> new_maps();
     std::string shared_path(const std::string& path, const char* name) const;
     void write_texts();
@@ -119,6 +124,7 @@ class CAnalyzeJob {
     std::optional<stream::CStreamingAnalysis> m_analysis;
     stream::CCheckpoint::EState m_earlier = stream::CCheckpoint::EState::absent;
     stream::SStreamResult m_result;
+    std::vector<SWarning> m_warnings;
 };
 
 } // namespace TEVRA::jobs

@@ -83,6 +83,14 @@ Json confidence_json(const std::optional<SRunRecord::SConfidence>& confidence) {
     return json;
 }
 
+Json warnings_json(const std::vector<SRunRecord::SWarning>& warnings) {
+    Json json = Json::array();
+    for (const SRunRecord::SWarning& warning : warnings) {
+        json.push_back({{"kind", warning.kind}, {"value", warning.value}, {"text", warning.text}});
+    }
+    return json;
+}
+
 Json memory_json(const SRunRecord::SMemory& memory) {
     Json json;
     json["allowed_bytes"] = memory.allowedBytes;
@@ -134,6 +142,7 @@ std::string RunJson(const SRunRecord& record) {
     json["parameters"] = parameters_json(record);
     json["foreground"] = foreground_json(record.foreground);
     json["confidence"] = confidence_json(record.confidence);
+    json["warnings"] = warnings_json(record.warnings);
     json["memory"] = memory_json(record.memory);
     json["seconds"] = seconds_json(record);
     if (!record.idleSeconds.empty()) {

@@ -42,6 +42,12 @@ struct SRunRecord {
         std::optional<double> lowestSubfieldMean{}; ///< of subfields with axes, if any are listed
         std::string lowestSubfield{};               ///< its identifier
     };
+    /// What makes one doubt the results.
+    struct SWarning {
+        std::string kind; ///< as in "tiny-foreground"
+        double value = 0.0;
+        std::string text; ///< for people
+    };
     /// One pass over the image.
     struct SPass {
         std::string name;
@@ -54,6 +60,7 @@ struct SRunRecord {
     SParameters parameters;
     SForeground foreground;
     std::optional<SConfidence> confidence{};
+    std::vector<SWarning> warnings{};
     SMemory memory;
     std::vector<SPass> passes;       ///< in order
     std::vector<double> idleSeconds; ///< that each process waited for others; empty for a single one

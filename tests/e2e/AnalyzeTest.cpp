@@ -12,6 +12,7 @@
 #include <cmath>
 #include <iomanip>
 #include <numbers>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -740,6 +741,33 @@ TEST_F(Analyze, WarnsOfAForegroundThatIsHardlyTheFibers) {
     const SOutcome tiny = analyze("sparse.mha", {"--threshold", "190"});
     EXPECT_THAT(tiny.err, AllOf(HasSubstr("warning: only "), HasSubstr("try another --threshold")));
     EXPECT_EQ(run()["foreground"]["plausibility"], "tiny");
+    EXPECT_EQ(run()["warnings"][0]["kind"], "tiny-foreground");
+    EXPECT_EQ(run()["warnings"][0]["value"], run()["foreground"]["share"]);
+}
+
+TEST_F(Analyze, WarnsOfFibersThatAreNotResolvedWhereTheEstimatorCanTell) {
+    write("fibers.mha", ParallelFibers(VOLUME, 0));
+    analyze("fibers.mha");
+    EXPECT_EQ(run()["warnings"], Json::array());
+    EXPECT_GT(run()["confidence"]["mean"], 0.9);
+    SGreyImage noise = Constant(VOLUME, 0);
+    std::mt19937 random(1);
+    for (char& pixel : noise.pixels) {
+        pixel = static_cast<char>(random() % 256U);
+    }
+    write("noise.mha", noise);
+    EXPECT_THAT(analyze("noise.mha", {"--quiet"}).err,
+                AllOf(HasSubstr("warning: the mean confidence of axes is 0."),
+                      HasSubstr("--estimator structure-tensor")));
+    EXPECT_EQ(run()["warnings"][0]["kind"], "unresolved-fibers");
+    EXPECT_EQ(run()["warnings"][0]["value"], run()["confidence"]["mean"]);
+    EXPECT_THAT(run()["warnings"][0]["text"].get<std::string>(), testing::Not(HasSubstr("--")));
+    EXPECT_GT(run()["confidence"]["doubtful_fraction"], 0.2);
+    EXPECT_EQ(analyze("noise.mha", {"--estimator", "structure-tensor", "--quiet"}).err, "");
+    EXPECT_LT(run()["confidence"]["mean"], 0.65);
+    EXPECT_TRUE(run()["confidence"]["doubtful_fraction"].is_null());
+    EXPECT_EQ(analyze("noise.mha", {"--estimator", "hessian", "--quiet"}).err, "");
+    EXPECT_TRUE(run()["confidence"].is_null());
 }
 
 } // namespace

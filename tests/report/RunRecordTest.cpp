@@ -37,6 +37,7 @@ SRunRecord make_record() {
     record.foreground.pixels = 65536;
     record.foreground.ofPixels = 262144;
     record.confidence = {0.75, 0.25, 0.5, "006"};
+    record.warnings = {{"tiny-foreground", 0.01, "only 1 % of the image counts as fiber"}};
     record.parameters.processes = 2;
     record.memory = {1000, 900, 800, "file"};
     record.passes = {{"slices", 0.25}, {"columns", 0.5}};
@@ -62,6 +63,8 @@ TEST(RunRecord, HoldsWhatWasRunOnWhat) {
         "foreground": {"threshold": 97.5, "pixels": 65536, "share": 0.25, "plausibility": "plausible"},
         "confidence": {"mean": 0.75, "doubtful_fraction": 0.25,
                        "lowest_subfield": {"id": "006", "mean": 0.5}},
+        "warnings": [{"kind": "tiny-foreground", "value": 0.01,
+                      "text": "only 1 % of the image counts as fiber"}],
         "memory": {"allowed_bytes": 1000, "expected_bytes": 900, "scratch_bytes": 800,
                    "scratch_place": "file"},
         "seconds": {"slices": 0.25, "columns": 0.5, "analyze": 2.0, "total": 2.5},

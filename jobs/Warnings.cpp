@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "jobs/Warnings.h"
+
+#include "jobs/Texts.h"
+
+namespace TEVRA::jobs {
+
+namespace {
+
+std::string count_text(double count) {
+    return std::to_string(static_cast<long long>(count));
+}
+
+std::string percent_text(double share) {
+    return RoundedText(100.0 * share, 3) + " %";
+}
+
+} // namespace
+
+const char* WarningName(EWarning kind) {
+    switch (kind) {
+    case EWarning::nanPixels:
+        return "nan-pixels";
+    case EWarning::infinitePixels:
+        return "infinite-pixels";
+    case EWarning::tinyForeground:
+        return "tiny-foreground";
+    case EWarning::hugeForeground:
+        return "huge-foreground";
+    case EWarning::unresolvedFibers:
+        break;
+    }
+    return "unresolved-fibers";
+}
+
+std::string WarningText(const SWarning& warning, const Impl::SAnalysisRequest& request) {
+    const bool isDark = request.contrast == Impl::EFiberContrast::dark;
+    switch (warning.kind) {
+    case EWarning::nanPixels:
+        return count_text(warning.value) + " pixels have no value (NaN) and count as " +
+               (isDark ? "brightest" : "darkest");
+    case EWarning::infinitePixels:
+        return count_text(warning.value) + " pixels are infinite and count as darkest or brightest";
+    case EWarning::tinyForeground:
+        return "only " + percent_text(warning.value) + " of the image counts as fiber";
+    case EWarning::hugeForeground:
+        return "as much as " + percent_text(warning.value) + " of the image counts as fiber";
+    case EWarning::unresolvedFibers:
+        break;
+    }
+    return "the mean confidence of axes is " + RoundedText(warning.value, 3) + ": below " +
+           RoundedText(UNRESOLVED_CONFIDENCE) + " fibers are not resolved at this radius";
+}
+
+std::vector<SWarning> WarningsOfResult(const report::SRunRecord& record) {
+    std::vector<SWarning> warnings;
+    if (record.input.nanPixels > 0) {
+        warnings.push_back({EWarning::nanPixels, static_cast<double>(record.input.nanPixels)});
+    }
+    if (record.input.infinitePixels > 0) {
+        warnings.push_back({EWarning::infinitePixels, static_cast<double>(record.input.infinitePixels)});
+    }
+    const double share =
+        static_cast<double>(record.foreground.pixels) / static_cast<double>(record.foreground.ofPixels);
+    switch (report::ForegroundShare(record.foreground)) {
+    case report::EForegroundShare::tiny:
+        warnings.push_back({EWarning::tinyForeground, share});
+        break;
+    case report::EForegroundShare::huge:
+        warnings.push_back({EWarning::hugeForeground, share});
+        break;
+    case report::EForegroundShare::plausible:
+        break;
+    }
+    const auto& confidence = record.confidence;
+    if (confidence && confidence->doubtfulFraction && confidence->mean < UNRESOLVED_CONFIDENCE) {
+        warnings.push_back({EWarning::unresolvedFibers, confidence->mean});
+    }
+    return warnings;
+}
+
+} // namespace TEVRA::jobs

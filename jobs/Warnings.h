@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "report/RunRecord.h"
+
+#include "Subfields/AnalysisRequest.h"
+
+#include <string>
+#include <vector>
+
+namespace TEVRA::jobs {
+
+/// What makes one doubt the results of an analysis.
+enum class EWarning {
+    nanPixels,       ///< pixels without a value; how many
+    infinitePixels,  ///< how many
+    tinyForeground,  ///< share of the image that counts as fiber
+    hugeForeground,  ///< likewise
+    unresolvedFibers ///< mean confidence of the whole field
+};
+
+struct SWarning {
+    EWarning kind;
+    double value; ///< what `kind` says
+};
+
+/// Below this mean confidence, of estimators whose confidence is absolute, fibers are not resolved at the radius:
+/// woven tows have 0.48 to 0.61, fibers 0.70 to 0.98.
+inline constexpr double UNRESOLVED_CONFIDENCE = 0.65;
+
+/// As the run record names it: "unresolved-fibers".
+const char* WarningName(EWarning kind);
+/// What is wrong, in one sentence without an end; front ends add what to do in their own words.
+std::string WarningText(const SWarning& warning, const Impl::SAnalysisRequest& request);
+
+/// What a finished analysis warns of. @param record of its input, request, foreground and confidence.
+std::vector<SWarning> WarningsOfResult(const report::SRunRecord& record);
+
+} // namespace TEVRA::jobs
