@@ -55,8 +55,14 @@ class Ranks : public testing::Test {
 };
 
 TEST_F(Ranks, ResultsAreTheSameFilesForAnyNumberOfProcesses) {
-    for (const std::string radius : {"2", "3"}) { // sampled and recursive smoothing
-        const Words options = {"--fiber-radius", radius, "--subfield", "10", "--fourth-order", "--maps"};
+    struct SCase {
+        const char* estimator;
+        const char* radius;
+    };
+    for (const SCase& one : {SCase{"line-voting", "3"}, SCase{"structure-tensor", "2.4"},
+                             SCase{"hessian", "2"} /* sampled smoothing */, SCase{"hessian", "3"}}) {
+        const Words options = {"--fiber-radius", one.radius, "--estimator",    one.estimator,
+                               "--subfield",     "10",       "--fourth-order", "--maps"};
         for (const int processes : {1, 2, 3, 4}) {
             const std::string output = "by" + std::to_string(processes);
             const SOutcome outcome = run(processes, output, options);
@@ -231,8 +237,7 @@ TEST_F(ResumingRanks, AKilledJobIsContinuedToTheSameFiles) {
         const SOutcome outcome = run(processes, "out", options());
         ASSERT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_THAT(outcome.err, HasSubstr("going on with the smoothed slices of an earlier run"));
-        EXPECT_FALSE(seconds().contains("slices"));
-        EXPECT_FALSE(seconds().contains("columns"));
+        EXPECT_FALSE(seconds().contains("foreground"));
         expect_results_of_a_whole_run();
         fs::remove_all(m_folder / "out");
     }
@@ -245,7 +250,7 @@ TEST_F(ResumingRanks, AnotherNumberOfProcessesStartsOver) {
         ASSERT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_THAT(outcome.err, HasSubstr("number of processes"));
         EXPECT_THAT(outcome.err, HasSubstr("starting over"));
-        EXPECT_TRUE(seconds().contains("columns"));
+        EXPECT_TRUE(seconds().contains("foreground"));
         expect_results_of_a_whole_run();
         fs::remove_all(m_folder / "out");
     }
@@ -275,7 +280,7 @@ TEST_F(ResumingRanks, SlicesOnDisksOfTheirOwnAreUsedOnlyWhereTheyWereFinished) {
     leave_unfinished_slices("disk1", "disk0");
     const SOutcome swapped = run_shells(2, "exec \"$@\" --scratch disk$((1 - OMPI_COMM_WORLD_RANK))");
     ASSERT_EQ(swapped.status, 0) << swapped.err;
-    EXPECT_TRUE(seconds().contains("columns"));
+    EXPECT_TRUE(seconds().contains("foreground"));
     ExpectSameResults(m_folder / "out", m_folder / "whole");
 }
 
