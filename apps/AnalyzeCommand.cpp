@@ -268,6 +268,7 @@ class CAnalyzeRun {
         say_subfields(job->Record().parameters);
         say_grey_values(image->Info());
         say_earlier(job->Earlier());
+        say_warnings(*job);
         if (m_options.dryRun) {
             return;
         }
@@ -422,6 +423,8 @@ class CAnalyzeRun {
             return "; check --fiber-radius, or take --estimator structure-tensor for what is not resolved: "
                    "tows, fine "
                    "textures";
+        case jobs::EWarning::smallRadius:
+        case jobs::EWarning::largeRadius:
         case jobs::EWarning::nanPixels:
         case jobs::EWarning::infinitePixels:
             break;

@@ -70,6 +70,7 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
             m_task.withMaps || m_task.sink != nullptr ? &m_sinks : nullptr);
         m_record.parameters.beyondSubfieldsPx = PixelsBeyondSubfields(image_size(), m_task.request);
         record_memory();
+        warn(WarningsOfRequest(m_task.request));
         if (m_ranks.IsFirst() && purpose == EPurpose::run && !m_task.outputFolder.empty()) {
             announce_files();
         }

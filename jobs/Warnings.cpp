@@ -3,6 +3,8 @@
 
 #include "jobs/Texts.h"
 
+#include <cmath>
+
 namespace TEVRA::jobs {
 
 namespace {
@@ -15,10 +17,18 @@ std::string percent_text(double share) {
     return RoundedText(100.0 * share, 3) + " %";
 }
 
+double binning_factor(double radiusPx) {
+    return std::round(radiusPx / BINNED_RADIUS_PX);
+}
+
 } // namespace
 
 const char* WarningName(EWarning kind) {
     switch (kind) {
+    case EWarning::smallRadius:
+        return "small-radius";
+    case EWarning::largeRadius:
+        return "large-radius";
     case EWarning::nanPixels:
         return "nan-pixels";
     case EWarning::infinitePixels:
@@ -36,6 +46,15 @@ const char* WarningName(EWarning kind) {
 std::string WarningText(const SWarning& warning, const Impl::SAnalysisRequest& request) {
     const bool isDark = request.contrast == Impl::EFiberContrast::dark;
     switch (warning.kind) {
+    case EWarning::smallRadius:
+        return "the fiber radius is " + RoundedText(warning.value) + " px: below " +
+               RoundedText(SMALL_RADIUS_PX) + " px the pixels limit the accuracy of axes";
+    case EWarning::largeRadius: {
+        const double factor = binning_factor(warning.value);
+        return "the fiber radius is " + RoundedText(warning.value) + " px: bin the image by " +
+               RoundedText(factor) + "; with " + RoundedText(warning.value / factor, 2) +
+               " px it has the same axes in a fraction of the time";
+    }
     case EWarning::nanPixels:
         return count_text(warning.value) + " pixels have no value (NaN) and count as " +
                (isDark ? "brightest" : "darkest");
@@ -50,6 +69,17 @@ std::string WarningText(const SWarning& warning, const Impl::SAnalysisRequest& r
     }
     return "the mean confidence of axes is " + RoundedText(warning.value, 3) + ": below " +
            RoundedText(UNRESOLVED_CONFIDENCE) + " fibers are not resolved at this radius";
+}
+
+std::vector<SWarning> WarningsOfRequest(const Impl::SAnalysisRequest& request) {
+    const double radiusPx = request.FiberRadiusPx();
+    if (radiusPx < SMALL_RADIUS_PX) {
+        return {{EWarning::smallRadius, radiusPx}};
+    }
+    if (radiusPx > LARGE_RADIUS_PX) {
+        return {{EWarning::largeRadius, radiusPx}};
+    }
+    return {};
 }
 
 std::vector<SWarning> WarningsOfResult(const report::SRunRecord& record) {

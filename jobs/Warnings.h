@@ -12,6 +12,8 @@ namespace TEVRA::jobs {
 
 /// What makes one doubt the results of an analysis.
 enum class EWarning {
+    smallRadius,     ///< fiber radius in pixels
+    largeRadius,     ///< likewise
     nanPixels,       ///< pixels without a value; how many
     infinitePixels,  ///< how many
     tinyForeground,  ///< share of the image that counts as fiber
@@ -28,11 +30,20 @@ struct SWarning {
 /// woven tows have 0.48 to 0.61, fibers 0.70 to 0.98.
 inline constexpr double UNRESOLVED_CONFIDENCE = 0.65;
 
+/// Fibers of smaller radii have axes that are limited by the pixels.
+inline constexpr double SMALL_RADIUS_PX = 2.0;
+/// Fibers of larger radii have the same axes in a smaller image.
+inline constexpr double LARGE_RADIUS_PX = 10.0;
+/// The radius that binning should bring about.
+inline constexpr double BINNED_RADIUS_PX = 4.5;
+
 /// As the run record names it: "unresolved-fibers".
 const char* WarningName(EWarning kind);
 /// What is wrong, in one sentence without an end; front ends add what to do in their own words.
 std::string WarningText(const SWarning& warning, const Impl::SAnalysisRequest& request);
 
+/// What can be said before the image is read.
+std::vector<SWarning> WarningsOfRequest(const Impl::SAnalysisRequest& request);
 /// What a finished analysis warns of. @param record of its input, request, foreground and confidence.
 std::vector<SWarning> WarningsOfResult(const report::SRunRecord& record);
 

@@ -64,12 +64,43 @@ TEST(Warnings, TellOfPixelsWithoutValuesAndOfDoubtfulForegroundsInTheirOrder) {
     EXPECT_EQ(WarningsOfResult(record).back().kind, EWarning::infinitePixels);
 }
 
+std::vector<SWarning> warnings_of_radius(double radius) {
+    Impl::SAnalysisRequest request;
+    request.fiberRadius = radius;
+    return WarningsOfRequest(request);
+}
+
+TEST(Warnings, TellOfRadiiBelowTwoPixels) {
+    EXPECT_THAT(warnings_of_radius(2.0), IsEmpty());
+    const std::vector<SWarning> warnings = warnings_of_radius(1.75);
+    ASSERT_EQ(warnings.size(), 1U);
+    EXPECT_EQ(warnings[0].kind, EWarning::smallRadius);
+    EXPECT_THAT(WarningText(warnings[0], {}), HasSubstr("radius is 1.75 px: below 2 px"));
+}
+
+TEST(Warnings, NameTheFactorToBinAnImageByWhoseFibersAreAboveTenPixels) {
+    EXPECT_THAT(warnings_of_radius(10.0), IsEmpty());
+    struct SCase {
+        double radius;
+        const char* text;
+    };
+    for (const SCase& one :
+         {SCase{10.5, "bin the image by 2; with 5.2 px"}, SCase{12.0, "bin the image by 3; with 4 px"},
+          SCase{45.0, "bin the image by 10; with 4.5 px"}}) {
+        const std::vector<SWarning> warnings = warnings_of_radius(one.radius);
+        ASSERT_EQ(warnings.size(), 1U) << one.radius;
+        EXPECT_EQ(warnings[0].kind, EWarning::largeRadius);
+        EXPECT_THAT(WarningText(warnings[0], {}), HasSubstr(one.text));
+    }
+}
+
 TEST(Warnings, HaveNamesOfTheirOwn) {
-    const std::set<std::string> names{WarningName(EWarning::nanPixels), WarningName(EWarning::infinitePixels),
-                                      WarningName(EWarning::tinyForeground),
-                                      WarningName(EWarning::hugeForeground),
-                                      WarningName(EWarning::unresolvedFibers)};
-    EXPECT_EQ(names.size(), 5U);
+    const std::set<std::string> names{
+        WarningName(EWarning::smallRadius),     WarningName(EWarning::largeRadius),
+        WarningName(EWarning::nanPixels),       WarningName(EWarning::infinitePixels),
+        WarningName(EWarning::tinyForeground),  WarningName(EWarning::hugeForeground),
+        WarningName(EWarning::unresolvedFibers)};
+    EXPECT_EQ(names.size(), 7U);
 }
 
 } // namespace
