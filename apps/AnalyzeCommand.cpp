@@ -40,6 +40,8 @@ struct SAnalyzeOptions {
     std::optional<std::string> threshold;
     std::optional<std::string> subfield;
     std::optional<std::string> subfieldCount;
+    std::optional<std::string> exports;
+    std::optional<std::string> reference;
     std::optional<std::string> mask;
     std::optional<std::string> spacing;
     std::optional<std::string> window;
@@ -65,6 +67,8 @@ struct SAnalyzeSettings {
     std::optional<double> threshold;
     std::vector<long long> subfieldPx;    // as given: none, one for all axes, or one per axis
     std::vector<long long> subfieldCount; // likewise
+    std::vector<std::string> exports;
+    std::optional<std::array<double, 3>> reference;
     std::optional<SGivenSpacing> spacing;
     std::optional<volume::SGreyWindow> window;
     int threads;
@@ -174,6 +178,12 @@ SAnalyzeSettings read_settings(const SAnalyzeOptions& options, const stream::ICo
     }
     settings.subfieldCount = read_subfield_count(options.subfieldCount);
     settings.window = read_window(options.window);
+    if (options.exports) {
+        settings.exports = ReadNames({"--export", *options.exports}, report::ExportNames());
+    }
+    if (options.reference) {
+        settings.reference = ReadDirection({"--reference", *options.reference}, 2);
+    }
     // Processes on one machine share what it has.
     const int sharers = ranks.SizeOnThisMachine();
     settings.threads = ReadThreads(options.threads);
@@ -315,6 +325,8 @@ class CAnalyzeRun {
         }
         task.request.withFourthOrder = m_options.fourthOrder;
         task.withMaps = m_options.maps;
+        task.exports = m_settings.exports;
+        task.reference = reference_in(dim);
         task.outputFolder = m_options.outputFolder;
         task.scratchFolder = m_options.scratch;
         task.resumes = m_options.resume;
@@ -331,6 +343,20 @@ class CAnalyzeRun {
             volume::FileIdentity(image) + "as " + m_options.image + "; raw " + m_options.raw.value_or("-");
         say_radius(task.request, spacing);
         return task;
+    }
+
+    std::optional<std::array<double, 3>> reference_in(int dim) const {
+        const auto& reference = m_settings.reference;
+        if (reference && dim == 2 && (*reference)[2] != 0.0) {
+            throw CUsageError("--reference: '" + *m_options.reference +
+                              "' leads out of the plane of a 2D image; give X,Y");
+        }
+        if (reference && dim == 3 &&
+            std::count(m_options.reference->begin(), m_options.reference->end(), ',') < 2) {
+            throw CUsageError("--reference: '" + *m_options.reference +
+                              "' has 2 numbers, but the image has 3 axes; give X,Y,Z");
+        }
+        return reference;
     }
 
     void say_radius(const Impl::SAnalysisRequest& request, const SPixelSpacing& spacing) {
@@ -476,6 +502,10 @@ const char* option_of(report::EOutputCondition condition) {
     switch (condition) {
     case report::EOutputCondition::subfields:
         return ", with --subfield or --subfield-count also ";
+    case report::EOutputCondition::fourthOrder:
+        return ", with --fourth-order besides ";
+    case report::EOutputCondition::exported:
+        return ", with --export also ";
     case report::EOutputCondition::maps:
         return ", with --maps also ";
     case report::EOutputCondition::mapsIn3d:
@@ -598,6 +628,18 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
     parser->add_option("--raw", options->raw, RAW_OPTION_HELP)->type_name("X,Y,Z,TYPE");
     parser->add_flag("--allow-gaps", options->allowGaps, ALLOW_GAPS_OPTION_HELP);
     parser->add_flag("--fourth-order", options->fourthOrder, "Report fourth-order orientation tensors, too");
+    parser
+        ->add_option(
+            "--export", options->exports,
+            "Write tensors for other programs, too, one or more of these, separated by commas: plain, "
+            "voigt, abaqus, moldflow: tables with the components in that order, none doubled; vtk: "
+            "fields.vtu for ParaView")
+        ->type_name("NAMES");
+    parser
+        ->add_option("--reference", options->reference,
+                     "Direction that mean directions are held against in subfields.csv and profiles.csv; its "
+                     "length does not matter")
+        ->type_name("X,Y[,Z]");
     parser->add_flag(
         "--maps", options->maps,
         "Write the fiber axis of every foreground pixel: theta.mha and, in 3D, phi.mha, in radians");

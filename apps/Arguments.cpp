@@ -2,6 +2,8 @@
 #include "apps/Arguments.h"
 
 #include "apps/Failure.h"
+#include "apps/NearestName.h"
+#include "jobs/Directions.h"
 #include "volume/NumberText.h"
 
 #include <algorithm>
@@ -67,6 +69,43 @@ std::vector<long long> ReadWholeNumbers(const SArgument& argument) {
         numbers.push_back(*number);
     }
     return numbers;
+}
+
+std::array<double, 3> ReadDirection(const SArgument& argument, std::size_t fewest) {
+    const std::vector<double> given = ReadNumbers(argument);
+    if (given.size() < fewest || given.size() > 3) {
+        refuse(argument, fewest == 3 ? "a direction X,Y,Z, as in 0,0,1"
+                                     : "a direction X,Y,Z, as in 0,0,1, or in 2D X,Y");
+    }
+    const auto direction = jobs::UnitVector({given[0], given[1], given.size() == 3 ? given[2] : 0.0});
+    if (!direction) {
+        throw CUsageError(argument.name + ": '" + argument.text +
+                          "' has no direction; give a vector that is not 0");
+    }
+    return *direction;
+}
+
+std::vector<std::string> ReadNames(const SArgument& argument, const std::vector<std::string>& known) {
+    std::vector<std::string> names;
+    for (const std::string_view part : split_at_commas(argument.text)) {
+        const std::string name(part);
+        if (std::find(known.begin(), known.end(), name) == known.end()) {
+            std::vector<std::string> nearestFirst = known;
+            if (const auto nearest = NearestName(name, known)) {
+                std::stable_partition(nearestFirst.begin(), nearestFirst.end(),
+                                      [&nearest](const std::string& one) { return one == *nearest; });
+            }
+            std::string list;
+            for (const std::string& one : nearestFirst) {
+                list += (list.empty() ? "" : ", ") + one;
+            }
+            throw CUsageError(argument.name + ": '" + name + "' is none of " + list);
+        }
+        if (std::find(names.begin(), names.end(), name) == names.end()) {
+            names.push_back(name);
+        }
+    }
+    return names;
 }
 
 double ReadNumber(const SArgument& argument) {

@@ -3,6 +3,7 @@
 
 #include "jobs/Length.h"
 
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -25,6 +26,11 @@ void RequireName(const SArgument& argument);
 std::vector<double> ReadNumbers(const SArgument& argument);
 /// Whole numbers separated by commas.
 std::vector<long long> ReadWholeNumbers(const SArgument& argument);
+/// A direction of any length, as in "0,0,1"; in the plane also as in "1,0", which is along z by 0.
+/// @param fewest numbers that it must have, 2 or 3. @return the unit vector.
+std::array<double, 3> ReadDirection(const SArgument& argument, std::size_t fewest);
+/// Words separated by commas, each one of `known`. The error lists these, the nearest first.
+std::vector<std::string> ReadNames(const SArgument& argument, const std::vector<std::string>& known);
 /// One finite number.
 double ReadNumber(const SArgument& argument);
 /// One finite number greater than 0.

@@ -5,7 +5,6 @@
 #include "apps/Failure.h"
 #include "apps/Interruption.h"
 #include "jobs/AngleMaps.h"
-#include "jobs/Directions.h"
 #include "jobs/DistanceJob.h"
 #include "jobs/PendingFile.h"
 
@@ -16,16 +15,12 @@
 #include <array>
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <sstream>
 #include <string>
-#include <vector>
 
 namespace TEVRA::apps {
 
 namespace {
-
-using Vector = std::array<double, 3>;
 
 struct SDistanceOptions {
     std::string theta;
@@ -34,20 +29,8 @@ struct SDistanceOptions {
     std::string output;
 };
 
-Vector read_reference(const std::string& text) {
-    const std::vector<double> given = ReadNumbers({"--reference", text});
-    if (given.size() != 3) {
-        throw CUsageError("--reference: '" + text + "' is not a direction X,Y,Z, as in 0,0,1");
-    }
-    const std::optional<Vector> reference = jobs::UnitVector({given[0], given[1], given[2]});
-    if (!reference) {
-        throw CUsageError("--reference: '" + text + "' has no direction; give a vector that is not 0");
-    }
-    return *reference;
-}
-
 void run(const SDistanceOptions& options) {
-    const Vector reference = read_reference(options.reference);
+    const std::array<double, 3> reference = ReadDirection({"--reference", options.reference}, 3);
     RequireName({"-o", options.output});
     if (std::filesystem::path(options.output).extension() != ".mha") {
         throw CUsageError("-o: '" + options.output + "' must end in .mha, the format it is written in");

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "jobs/AnalyzeJob.h"
 
+#include "jobs/FileChecks.h"
 #include "jobs/ImageFiles.h"
 #include "jobs/MessageNames.h"
 #include "jobs/Ranks.h"
@@ -51,7 +52,11 @@ CAnalyzeJob::CAnalyzeJob(const SAnalyzeTask& task, stream::ICommunicator& ranks)
 }
 
 report::SOutputWishes CAnalyzeJob::wishes() const {
-    return {image_size().Dim(), m_task.request.HasSubfields(), m_task.withMaps};
+    return {.dim = image_size().Dim(),
+            .subfields = m_task.request.HasSubfields(),
+            .maps = m_task.withMaps,
+            .fourthOrder = m_task.request.withFourthOrder,
+            .exports = m_task.exports};
 }
 
 void CAnalyzeJob::Plan(EPurpose purpose) {
@@ -236,6 +241,9 @@ void CAnalyzeJob::record_task() {
     m_record.version = m_task.programVersion;
     m_record.startTime = m_clock.StartTime();
     m_record.input.path = m_task.imagePath;
+    if (m_ranks.IsFirst()) {
+        m_record.input.check = CheckOfInput(m_task.input.image.Files());
+    }
     m_record.input.format = info.format;
     m_record.input.sizePx = ExtentsOf(info.size);
     m_record.input.storedType = info.storedType;
@@ -248,6 +256,7 @@ void CAnalyzeJob::record_task() {
     }
     m_record.parameters.request = m_task.request;
     m_record.parameters.maskPath = m_task.maskPath;
+    m_record.parameters.reference = m_task.reference;
     m_record.parameters.processes = m_ranks.Size();
 }
 

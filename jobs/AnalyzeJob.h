@@ -21,10 +21,12 @@ namespace TEVRA::jobs {
 
 /// A field-by-field analysis as a front end asks for it.
 struct SAnalyzeTask {
-    stream::SStreamInput input;         ///< readers that outlive the job
-    Impl::SAnalysisRequest request{};   ///< checked by nobody yet
-    bool withMaps = false;              ///< as files
-    stream::ISliceSink* sink = nullptr; ///< takes slices, too; outlives the run
+    stream::SStreamInput input;                       ///< readers that outlive the job
+    Impl::SAnalysisRequest request{};                 ///< checked by nobody yet
+    bool withMaps = false;                            ///< as files
+    stream::ISliceSink* sink = nullptr;               ///< takes slices, too; outlives the run
+    std::vector<std::string> exports{};               ///< of report::ExportNames
+    std::optional<std::array<double, 3>> reference{}; ///< unit vector; mean directions are held against it
 
     std::string outputFolder{}; ///< empty: results are kept, and `SaveInto` may write them
     std::optional<std::string>

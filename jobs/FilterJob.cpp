@@ -8,6 +8,7 @@
 #include "VexoBase/Parallelism.h"
 #include "VexoBase/ProgressMonitor.h"
 #include "jobs/BackgroundLevel.h"
+#include "jobs/FileChecks.h"
 #include "jobs/ImageFiles.h"
 #include "jobs/Texts.h"
 #include "jobs/TransformSizes.h"
@@ -264,6 +265,7 @@ void CFilterJob::record_plan() {
     m_record.version = m_task.programVersion;
     m_record.startTime = m_clock.StartTime();
     m_record.input.path = m_task.imagePath;
+    m_record.input.check = CheckOfInput(m_task.image.Files());
     m_record.input.format = info.format;
     m_record.input.sizePx = ExtentsOf(info.size);
     m_record.input.storedType = info.storedType;

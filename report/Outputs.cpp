@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "report/Outputs.h"
 
+#include "report/FieldsVtu.h"
 #include "report/Json.h"
 #include "report/Tables.h"
+#include "report/TensorExports.h"
 
 #include "Subfields/ResultDocument.h"
+
+#include <algorithm>
 
 namespace TEVRA::report {
 
@@ -15,11 +19,26 @@ std::string result_text(const SReport& report) {
 }
 
 std::string subfields_text(const SReport& report) {
-    return SubfieldsCsv(report.result, report.record.parameters.request.lengthUnit);
+    const SRunRecord::SParameters& parameters = report.record.parameters;
+    return SubfieldsCsv(report.result, parameters.request.lengthUnit, parameters.reference);
 }
 
 std::string profiles_text(const SReport& report) {
-    return ProfilesCsv(report.result, report.record.parameters.request.lengthUnit);
+    const SRunRecord::SParameters& parameters = report.record.parameters;
+    return ProfilesCsv(report.result, parameters.request.lengthUnit, parameters.reference);
+}
+
+std::string fourth_order_text(const SReport& report) {
+    return FourthOrderCsv(report.result);
+}
+
+std::string vtu_text(const SReport& report) {
+    return FieldsVtu(report.result, report.record);
+}
+
+template <const STensorOrder& Order>
+std::string tensors_text(const SReport& report) {
+    return TensorsCsv(report.result, report.record, Order);
 }
 
 std::string run_text(const SReport& report) {
@@ -32,8 +51,18 @@ constexpr std::array OUTPUTS{
     SOutput{RESULT_FILE, "tensors, eigenvalues, mean directions", always, result_text},
     SOutput{SUBFIELDS_FILE, "one row per subfield", subfields, subfields_text},
     SOutput{PROFILES_FILE, "averages over slices", subfields, profiles_text},
+    SOutput{FOURTH_ORDER_FILE, "their fourth-order tensors", fourthOrder, fourth_order_text},
     SOutput{THETA_FILE, "angles of the axes", maps, nullptr},
     SOutput{PHI_FILE, "angles of the axes around z", mapsIn3d, nullptr},
+    SOutput{"tensors_plain.csv", "tensors as a11 a22 a33 a12 a13 a23", exported, tensors_text<PLAIN_ORDER>,
+            PLAIN_ORDER.name},
+    SOutput{"tensors_voigt.csv", "as a11 a22 a33 a23 a13 a12", exported, tensors_text<VOIGT_ORDER>,
+            VOIGT_ORDER.name},
+    SOutput{"tensors_abaqus.csv", "as a11 a22 a33 a12 a13 a23", exported, tensors_text<ABAQUS_ORDER>,
+            ABAQUS_ORDER.name},
+    SOutput{"tensors_moldflow.csv", "as a11 a22 a33 a12 a23 a13", exported, tensors_text<MOLDFLOW_ORDER>,
+            MOLDFLOW_ORDER.name},
+    SOutput{"fields.vtu", "fields for ParaView and other programs with VTK", exported, vtu_text, "vtk"},
     SOutput{RUN_RECORD_FILE, "input, parameters, threshold, foreground share", always, run_text},
 };
 
@@ -43,10 +72,25 @@ std::span<const SOutput> Outputs() {
     return OUTPUTS;
 }
 
+std::vector<std::string> ExportNames() {
+    std::vector<std::string> names;
+    for (const SOutput& output : OUTPUTS) {
+        if (output.condition == exported) {
+            names.emplace_back(output.exportName);
+        }
+    }
+    return names;
+}
+
 bool IsWanted(const SOutput& output, const SOutputWishes& wishes) {
     switch (output.condition) {
     case subfields:
         return wishes.subfields;
+    case fourthOrder:
+        return wishes.subfields && wishes.fourthOrder;
+    case exported:
+        return std::find(wishes.exports.begin(), wishes.exports.end(), output.exportName) !=
+               wishes.exports.end();
     case maps:
         return wishes.maps;
     case mapsIn3d:

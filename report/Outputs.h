@@ -8,15 +8,19 @@
 #include <array>
 #include <span>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace TEVRA::report {
 
 /// What makes a file one of the outputs of a run.
 enum class EOutputCondition {
     always,
-    subfields, ///< subfields are analysed
-    maps,      ///< angle maps are asked for
-    mapsIn3d   ///< and the image is 3D
+    subfields,   ///< subfields are analysed
+    fourthOrder, ///< and fourth-order tensors are asked for
+    exported,    ///< it is asked for by its name
+    maps,        ///< angle maps are asked for
+    mapsIn3d     ///< and the image is 3D
 };
 
 /// What of it holds for a run.
@@ -24,6 +28,8 @@ struct SOutputWishes {
     int dim = 3;
     bool subfields = false;
     bool maps = false;
+    bool fourthOrder = false;
+    std::vector<std::string> exports{}; ///< names of ExportNames
 };
 
 /// What the texts of outputs are made from: a finished run.
@@ -38,11 +44,13 @@ struct SOutput {
     const char* content; ///< for help texts
     EOutputCondition condition;
     std::string (*text)(const SReport&); ///< null for images, which are written while the analysis runs
+    const char* exportName = nullptr;    ///< what it is asked for by, of those that are exported
 };
 
 inline constexpr const char* RESULT_FILE = "result.json";
 inline constexpr const char* SUBFIELDS_FILE = "subfields.csv";
 inline constexpr const char* PROFILES_FILE = "profiles.csv";
+inline constexpr const char* FOURTH_ORDER_FILE = "subfields_a4.csv";
 inline constexpr const char* THETA_FILE = "theta.mha";
 inline constexpr const char* PHI_FILE = "phi.mha";
 inline constexpr const char* RUN_RECORD_FILE = "run.json";
@@ -53,6 +61,9 @@ inline constexpr const char* RUN_RECORD_FILE = "run.json";
 /// A new output is a row here and the function that makes its text. Whoever announces, writes, removes or
 /// explains outputs reads this table.
 std::span<const SOutput> Outputs();
+
+/// The names by which files for other programs are asked for.
+std::vector<std::string> ExportNames();
 
 bool IsWanted(const SOutput& output, const SOutputWishes& wishes);
 

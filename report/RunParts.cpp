@@ -42,6 +42,8 @@ Json RecordHead(const std::string& command, const std::string& version, const st
 Json ToJson(const SRunInput& input) {
     Json json;
     json["path"] = input.path;
+    json["bytes"] = input.check ? Json(input.check->bytes) : Json(nullptr);
+    json["checksum"] = input.check ? Json(input.check->checksum) : Json(nullptr);
     json["format"] = input.format;
     json["size_px"] = input.sizePx;
     json["pixel_type"] = input.storedType;

@@ -25,9 +25,18 @@ struct SGreyRange {
     double hi;
 };
 
+/// What tells a file from others, and from itself after a change.
+struct SFileCheck {
+    std::string name;
+    unsigned long long bytes = 0;
+    std::string checksum;
+};
+
 /// The image a run worked on.
 struct SRunInput {
     std::string path;
+    std::optional<SFileCheck>
+        check{}; ///< of its files one after the other; none if there are none, as in memory
     std::string format;
     std::vector<long long> sizePx; ///< per axis, x first
     std::string storedType;        ///< of the pixels in the file, as in "16-bit signed integer"
@@ -47,13 +56,6 @@ struct SRunForeground {
         threshold;          ///< grey value, of the smoothed image if it was smoothed; none with a mask
     long long pixels = 0;   ///< that have a direction
     long long ofPixels = 0; ///< of the image
-};
-
-/// What tells a file that a run has written from one that came or was changed later.
-struct SFileCheck {
-    std::string name;
-    unsigned long long bytes = 0;
-    std::string checksum;
 };
 
 /// The head of every run record: program, version, command and start.

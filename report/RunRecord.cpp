@@ -5,6 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+
 namespace TEVRA::report {
 
 namespace {
@@ -63,6 +65,11 @@ Json parameters_json(const SRunRecord& record) {
     json["subfield_count"] = count_json(record);
     json["beyond_subfields_px"] =
         parameters.beyondSubfieldsPx.empty() ? Json(nullptr) : Json(parameters.beyondSubfieldsPx);
+    json["reference"] =
+        parameters.reference
+            ? Json(std::vector<double>(parameters.reference->begin(),
+                                       parameters.reference->begin() + record.input.sizePx.size()))
+            : Json(nullptr);
     json["fourth_order"] = request.withFourthOrder;
     json["threads"] = parameters.threads;
     json["processes"] = parameters.processes;
@@ -134,6 +141,17 @@ EForegroundShare ForegroundShare(const SRunForeground& foreground) {
     return share < TINY_FOREGROUND_SHARE   ? EForegroundShare::tiny
            : share > HUGE_FOREGROUND_SHARE ? EForegroundShare::huge
                                            : EForegroundShare::plausible;
+}
+
+std::string SourceText(const SRunRecord& record) {
+    std::string text = "tevra " + record.version + "; image " + record.input.path;
+    if (const auto& check = record.input.check) {
+        text += " (" + std::to_string(check->bytes) + " bytes, checksum " + check->checksum + ")";
+    }
+    text += "; estimator " + record.parameters.request.estimator + "; run.json has all parameters";
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, '?');
+    return text;
 }
 
 std::string RunJson(const SRunRecord& record) {

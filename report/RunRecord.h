@@ -6,6 +6,7 @@
 #include "Subfields/AnalysisRequest.h"
 #include "Subfields/AnalysisResult.h"
 
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -20,6 +21,7 @@ struct SRunRecord {
     struct SParameters {
         Impl::SAnalysisRequest request;
         std::optional<std::string> maskPath;
+        std::optional<std::array<double, 3>> reference; ///< unit vector that mean directions are held against
         int threads = 1;
         int processes = 1;
         std::string summary; ///< as the analysis gives it
@@ -82,6 +84,9 @@ inline constexpr double HUGE_FOREGROUND_SHARE = 0.9;
 
 /// Of a foreground that a threshold selected; one of a mask is what its maker wanted.
 EForegroundShare ForegroundShare(const SRunForeground& foreground);
+
+/// Where numbers come from, in one line for files that hold them: program, version, image and its checksum.
+std::string SourceText(const SRunRecord& record);
 
 /// The record as it stands in run.json. What is not there is null.
 std::string RunJson(const SRunRecord& record);

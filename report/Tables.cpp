@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "report/Tables.h"
 
-#include <charconv>
-#include <cmath>
+#include "report/Csv.h"
+
+#include "Subfields/TensorDecomposition.h"
+
+#include <algorithm>
 #include <functional>
+#include <numbers>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -20,34 +24,8 @@ using Impl::STensorValues;
 
 constexpr std::string_view AXES = "xyz";
 
-std::string cell_text(double number) {
-    if (std::isnan(number)) {
-        return "NaN";
-    }
-    if (std::isinf(number)) {
-        return number > 0 ? "Inf" : "-Inf";
-    }
-    char text[32]; // the longest shortest double has 24 characters
-    return {text, std::to_chars(text, text + sizeof text, number).ptr};
-}
-
-std::string cell_text(long long number) {
-    return std::to_string(number);
-}
-
-std::string cell_text(const std::optional<double>& number) {
-    return number ? cell_text(*number) : std::string();
-}
-
-std::string quoted_where_needed(const std::string& cell) {
-    if (cell.find_first_of(",\"\r\n") == std::string::npos) {
-        return cell;
-    }
-    std::string quoted = "\"";
-    for (const char c : cell) {
-        quoted.append(c == '"' ? 2 : 1, c);
-    }
-    return quoted + '"';
+std::string optional_text(const std::optional<double>& number) {
+    return number ? CellText(*number) : std::string();
 }
 
 /// A column: its header, and its cell of a row.
@@ -60,22 +38,13 @@ struct SColumn {
 template <typename RowT>
 using Columns = std::vector<SColumn<RowT>>;
 
-void append_line(std::string& table, const std::vector<std::string>& cells) {
-    const char* separator = "";
-    for (const std::string& cell : cells) {
-        table += separator + quoted_where_needed(cell);
-        separator = ",";
-    }
-    table += "\n";
-}
-
 template <typename RowT>
 void append_headers(std::string& table, const Columns<RowT>& columns) {
     std::vector<std::string> headers;
     for (const SColumn<RowT>& column : columns) {
         headers.push_back(column.header);
     }
-    append_line(table, headers);
+    AppendCsvRow(table, headers);
 }
 
 template <typename RowT>
@@ -84,12 +53,12 @@ void append_row(std::string& table, const Columns<RowT>& columns, const RowT& ro
     for (const SColumn<RowT>& column : columns) {
         cells.push_back(column.cell(row));
     }
-    append_line(table, cells);
+    AppendCsvRow(table, cells);
 }
 
 /// None where no fiber was measured: zeros would look like results.
 const STensorValues* values_of(const SFieldResult& field) {
-    return field.status == Impl::EFieldStatus::noForeground ? nullptr : &field.values;
+    return HasValues(field) ? &field.values : nullptr;
 }
 
 const STensorValues* values_of(const SProfileSlice& slice) {
@@ -105,24 +74,43 @@ template <typename RowT, typename NumberT>
 SColumn<RowT> value_column(std::string header, NumberT number) {
     return {std::move(header), [number](const RowT& row) {
                 const STensorValues* const values = values_of(row);
-                return values == nullptr ? std::string() : cell_text(number(*values));
+                return values == nullptr ? std::string() : CellText(number(*values));
             }};
 }
 
+/// The components whose indices ascend: the others are the same numbers.
 template <typename RowT>
 void append_fourth_order_columns(Columns<RowT>& columns, const SAnalysisResult& result) {
     const auto dim = static_cast<std::size_t>(result.dim);
     for (std::size_t at = 0; at < result.field.values.tensor4.elements.size(); ++at) {
-        const std::string component{AXES[at / (dim * dim * dim)], AXES[at / (dim * dim) % dim],
-                                    AXES[at / dim % dim], AXES[at % dim]};
+        const std::array<std::size_t, 4> indices{at / (dim * dim * dim), at / (dim * dim) % dim,
+                                                 at / dim % dim, at % dim};
+        if (!std::is_sorted(indices.begin(), indices.end())) {
+            continue;
+        }
+        std::string header = "a_";
+        for (const std::size_t index : indices) {
+            header += AXES[index];
+        }
         columns.push_back(value_column<RowT>(
-            "a_" + component, [at](const STensorValues& values) { return values.tensor4.elements[at]; }));
+            header, [at](const STensorValues& values) { return values.tensor4.elements[at]; }));
     }
+}
+
+/// The angle between the mean direction and a reference as axes.
+template <typename RowT>
+SColumn<RowT> reference_column(const Reference& reference, int dim) {
+    const auto axes = static_cast<std::size_t>(dim);
+    return value_column<RowT>("reference_angle_deg", [reference, axes](const STensorValues& values) {
+        constexpr double DEGREES = 180.0 / std::numbers::pi;
+        return DEGREES * Impl::DifferenceOfDirections(values.meanDirection.data(), reference.data(), axes);
+    });
 }
 
 /// The columns of what every field has.
 template <typename RowT>
-void append_field_columns(Columns<RowT>& columns, const SAnalysisResult& result) {
+void append_field_columns(Columns<RowT>& columns, const SAnalysisResult& result,
+                          const std::optional<Reference>& reference) {
     const auto axes = static_cast<std::size_t>(result.dim);
     columns.push_back({"status", [](const RowT& row) { return std::string(StatusText(row.status)); }});
     for (std::size_t i = 0; i < axes; ++i) {
@@ -145,56 +133,46 @@ void append_field_columns(Columns<RowT>& columns, const SAnalysisResult& result)
     columns.push_back(
         value_column<RowT>("anisotropy", [](const STensorValues& values) { return values.anisotropy; }));
     columns.push_back({"difference_rad", [](const RowT& row) {
-                           return values_of(row) == nullptr ? std::string() : cell_text(row.differenceRad);
+                           return values_of(row) == nullptr ? std::string() : CellText(row.differenceRad);
                        }});
-    append_fourth_order_columns(columns, result);
+    if (result.dim == 3) {
+        columns.push_back(value_column<RowT>("woodcock_shape", [](const STensorValues& values) {
+            return Impl::ShapeAndStrength(values.eigenvalues).shape;
+        }));
+        columns.push_back(value_column<RowT>("woodcock_strength", [](const STensorValues& values) {
+            return Impl::ShapeAndStrength(values.eigenvalues).strength;
+        }));
+    }
+    if (reference) {
+        columns.push_back(reference_column<RowT>(*reference, result.dim));
+    }
 }
 
 void append_corner_columns(Columns<SFieldResult>& columns, int dim) {
     for (int axis = 0; axis < dim; ++axis) {
-        columns.push_back(
-            {std::string(1, AXES[static_cast<std::size_t>(axis)]) + "0_px",
-             [axis](const SFieldResult& field) { return cell_text(field.box.Point0()[axis]); }});
+        columns.push_back({std::string(1, AXES[static_cast<std::size_t>(axis)]) + "0_px",
+                           [axis](const SFieldResult& field) { return CellText(field.box.Point0()[axis]); }});
     }
     for (int axis = 0; axis < dim; ++axis) {
-        columns.push_back(
-            {std::string(1, AXES[static_cast<std::size_t>(axis)]) + "1_px",
-             [axis](const SFieldResult& field) { return cell_text(field.box.Point1()[axis]); }});
+        columns.push_back({std::string(1, AXES[static_cast<std::size_t>(axis)]) + "1_px",
+                           [axis](const SFieldResult& field) { return CellText(field.box.Point1()[axis]); }});
     }
 }
 
 void append_centre_columns(Columns<SFieldResult>& columns, const SAnalysisResult& result,
                            const std::string& lengthUnit) {
     for (int axis = 0; axis < result.dim; ++axis) {
-        const auto at = static_cast<std::size_t>(axis);
-        const double spacing = result.parameters.spacing[at];
-        columns.push_back({with_unit(std::string("center_") + AXES[at], lengthUnit),
-                           [axis, spacing](const SFieldResult& field) {
-                               const auto ends = static_cast<double>(field.box.Point0()[axis]) +
-                                                 static_cast<double>(field.box.Point1()[axis]);
-                               return cell_text(0.5 * ends * spacing);
+        columns.push_back({CentreHeader(axis, lengthUnit), [axis, &result](const SFieldResult& field) {
+                               return CellText(CentreOf(field, result)[static_cast<std::size_t>(axis)]);
                            }});
     }
 }
 
-} // namespace
+SColumn<SFieldResult> id_column() {
+    return {"id", [](const SFieldResult& field) { return SubfieldId(field); }};
+}
 
-std::string SubfieldsCsv(const SAnalysisResult& result, const std::string& lengthUnit) {
-    if (!result.ListsSubfields()) {
-        return {};
-    }
-    Columns<SFieldResult> columns{{"id", [](const SFieldResult& field) { return field.identifier; }}};
-    append_corner_columns(columns, result.dim);
-    append_centre_columns(columns, result, lengthUnit);
-    columns.push_back(
-        {"foreground_pixels", [](const SFieldResult& field) { return cell_text(field.foregroundPixels); }});
-    columns.push_back({"foreground_fraction",
-                       [](const SFieldResult& field) { return cell_text(field.foregroundFraction); }});
-    columns.push_back(
-        {"mean_confidence", [](const SFieldResult& field) { return cell_text(field.meanConfidence); }});
-    columns.push_back(
-        {"doubtful_fraction", [](const SFieldResult& field) { return cell_text(field.doubtfulFraction); }});
-    append_field_columns(columns, result);
+std::string table_of_subfields(const SAnalysisResult& result, const Columns<SFieldResult>& columns) {
     std::string table;
     append_headers(table, columns);
     for (const SFieldResult& subfield : result.subfields) {
@@ -203,18 +181,80 @@ std::string SubfieldsCsv(const SAnalysisResult& result, const std::string& lengt
     return table;
 }
 
-std::string ProfilesCsv(const SAnalysisResult& result, const std::string& lengthUnit) {
+} // namespace
+
+bool HasValues(const SFieldResult& field) {
+    return field.status != Impl::EFieldStatus::noForeground;
+}
+
+std::array<double, 3> CentreOf(const SFieldResult& field, const SAnalysisResult& result) {
+    std::array<double, 3> centre{};
+    for (int axis = 0; axis < result.dim; ++axis) {
+        const auto ends =
+            static_cast<double>(field.box.Point0()[axis]) + static_cast<double>(field.box.Point1()[axis]);
+        const auto at = static_cast<std::size_t>(axis);
+        centre[at] = 0.5 * ends * result.parameters.spacing[at];
+    }
+    return centre;
+}
+
+std::string CentreHeader(int axis, const std::string& lengthUnit) {
+    return with_unit(std::string("center_") + AXES[static_cast<std::size_t>(axis)], lengthUnit);
+}
+
+std::string SubfieldId(const SFieldResult& subfield) {
+    std::string id = "s";
+    for (const char c : subfield.identifier) {
+        if (c != '(' && c != ')') {
+            id += c == ',' ? '_' : c;
+        }
+    }
+    return id;
+}
+
+std::string SubfieldsCsv(const SAnalysisResult& result, const std::string& lengthUnit,
+                         const std::optional<Reference>& reference) {
+    if (!result.ListsSubfields()) {
+        return {};
+    }
+    Columns<SFieldResult> columns{id_column()};
+    append_corner_columns(columns, result.dim);
+    append_centre_columns(columns, result, lengthUnit);
+    columns.push_back(
+        {"foreground_pixels", [](const SFieldResult& field) { return CellText(field.foregroundPixels); }});
+    columns.push_back({"foreground_fraction",
+                       [](const SFieldResult& field) { return CellText(field.foregroundFraction); }});
+    columns.push_back(
+        {"mean_confidence", [](const SFieldResult& field) { return optional_text(field.meanConfidence); }});
+    columns.push_back({"doubtful_fraction",
+                       [](const SFieldResult& field) { return optional_text(field.doubtfulFraction); }});
+    append_field_columns(columns, result, reference);
+    return table_of_subfields(result, columns);
+}
+
+std::string FourthOrderCsv(const SAnalysisResult& result) {
+    if (!result.ListsSubfields()) {
+        return {};
+    }
+    Columns<SFieldResult> columns{id_column()};
+    append_fourth_order_columns(columns, result);
+    return table_of_subfields(result, columns);
+}
+
+std::string ProfilesCsv(const SAnalysisResult& result, const std::string& lengthUnit,
+                        const std::optional<Reference>& reference) {
     if (!result.ListsSubfields()) {
         return {};
     }
     char axisLetter = 'x';
     Columns<SProfileSlice> columns{
         {"axis", [&axisLetter](const SProfileSlice& /*slice*/) { return std::string(1, axisLetter); }},
-        {"slice_px", [](const SProfileSlice& slice) { return cell_text(slice.slicePx); }},
+        {"slice_px", [](const SProfileSlice& slice) { return CellText(slice.slicePx); }},
         {with_unit("position", lengthUnit),
-         [](const SProfileSlice& slice) { return cell_text(slice.position); }},
-        {"number_of_subfields", [](const SProfileSlice& slice) { return cell_text(slice.subfields); }}};
-    append_field_columns(columns, result);
+         [](const SProfileSlice& slice) { return CellText(slice.position); }},
+        {"number_of_subfields", [](const SProfileSlice& slice) { return CellText(slice.subfields); }}};
+    append_field_columns(columns, result, reference);
+    append_fourth_order_columns(columns, result);
     std::string table;
     append_headers(table, columns);
     for (std::size_t axis = 0; axis < result.profiles.size(); ++axis) {

@@ -3,8 +3,6 @@
 
 #include "Subfields/TensorDecomposition.h"
 
-#include <cmath>
-
 namespace TEVRA {
 namespace {
 
@@ -74,8 +72,9 @@ void COrientationTensor::OrientationParameters(double& shape, double& strength,
     }
     const Impl::STensorDecomposition decomposition = Impl::DecomposeTensor(tensor);
     const CMatrix<double>& lambda = decomposition.eigenvalues;
-    shape = std::log(lambda(0, 0) / lambda(1, 0)) / std::log(lambda(1, 0) / lambda(2, 0));
-    strength = std::log(lambda(0, 0) / lambda(2, 0));
+    const Impl::SShapeAndStrength found = Impl::ShapeAndStrength({lambda(0, 0), lambda(1, 0), lambda(2, 0)});
+    shape = found.shape;
+    strength = found.strength;
 }
 
 } // namespace TEVRA

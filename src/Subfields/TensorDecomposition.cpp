@@ -3,6 +3,8 @@
 
 #include "VexoNumeric/Numeric.h"
 
+#include <cmath>
+
 namespace TEVRA::Impl {
 
 STensorDecomposition DecomposeTensor(const IMatrix<double>& tensor) {
@@ -11,6 +13,11 @@ STensorDecomposition DecomposeTensor(const IMatrix<double>& tensor) {
     CMatrix<double> v(dim, dim); // equal to the eigenvectors up to sign
     CNumeric::Svd(tensor, result.eigenvectors, result.eigenvalues, v, true);
     return result;
+}
+
+SShapeAndStrength ShapeAndStrength(const std::array<double, 3>& eigenvalues) {
+    return {std::log(eigenvalues[0] / eigenvalues[1]) / std::log(eigenvalues[1] / eigenvalues[2]),
+            std::log(eigenvalues[0] / eigenvalues[2])};
 }
 
 } // namespace TEVRA::Impl

@@ -92,5 +92,25 @@ TEST(Arguments, AmountsOfMemoryHaveUnitsOf1024) {
     }
 }
 
+TEST(Arguments, DirectionsAreMadeUnitVectors) {
+    EXPECT_THAT(ReadDirection({"--reference", "0,3,4"}, 3), ElementsAre(0.0, 0.6, 0.8));
+    EXPECT_THAT(ReadDirection({"--reference", "-2,0"}, 2), ElementsAre(-1.0, 0.0, 0.0));
+    EXPECT_THAT(refusal_of([] { ReadDirection({"--reference", "1,0"}, 3); }), HasSubstr("X,Y,Z"));
+    EXPECT_THAT(refusal_of([] { ReadDirection({"--reference", "1,0,0,0"}, 2); }), HasSubstr("X,Y,Z"));
+    EXPECT_THAT(refusal_of([] { ReadDirection({"--reference", "0,0,0"}, 3); }), HasSubstr("no direction"));
+}
+
+TEST(Arguments, NamesAreThoseKnownOrTheNearestIsListedFirst) {
+    EXPECT_THAT(ReadNames({"--export", "two,one,two"}, {"one", "two", "three"}), ElementsAre("two", "one"));
+    EXPECT_EQ(refusal_of([] {
+                  ReadNames({"--export", "one,thre"}, {"one", "two", "three"});
+              }),
+              "--export: 'thre' is none of three, one, two");
+    EXPECT_EQ(refusal_of([] {
+                  ReadNames({"--export", ""}, {"one", "two"});
+              }),
+              "--export: '' is none of one, two");
+}
+
 } // namespace
 } // namespace TEVRA::apps

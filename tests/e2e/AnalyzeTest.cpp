@@ -532,8 +532,8 @@ TEST_F(Analyze, RecordsTheRun) {
     EXPECT_EQ(record["parameters"]["estimator"], "line-voting");
     EXPECT_EQ(record["parameters"]["otsu_factor"], 1.05);
     EXPECT_EQ(record["parameters"]["summary"], "otsufactor=1.05,fiberradius=3,subfieldsize=10,");
-    EXPECT_EQ(record["files"],
-              Json({"result.json", "subfields.csv", "profiles.csv", "theta.mha", "phi.mha"}));
+    EXPECT_EQ(record["files"], Json({"result.json", "subfields.csv", "profiles.csv", "subfields_a4.csv",
+                                     "theta.mha", "phi.mha"}));
     EXPECT_GE(record["seconds"]["total"], record["seconds"]["analyze"]);
 }
 
@@ -601,10 +601,10 @@ TEST_F(Analyze, MarksSubfieldsWithoutForeground) {
     EXPECT_EQ(result()["Subfields"]["(06,06,06)"]["Status"], "No foreground pixels in this subfield.");
     EXPECT_EQ(result()["Averaged Profile"]["x-Direction"]["slice 06"]["Status"], "no valid subfields");
     EXPECT_THAT(ReadFile(m_folder / "out/subfields.csv"),
-                HasSubstr("\"(06,06,06)\",6,6,6,16,16,16,11,11,11,0,0,,,No foreground pixels in this "
-                          "subfield.,,,,,,,,,,,,,,\n"));
+                HasSubstr("s06_06_06,6,6,6,16,16,16,11,11,11,0,0,,,No foreground pixels in this "
+                          "subfield.,,,,,,,,,,,,,,,,\n"));
     EXPECT_THAT(ReadFile(m_folder / "out/profiles.csv"),
-                HasSubstr("x,6,6,0,no valid subfields,,,,,,,,,,,,,,\n"));
+                HasSubstr("x,6,6,0,no valid subfields,,,,,,,,,,,,,,,,\n"));
 }
 
 TEST_F(Analyze, SaysWhichPixelsLieInNoSubfield) {

@@ -184,6 +184,29 @@ TEST(FileChecks, SeeAChangeAnywhereInSmallFilesAndALargeOneEverywhere) {
     EXPECT_FALSE(CheckOf(folder / "none", ""));
 }
 
+TEST(FileChecks, OfSeveralInputFilesAreThoseOfOneWithAllTheirBytes) {
+    const CTemporaryFolder folder;
+    const auto path = [&folder](const char* name) { return (folder / name).string(); };
+    const std::string first(700'000, 'a');
+    const std::string second = std::string(800'000, 'b') + "c";
+    test::WriteFile(folder / "first", first);
+    test::WriteFile(folder / "none", "");
+    test::WriteFile(folder / "second", second);
+    test::WriteFile(folder / "whole", first + second);
+    const auto whole = CheckOf(folder / "whole", "");
+    ASSERT_TRUE(whole);
+    const auto parts = CheckOfInput({path("first"), path("none"), path("second")});
+    ASSERT_TRUE(parts);
+    EXPECT_EQ(parts->bytes, 1'500'001U);
+    EXPECT_EQ(parts->checksum, whole->checksum);
+    std::filesystem::create_symlink("whole", folder / "link"); // images may be links, results may not
+    ASSERT_TRUE(CheckOfInput({path("link")}));
+    EXPECT_EQ(CheckOfInput({path("link")})->checksum, whole->checksum);
+    EXPECT_FALSE(CheckOf(folder / "link", ""));
+    EXPECT_FALSE(CheckOfInput({path("first"), path("missing")}));
+    EXPECT_FALSE(CheckOfInput({}));
+}
+
 TEST(FileChecks, AreFnv1aOfTheBytes) {
     const CTemporaryFolder folder;
     test::WriteFile(folder / "a", "foobar"); // from the published test vectors of the hash

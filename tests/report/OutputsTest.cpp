@@ -33,6 +33,11 @@ TEST(Outputs, AreThoseThatTheRunAsksFor) {
     EXPECT_THAT(wanted({.dim = 2, .maps = true}), ElementsAre("result.json", "theta.mha", "run.json"));
     EXPECT_THAT(wanted({.dim = 3, .maps = true}),
                 ElementsAre("result.json", "theta.mha", "phi.mha", "run.json"));
+    EXPECT_THAT(wanted({.dim = 3, .fourthOrder = true}), ElementsAre("result.json", "run.json"));
+    EXPECT_THAT(wanted({.dim = 3, .subfields = true, .fourthOrder = true}),
+                ElementsAre("result.json", "subfields.csv", "profiles.csv", "subfields_a4.csv", "run.json"));
+    EXPECT_THAT(wanted({.dim = 3, .exports = {"vtk", "voigt"}}),
+                ElementsAre("result.json", "tensors_voigt.csv", "fields.vtu", "run.json"));
 }
 
 TEST(Outputs, HaveNamesOfTheirOwnAndTheRunRecordIsTheLast) {

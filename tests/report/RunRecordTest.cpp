@@ -21,6 +21,7 @@ SRunRecord make_record() {
     record.input.path = "scan.tif";
     record.input.format = "TIFF";
     record.input.sizePx = {128, 64, 32};
+    record.input.check = {"", 524288, "af63bd4c8601b7be"};
     record.input.storedType = "16-bit unsigned integer";
     record.input.spacing = {0.5, 0.5, 0.5};
     record.input.lengthUnit = "mm";
@@ -31,6 +32,7 @@ SRunRecord make_record() {
     record.parameters.request.otsuFactor = 1.25;
     record.parameters.request.subfieldPx = {30, 20, 10};
     record.parameters.beyondSubfieldsPx = {8, 0, 2};
+    record.parameters.reference = {0.0, 0.6, 0.8};
     record.parameters.threads = 4;
     record.parameters.summary = "otsufactor=1.25,fiberradius=3,";
     record.foreground.threshold = 97.5;
@@ -51,14 +53,14 @@ SRunRecord make_record() {
 TEST(RunRecord, HoldsWhatWasRunOnWhat) {
     const json expected = json::parse(R"({
         "program": "tevra", "version": "1.2.3", "command": "analyze", "start_time": "2030-01-02T03:04:05Z",
-        "input": {"path": "scan.tif", "format": "TIFF", "size_px": [128, 64, 32],
+        "input": {"path": "scan.tif", "bytes": 524288, "checksum": "af63bd4c8601b7be", "format": "TIFF", "size_px": [128, 64, 32],
                   "pixel_type": "16-bit unsigned integer", "spacing": [0.5, 0.5, 0.5], "length_unit": "mm",
                   "spacing_origin": "header", "converted_to_8_bit": true, "grey_window": [100.0, 4000.0],
                   "nan_pixels": 0, "infinite_pixels": 0},
         "parameters": {"fiber_radius": 3.0, "fiber_radius_px": 6.0, "estimator": "hessian", "border_radii": 1.0, "along": null, "otsu_factor": 1.25,
                        "threshold": null, "dark_fibers": false, "mask": null,
                        "subfield_px": [30, 20, 10], "subfield_count": null,
-                       "beyond_subfields_px": [8, 0, 2], "fourth_order": false, "threads": 4,
+                       "beyond_subfields_px": [8, 0, 2], "reference": [0.0, 0.6, 0.8], "fourth_order": false, "threads": 4,
                        "processes": 2, "summary": "otsufactor=1.25,fiberradius=3,"},
         "foreground": {"threshold": 97.5, "pixels": 65536, "share": 0.25, "plausibility": "plausible"},
         "confidence": {"mean": 0.75, "doubtful_fraction": 0.25,
@@ -76,6 +78,8 @@ TEST(RunRecord, HoldsWhatWasRunOnWhat) {
 TEST(RunRecord, WhatIsNotThereIsNull) {
     SRunRecord record = make_record();
     record.input.spacing.reset();
+    record.input.check.reset();
+    record.parameters.reference.reset();
     record.input.lengthUnit = "";
     record.input.spacingOrigin = ESpacingOrigin::none;
     record.input.greyWindow.reset();
@@ -84,6 +88,8 @@ TEST(RunRecord, WhatIsNotThereIsNull) {
     record.confidence.reset();
     const json written = json::parse(RunJson(record));
     EXPECT_TRUE(written["input"]["spacing"].is_null());
+    EXPECT_TRUE(written["input"]["checksum"].is_null());
+    EXPECT_TRUE(written["parameters"]["reference"].is_null());
     EXPECT_TRUE(written["input"]["length_unit"].is_null());
     EXPECT_EQ(written["input"]["spacing_origin"], "none");
     EXPECT_EQ(written["input"]["converted_to_8_bit"], false);

@@ -1,9 +1,15 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "report/Tables.h"
 
+#include "report/Csv.h"
+#include "report/TensorExports.h"
+
+#include "support/TemporaryFolder.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 #include <sstream>
 #include <string>
@@ -96,23 +102,43 @@ TEST(SubfieldsCsv, HasOneRowPerSubfieldInOrder2d) {
                     "fraction,mean_confidence,doubtful_fraction,status,a_xx,a_xy,a_yy,lambda_1,lambda_2,mean_"
                     "x,mean_y,"
                     "anisotropy,difference_rad",
-                    "\"(005,105)\",5,5,105,105,27.5,27.5,7,0.5,0.875,0.125,ok,1,2,4,5,6,7,8,0.25,0.5",
-                    "\"(105,105)\",105,105,205,205,77.5,77.5,7,0.5,,,ok,21,22,24,25,26,27,28,0.25,0.5"));
+                    "s005_105,5,5,105,105,27.5,27.5,7,0.5,0.875,0.125,ok,1,2,4,5,6,7,8,0.25,0.5",
+                    "s105_105,105,105,205,205,77.5,77.5,7,0.5,,,ok,21,22,24,25,26,27,28,0.25,0.5"));
 }
 
 TEST(SubfieldsCsv, HasTheColumnsOfZIn3d) {
     SAnalysisResult result = make_result(3);
     result.subfields = {make_subfield(3, 1.0, 5, 2)};
-    EXPECT_THAT(
-        lines_of(SubfieldsCsv(result, "mm")),
-        ElementsAre("id,x0_px,y0_px,z0_px,x1_px,y1_px,z1_px,center_x_mm,center_y_mm,center_z_mm,"
-                    "foreground_pixels,foreground_fraction,mean_confidence,doubtful_fraction,"
-                    "status,a_xx,a_xy,a_xz,a_yy,a_yz,a_zz,"
-                    "lambda_1,lambda_2,lambda_3,mean_x,mean_y,mean_z,anisotropy,difference_rad",
-                    "\"(5,5,5)\",5,5,5,7,7,7,3,3,3,7,0.5,,,ok,1,2,3,5,6,9,10,11,12,13,14,15,0.25,0.5"));
+    result.subfields.front().values.eigenvalues = {8.0, 4.0, 2.0}; // each the double of the next one
+    EXPECT_THAT(lines_of(SubfieldsCsv(result, "mm")),
+                ElementsAre("id,x0_px,y0_px,z0_px,x1_px,y1_px,z1_px,center_x_mm,center_y_mm,center_z_mm,"
+                            "foreground_pixels,foreground_fraction,mean_confidence,doubtful_fraction,"
+                            "status,a_xx,a_xy,a_xz,a_yy,a_yz,a_zz,"
+                            "lambda_1,lambda_2,lambda_3,mean_x,mean_y,mean_z,anisotropy,difference_rad,"
+                            "woodcock_shape,woodcock_strength",
+                            "s5_5_5,5,5,5,7,7,7,3,3,3,7,0.5,,,ok,1,2,3,5,6,9,8,4,2,13,14,15,0.25,0.5,1," +
+                                CellText(std::log(4.0))));
 }
 
-TEST(SubfieldsCsv, AddsTheFourthOrderColumnsWhereTheyWereAskedFor) {
+TEST(SubfieldsCsv, MeasuresTheAngleToAReferenceInDegrees) {
+    SAnalysisResult result = make_result(2);
+    result.subfields = {make_subfield(2, 1.0, 5, 2), make_subfield(2, 1.0, 5, 2)};
+    result.subfields[0].values.meanDirection = {0.0, -1.0, 0.0}; // as an axis the same as (0, 1)
+    result.subfields[1].values.meanDirection = {1.0, 0.0, 0.0};
+    const std::vector<std::string> lines = lines_of(SubfieldsCsv(result, "mm", {{0.0, 1.0, 0.0}}));
+    EXPECT_TRUE(lines[0].ends_with(",difference_rad,reference_angle_deg"));
+    EXPECT_TRUE(lines[1].ends_with(",0.5,0"));
+    EXPECT_TRUE(lines[2].ends_with(",0.5,90"));
+}
+
+TEST(SubfieldsCsv, StatesInfiniteStrengthWhereAllFibersAreParallel) {
+    SAnalysisResult result = make_result(3);
+    result.subfields = {make_subfield(3, 1.0, 5, 2)};
+    result.subfields.front().values.eigenvalues = {1.0, 0.0, 0.0};
+    EXPECT_TRUE(lines_of(SubfieldsCsv(result, "mm"))[1].ends_with(",0.5,NaN,Inf"));
+}
+
+TEST(FourthOrderCsv, HasTheIndependentComponents) {
     SAnalysisResult result = make_result(2);
     result.field.values.tensor4 = Impl::STensor4(2);
     SFieldResult subfield = make_subfield(2, 1.0, 5, 2);
@@ -121,11 +147,9 @@ TEST(SubfieldsCsv, AddsTheFourthOrderColumnsWhereTheyWereAskedFor) {
     subfield.values.tensor4(0, 0, 0, 1) = -0.5;
     subfield.values.tensor4(1, 1, 1, 1) = 0.125;
     result.subfields = {subfield};
-    const std::vector<std::string> lines = lines_of(SubfieldsCsv(result, "mm"));
-    ASSERT_EQ(lines.size(), 2U);
-    EXPECT_TRUE(lines[0].ends_with(",difference_rad,a_xxxx,a_xxxy,a_xxyx,a_xxyy,a_xyxx,a_xyxy,a_xyyx,a_xyyy,"
-                                   "a_yxxx,a_yxxy,a_yxyx,a_yxyy,a_yyxx,a_yyxy,a_yyyx,a_yyyy"));
-    EXPECT_TRUE(lines[1].ends_with(",0.5,0.75,-0.5,0,0,0,0,0,0,0,0,0,0,0,0,0,0.125"));
+    EXPECT_THAT(lines_of(FourthOrderCsv(result)),
+                ElementsAre("id,a_xxxx,a_xxxy,a_xxyy,a_xyyy,a_yyyy", "s5_5,0.75,-0.5,0,0,0.125"));
+    EXPECT_THAT(SubfieldsCsv(result, "mm"), testing::Not(testing::HasSubstr("a_xxxx")));
 }
 
 TEST(SubfieldsCsv, QuotesTextsWithCommas) {
@@ -154,7 +178,7 @@ TEST(SubfieldsCsv, LeavesTheValuesOfSubfieldsWithoutForegroundEmpty) {
     empty.status = Impl::EFieldStatus::noForeground;
     result.subfields = {empty};
     EXPECT_EQ(lines_of(SubfieldsCsv(result, "mm"))[1],
-              "\"(5,5)\",5,5,7,7,3,3,0,0,,,No foreground pixels in this subfield.,,,,,,,,,");
+              "s5_5,5,5,7,7,3,3,0,0,,,No foreground pixels in this subfield.,,,,,,,,,");
 }
 
 TEST(SubfieldsCsv, NamesNoUnitWhereNoneIsKnown) {
@@ -200,7 +224,57 @@ TEST(ProfilesCsv, ASliceWithoutValuesKeepsCountStatusAndPosition) {
     slice.values.reset();
     slice.status = Impl::EFieldStatus::noSubfields;
     result.profiles[2] = {slice};
-    EXPECT_EQ(lines_of(ProfilesCsv(result, "px"))[1], "z,5,5,0,no valid subfields,,,,,,,,,,,,,,");
+    EXPECT_EQ(lines_of(ProfilesCsv(result, "px"))[1], "z,5,5,0,no valid subfields,,,,,,,,,,,,,,,,");
+}
+
+/// The header line of a table that may begin with a head.
+std::vector<std::string> columns_of(const std::string& table) {
+    for (const std::string& line : lines_of(table)) {
+        if (!line.starts_with('#')) {
+            std::vector<std::string> columns;
+            std::istringstream cells(line);
+            for (std::string cell; std::getline(cells, cell, ',');) {
+                columns.push_back(cell);
+            }
+            return columns;
+        }
+    }
+    return {};
+}
+
+TEST(Tables, HaveNoColumnThatTheDocumentationLeavesOut) {
+    SAnalysisResult result = make_result(3);
+    result.field.values.tensor4 = Impl::STensor4(3);
+    SRunRecord record;
+    record.parameters.request.lengthUnit = "mm";
+    const std::string page = test::ReadFile(TEVRA_COMMAND_LINE_PAGE);
+    for (const std::string& table :
+         {SubfieldsCsv(result, "mm", Reference{}), ProfilesCsv(result, "mm", Reference{}),
+          FourthOrderCsv(result), TensorsCsv(result, record, VOIGT_ORDER)}) {
+        const std::vector<std::string> columns = columns_of(table);
+        EXPECT_GT(columns.size(), 4U);
+        for (const std::string& column : columns) {
+            const bool isFourthOrder = column.starts_with("a_") && column.size() == 6;
+            EXPECT_TRUE(isFourthOrder || page.find("`" + column + "`") != std::string::npos) << column;
+        }
+    }
+}
+
+TEST(TensorsCsv, ListsTheWholeFieldAndLeavesFieldsWithoutForegroundEmpty) {
+    SAnalysisResult result = make_result(2);
+    result.subfields = {make_subfield(2, 1.0, 5, 2), make_subfield(2, 21.0, 7, 2)};
+    result.subfields[1].status = Impl::EFieldStatus::noForeground;
+    SRunRecord record;
+    record.version = "1.2.3";
+    record.input.path = "a\nb.tif";
+    record.parameters.request.lengthUnit = "um";
+    const std::vector<std::string> lines = lines_of(TensorsCsv(result, record, VOIGT_ORDER));
+    ASSERT_EQ(lines.size(), 8U);
+    EXPECT_THAT(lines[3], testing::HasSubstr("tevra 1.2.3; image a?b.tif"));
+    EXPECT_EQ(lines[4], "id,center_x_um,center_y_um,foreground_fraction,a11,a22,a12");
+    EXPECT_TRUE(lines[5].starts_with("field,"));
+    EXPECT_EQ(lines[6], "s5_5,3,3,0.5,1,4,2");
+    EXPECT_EQ(lines[7], "s7_7,4,4,0.5,,,");
 }
 
 } // namespace
