@@ -82,7 +82,7 @@ class FieldsInVtk(support.ExportTest):
         self.tevra("phantom", "-o", "image.mha", "--size", "60,52,44", "--fiber-radius", "1um", "--spacing", "0.5um",
                    "--volume-fraction", "0.2", "--seed", "3")
         mask = np.ones((44, 52, 60), np.uint8)
-        mask[:18, :18, :18] = 0
+        mask[:20, :20, :20] = 0
         np.save(self.folder / "mask.npy", mask)
         self.tevra("analyze", "image.mha", "--fiber-radius", "1um", "--subfield", "15,14,12", "--mask", "mask.npy",
                    "--export", "vtk", "-o", "out")
