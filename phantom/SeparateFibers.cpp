@@ -578,15 +578,6 @@ void check_options(const SSeparateOptions& options) {
     std::visit([&](const auto& places) { check(places, options); }, options.places);
 }
 
-class CInTurn : public ITaskRunner {
-  public:
-    void Run(long long count, const std::function<void(long long)>& task) override {
-        for (long long i = 0; i < count; ++i) {
-            task(i);
-        }
-    }
-};
-
 /// Shares of fiber as the imaging shows them.
 std::vector<float> blurred(const SSeparateOptions& options, const std::vector<float>& coverage) {
     if (options.blurSigma <= 0.0) {
@@ -605,7 +596,7 @@ std::vector<float> blurred(const SSeparateOptions& options, const std::vector<fl
                                          }
                                      });
     std::vector<float> result(coverage.size());
-    CInTurn inTurn;
+    Impl::CTasksInTurn inTurn;
     for (long long z = 0; z < depth; ++z) {
         smoothing.Next(result.data() + static_cast<std::size_t>(z) * slice, inTurn);
     }

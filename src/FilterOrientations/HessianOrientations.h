@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Axes/TensorRank4.h"
+#include "FilterOrientations/AngleMaps.h"
 #include "FilterOrientations/SharedImage.h"
 #include "Numeric/MatrixInterface.h"
 #include "Utils/TaskRunner.h"
@@ -92,8 +93,7 @@ class CHessianOrientations : public CAlgorithm {
     Impl::CSharedImage m_pDxy;
     Impl::CSharedImage m_pDxz;
     Impl::CSharedImage m_pDyz;
-    Impl::CSharedImage m_pPhiMap;
-    Impl::CSharedImage m_pThetaMap;
+    Impl::CAngleMaps m_maps;
     int m_nSizeX = 0;
     int m_nSizeY = 0;
     int m_nSizeZ = 0;

@@ -43,6 +43,12 @@ struct SLocalReach {
 /// In 2D nothing along z.
 SLocalReach ReachOf(const SLocalScales& scales, int dim);
 
+/// The foreground is taken from the image smoothed by this many fiber radii: little, so that fibers that touch stay
+/// apart and thin ones are not lost.
+inline constexpr double FOREGROUND_SIGMA_RADII = 0.35;
+/// Little above Otsu's threshold for the same reason.
+inline constexpr double LOCAL_TENSOR_OTSU_FACTOR = 1.05;
+
 /// Steps of the average along an axis, to either side of the pixel.
 inline constexpr int ALONG_STEPS = 3;
 /// Two sigma, in as many steps.

@@ -19,4 +19,18 @@ class ITaskRunner {
     virtual void Run(long long count, const std::function<void(long long)>& task) = 0;
 };
 
+namespace Impl {
+
+/// Does tasks one after the other on the calling thread.
+class CTasksInTurn final : public ITaskRunner {
+  public:
+    void Run(long long count, const std::function<void(long long)>& task) override {
+        for (long long number = 0; number < count; ++number) {
+            task(number);
+        }
+    }
+};
+
+} // namespace Impl
+
 } // namespace TEVRA

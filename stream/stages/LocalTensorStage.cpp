@@ -5,7 +5,7 @@
 #include "stream/stages/VolumeSmoothing.h"
 
 #include "LocalTensors/DirectSmoothing.h"
-#include "LocalTensors/LocalTensors.h"
+#include "LocalTensors/LocalTensorRows.h"
 #include "VexoBase/ProgressMonitor.h"
 #include "volume/Failure.h"
 
@@ -21,47 +21,8 @@
 namespace TEVRA::stream {
 namespace {
 
-/// The foreground is taken from the image smoothed by this many fiber radii: little, so that fibers that touch stay
-/// apart and thin ones are not lost.
-constexpr double FOREGROUND_SIGMA_RADII = 0.35;
-/// Little above Otsu's threshold for the same reason.
-constexpr double OTSU_FACTOR = 1.05;
 /// Up to so many radii from the image's edges neighbours are missing.
 constexpr double BORDER_RADII = 2.0;
-
-/// Rows of an engine's matrices for one thread.
-template <std::size_t Dim>
-class CLocalTensorRows : public Impl::IMatrixRows<Dim> {
-  public:
-    static constexpr std::size_t ENTRIES = Impl::CLocalTensors<Dim>::ENTRIES;
-
-    /// @param tensors must outlive the object; made by the time that rows are asked for.
-    CLocalTensorRows(const std::unique_ptr<Impl::CLocalTensors<Dim>>& tensors, std::size_t width)
-        : m_tensors(tensors) {
-        for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
-            m_memory[entry].resize(width);
-            m_written[entry] = m_memory[entry].data();
-            m_rows[entry] = m_memory[entry].data();
-        }
-    }
-
-    void GoTo(long long z) override { m_z = z; }
-    const Impl::SymmetricRow<Dim>& At(long long y, const unsigned char* foreground) override {
-        m_tensors->FindMatrices(m_z, static_cast<std::size_t>(y), foreground, m_written, m_workspace);
-        return m_rows;
-    }
-    void Confidence(const unsigned char* foreground, float* confidence) override {
-        m_tensors->FindConfidence(m_rows, foreground, confidence, m_workspace);
-    }
-
-  private:
-    const std::unique_ptr<Impl::CLocalTensors<Dim>>& m_tensors;
-    std::array<std::vector<float>, ENTRIES> m_memory;
-    std::array<float*, ENTRIES> m_written{};
-    Impl::SymmetricRow<Dim> m_rows{};
-    Impl::CLocalWorkspace<Dim> m_workspace;
-    long long m_z = 0;
-};
 
 /// Axes from what is gathered from neighbours (LocalTensors.h). The scratch store holds the image as the foreground
 /// is found in it; tensors are made from the image itself, slab by slab.
@@ -116,23 +77,23 @@ class CLocalTensorStage : public IAxisStage {
     }
 
     std::unique_ptr<Impl::IMatrixRows<2>> NewRows2(const CScratchStore& /*store*/) const override {
-        return std::make_unique<CLocalTensorRows<2>>(m_image, static_cast<std::size_t>(m_size[0]));
+        return std::make_unique<Impl::CLocalTensorRows<2>>(m_image, static_cast<std::size_t>(m_size[0]));
     }
     std::unique_ptr<Impl::IMatrixRows<3>> NewRows3(const CScratchStore& /*store*/) const override {
-        return std::make_unique<CLocalTensorRows<3>>(m_volume, static_cast<std::size_t>(m_size[0]));
+        return std::make_unique<Impl::CLocalTensorRows<3>>(m_volume, static_cast<std::size_t>(m_size[0]));
     }
     /// With what a thread needs to prepare slices.
     std::size_t RowBytes() const override {
         const std::size_t rows =
-            CLocalTensorRows<3>::ENTRIES * static_cast<std::size_t>(m_size[0]) * sizeof(float);
-        return rows +
-               (m_size.Dim() == 3
-                    ? sizeof(CLocalTensorRows<3>) + Impl::CLocalTensors<3>::BytesPerTask(m_size, m_scales)
-                    : sizeof(CLocalTensorRows<2>) + Impl::CLocalTensors<2>::BytesPerTask(m_size, m_scales));
+            Impl::CLocalTensorRows<3>::ENTRIES * static_cast<std::size_t>(m_size[0]) * sizeof(float);
+        return rows + (m_size.Dim() == 3 ? sizeof(Impl::CLocalTensorRows<3>) +
+                                               Impl::CLocalTensors<3>::BytesPerTask(m_size, m_scales)
+                                         : sizeof(Impl::CLocalTensorRows<2>) +
+                                               Impl::CLocalTensors<2>::BytesPerTask(m_size, m_scales));
     }
 
   private:
-    double foreground_sigma() const { return FOREGROUND_SIGMA_RADII * m_radius; }
+    double foreground_sigma() const { return Impl::FOREGROUND_SIGMA_RADII * m_radius; }
     /// A slice as read and as the analysis takes it: at most four bytes a pixel each.
     std::size_t slice_bytes() const {
         return static_cast<std::size_t>(m_size[0] * m_size[1]) * 2 * sizeof(float);
@@ -222,7 +183,8 @@ std::unique_ptr<IAxisStage> new_structure_tensor(const SStageSetup& setup) {
 
 } // namespace
 
-const SEstimator LINE_VOTING{"line-voting", OTSU_FACTOR, BORDER_RADII, new_line_voting};
-const SEstimator STRUCTURE_TENSOR{"structure-tensor", OTSU_FACTOR, BORDER_RADII, new_structure_tensor};
+const SEstimator LINE_VOTING{"line-voting", Impl::LOCAL_TENSOR_OTSU_FACTOR, BORDER_RADII, new_line_voting};
+const SEstimator STRUCTURE_TENSOR{"structure-tensor", Impl::LOCAL_TENSOR_OTSU_FACTOR, BORDER_RADII,
+                                  new_structure_tensor};
 
 } // namespace TEVRA::stream

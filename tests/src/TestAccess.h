@@ -7,6 +7,7 @@
 #include <array>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace TEVRA {
@@ -19,9 +20,9 @@ struct CTestAccess {
     /// The estimator's images in the order smoothed, xx, yy, zz, xy, xz, yz, phi, theta; null where there is
     /// none.
     static std::vector<CImage*> Images(const Estimator& estimator) {
-        return {estimator.m_pSmoothed.Get(), estimator.m_pDxx.Get(),    estimator.m_pDyy.Get(),
-                estimator.m_pDzz.Get(),      estimator.m_pDxy.Get(),    estimator.m_pDxz.Get(),
-                estimator.m_pDyz.Get(),      estimator.m_pPhiMap.Get(), estimator.m_pThetaMap.Get()};
+        return {estimator.m_pSmoothed.Get(), estimator.m_pDxx.Get(), estimator.m_pDyy.Get(),
+                estimator.m_pDzz.Get(),      estimator.m_pDxy.Get(), estimator.m_pDxz.Get(),
+                estimator.m_pDyz.Get(),      estimator.m_maps.Phi(), estimator.m_maps.Theta()};
     }
     static std::array<int, 3> Sizes(const Estimator& estimator) {
         return {estimator.m_nSizeX, estimator.m_nSizeY, estimator.m_nSizeZ};
@@ -54,8 +55,7 @@ struct CTestAccess {
     }
     /// Angle maps, as the second stage leaves them; `phi` is null in 2D.
     static void SetMaps(Estimator& estimator, std::unique_ptr<CImage> theta, std::unique_ptr<CImage> phi) {
-        estimator.m_pThetaMap.Reset(theta.release());
-        estimator.m_pPhiMap.Reset(phi.release());
+        estimator.m_maps = Impl::CAngleMaps(std::move(theta), std::move(phi));
     }
     static void ComputeDirections(Estimator& estimator, const unsigned char* mask,
                                   Estimator::eEVSelect select) {

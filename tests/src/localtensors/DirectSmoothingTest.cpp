@@ -14,15 +14,6 @@ namespace {
 using namespace TEVRA;
 using namespace TEVRA::Impl;
 
-class CInTurn : public ITaskRunner {
-  public:
-    void Run(long long count, const std::function<void(long long)>& task) override {
-        for (long long i = 0; i < count; ++i) {
-            task(i);
-        }
-    }
-};
-
 /// Some grey value that differs from pixel to pixel.
 float grey_at(long long x, long long y, long long z) {
     return static_cast<float>((x * 37 + y * 61 + z * 101 + x * y % 7) % 251);
@@ -41,7 +32,7 @@ std::vector<float> smoothed(const CSize& size, const SPlanes& slices, double sig
         });
     const auto pixels = static_cast<std::size_t>(size[0] * size[1]);
     std::vector<float> result(static_cast<std::size_t>(slices.Count()) * pixels);
-    CInTurn inTurn;
+    CTasksInTurn inTurn;
     for (long long z = slices.first; z < slices.end; ++z) {
         smoothing.Next(result.data() + static_cast<std::size_t>(z - slices.first) * pixels, inTurn);
     }

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "Axes/AxisScan.h"
+#include "LocalTensors/LocalTensors.h"
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+namespace TEVRA::Impl {
+
+/// Rows of the matrices of local tensors, for one thread.
+template <std::size_t Dim>
+class CLocalTensorRows : public IMatrixRows<Dim> {
+  public:
+    static constexpr std::size_t ENTRIES = CLocalTensors<Dim>::ENTRIES;
+
+    /// @param tensors must outlive the object; made by the time that rows are asked for. @param width of a row.
+    CLocalTensorRows(const std::unique_ptr<CLocalTensors<Dim>>& tensors, std::size_t width)
+        : m_tensors(tensors) {
+        for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
+            m_memory[entry].resize(width);
+            m_written[entry] = m_memory[entry].data();
+            m_rows[entry] = m_memory[entry].data();
+        }
+    }
+
+    void GoTo(long long z) override { m_z = z; }
+    const SymmetricRow<Dim>& At(long long y, const unsigned char* foreground) override {
+        m_tensors->FindMatrices(m_z, static_cast<std::size_t>(y), foreground, m_written, m_workspace);
+        return m_rows;
+    }
+    void Confidence(const unsigned char* foreground, float* confidence) override {
+        m_tensors->FindConfidence(m_rows, foreground, confidence, m_workspace);
+    }
+
+  private:
+    const std::unique_ptr<CLocalTensors<Dim>>& m_tensors;
+    std::array<std::vector<float>, ENTRIES> m_memory;
+    std::array<float*, ENTRIES> m_written{};
+    SymmetricRow<Dim> m_rows{};
+    CLocalWorkspace<Dim> m_workspace;
+    long long m_z = 0;
+};
+
+} // namespace TEVRA::Impl

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#pragma once
+
+#include "PlainLocalTensors.h"
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+namespace TEVRA::test {
+
+/// What an estimator of local tensors finds; `phi` is not used in 2D.
+struct SMaps {
+    std::vector<float> theta, phi, confidence;
+
+    bool operator==(const SMaps&) const = default;
+};
+
+/// A few bright fibers with soft edges at random places, and a little noise; floats. The same for the same seed.
+SPlainImage Fibers(const std::array<long long, 3>& extents, double radius,
+                   const std::array<double, 3>& spacing, unsigned seed);
+
+/// Fails the test unless the maps are the plain axes, but for what single precision does to them.
+void ExpectPlainAxes(const SMaps& maps, const std::vector<SPlainAxis>& truth, std::size_t dim);
+
+} // namespace TEVRA::test
