@@ -510,6 +510,8 @@ const char* option_of(report::EOutputCondition condition) {
         return ", with --maps also ";
     case report::EOutputCondition::mapsIn3d:
         return ", with --maps in 3D also ";
+    case report::EOutputCondition::confidence:
+        return ", with --maps also, unless by the Hessian, ";
     case report::EOutputCondition::always:
         break;
     }
@@ -640,9 +642,10 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
                      "Direction that mean directions are held against in subfields.csv and profiles.csv; its "
                      "length does not matter")
         ->type_name("X,Y[,Z]");
-    parser->add_flag(
-        "--maps", options->maps,
-        "Write the fiber axis of every foreground pixel: theta.mha and, in 3D, phi.mha, in radians");
+    parser->add_flag("--maps", options->maps,
+                     "Write the fiber axis of every foreground pixel: theta.mha and, in 3D, phi.mha, in "
+                     "radians; and how sure "
+                     "it is, unless by the Hessian: confidence.mha");
     parser->add_option("--threads", options->threads, THREADS_OPTION_HELP)->type_name("N");
     parser
         ->add_option(

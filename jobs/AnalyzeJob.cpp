@@ -56,7 +56,8 @@ report::SOutputWishes CAnalyzeJob::wishes() const {
             .subfields = m_task.request.HasSubfields(),
             .maps = m_task.withMaps,
             .fourthOrder = m_task.request.withFourthOrder,
-            .exports = m_task.exports};
+            .exports = m_task.exports,
+            .confidence = m_withConfidenceMap};
 }
 
 void CAnalyzeJob::Plan(EPurpose purpose) {
@@ -69,10 +70,14 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
         if (const auto fault = CheckLayout(image_size(), m_task.request)) {
             throw CLayoutError(*fault, m_task.request);
         }
+        if (m_task.withMaps || (m_task.sink != nullptr && m_task.sink->WantsConfidence())) {
+            m_sinks.ExpectConfidence(); // where there is one
+        }
         m_analysis.emplace(
             m_task.input, m_task.request,
             stream::SStreamResources{threads, memoryBytes, ScratchFolder(), checkpoint_files()}, m_ranks,
             m_task.withMaps || m_task.sink != nullptr ? &m_sinks : nullptr);
+        m_withConfidenceMap = m_task.withMaps && m_analysis->HasConfidence();
         m_record.parameters.beyondSubfieldsPx = PixelsBeyondSubfields(image_size(), m_task.request);
         record_memory();
         warn(WarningsOfRequest(m_task.request));
@@ -138,6 +143,7 @@ void CAnalyzeJob::Save() {
 void CAnalyzeJob::SaveInto(const std::string& folder, const stream::SFoundSlices* maps) {
     m_task.outputFolder = folder;
     m_task.withMaps = maps != nullptr;
+    m_withConfidenceMap = maps != nullptr && maps->confidence != nullptr;
     m_clock.Resume();
     try {
         announce_files();
@@ -185,6 +191,7 @@ std::unique_ptr<CMapFiles> CAnalyzeJob::new_maps() {
     if (m_files) {
         paths.theta = m_files->PathOf(report::THETA_FILE);
         paths.phi = image_size().Dim() == 3 ? m_files->PathOf(report::PHI_FILE) : "";
+        paths.confidence = m_withConfidenceMap ? m_files->PathOf(report::CONFIDENCE_FILE) : "";
     }
     DoTogether(m_ranks, [&] {
         if (m_ranks.IsFirst()) {
@@ -193,6 +200,7 @@ std::unique_ptr<CMapFiles> CAnalyzeJob::new_maps() {
     });
     paths.theta = shared_path(paths.theta, report::THETA_FILE);
     paths.phi = shared_path(paths.phi, report::PHI_FILE);
+    paths.confidence = shared_path(paths.confidence, report::CONFIDENCE_FILE);
     return std::make_unique<CMapFiles>(paths, header);
 }
 

@@ -90,7 +90,8 @@ class CAnalyzeJob {
     void Save();
     /// After the run of a single process without output folder: writes what a run into this folder would have
     /// written. To be called any number of times.
-    /// @param maps of the whole image: written as map files; null if they are not wanted.
+    /// @param maps of the whole image: written as map files, that of confidence if it is there; null if they are
+    /// not wanted.
     /// @throws CWorkError if that fails; what the monitor throws. The folder is as it was then.
     void SaveInto(const std::string& folder, const stream::SFoundSlices* maps);
 
@@ -127,6 +128,7 @@ class CAnalyzeJob {
     stream::CCheckpoint::EState m_earlier = stream::CCheckpoint::EState::absent;
     stream::SStreamResult m_result;
     std::vector<SWarning> m_warnings;
+    bool m_withConfidenceMap = false;
 };
 
 } // namespace TEVRA::jobs

@@ -3,16 +3,26 @@
 
 namespace TEVRA::jobs {
 
+namespace {
+
+std::unique_ptr<volume::CMetaImageParts> opened(const std::string& path,
+                                                const volume::SMetaImageHeader& header) {
+    return path.empty() ? nullptr : std::make_unique<volume::CMetaImageParts>(path, header);
+}
+
+} // namespace
+
 void CMapFiles::Create(const SPaths& paths, const volume::SMetaImageHeader& header) {
-    volume::CMetaImageParts::Create(paths.theta, header);
-    if (!paths.phi.empty()) {
-        volume::CMetaImageParts::Create(paths.phi, header);
+    for (const std::string& path : {paths.theta, paths.phi, paths.confidence}) {
+        if (!path.empty()) {
+            volume::CMetaImageParts::Create(path, header);
+        }
     }
 }
 
 CMapFiles::CMapFiles(const SPaths& paths, const volume::SMetaImageHeader& header)
-    : m_theta(paths.theta, header),
-      m_phi(paths.phi.empty() ? nullptr : std::make_unique<volume::CMetaImageParts>(paths.phi, header)) {}
+    : m_theta(paths.theta, header), m_phi(opened(paths.phi, header)),
+      m_confidence(opened(paths.confidence, header)) {}
 
 void CMapFiles::TakeAngles(const stream::SFoundSlices& found) {
     const stream::SSliceRange& slices = found.slices;
@@ -20,12 +30,17 @@ void CMapFiles::TakeAngles(const stream::SFoundSlices& found) {
     if (m_phi) {
         m_phi->WriteSlices(slices.first, slices.Count(), found.phi);
     }
+    if (m_confidence) {
+        m_confidence->WriteSlices(slices.first, slices.Count(), found.confidence);
+    }
 }
 
 void CMapFiles::Close() {
     m_theta.Close();
-    if (m_phi) {
-        m_phi->Close();
+    for (const auto* const map : {&m_phi, &m_confidence}) {
+        if (*map) {
+            (*map)->Close();
+        }
     }
 }
 

@@ -54,6 +54,7 @@ constexpr std::array OUTPUTS{
     SOutput{FOURTH_ORDER_FILE, "their fourth-order tensors", fourthOrder, fourth_order_text},
     SOutput{THETA_FILE, "angles of the axes", maps, nullptr},
     SOutput{PHI_FILE, "angles of the axes around z", mapsIn3d, nullptr},
+    SOutput{CONFIDENCE_FILE, "how sure axes are, 0 to 1", confidence, nullptr},
     SOutput{"tensors_plain.csv", "tensors as a11 a22 a33 a12 a13 a23", exported, tensors_text<PLAIN_ORDER>,
             PLAIN_ORDER.name},
     SOutput{"tensors_voigt.csv", "as a11 a22 a33 a23 a13 a12", exported, tensors_text<VOIGT_ORDER>,
@@ -95,6 +96,8 @@ bool IsWanted(const SOutput& output, const SOutputWishes& wishes) {
         return wishes.maps;
     case mapsIn3d:
         return wishes.maps && wishes.dim == 3;
+    case confidence:
+        return wishes.maps && wishes.confidence;
     case always:
         break;
     }

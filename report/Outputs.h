@@ -19,8 +19,9 @@ enum class EOutputCondition {
     subfields,   ///< subfields are analysed
     fourthOrder, ///< and fourth-order tensors are asked for
     exported,    ///< it is asked for by its name
-    maps,        ///< angle maps are asked for
-    mapsIn3d     ///< and the image is 3D
+    maps,        ///< maps are asked for
+    mapsIn3d,    ///< and the image is 3D
+    confidence   ///< maps are asked for, and the estimator knows how sure its axes are
 };
 
 /// What of it holds for a run.
@@ -30,6 +31,7 @@ struct SOutputWishes {
     bool maps = false;
     bool fourthOrder = false;
     std::vector<std::string> exports{}; ///< names of ExportNames
+    bool confidence = false;            ///< the estimator has one
 };
 
 /// What the texts of outputs are made from: a finished run.
@@ -53,6 +55,7 @@ inline constexpr const char* PROFILES_FILE = "profiles.csv";
 inline constexpr const char* FOURTH_ORDER_FILE = "subfields_a4.csv";
 inline constexpr const char* THETA_FILE = "theta.mha";
 inline constexpr const char* PHI_FILE = "phi.mha";
+inline constexpr const char* CONFIDENCE_FILE = "confidence.mha";
 inline constexpr const char* RUN_RECORD_FILE = "run.json";
 
 /// All outputs, in the order in which they appear. The last is the run record: where it stands, the others

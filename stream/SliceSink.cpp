@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "stream/SliceSink.h"
 
+#include "Axes/Markers.h"
+
 #include <algorithm>
 
 namespace TEVRA::stream {
@@ -72,7 +74,7 @@ void CMapsInMemory::TakeAngles(const SFoundSlices& found) {
     copy_unless_there(found.phi, count, place.phi);
     copy_unless_there(found.confidence, count, place.confidence);
     if (found.confidence == nullptr && place.confidence != nullptr) {
-        std::fill_n(place.confidence, count, 0.0F);
+        std::fill_n(place.confidence, count, Impl::NO_CONFIDENCE);
     }
 }
 

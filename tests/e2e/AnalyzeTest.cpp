@@ -107,14 +107,17 @@ TEST_F(Analyze, WritesResultAndRecordOnlyWhenNothingElseIsAskedFor) {
 TEST_F(Analyze, WritesTablesWithSubfieldsAndMapsWhenAskedFor) {
     write("image.mha", ParallelFibers(VOLUME, 0));
     analyze("image.mha", {"--subfield", "10", "--maps"});
+    EXPECT_THAT(outputs(), ElementsAre("confidence.mha", "phi.mha", "profiles.csv", "result.json", "run.json",
+                                       "subfields.csv", "theta.mha"));
+    analyze("image.mha", {"--subfield", "10", "--maps", "--estimator", "hessian"});
     EXPECT_THAT(outputs(), ElementsAre("phi.mha", "profiles.csv", "result.json", "run.json", "subfields.csv",
                                        "theta.mha"));
 }
 
-TEST_F(Analyze, WritesOneMapOnlyIn2d) {
+TEST_F(Analyze, WritesOneMapOfAnglesOnlyIn2d) {
     write("image.mha", ParallelFibers(PLANE, 0));
     analyze("image.mha", {"--maps"});
-    EXPECT_THAT(outputs(), ElementsAre("result.json", "run.json", "theta.mha"));
+    EXPECT_THAT(outputs(), ElementsAre("confidence.mha", "result.json", "run.json", "theta.mha"));
 }
 
 TEST_F(Analyze, MakesTheOutputFolderWithItsParents) {
@@ -533,7 +536,7 @@ TEST_F(Analyze, RecordsTheRun) {
     EXPECT_EQ(record["parameters"]["otsu_factor"], 1.05);
     EXPECT_EQ(record["parameters"]["summary"], "otsufactor=1.05,fiberradius=3,subfieldsize=10,");
     EXPECT_EQ(record["files"], Json({"result.json", "subfields.csv", "profiles.csv", "subfields_a4.csv",
-                                     "theta.mha", "phi.mha"}));
+                                     "theta.mha", "phi.mha", "confidence.mha"}));
     EXPECT_GE(record["seconds"]["total"], record["seconds"]["analyze"]);
 }
 

@@ -174,7 +174,7 @@ TEST_F(RunsAtWork, ThatWereKilledLeaveFilesThatTheNextOneRemoves) {
     start();
     m_run->Signal(SIGKILL);
     ASSERT_EQ(m_run->Wait().status, 128 + SIGKILL);
-    EXPECT_EQ(temporary_files().size(), 4U);
+    EXPECT_EQ(temporary_files().size(), 5U);
     ASSERT_EQ(analyze({"-o", "out"}).status, 0);
     EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "out"), ElementsAre("result.json", "run.json"));
 }
@@ -195,7 +195,7 @@ TEST_F(RunsAtWork, HaveTheOutputFolderForThemselves) {
         EXPECT_EQ(first.status, 0) << first.err;
         EXPECT_EQ(nlohmann::json::parse(ReadFile(m_folder / "out/run.json"))["input"]["path"], "large.mha");
         EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "out"),
-                    ElementsAre("phi.mha", "result.json", "run.json", "theta.mha"));
+                    ElementsAre("confidence.mha", "phi.mha", "result.json", "run.json", "theta.mha"));
     }
 }
 
@@ -209,8 +209,9 @@ TEST_F(RunsAtWork, AreLeftAloneByFilesOfOtherCommandsIntoTheirFolder) {
     ASSERT_TRUE(wasAtWork);
     EXPECT_EQ(phantom.status, 0) << phantom.err;
     EXPECT_EQ(first.status, 0) << first.err;
-    EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "out"),
-                ElementsAre("phantom.tif", "phi.mha", "result.json", "run.json", "theta.mha"));
+    EXPECT_THAT(
+        CTemporaryFolder::EntriesOf(m_folder / "out"),
+        ElementsAre("confidence.mha", "phantom.tif", "phi.mha", "result.json", "run.json", "theta.mha"));
 }
 
 } // namespace

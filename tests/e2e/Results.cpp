@@ -5,11 +5,16 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 namespace TEVRA::test {
 
 void ExpectSameResults(const std::filesystem::path& one, const std::filesystem::path& other) {
-    for (const char* const name : {"result.json", "subfields.csv", "profiles.csv", "theta.mha", "phi.mha"}) {
-        EXPECT_TRUE(ReadFile(one / name) == ReadFile(other / name))
+    const std::vector<std::string> names = CTemporaryFolder::EntriesOf(one);
+    EXPECT_EQ(names, CTemporaryFolder::EntriesOf(other));
+    for (const std::string& name : names) {
+        EXPECT_TRUE(name == "run.json" || ReadFile(one / name) == ReadFile(other / name))
             << name << " of " << one.filename() << " and " << other.filename();
     }
 }

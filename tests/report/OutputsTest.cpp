@@ -38,6 +38,9 @@ TEST(Outputs, AreThoseThatTheRunAsksFor) {
                 ElementsAre("result.json", "subfields.csv", "profiles.csv", "subfields_a4.csv", "run.json"));
     EXPECT_THAT(wanted({.dim = 3, .exports = {"vtk", "voigt"}}),
                 ElementsAre("result.json", "tensors_voigt.csv", "fields.vtu", "run.json"));
+    EXPECT_THAT(wanted({.dim = 3, .maps = true, .confidence = true}),
+                ElementsAre("result.json", "theta.mha", "phi.mha", "confidence.mha", "run.json"));
+    EXPECT_THAT(wanted({.dim = 2, .confidence = true}), ElementsAre("result.json", "run.json"));
 }
 
 TEST(Outputs, HaveNamesOfTheirOwnAndTheRunRecordIsTheLast) {
