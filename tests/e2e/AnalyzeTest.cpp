@@ -562,16 +562,20 @@ TEST_F(Analyze, LeavesFilesThatOnlyLookLikeResultsAlone) {
     EXPECT_THAT(outputs(), ElementsAre("result.json", "run.json", "theta.mha"));
 }
 
+/// Those with subfields and maps, but for the record with its times.
+constexpr std::array OUTPUTS{"result.json", "subfields.csv", "profiles.csv",
+                             "theta.mha",   "phi.mha",       "confidence.mha"};
+
 TEST_F(Analyze, TheSameInputGivesTheSameBytes) {
     write("image.mha", ParallelFibers(VOLUME, 0));
     analyze("image.mha", {"--subfield", "10", "--maps"});
     std::vector<std::string> first;
-    for (const char* const file : {"result.json", "subfields.csv", "profiles.csv", "theta.mha", "phi.mha"}) {
+    for (const char* const file : OUTPUTS) {
         first.push_back(ReadFile(m_folder / "out" / file));
     }
     analyze("image.mha", {"--subfield", "10", "--maps"});
     std::size_t i = 0;
-    for (const char* const file : {"result.json", "subfields.csv", "profiles.csv", "theta.mha", "phi.mha"}) {
+    for (const char* const file : OUTPUTS) {
         EXPECT_EQ(ReadFile(m_folder / "out" / file), first[i++]) << file;
     }
 }
@@ -583,8 +587,7 @@ TEST_F(Analyze, TheNumberOfThreadsChangesNothing) {
         analyze("image.mha", {"--subfield", "10", "--maps", "--threads", threads});
         EXPECT_EQ(run()["parameters"]["threads"], std::stoi(threads));
         std::string bytes;
-        for (const char* const file :
-             {"result.json", "subfields.csv", "profiles.csv", "theta.mha", "phi.mha"}) {
+        for (const char* const file : OUTPUTS) {
             bytes += ReadFile(m_folder / "out" / file);
         }
         first = first.empty() ? bytes : first;
