@@ -140,6 +140,7 @@ SMemoryPlan PlanMemory(const SWorkload& workload, std::size_t budgetBytes) {
     if (plan.peakBytes <= budgetBytes && !workload.keepsScratch) {
         return plan;
     }
+    const std::size_t inMemory = plan.peakBytes;
     plan.scratchKind = EKind::file;
     for (bool canShrink = true; canShrink && (plan.peakBytes = demand.PeakBytes(plan)) > budgetBytes;) {
         const bool fewerSlices = halve(plan.slabSlices, 1LL);
@@ -147,7 +148,9 @@ SMemoryPlan PlanMemory(const SWorkload& workload, std::size_t budgetBytes) {
         canShrink = fewerSlices || smallerStrips;
     }
     if (plan.peakBytes > budgetBytes) {
-        throw CMemoryLimitError("this analysis needs " + BytesText(plan.peakBytes) +
+        // A file makes up for its own needs only where there are slices that memory need not hold.
+        const std::size_t least = workload.keepsScratch ? plan.peakBytes : std::min(plan.peakBytes, inMemory);
+        throw CMemoryLimitError("this analysis needs " + BytesText(least) +
                                 " of memory at least, but is allowed " + BytesText(budgetBytes));
     }
     return plan;

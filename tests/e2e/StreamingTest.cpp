@@ -117,6 +117,37 @@ INSTANTIATE_TEST_SUITE_P(All, StreamingEstimators,
                                          SNarrowCase{"LineVoting", "line-voting", 180}),
                          [](const auto& one) { return std::string(one.param.name); });
 
+TEST_F(Streaming, ResultsAreTheSameFilesInAnyMemory) {
+    write_volume(60);
+    for (const char* const layout : {"60,60,60,u8", "900,240,u8"}) {
+        m_layout = layout;
+        for (const char* const estimator : {"line-voting", "structure-tensor", "hessian"}) {
+            SCOPED_TRACE(std::string(layout) + " by " + estimator);
+            const auto status_in = [&](const std::string& output, std::size_t bytes, const char* threads) {
+                return run(output, {"--subfield", "20", "--maps", "--estimator", estimator, "--threads",
+                                    threads, "--memory", std::to_string(bytes)})
+                    .status;
+            };
+            ASSERT_EQ(status_in("roomy", 1024 * MEGABYTE, "1"), 0);
+            // Plans that take less and less, down to the one that takes least.
+            std::size_t bytes = record("roomy")["memory"]["expected_bytes"];
+            std::size_t files = 0;
+            while (status_in("narrow", bytes - 1, "1") == 0) {
+                expect_same_files("roomy", "narrow");
+                ASSERT_LT(record("narrow")["memory"]["expected_bytes"].get<std::size_t>(), bytes);
+                bytes = record("narrow")["memory"]["expected_bytes"];
+                ++files;
+            }
+            // A plane is one slice, which needs not less for being in a file.
+            EXPECT_GE(files, m_layout.starts_with("60") ? 2U : 0U);
+            ASSERT_EQ(status_in("narrow", bytes, "1"), 0) << "what is expected suffices";
+            expect_same_files("roomy", "narrow");
+            ASSERT_EQ(status_in("narrow", 1024 * MEGABYTE, "2"), 0);
+            expect_same_files("roomy", "narrow");
+        }
+    }
+}
+
 TEST_F(Streaming, ResultsAreTheSameFilesForAnyNumberOfThreads) {
     write_volume(60);
     run("one", {"--threads", "1", "--subfield", "20", "--maps", "--fourth-order"});
@@ -250,17 +281,25 @@ class Resuming : public Streaming {
 };
 
 TEST_F(Resuming, AKilledRunIsContinuedToTheSameFiles) {
-    run_until_killed({"--subfield", "50", "--maps"});
-    EXPECT_THAT(kept_files(), ElementsAre(".tevra-resume-1-of-1",
-                                          MatchesRegex("\\.tevra-resume-1-of-1-[0-9a-f]{16}\\.scratch"),
-                                          ".tevra-resume-1-of-1.lock"));
-    const SOutcome outcome = run("out", {"--resume", "--subfield", "50", "--maps"});
-    ASSERT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_THAT(outcome.err, HasSubstr("going on with the smoothed slices of an earlier run"));
-    EXPECT_FALSE(record("out")["seconds"].contains("foreground"));
-    run("whole", {"--subfield", "50", "--maps"});
-    expect_same_files("out", "whole");
-    EXPECT_THAT(kept_files(), ElementsAre());
+    for (const std::string estimator : {"line-voting", "structure-tensor", "hessian"}) {
+        SCOPED_TRACE(estimator);
+        const Words options = {"--subfield", "50", "--maps", "--estimator", estimator};
+        run_until_killed(options);
+        EXPECT_THAT(kept_files(), ElementsAre(".tevra-resume-1-of-1",
+                                              MatchesRegex("\\.tevra-resume-1-of-1-[0-9a-f]{16}\\.scratch"),
+                                              ".tevra-resume-1-of-1.lock"));
+        Words resumed = options;
+        resumed.insert(resumed.end(), {"--resume", "--threads", "3"});
+        const SOutcome outcome = run("out", resumed);
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_THAT(outcome.err, HasSubstr("going on with the smoothed slices of an earlier run"));
+        EXPECT_FALSE(record("out")["seconds"].contains("foreground"));
+        EXPECT_FALSE(record("out")["seconds"].contains("columns"));
+        run("whole", options);
+        expect_same_files("out", "whole");
+        EXPECT_THAT(kept_files(), ElementsAre());
+        fs::remove_all(m_folder / "out");
+    }
 }
 
 TEST_F(Resuming, AnotherImageOrRadiusStartsOver) {

@@ -4,7 +4,9 @@
 #include "stream/Streamed.h"
 
 #include "phantom/SeparateFibers.h"
+#include "stream/Failure.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -124,7 +126,17 @@ TEST_P(LocalTensorStage, FindsAxesInAPlane) {
     const SCase task{*image, nullptr, parameters_of(estimator, 2.5), &estimator};
     const SAnswer one = Streamed(task, {1, PLENTY, "/tmp"});
     EXPECT_GT(one.foregroundPixels, 100);
-    ExpectIdenticalAnswer(Streamed(task, {2, PLENTY, "/tmp"}), one);
+    for (const int threads : {1, 2, 3}) {
+        ExpectIdenticalAnswer(Streamed(task, {threads, PLENTY, "/tmp"}), one);
+        const std::size_t least = LeastMemory(task, threads);
+        ExpectIdenticalAnswer(Streamed(task, {threads, least, testing::TempDir()}), one);
+        try {
+            Streamed(task, {threads, least - 1, testing::TempDir()});
+            ADD_FAILURE() << "in less than the least";
+        } catch (const stream::CMemoryLimitError& error) {
+            EXPECT_THAT(error.what(), testing::HasSubstr("needs " + stream::BytesText(least)));
+        }
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Estimators, LocalTensorStage,
