@@ -18,6 +18,7 @@ class CWorkers : public Impl::CWorkers, public ITaskRunner {
     void Run(long long count, const std::function<void(long long task)>& task) override {
         Run(count, [&task](long long number, int /*worker*/) { task(number); });
     }
+    int AtOnce() const noexcept override { return Count(); }
 };
 
 } // namespace TEVRA::stream

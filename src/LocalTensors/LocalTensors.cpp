@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <span>
 #include <utility>
@@ -12,10 +13,14 @@ namespace {
 
 /// Slices that are made at a time.
 constexpr long long BATCH = static_cast<long long>(MOST_SMOOTHED_ROWS);
-/// Rows that a task works on at least: it repeats the work on as many as the filters reach beyond them.
-constexpr std::size_t LEAST_BAND_ROWS = 64;
-/// Tasks per batch of slices, for threads to share.
-constexpr std::size_t USEFUL_TASKS = 32;
+/// Rows of a slice that are filtered across rows at a time.
+constexpr long long ROW_BATCH = static_cast<long long>(MOST_SMOOTHED_ROWS);
+/// Rows that a task works on at least ...
+constexpr std::size_t LEAST_BAND_ROWS = 16;
+/// ... where it repeats the work on as many as the filters reach beyond them.
+constexpr std::size_t LEAST_FILTERED_ROWS = 64;
+/// Tasks for each thread, so that none waits long for the others.
+constexpr int TASKS_PER_THREAD = 4;
 
 enum EOrder : std::size_t { smoothed = 0, first = 1, second = 2 };
 
@@ -63,22 +68,29 @@ std::vector<float> as_floats(const std::vector<double>& numbers) {
     return floats;
 }
 
-/// From weights at distance 0 to radius.
-std::vector<float> both_sides(const std::vector<float>& weights) {
-    std::vector<float> result(weights.rbegin(), weights.rend() - 1);
+/// From weights at distance 0 to radius; those of the first derivative are odd.
+std::vector<float> both_sides(const std::vector<float>& weights, std::size_t order) {
+    std::vector<float> result(weights.rbegin(), weights.rend());
+    if (order == first) {
+        std::transform(result.begin(), result.end(), result.begin(), std::negate<>());
+    }
+    result.pop_back();
     result.insert(result.end(), weights.begin(), weights.end());
     return result;
 }
 
-/// Rows of numbers one behind the other.
+/// Rows of numbers one behind the other; 0 to begin with.
 class CRows {
   public:
-    CRows(std::size_t rows, std::size_t stride) : m_stride(stride), m_numbers(rows * stride) {}
-    float* Row(std::size_t row) { return m_numbers.data() + row * m_stride; }
+    CRows(std::size_t rows, std::size_t count) : m_stride(RowStride(count)), m_numbers(rows * m_stride) {
+        std::fill_n(m_numbers.Data(), rows * m_stride, 0.0F);
+    }
+    float* Row(std::size_t row) { return m_numbers.Data() + row * m_stride; }
+    static std::size_t Floats(std::size_t rows, std::size_t count) { return rows * RowStride(count); }
 
   private:
     std::size_t m_stride;
-    std::vector<float> m_numbers;
+    CRowMemory m_numbers;
 };
 
 /// Repeats the first and last pixel on either side of a row.
@@ -107,7 +119,7 @@ bool decompose(const EntryT& entry_of, EEigenvalue which, std::array<double, Dim
 template <std::size_t Dim>
 CLocalTensors<Dim>::CRing::CRing(long long slices, std::size_t sliceFloats)
     : m_slices(slices), m_sliceFloats(sliceFloats),
-      m_memory(std::make_unique<float[]>(static_cast<std::size_t>(slices) * sliceFloats + VOXEL_LOAD)) {}
+      m_memory(static_cast<std::size_t>(slices) * sliceFloats + VOXEL_LOAD) {}
 
 /// Derivatives, votes or products, and their sums within a slice, row after row of a band.
 template <std::size_t Dim>
@@ -119,77 +131,96 @@ class CLocalTensors<Dim>::CPlaneWork {
           m_marginX(static_cast<std::size_t>(tensors.m_reach.derivative[0])),
           m_reachY(tensors.m_reach.derivative[1]),
           m_windowX(static_cast<std::size_t>(tensors.m_reach.window[0])),
-          m_windowY(tensors.m_reach.window[1]),
-          m_across(3, RoundedToGroup(tensors.m_width + 2 * m_marginX) + 2 * ROW_GROUP),
-          m_fields(m_recipe.fields.size() * static_cast<std::size_t>(2 * m_reachY + 1), tensors.m_greyStride),
-          m_derivatives(m_recipe.derivatives.size(), tensors.m_greyStride),
-          m_votes(1, RoundedToGroup(ENTRIES * (tensors.m_width + 2 * m_windowX)) + 2 * ROW_GROUP),
-          m_gathered(static_cast<std::size_t>(2 * m_windowY + 1), tensors.m_tensorStride),
-          m_isEmpty(static_cast<std::size_t>(2 * m_windowY + 1)) {}
+          m_windowY(tensors.m_reach.window[1]), m_across(3, tensors.m_width + 2 * margin(m_marginX)),
+          m_fields(m_recipe.fields.size() * field_rows(m_reachY), tensors.m_width),
+          m_derivatives(m_recipe.derivatives.size() * static_cast<std::size_t>(ROW_BATCH), tensors.m_width),
+          m_votes(1, ENTRIES * tensors.m_width + 2 * margin(ENTRIES * m_windowX)),
+          m_gathered(field_rows(m_windowY), ENTRIES * tensors.m_width), m_isEmpty(field_rows(m_windowY)) {}
+
+    static std::size_t Floats(std::size_t width, const SLocalReach& reach, const SDerivatives& recipe) {
+        const std::size_t reachX = margin(static_cast<std::size_t>(reach.derivative[0]));
+        const std::size_t windowX = margin(ENTRIES * static_cast<std::size_t>(reach.window[0]));
+        return CRows::Floats(3, width + 2 * reachX) +
+               CRows::Floats(recipe.fields.size() * field_rows(reach.derivative[1]), width) +
+               CRows::Floats(recipe.derivatives.size() * static_cast<std::size_t>(ROW_BATCH), width) +
+               CRows::Floats(1, ENTRIES * width + 2 * windowX) +
+               CRows::Floats(field_rows(reach.window[1]), ENTRIES * width);
+    }
 
     void Run(const SBand& band) {
         const auto height = static_cast<long long>(m_tensors.m_height);
         const auto begin = static_cast<long long>(band.first);
+        const auto end = static_cast<long long>(band.end);
         m_nextVotes = std::max(begin - m_windowY, 0LL);
         m_nextField = std::max(m_nextVotes - m_reachY, 0LL);
-        std::vector<const float*> rows(static_cast<std::size_t>(2 * m_windowY + 1));
-        for (long long y = begin; y < static_cast<long long>(band.end); ++y) {
-            for (; m_nextVotes <= std::min(y + m_windowY, height - 1); ++m_nextVotes) {
-                make_votes(m_nextVotes);
+        for (long long y = begin; y < end; y += ROW_BATCH) {
+            const long long outputs = std::min(ROW_BATCH, end - y);
+            const long long votesEnd = std::min(y + outputs + m_windowY, height);
+            while (m_nextVotes < votesEnd) {
+                const long long count = std::min(ROW_BATCH, votesEnd - m_nextVotes);
+                make_votes(m_nextVotes, count);
+                m_nextVotes += count;
             }
-            bool isEmpty = true;
-            for (long long k = -m_windowY; k <= m_windowY; ++k) {
-                rows[static_cast<std::size_t>(k + m_windowY)] = gathered_row(y + k, isEmpty);
-            }
-            float* const out = m_tensors.m_planarRing.At(m_z) + static_cast<std::size_t>(y) * stride();
-            if (isEmpty) {
-                std::fill_n(out, stride(), 0.0F);
-            } else {
-                smooth(rows, m_tensors.m_window[1], out, ENTRIES * m_tensors.m_width);
-            }
-            m_tensors.m_isEmpty[m_tensors.empty_index(m_z, static_cast<std::size_t>(y))] = isEmpty ? 1 : 0;
+            gather_rows(y, outputs);
         }
     }
 
   private:
-    std::size_t stride() const { return m_tensors.m_tensorStride; }
+    /// Rows that are kept for a filter across rows.
+    static std::size_t field_rows(long long reach) { return static_cast<std::size_t>(2 * reach + ROW_BATCH); }
+    /// Room on either side of a row for what a filter reaches beyond it, so that the row itself begins with a
+    /// cache line.
+    static std::size_t margin(std::size_t reach) { return RoundedToGroup(reach); }
 
-    void smooth(const std::vector<const float*>& rows, const SWeights& weights, float* out,
-                std::size_t count) {
-        m_kernels.filter({rows.data(),
-                          weights.radius,
-                          {weights.of[0].data(), nullptr, nullptr},
-                          {out, nullptr, nullptr},
-                          count});
+    /// A row of sums along x; beyond the image that of the nearest one or nothing. Null where there is no vote.
+    const float* gathered_row(long long y) {
+        const auto height = static_cast<long long>(m_tensors.m_height);
+        if ((y < 0 || y >= height) && m_tensors.m_scales.kind == ELocalTensor::lineVotes) {
+            return nullptr;
+        }
+        const auto slot = static_cast<std::size_t>(std::clamp(y, 0LL, height - 1)) % field_rows(m_windowY);
+        return m_isEmpty[slot] ? nullptr : m_gathered.Row(slot);
     }
 
-    /// A row of sums along x; beyond the image that of the nearest one or nothing.
-    const float* gathered_row(long long y, bool& isEmpty) {
-        const auto height = static_cast<long long>(m_tensors.m_height);
-        if (y < 0 || y >= height) {
-            if (m_tensors.m_scales.kind == ELocalTensor::lineVotes) {
-                return m_tensors.m_zeros.data();
+    /// Sums along y.
+    void gather_rows(long long y, long long outputs) {
+        const auto taps = static_cast<std::size_t>(2 * m_windowY + 1);
+        m_rows.resize(taps + static_cast<std::size_t>(outputs) - 1);
+        bool isEmpty = true;
+        for (std::size_t i = 0; i < m_rows.size(); ++i) {
+            const float* const row = gathered_row(y - m_windowY + static_cast<long long>(i));
+            isEmpty = isEmpty && row == nullptr;
+            m_rows[i] = row != nullptr ? row : m_tensors.m_zeros.Data();
+        }
+        std::array<float*, static_cast<std::size_t>(ROW_BATCH)> out{};
+        for (std::size_t j = 0; j < static_cast<std::size_t>(outputs); ++j) {
+            const std::size_t at = static_cast<std::size_t>(y) + j;
+            out[j] = m_tensors.m_planarRing.At(m_z) + at * m_tensors.m_tensorStride;
+            m_tensors.m_isEmpty[m_tensors.empty_index(m_z, at)] = isEmpty ? 1 : 0;
+            if (isEmpty) {
+                std::fill_n(out[j], m_tensors.m_tensorStride, 0.0F);
             }
-            y = std::clamp(y, 0LL, height - 1);
         }
-        const auto slot = static_cast<std::size_t>(y % (2 * m_windowY + 1));
-        if (m_isEmpty[slot]) {
-            return m_tensors.m_zeros.data();
+        if (!isEmpty) {
+            const SWeights& weights = m_tensors.m_window[1];
+            m_kernels.smooth({m_rows.data(), weights.radius, weights.bothSides[smoothed].data(), out.data(),
+                              static_cast<std::size_t>(outputs), ENTRIES * m_tensors.m_width});
         }
-        isEmpty = false;
-        return m_gathered.Row(slot);
     }
 
     float* field_row(std::size_t field, long long y) {
-        const long long rows = 2 * m_reachY + 1;
-        return m_fields.Row(field * static_cast<std::size_t>(rows) + static_cast<std::size_t>(y % rows));
+        const std::size_t rows = field_rows(m_reachY);
+        return m_fields.Row(field * rows + static_cast<std::size_t>(y) % rows);
+    }
+    float* derivative_row(std::size_t number, std::size_t row) {
+        return m_derivatives.Row(number * static_cast<std::size_t>(ROW_BATCH) + row);
     }
 
     /// Filters row y of the slice along z and x.
     void make_fields(long long y) {
         std::array<float*, 3> across{};
         for (std::size_t order = 0; order < 3; ++order) {
-            across[order] = m_across.Row(order) + ROW_GROUP / 2 + m_marginX;
+            across[order] = m_across.Row(order) + margin(m_marginX);
         }
         filter_across(y, across);
         std::vector<const float*>& rows = m_rows;
@@ -243,41 +274,59 @@ class CLocalTensors<Dim>::CPlaneWork {
         }
     }
 
-    /// Votes or products of row y, and their sums along x.
-    void make_votes(long long y) {
+    /// Votes or products of rows, and their sums along x.
+    void make_votes(long long y, long long count) {
         const auto height = static_cast<long long>(m_tensors.m_height);
-        for (; m_nextField <= std::min(y + m_reachY, height - 1); ++m_nextField) {
+        for (; m_nextField < std::min(y + count + m_reachY, height); ++m_nextField) {
             make_fields(m_nextField);
         }
-        std::array<const float*, 6> derivatives{};
+        make_derivatives(y, count);
+        for (long long row = 0; row < count; ++row) {
+            const auto slot = static_cast<std::size_t>(y + row) % field_rows(m_windowY);
+            std::array<const float*, 6> derivatives{};
+            for (std::size_t number = 0; number < m_recipe.derivatives.size(); ++number) {
+                derivatives[number] = derivative_row(number, static_cast<std::size_t>(row));
+            }
+            float* const votes = m_votes.Row(0) + margin(ENTRIES * m_windowX);
+            m_isEmpty[slot] = m_tensors.m_scales.kind == ELocalTensor::lineVotes
+                                  ? !vote(derivatives, votes)
+                                  : !multiply(derivatives, votes);
+            if (!m_isEmpty[slot]) {
+                gather_along(votes, m_gathered.Row(slot));
+            }
+        }
+    }
+
+    void make_derivatives(long long y, long long count) {
+        const auto height = static_cast<long long>(m_tensors.m_height);
         const SWeights& weights = m_tensors.m_derivative[1];
-        m_rows.resize(static_cast<std::size_t>(2 * m_reachY + 1));
+        m_rows.resize(static_cast<std::size_t>(2 * m_reachY + count));
+        std::array<float*, static_cast<std::size_t>(ROW_BATCH)> out{};
         for (std::size_t number = 0; number < m_recipe.derivatives.size(); ++number) {
             const SDerivative& wanted = m_recipe.derivatives[number];
-            for (long long k = -m_reachY; k <= m_reachY; ++k) {
-                m_rows[static_cast<std::size_t>(k + m_reachY)] =
-                    field_row(wanted.field, std::clamp(y + k, 0LL, height - 1));
+            for (std::size_t i = 0; i < m_rows.size(); ++i) {
+                m_rows[i] = field_row(wanted.field,
+                                      std::clamp(y - m_reachY + static_cast<long long>(i), 0LL, height - 1));
             }
-            SFilteredRow job{m_rows.data(),
-                             weights.radius,
-                             {weights.of[0].data(), weights.of[1].data(), weights.of[2].data()},
-                             {nullptr, nullptr, nullptr},
-                             m_tensors.m_width};
-            job.out[wanted.orderY] = m_derivatives.Row(number);
-            m_kernels.filter(job);
-            derivatives[number] = m_derivatives.Row(number);
-        }
-        const auto slot = static_cast<std::size_t>(y % (2 * m_windowY + 1));
-        float* const votes = m_votes.Row(0) + ROW_GROUP / 2 + ENTRIES * m_windowX;
-        m_isEmpty[slot] = m_tensors.m_scales.kind == ELocalTensor::lineVotes ? !vote(derivatives, votes)
-                                                                             : !multiply(derivatives, votes);
-        if (!m_isEmpty[slot]) {
-            m_rows.resize(2 * m_windowX + 1);
-            for (std::size_t k = 0; k < m_rows.size(); ++k) {
-                m_rows[k] = votes + ENTRIES * k - ENTRIES * m_windowX;
+            for (std::size_t row = 0; row < static_cast<std::size_t>(count); ++row) {
+                out[row] = derivative_row(number, row);
             }
-            smooth(m_rows, m_tensors.m_window[0], m_gathered.Row(slot), ENTRIES * m_tensors.m_width);
+            m_kernels.smooth({m_rows.data(), weights.radius, weights.bothSides[wanted.orderY].data(),
+                              out.data(), static_cast<std::size_t>(count), m_tensors.m_width});
         }
+    }
+
+    void gather_along(const float* votes, float* out) {
+        const SWeights& weights = m_tensors.m_window[0];
+        m_rows.resize(2 * m_windowX + 1);
+        for (std::size_t k = 0; k < m_rows.size(); ++k) {
+            m_rows[k] = votes + ENTRIES * k - ENTRIES * m_windowX;
+        }
+        m_kernels.filter({m_rows.data(),
+                          weights.radius,
+                          {weights.of[smoothed].data(), nullptr, nullptr},
+                          {out, nullptr, nullptr},
+                          ENTRIES * m_tensors.m_width});
     }
 
     /// @return whether there is any vote. Beyond the image there is none.
@@ -374,19 +423,24 @@ CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, long
     : m_width(static_cast<std::size_t>(size[0])), m_height(static_cast<std::size_t>(size[1])),
       m_depth(Dim == 3 ? size[2] : 1), m_scales(scales), m_reach(ReachOf(scales, static_cast<int>(Dim))),
       m_grey(grey), m_fill(std::move(fill)), m_kernels(PlaneKernelsOf(set)),
-      m_squaredSigma(scales.derivativeSigma * scales.derivativeSigma), m_greyStride(RoundedToGroup(m_width)),
-      m_tensorStride(RoundedToGroup(ENTRIES * m_width)), m_zeros(m_tensorStride + ROW_GROUP) {
+      m_squaredSigma(scales.derivativeSigma * scales.derivativeSigma), m_greyStride(RowStride(m_width)),
+      m_tensorStride(RowStride(ENTRIES * m_width)), m_zeros(m_tensorStride) {
+    std::fill_n(m_zeros.Data(), m_tensorStride, 0.0F);
     for (std::size_t axis = 0; axis < Dim; ++axis) {
         const double spacing = scales.spacing[axis];
-        const SSampledKernel smoothing = SampledSmoothing(scales.derivativeSigma, spacing);
-        m_derivative[axis] = {smoothing.Radius(),
-                              {as_floats(smoothing.weights),
-                               as_floats(SampledFirstDerivative(scales.derivativeSigma, spacing).weights),
-                               as_floats(SampledSecondDerivative(scales.derivativeSigma, spacing).weights)},
-                              {}};
-        const SSampledKernel window = SampledSmoothing(scales.windowSigma, spacing);
-        m_window[axis] = {
-            window.Radius(), {as_floats(window.weights), {}, {}}, both_sides(as_floats(window.weights))};
+        const auto weights_of = [](const std::vector<SSampledKernel>& kernels) {
+            SWeights weights;
+            weights.radius = kernels.front().Radius();
+            for (std::size_t order = 0; order < kernels.size(); ++order) {
+                weights.of[order] = as_floats(kernels[order].weights);
+                weights.bothSides[order] = both_sides(weights.of[order], order);
+            }
+            return weights;
+        };
+        m_derivative[axis] = weights_of({SampledSmoothing(scales.derivativeSigma, spacing),
+                                         SampledFirstDerivative(scales.derivativeSigma, spacing),
+                                         SampledSecondDerivative(scales.derivativeSigma, spacing)});
+        m_window[axis] = weights_of({SampledSmoothing(scales.windowSigma, spacing)});
     }
     double sum = 1.0;
     for (int step = 1; step <= ALONG_STEPS; ++step) {
@@ -400,14 +454,15 @@ CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, long
             m_lookUps.offsets[step - 1][axis] = distance * scales.along / scales.spacing[axis];
         }
     }
-    const std::size_t tensorFloats = m_height * m_tensorStride;
+    const std::size_t tensorFloats = SliceStride(m_height * m_tensorStride);
+    const std::size_t greyFloats = SliceStride(m_height * m_greyStride);
     if constexpr (Dim == 3) {
-        m_greyRing = CRing(2 * m_reach.derivative[2] + BATCH, m_height * m_greyStride);
+        m_greyRing = CRing(2 * m_reach.derivative[2] + BATCH, greyFloats);
         m_planarRing = CRing(2 * m_reach.window[2] + BATCH, tensorFloats);
         m_tensorRing = CRing(2 * m_reach.along[2] + slabSlices, tensorFloats);
         m_isEmpty.resize(static_cast<std::size_t>(2 * m_reach.window[2] + BATCH) * m_height);
     } else {
-        m_greyRing = CRing(1, m_height * m_greyStride);
+        m_greyRing = CRing(1, greyFloats);
         m_planarRing = CRing(1, tensorFloats);
         m_isEmpty.resize(m_height);
     }
@@ -432,8 +487,8 @@ std::size_t CLocalTensors<Dim>::Bytes(const CSize& size, long long slabSlices, c
         return static_cast<std::size_t>(count) * floats * sizeof(float);
     };
     const auto height = static_cast<std::size_t>(size[1]);
-    const std::size_t grey = height * RoundedToGroup(static_cast<std::size_t>(size[0]));
-    const std::size_t tensor = height * RoundedToGroup(ENTRIES * static_cast<std::size_t>(size[0]));
+    const std::size_t grey = SliceStride(height * RowStride(static_cast<std::size_t>(size[0])));
+    const std::size_t tensor = SliceStride(height * RowStride(ENTRIES * static_cast<std::size_t>(size[0])));
     if constexpr (Dim == 2) {
         return slices(1, grey) + slices(1, tensor);
     }
@@ -443,18 +498,9 @@ std::size_t CLocalTensors<Dim>::Bytes(const CSize& size, long long slabSlices, c
 
 template <std::size_t Dim>
 std::size_t CLocalTensors<Dim>::BytesPerTask(const CSize& size, const SLocalScales& scales) {
-    const SLocalReach reach = ReachOf(scales, static_cast<int>(Dim));
-    const SDerivatives recipe = derivatives_of<Dim>(scales.kind);
-    const auto width = static_cast<std::size_t>(size[0]);
-    const std::size_t grey = RoundedToGroup(width);
-    const std::size_t tensor = RoundedToGroup(ENTRIES * width);
-    const auto rows = [](long long reached) { return static_cast<std::size_t>(2 * reached + 1); };
-    const std::size_t floats =
-        3 * (RoundedToGroup(width + 2 * static_cast<std::size_t>(reach.derivative[0])) + 2 * ROW_GROUP) +
-        (recipe.fields.size() * rows(reach.derivative[1]) + recipe.derivatives.size()) * grey +
-        RoundedToGroup(ENTRIES * (width + 2 * static_cast<std::size_t>(reach.window[0]))) + 2 * ROW_GROUP +
-        rows(reach.window[1]) * tensor;
-    return floats * sizeof(float);
+    return CPlaneWork::Floats(static_cast<std::size_t>(size[0]), ReachOf(scales, static_cast<int>(Dim)),
+                              derivatives_of<Dim>(scales.kind)) *
+           sizeof(float);
 }
 
 template <std::size_t Dim>
@@ -476,24 +522,25 @@ void CLocalTensors<Dim>::fill_grey(long long end, ITaskRunner& runner) {
         float* const slice = m_greyRing.At(m_greyEnd);
         m_fill(m_greyEnd, slice, m_greyStride);
         const SGreyScale scale = m_grey;
-        const std::vector<SBand> parts = bands(1);
+        const std::vector<SBand> parts = bands(1, LEAST_BAND_ROWS, runner);
         runner.Run(static_cast<long long>(parts.size()), [&](long long task) {
             const SBand& band = parts[static_cast<std::size_t>(task)];
-            float* const rows = slice + band.first * m_greyStride;
-            const std::size_t count = (band.end - band.first) * m_greyStride;
-            for (std::size_t i = 0; i < count; ++i) {
-                rows[i] = (rows[i] - scale.offset) * scale.factor;
+            for (std::size_t y = band.first; y < band.end; ++y) {
+                float* const row = slice + y * m_greyStride;
+                std::transform(row, row + m_width, row,
+                               [scale](float grey) { return (grey - scale.offset) * scale.factor; });
+                std::fill(row + m_width, row + m_greyStride, 0.0F);
             }
         });
     }
 }
 
 template <std::size_t Dim>
-std::vector<typename CLocalTensors<Dim>::SBand> CLocalTensors<Dim>::bands(long long planes) const {
-    const std::size_t wanted =
-        (USEFUL_TASKS + static_cast<std::size_t>(planes) - 1) / static_cast<std::size_t>(planes);
-    const std::size_t most = std::max<std::size_t>(m_height / LEAST_BAND_ROWS, 1);
-    const std::size_t count = std::min(wanted, most);
+std::vector<typename CLocalTensors<Dim>::SBand>
+CLocalTensors<Dim>::bands(long long planes, std::size_t leastRows, const ITaskRunner& runner) const {
+    const long long tasks = runner.AtOnce() > 1 ? runner.AtOnce() * TASKS_PER_THREAD : 1;
+    const auto wanted = static_cast<std::size_t>((tasks + planes - 1) / planes);
+    const std::size_t count = std::min(wanted, std::max<std::size_t>(m_height / leastRows, 1));
     std::vector<SBand> result;
     for (std::size_t band = 0; band < count; ++band) {
         result.push_back({m_height * band / count, m_height * (band + 1) / count});
@@ -506,7 +553,7 @@ void CLocalTensors<Dim>::make_planar(long long end, ITaskRunner& runner) {
     while (m_planarEnd < end) {
         const SPlanes planes{m_planarEnd, std::min(m_planarEnd + BATCH, end)};
         fill_grey(std::min(planes.end + m_reach.derivative[2], m_depth), runner);
-        const std::vector<SBand> parts = bands(planes.Count());
+        const std::vector<SBand> parts = bands(planes.Count(), LEAST_FILTERED_ROWS, runner);
         const auto bandCount = static_cast<long long>(parts.size());
         runner.Run(planes.Count() * bandCount, [&](long long task) {
             CPlaneWork(*this, planes.first + task / bandCount)
@@ -521,7 +568,7 @@ void CLocalTensors<Dim>::make_tensors(long long end, ITaskRunner& runner) {
     const SPlanes planes{m_tensorEnd, end};
     make_planar(std::min(planes.end + m_reach.window[2], m_depth), runner);
     if constexpr (Dim == 3) {
-        const std::vector<SBand> parts = bands(1);
+        const std::vector<SBand> parts = bands(1, LEAST_BAND_ROWS, runner);
         runner.Run(static_cast<long long>(parts.size()),
                    [&](long long task) { gather_across(planes, parts[static_cast<std::size_t>(task)]); });
     }
@@ -549,7 +596,7 @@ void CLocalTensors<Dim>::gather_across(const SPlanes& planes, const SBand& band)
             const long long at = clamped(z);
             if ((isOutside && m_scales.kind == ELocalTensor::lineVotes) ||
                 m_isEmpty[empty_index(at, y)] != 0) {
-                rows[i] = m_zeros.data();
+                rows[i] = m_zeros.Data();
             } else {
                 rows[i] = m_planarRing.At(at) + y * m_tensorStride;
                 isEmpty = false;
@@ -562,8 +609,8 @@ void CLocalTensors<Dim>::gather_across(const SPlanes& planes, const SBand& band)
             }
         }
         if (!isEmpty) {
-            m_kernels.smooth({rows.data(), weights.radius, weights.bothSides.data(), out.data(), outputs,
-                              ENTRIES * m_width});
+            m_kernels.smooth({rows.data(), weights.radius, weights.bothSides[smoothed].data(), out.data(),
+                              outputs, ENTRIES * m_width});
         }
     }
 }

@@ -3,6 +3,7 @@
 
 #include "Axes/HessianAxis.h"
 #include "LocalTensors/KernelChoice.h"
+#include "LocalTensors/RowMemory.h"
 #include "LocalTensors/SampledKernels.h"
 #include "LocalTensors/Scales.h"
 #include "Utils/TaskRunner.h"
@@ -11,7 +12,6 @@
 #include <array>
 #include <cstddef>
 #include <functional>
-#include <memory>
 #include <vector>
 
 namespace TEVRA::Impl {
@@ -90,8 +90,8 @@ class CLocalTensors {
     /// A kernel's weights in single precision.
     struct SWeights {
         std::size_t radius = 0;
-        std::array<std::vector<float>, 3> of; // smoothing, first, second derivative
-        std::vector<float> bothSides;         // smoothing from -radius to radius
+        std::array<std::vector<float>, 3> of;        // smoothing, first, second derivative
+        std::array<std::vector<float>, 3> bothSides; // the same from -radius to radius
     };
     struct SBand {
         std::size_t first, end;
@@ -102,14 +102,14 @@ class CLocalTensors {
       public:
         CRing() = default;
         CRing(long long slices, std::size_t sliceFloats);
-        float* At(long long z) { return m_memory.get() + slot(z); }
-        const float* At(long long z) const { return m_memory.get() + slot(z); }
+        float* At(long long z) { return m_memory.Data() + slot(z); }
+        const float* At(long long z) const { return m_memory.Data() + slot(z); }
 
       private:
         std::size_t slot(long long z) const { return static_cast<std::size_t>(z % m_slices) * m_sliceFloats; }
         long long m_slices = 1;
         std::size_t m_sliceFloats = 0;
-        std::unique_ptr<float[]> m_memory;
+        CRowMemory m_memory;
     };
     class CPlaneWork;
 
@@ -121,7 +121,7 @@ class CLocalTensors {
     void make_planar(long long end, ITaskRunner& runner);
     void make_tensors(long long end, ITaskRunner& runner);
     void gather_across(const SPlanes& planes, const SBand& band);
-    std::vector<SBand> bands(long long planes) const;
+    std::vector<SBand> bands(long long planes, std::size_t leastRows, const ITaskRunner& runner) const;
     long long clamped(long long z) const;
     std::size_t empty_index(long long z, std::size_t y) const;
 
@@ -143,7 +143,7 @@ class CLocalTensors {
     CRing m_planarRing;                   // gathered within slices
     CRing m_tensorRing;                   // gathered across slices, too
     std::vector<unsigned char> m_isEmpty; // by slice of the planar ring and row: no votes
-    std::vector<float> m_zeros;
+    CRowMemory m_zeros;
     long long m_greyEnd;
     long long m_planarEnd;
     long long m_tensorEnd;

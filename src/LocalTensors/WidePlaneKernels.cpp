@@ -126,9 +126,15 @@ constexpr std::size_t SMOOTHED_TOGETHER = 4;
 #endif
 static_assert(MOST_SMOOTHED_ROWS % SMOOTHED_TOGETHER == 0);
 
+/// How far ahead along rows memory is asked for.
+constexpr std::size_t PREFETCHED_FLOATS = 4 * FLOATS;
+
 /// Adds one row to the outputs from `FirstOutput` to `EndOutput` - 1. @param weights of the row for output 0.
 template <std::size_t FirstOutput, std::size_t EndOutput, std::size_t Outputs>
 TEVRA_LANES_INLINE void add_row(const float* from, const float* weights, Floats (&sums)[Outputs][2]) {
+    // Many rows side by side are more than the processor foresees.
+    __builtin_prefetch(from + PREFETCHED_FLOATS);
+    __builtin_prefetch(from + PREFETCHED_FLOATS + FLOATS);
     const Floats low = load(from);
     const Floats high = load(from + FLOATS);
 #pragma GCC unroll 8
@@ -163,25 +169,15 @@ TEVRA_LANES_INLINE void add_last_rows(const float* const* rows, std::size_t x, c
 template <std::size_t Outputs>
 void smooth_rows(const float* const* rows, std::size_t radius, const float* weights, float* const* out,
                  std::size_t count) {
-    const std::size_t taps = 2 * radius + 1;
+    const std::size_t taps = 2 * radius + 1; // not less than outputs
     for (std::size_t x = 0; x < count; x += 2 * FLOATS) {
         Floats sums[Outputs][2]{};
-        if (taps >= Outputs) {
-            add_first_rows<0>(rows, x, weights, sums);
-            for (std::size_t row = Outputs - 1; row < taps; ++row) {
-                __builtin_prefetch(rows[row] + x + 4 * FLOATS);
-                add_row<0, Outputs>(rows[row] + x, weights + row, sums);
-            }
-            add_last_rows<1>(rows + taps - 1, x, weights + taps - 1, sums);
-        } else {
-            for (std::size_t j = 0; j < Outputs; ++j) {
-                for (std::size_t tap = 0; tap < taps; ++tap) {
-                    const Floats weight = all(weights[tap]);
-                    sums[j][0] += weight * load(rows[j + tap] + x);
-                    sums[j][1] += weight * load(rows[j + tap] + x + FLOATS);
-                }
-            }
+        add_first_rows<0>(rows, x, weights, sums);
+        for (std::size_t row = Outputs - 1; row < taps; ++row) {
+            add_row<0, Outputs>(rows[row] + x, weights + row, sums);
         }
+        add_last_rows<1>(rows + taps - 1, x, weights + taps - 1, sums);
+#pragma GCC unroll 8
         for (std::size_t j = 0; j < Outputs; ++j) {
             store(sums[j][0], out[j] + x);
             store(sums[j][1], out[j] + x + FLOATS);
@@ -189,18 +185,21 @@ void smooth_rows(const float* const* rows, std::size_t radius, const float* weig
     }
 }
 
+template <std::size_t Outputs>
+bool smooth_next(const SSmoothedRows& job, std::size_t& done) {
+    if (job.outputs - done < Outputs || 2 * job.radius + 1 < Outputs) {
+        return false;
+    }
+    smooth_rows<Outputs>(job.rows + done, job.radius, job.weights, job.out + done, job.count);
+    done += Outputs;
+    return true;
+}
+
 void smooth(const SSmoothedRows& job) {
     std::size_t done = 0;
     while (done < job.outputs) {
-        const float* const* const rows = job.rows + done;
-        float* const* const out = job.out + done;
-        if (job.outputs - done >= SMOOTHED_TOGETHER) {
-            smooth_rows<SMOOTHED_TOGETHER>(rows, job.radius, job.weights, out, job.count);
-            done += SMOOTHED_TOGETHER;
-        } else {
-            smooth_rows<1>(rows, job.radius, job.weights, out, job.count);
-            done += 1;
-        }
+        static_cast<void>(smooth_next<SMOOTHED_TOGETHER>(job, done) || smooth_next<3>(job, done) ||
+                          smooth_next<1>(job, done));
     }
 }
 

@@ -17,6 +17,8 @@ class ITaskRunner {
     /// Calls `task(0)` to `task(count - 1)`, each once, in any order, several at a time or not, and returns
     /// when all are done. @throws what a task throws, once none is running any more.
     virtual void Run(long long count, const std::function<void(long long)>& task) = 0;
+    /// How many tasks it does at a time: work that costs more in small pieces is cut into a few for each.
+    virtual int AtOnce() const noexcept { return 8; }
 };
 
 namespace Impl {
