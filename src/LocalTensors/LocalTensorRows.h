@@ -4,6 +4,7 @@
 #include "Axes/AxisScan.h"
 #include "LocalTensors/LocalTensors.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <memory>
@@ -19,7 +20,7 @@ class CLocalTensorRows : public IMatrixRows<Dim> {
 
     /// @param tensors must outlive the object; made by the time that rows are asked for. @param width of a row.
     CLocalTensorRows(const std::unique_ptr<CLocalTensors<Dim>>& tensors, std::size_t width)
-        : m_tensors(tensors) {
+        : m_tensors(tensors), m_confidence(width) {
         for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
             m_memory[entry].resize(width);
             m_written[entry] = m_memory[entry].data();
@@ -29,11 +30,15 @@ class CLocalTensorRows : public IMatrixRows<Dim> {
 
     void GoTo(long long z) override { m_z = z; }
     const SymmetricRow<Dim>& At(long long y, const unsigned char* foreground) override {
-        m_tensors->FindMatrices(m_z, static_cast<std::size_t>(y), foreground, m_written, m_workspace);
+        m_tensors->FindMatrices(m_z, static_cast<std::size_t>(y), foreground, m_written, m_confidence.data(),
+                                m_workspace);
         return m_rows;
     }
     void Confidence(const unsigned char* foreground, float* confidence) override {
-        m_tensors->FindConfidence(m_rows, foreground, confidence, m_workspace);
+        // Rows without foreground are not asked for.
+        std::transform(
+            foreground, foreground + m_confidence.size(), m_confidence.begin(), confidence,
+            [](unsigned char isForeground, float sure) { return isForeground != 0 ? sure : 0.0F; });
     }
 
   private:
@@ -41,6 +46,7 @@ class CLocalTensorRows : public IMatrixRows<Dim> {
     std::array<std::vector<float>, ENTRIES> m_memory;
     std::array<float*, ENTRIES> m_written{};
     SymmetricRow<Dim> m_rows{};
+    std::vector<float> m_confidence;
     CLocalWorkspace<Dim> m_workspace;
     long long m_z = 0;
 };

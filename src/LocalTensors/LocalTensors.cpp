@@ -675,9 +675,10 @@ void CLocalTensors<Dim>::find_axes(std::size_t count, CLocalWorkspace<Dim>& work
 
 template <std::size_t Dim>
 void CLocalTensors<Dim>::FindMatrices(long long z, std::size_t y, const unsigned char* foreground,
-                                      const std::array<float*, ENTRIES>& rows,
+                                      const std::array<float*, ENTRIES>& rows, float* confidence,
                                       CLocalWorkspace<Dim>& work) const {
     const auto entries = entries_of(work);
+    std::fill_n(confidence, m_width, 0.0F);
     const CRing& ring = Dim == 3 ? m_tensorRing : m_planarRing;
     STensorVolume volume{};
     volume.extents[0] = static_cast<long long>(m_width);
@@ -703,6 +704,8 @@ void CLocalTensors<Dim>::FindMatrices(long long z, std::size_t y, const unsigned
                                       static_cast<long long>(begin), static_cast<long long>(y), z,
                                       axes_of(work).data(), entries.data());
         }
+        m_kernels.confidence[Dim - 2](entries.data(), count, Eigenvalue() == EEigenvalue::smallest,
+                                      work.m_confidence.data());
         for (std::size_t i = 0; i < count; ++i) {
             float trace = 0.0F;
             for (std::size_t entry = 0, axis = 0; axis < Dim; entry += Dim - axis, ++axis) {
@@ -710,34 +713,10 @@ void CLocalTensors<Dim>::FindMatrices(long long z, std::size_t y, const unsigned
             }
             const bool isSeen = trace > 0.0F && std::isfinite(trace);
             const std::size_t x = begin + work.m_pixels[i];
+            confidence[x] = work.m_confidence[i];
             for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
                 rows[entry][x] = isSeen ? entries[entry][i] : std::numeric_limits<float>::quiet_NaN();
             }
-        }
-    }
-}
-
-template <std::size_t Dim>
-void CLocalTensors<Dim>::FindConfidence(const std::array<const float*, ENTRIES>& rows,
-                                        const unsigned char* foreground, float* confidence,
-                                        CLocalWorkspace<Dim>& work) const {
-    const auto entries = entries_of(work);
-    std::fill_n(confidence, m_width, 0.0F);
-    for (std::size_t begin = 0; begin < m_width; begin += LOCAL_SEGMENT) {
-        const std::size_t count = pick(foreground, begin, work);
-        if (count == 0) {
-            continue;
-        }
-        for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
-            for (std::size_t i = 0; i < count; ++i) {
-                entries[entry][i] = rows[entry][begin + work.m_pixels[i]];
-            }
-            std::fill_n(entries[entry] + count, LOCAL_ROOM, 0.0F);
-        }
-        m_kernels.confidence[Dim - 2](entries.data(), count, Eigenvalue() == EEigenvalue::smallest,
-                                      work.m_confidence.data());
-        for (std::size_t i = 0; i < count; ++i) {
-            confidence[begin + work.m_pixels[i]] = work.m_confidence[i];
         }
     }
 }

@@ -75,16 +75,14 @@ class CLocalTensors {
     /// negative.
     EEigenvalue Eigenvalue() const noexcept;
 
-    /// The matrices of the foreground pixels of a row of a prepared slice; may be called by several threads at a
-    /// time. NaN where there is nothing to see a direction by.
+    /// The matrices of the foreground pixels of a row of a prepared slice, and how sure their axes are; may be
+    /// called by several threads at a time. Matrices are NaN where there is nothing to see a direction by.
     /// @param foreground one byte per pixel, not 0 for foreground. @param rows one per entry xx, xy[, xz], yy[, yz,
-    /// zz]; written in the foreground only.
+    /// zz]; written in the foreground only. @param confidence in [0, 1]; 0 in the background and where there is no
+    /// direction.
     void FindMatrices(long long z, std::size_t y, const unsigned char* foreground,
-                      const std::array<float*, ENTRIES>& rows, CLocalWorkspace<Dim>& workspace) const;
-
-    /// How sure the axes of such matrices are, in [0, 1]; 0 in the background and where there is no direction.
-    void FindConfidence(const std::array<const float*, ENTRIES>& rows, const unsigned char* foreground,
-                        float* confidence, CLocalWorkspace<Dim>& workspace) const;
+                      const std::array<float*, ENTRIES>& rows, float* confidence,
+                      CLocalWorkspace<Dim>& workspace) const;
 
   private:
     /// A kernel's weights in single precision.

@@ -484,67 +484,14 @@ TEVRA_LANES_INLINE Voxel load_voxel(const float* from) {
 
 constexpr std::size_t STEPS = 3;
 
-/// A voxel's way to its neighbours along its axis.
-template <std::size_t Dim>
-struct SWays {
-    Whole offsets[STEPS][Dim];
-    Whole floats[STEPS]; // from the voxel's place in its slice to that of the neighbour
+/// Where the tensors of a group of voxels and of their neighbours along their axes stand.
+struct SPlaces {
+    const float* own[WIDTH];
+    const float* before[STEPS][WIDTH];
+    const float* after[STEPS][WIDTH];
 };
 
-template <std::size_t Dim>
-TEVRA_LANES_INLINE SWays<Dim> ways_along(const SLookUps& steps, std::size_t rowFloats,
-                                         const double* const* axis, std::size_t at) {
-    SWays<Dim> ways;
-    for (std::size_t step = 0; step < STEPS; ++step) {
-        for (std::size_t component = 0; component < Dim; ++component) {
-            ways.offsets[step][component] =
-                nearest(Real(steps.offsets[step][component]) * load(axis[component] + at));
-        }
-        ways.floats[step] = ways.offsets[step][1] * static_cast<int>(rowFloats) +
-                            ways.offsets[step][0] * static_cast<int>(ENTRIES<Dim>);
-    }
-    return ways;
-}
-
-/// The mean for a voxel whose neighbours all lie in the image.
-template <std::size_t Dim>
-TEVRA_LANES_INLINE Voxel mean_inside(const float* const* ownPlane, std::size_t place, const SLookUps& steps,
-                                     const SWays<Dim>& ways, std::size_t lane) {
-    Voxel sum = (steps.weights[0] - Voxel{}) * load_voxel(*ownPlane + place);
-    for (std::size_t step = 0; step < STEPS; ++step) {
-        const long long floats = ways.floats[step][lane];
-        const long long slices = Dim == 3 ? ways.offsets[step][Dim - 1][lane] : 0;
-        sum += (steps.weights[step + 1] - Voxel{}) * (load_voxel(*(ownPlane - slices) + place - floats) +
-                                                      load_voxel(*(ownPlane + slices) + place + floats));
-    }
-    return sum;
-}
-
-/// The same, with the border's voxels repeated.
-template <std::size_t Dim>
-Voxel mean_at_border(const STensorVolume& volume, const long long (&position)[3], const SLookUps& steps,
-                     const SWays<Dim>& ways, std::size_t lane) {
-    const auto tensor_at = [&](long long x, long long y, long long z) __attribute__((always_inline)) {
-        const long long slice = Dim == 3 ? clamped(z, volume.extents[2]) : 0;
-        return load_voxel(volume.planes[slice - volume.firstSlice] +
-                          static_cast<std::size_t>(clamped(y, volume.extents[1])) * volume.rowFloats +
-                          ENTRIES<Dim> * static_cast<std::size_t>(clamped(x, volume.extents[0])));
-    };
-    const long long x = position[0];
-    const long long y = position[1];
-    const long long z = position[2];
-    Voxel sum = (steps.weights[0] - Voxel{}) * tensor_at(x, y, z);
-    for (std::size_t step = 0; step < STEPS; ++step) {
-        const long long dx = ways.offsets[step][0][lane];
-        const long long dy = ways.offsets[step][1][lane];
-        const long long dz = Dim == 3 ? ways.offsets[step][Dim - 1][lane] : 0;
-        sum += (steps.weights[step + 1] - Voxel{}) *
-               (tensor_at(x - dx, y - dy, z - dz) + tensor_at(x + dx, y + dy, z + dz));
-    }
-    return sum;
-}
-
-/// Whether no neighbour of voxels from this one to the last of the row lies beyond the image along y and z.
+/// Whether all neighbours of the row's voxels lie in the image along y and z.
 template <std::size_t Dim>
 bool is_row_inside(const STensorVolume& volume, const SLookUps& steps, long long y, long long z) {
     const auto isInside = [&](std::size_t axis, long long position) {
@@ -554,29 +501,104 @@ bool is_row_inside(const STensorVolume& volume, const SLookUps& steps, long long
     return isInside(1, y) && (Dim == 2 || isInside(2, z));
 }
 
+/// A row whose voxels look along their axes.
+template <std::size_t Dim>
+struct SLookUpRow {
+    const STensorVolume& volume;
+    const SLookUps& steps;
+    const unsigned short* pixels;
+    long long firstX, y, z;
+    const double* const* axis;
+    long long reachX;
+    bool isInside; // along y and z
+    const float* const* ownPlane;
+    std::size_t row; // its place in the plane
+
+    /// Beyond the image stand the border's voxels.
+    TEVRA_LANES_INLINE const float* clamped_place(long long x, long long atY, long long atZ) const {
+        const long long slice = Dim == 3 ? clamped(atZ, volume.extents[2]) : 0;
+        return volume.planes[slice - volume.firstSlice] +
+               static_cast<std::size_t>(clamped(atY, volume.extents[1])) * volume.rowFloats +
+               ENTRIES<Dim> * static_cast<std::size_t>(clamped(x, volume.extents[0]));
+    }
+
+    /// Finds the places of a group's tensors and asks for their memory, which is used some groups later: it
+    /// lies all about, and one after the other would be waited for.
+    TEVRA_LANES_INLINE void Find(std::size_t at, std::size_t lanes, SPlaces& places) const {
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            const long long x = firstX + pixels[at + lane];
+            places.own[lane] = *ownPlane + row + ENTRIES<Dim> * static_cast<std::size_t>(x);
+        }
+        for (std::size_t step = 0; step < STEPS; ++step) {
+            Whole offsets[Dim];
+            for (std::size_t component = 0; component < Dim; ++component) {
+                offsets[component] =
+                    nearest(Real(steps.offsets[step][component]) * load(axis[component] + at));
+            }
+            const Whole floats =
+                offsets[1] * static_cast<int>(volume.rowFloats) + offsets[0] * static_cast<int>(ENTRIES<Dim>);
+            for (std::size_t lane = 0; lane < lanes; ++lane) {
+                const long long x = firstX + pixels[at + lane];
+                const long long dz = Dim == 3 ? offsets[Dim - 1][lane] : 0;
+                if (__builtin_expect(isInside && x >= reachX && x + reachX < volume.extents[0], 1)) {
+                    const std::size_t place = row + ENTRIES<Dim> * static_cast<std::size_t>(x);
+                    const long long distance = floats[lane];
+                    places.before[step][lane] = *(ownPlane - dz) + place - distance;
+                    places.after[step][lane] = *(ownPlane + dz) + place + distance;
+                } else {
+                    const long long dx = offsets[0][lane];
+                    const long long dy = offsets[1][lane];
+                    places.before[step][lane] = clamped_place(x - dx, y - dy, z - dz);
+                    places.after[step][lane] = clamped_place(x + dx, y + dy, z + dz);
+                }
+                __builtin_prefetch(places.before[step][lane]);
+                __builtin_prefetch(places.before[step][lane] + ENTRIES<Dim> - 1);
+                __builtin_prefetch(places.after[step][lane]);
+                __builtin_prefetch(places.after[step][lane] + ENTRIES<Dim> - 1);
+            }
+        }
+    }
+};
+
 template <std::size_t Dim>
 void look_up(const STensorVolume& volume, const SLookUps& steps, const unsigned short* pixels,
              std::size_t count, long long firstX, long long y, long long z, const double* const* axis,
              float* const* out) {
-    const auto reach = static_cast<long long>(steps.offsets[STEPS - 1][0] + 0.5);
-    const bool isRowInside = is_row_inside<Dim>(volume, steps, y, z);
-    const float* const* const ownPlane = volume.planes + (z - volume.firstSlice);
-    const std::size_t row = static_cast<std::size_t>(y) * volume.rowFloats;
-    for (std::size_t at = 0; at < count; at += WIDTH) {
-        const SWays<Dim> ways = ways_along<Dim>(steps, volume.rowFloats, axis, at);
-        const std::size_t lanes = count - at < WIDTH ? count - at : WIDTH;
+    constexpr std::size_t AHEAD = 2; // groups
+    const SLookUpRow<Dim> row{volume,
+                              steps,
+                              pixels,
+                              firstX,
+                              y,
+                              z,
+                              axis,
+                              static_cast<long long>(steps.offsets[STEPS - 1][0] + 0.5),
+                              is_row_inside<Dim>(volume, steps, y, z),
+                              volume.planes + (z - volume.firstSlice),
+                              static_cast<std::size_t>(y) * volume.rowFloats};
+    SPlaces places[AHEAD + 1]; // NOLINT(cppcoreguidelines-pro-type-member-init): output
+    const std::size_t groups = (count + WIDTH - 1) / WIDTH;
+    const auto lanes_of = [count](std::size_t group) __attribute__((always_inline)) {
+        return count - group * WIDTH < WIDTH ? count - group * WIDTH : WIDTH;
+    };
+    for (std::size_t found = 0; found < groups + AHEAD; ++found) {
+        if (found < groups) {
+            row.Find(found * WIDTH, lanes_of(found), places[found % (AHEAD + 1)]);
+        }
+        if (found < AHEAD) {
+            continue;
+        }
+        const std::size_t group = found - AHEAD;
+        const SPlaces& from = places[group % (AHEAD + 1)];
+        const std::size_t lanes = lanes_of(group);
         for (std::size_t lane = 0; lane < lanes; ++lane) {
-            const long long x = firstX + pixels[at + lane];
-            Voxel sum;
-            if (isRowInside && x >= reach && x + reach < volume.extents[0]) {
-                sum = mean_inside<Dim>(ownPlane, row + ENTRIES<Dim> * static_cast<std::size_t>(x), steps,
-                                       ways, lane);
-            } else {
-                const long long position[3] = {x, y, z};
-                sum = mean_at_border<Dim>(volume, position, steps, ways, lane);
+            Voxel sum = (steps.weights[0] - Voxel{}) * load_voxel(from.own[lane]);
+            for (std::size_t step = 0; step < STEPS; ++step) {
+                sum += (steps.weights[step + 1] - Voxel{}) *
+                       (load_voxel(from.before[step][lane]) + load_voxel(from.after[step][lane]));
             }
             for (std::size_t entry = 0; entry < ENTRIES<Dim>; ++entry) {
-                out[entry][at + lane] = sum[entry];
+                out[entry][group * WIDTH + lane] = sum[entry];
             }
         }
     }

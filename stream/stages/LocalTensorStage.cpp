@@ -85,7 +85,7 @@ class CLocalTensorStage : public IAxisStage {
     /// With what a thread needs to prepare slices.
     std::size_t RowBytes() const override {
         const std::size_t rows =
-            Impl::CLocalTensorRows<3>::ENTRIES * static_cast<std::size_t>(m_size[0]) * sizeof(float);
+            (Impl::CLocalTensorRows<3>::ENTRIES + 1) * static_cast<std::size_t>(m_size[0]) * sizeof(float);
         return rows + (m_size.Dim() == 3 ? sizeof(Impl::CLocalTensorRows<3>) +
                                                Impl::CLocalTensors<3>::BytesPerTask(m_size, m_scales)
                                          : sizeof(Impl::CLocalTensorRows<2>) +

@@ -67,10 +67,10 @@ SMaps maps_of(const SPlainImage& image, const SLocalScales& scales, ITaskRunner&
             }
             for (long long y = 0; y < image.extents[1]; ++y) {
                 const std::size_t at = image.Index(0, y, z);
-                tensors.FindMatrices(z, static_cast<std::size_t>(y), foreground.data(), rows, workspace);
+                tensors.FindMatrices(z, static_cast<std::size_t>(y), foreground.data(), rows,
+                                     maps.confidence.data() + at, workspace);
                 AxesOfRow<Dim>(rowsRead, foreground.data(), foreground.size(), tensors.Eigenvalue(),
                                {maps.theta.data() + at, Dim == 3 ? maps.phi.data() + at : nullptr}, set);
-                tensors.FindConfidence(rowsRead, foreground.data(), maps.confidence.data() + at, workspace);
             }
         }
     }
