@@ -82,15 +82,16 @@ std::vector<float> both_sides(const std::vector<float>& weights, std::size_t ord
 /// Rows of numbers one behind the other; 0 to begin with.
 class CRows {
   public:
-    CRows(std::size_t rows, std::size_t count) : m_stride(RowStride(count)), m_numbers(rows * m_stride) {
-        std::fill_n(m_numbers.Data(), rows * m_stride, 0.0F);
+    CRows(std::size_t rows, std::size_t count)
+        : m_stride(RowStride(count)), m_numbers(NewRowMemory(rows * m_stride)) {
+        std::fill_n(m_numbers.get(), rows * m_stride, 0.0F);
     }
-    float* Row(std::size_t row) { return m_numbers.Data() + row * m_stride; }
+    float* Row(std::size_t row) { return m_numbers.get() + row * m_stride; }
     static std::size_t Floats(std::size_t rows, std::size_t count) { return rows * RowStride(count); }
 
   private:
     std::size_t m_stride;
-    CRowMemory m_numbers;
+    RowMemory m_numbers;
 };
 
 /// Repeats the first and last pixel on either side of a row.
@@ -117,9 +118,9 @@ bool decompose(const EntryT& entry_of, EEigenvalue which, std::array<double, Dim
 } // namespace
 
 template <std::size_t Dim>
-CLocalTensors<Dim>::CRing::CRing(long long slices, std::size_t sliceFloats)
+CLocalTensors<Dim>::CRing::CRing(long long slices, std::size_t sliceFloats, const NewMemory& newMemory)
     : m_slices(slices), m_sliceFloats(sliceFloats),
-      m_memory(static_cast<std::size_t>(slices) * sliceFloats + VOXEL_LOAD) {}
+      m_memory(newMemory(static_cast<std::size_t>(slices) * sliceFloats)) {}
 
 /// Derivatives, votes or products, and their sums within a slice, row after row of a band.
 template <std::size_t Dim>
@@ -190,7 +191,7 @@ class CLocalTensors<Dim>::CPlaneWork {
         for (std::size_t i = 0; i < m_rows.size(); ++i) {
             const float* const row = gathered_row(y - m_windowY + static_cast<long long>(i));
             isEmpty = isEmpty && row == nullptr;
-            m_rows[i] = row != nullptr ? row : m_tensors.m_zeros.Data();
+            m_rows[i] = row != nullptr ? row : m_tensors.m_zeros.get();
         }
         std::array<float*, static_cast<std::size_t>(ROW_BATCH)> out{};
         for (std::size_t j = 0; j < static_cast<std::size_t>(outputs); ++j) {
@@ -419,13 +420,13 @@ class CLocalTensors<Dim>::CPlaneWork {
 template <std::size_t Dim>
 CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, long long slabSlices,
                                   const SLocalScales& scales, const SGreyScale& grey, FillSlice fill,
-                                  EInstructionSet set)
+                                  EInstructionSet set, const NewMemory& newMemory)
     : m_width(static_cast<std::size_t>(size[0])), m_height(static_cast<std::size_t>(size[1])),
       m_depth(Dim == 3 ? size[2] : 1), m_scales(scales), m_reach(ReachOf(scales, static_cast<int>(Dim))),
       m_grey(grey), m_fill(std::move(fill)), m_kernels(PlaneKernelsOf(set)),
       m_squaredSigma(scales.derivativeSigma * scales.derivativeSigma), m_greyStride(RowStride(m_width)),
-      m_tensorStride(RowStride(ENTRIES * m_width)), m_zeros(m_tensorStride) {
-    std::fill_n(m_zeros.Data(), m_tensorStride, 0.0F);
+      m_tensorStride(RowStride(ENTRIES * m_width)), m_zeros(NewRowMemory(m_tensorStride)) {
+    std::fill_n(m_zeros.get(), m_tensorStride, 0.0F);
     for (std::size_t axis = 0; axis < Dim; ++axis) {
         const double spacing = scales.spacing[axis];
         const auto weights_of = [](const std::vector<SSampledKernel>& kernels) {
@@ -457,13 +458,13 @@ CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, long
     const std::size_t tensorFloats = SliceStride(m_height * m_tensorStride);
     const std::size_t greyFloats = SliceStride(m_height * m_greyStride);
     if constexpr (Dim == 3) {
-        m_greyRing = CRing(2 * m_reach.derivative[2] + BATCH, greyFloats);
-        m_planarRing = CRing(2 * m_reach.window[2] + BATCH, tensorFloats);
-        m_tensorRing = CRing(2 * m_reach.along[2] + slabSlices, tensorFloats);
+        m_greyRing = CRing(2 * m_reach.derivative[2] + BATCH, greyFloats, newMemory);
+        m_planarRing = CRing(2 * m_reach.window[2] + BATCH, tensorFloats, newMemory);
+        m_tensorRing = CRing(2 * m_reach.along[2] + slabSlices, tensorFloats, newMemory);
         m_isEmpty.resize(static_cast<std::size_t>(2 * m_reach.window[2] + BATCH) * m_height);
     } else {
-        m_greyRing = CRing(1, greyFloats);
-        m_planarRing = CRing(1, tensorFloats);
+        m_greyRing = CRing(1, greyFloats, newMemory);
+        m_planarRing = CRing(1, tensorFloats, newMemory);
         m_isEmpty.resize(m_height);
     }
     m_tensorEnd = std::max(slices.first - m_reach.along[2], 0LL);
@@ -596,7 +597,7 @@ void CLocalTensors<Dim>::gather_across(const SPlanes& planes, const SBand& band)
             const long long at = clamped(z);
             if ((isOutside && m_scales.kind == ELocalTensor::lineVotes) ||
                 m_isEmpty[empty_index(at, y)] != 0) {
-                rows[i] = m_zeros.Data();
+                rows[i] = m_zeros.get();
             } else {
                 rows[i] = m_planarRing.At(at) + y * m_tensorStride;
                 isEmpty = false;

@@ -54,12 +54,15 @@ class CLocalTensors {
   public:
     /// Writes the grey values of slice `z` into `rows`, row y at `rows + y * rowFloats`; must be finite.
     using FillSlice = std::function<void(long long z, float* rows, std::size_t rowFloats)>;
+    /// Gives memory for so many numbers.
+    using NewMemory = std::function<RowMemory(std::size_t floats)>;
     static constexpr std::size_t ENTRIES = Dim * (Dim + 1) / 2;
 
     /// @param size of the image. @param slices whose matrices are wanted. @param slabSlices at most prepared at a
-    /// time.
+    /// time. @param newMemory for the rings, whose slices are gone through in all directions: huge pages pay.
     CLocalTensors(const CSize& size, const SPlanes& slices, long long slabSlices, const SLocalScales& scales,
-                  const SGreyScale& grey, FillSlice fill, EInstructionSet set = InstructionSetInUse());
+                  const SGreyScale& grey, FillSlice fill, EInstructionSet set = InstructionSetInUse(),
+                  const NewMemory& newMemory = NewRowMemory);
 
     /// Slices of grey values that are asked for.
     static SPlanes GreySlices(const CSize& size, const SPlanes& slices, const SLocalScales& scales);
@@ -99,15 +102,15 @@ class CLocalTensors {
     class CRing {
       public:
         CRing() = default;
-        CRing(long long slices, std::size_t sliceFloats);
-        float* At(long long z) { return m_memory.Data() + slot(z); }
-        const float* At(long long z) const { return m_memory.Data() + slot(z); }
+        CRing(long long slices, std::size_t sliceFloats, const NewMemory& newMemory);
+        float* At(long long z) { return m_memory.get() + slot(z); }
+        const float* At(long long z) const { return m_memory.get() + slot(z); }
 
       private:
         std::size_t slot(long long z) const { return static_cast<std::size_t>(z % m_slices) * m_sliceFloats; }
         long long m_slices = 1;
         std::size_t m_sliceFloats = 0;
-        CRowMemory m_memory;
+        RowMemory m_memory;
     };
     class CPlaneWork;
 
@@ -141,7 +144,7 @@ class CLocalTensors {
     CRing m_planarRing;                   // gathered within slices
     CRing m_tensorRing;                   // gathered across slices, too
     std::vector<unsigned char> m_isEmpty; // by slice of the planar ring and row: no votes
-    CRowMemory m_zeros;
+    RowMemory m_zeros;
     long long m_greyEnd;
     long long m_planarEnd;
     long long m_tensorEnd;

@@ -21,31 +21,21 @@ inline constexpr std::size_t RowStride(std::size_t count) {
     return (RoundedToGroup(count) / LINE_FLOATS | 1U) * LINE_FLOATS;
 }
 
-/// From one slice to the next, for the same reason.
+/// From one slice to the next, for the same reason; with room for what is loaded beyond the last voxel.
 inline constexpr std::size_t SliceStride(std::size_t floats) {
     constexpr std::size_t PLACES = 64; // lines that a cache tells apart by their address within a page
     constexpr std::size_t STAGGER = 5;
-    const std::size_t lines = (floats + LINE_FLOATS - 1) / LINE_FLOATS;
+    const std::size_t lines = (floats + VOXEL_LOAD + LINE_FLOATS - 1) / LINE_FLOATS;
     return (lines + (PLACES + STAGGER - lines % PLACES) % PLACES) * LINE_FLOATS;
 }
 
-/// Numbers that begin with a cache line; not initialised.
-class CRowMemory {
-  public:
-    CRowMemory() = default;
-    explicit CRowMemory(std::size_t floats)
-        : m_floats(
-              static_cast<float*>(::operator new[](floats * sizeof(float), std::align_val_t{LINE_BYTES}))) {}
-    float* Data() noexcept { return m_floats.get(); }
-    const float* Data() const noexcept { return m_floats.get(); }
+/// Numbers that begin with a cache line, not initialised; freed with the last owner.
+using RowMemory = std::shared_ptr<float>;
 
-  private:
-    struct SDelete {
-        void operator()(float* floats) const noexcept {
-            ::operator delete[](floats, std::align_val_t{LINE_BYTES});
-        }
-    };
-    std::unique_ptr<float, SDelete> m_floats;
-};
+inline RowMemory NewRowMemory(std::size_t floats) {
+    constexpr std::align_val_t ALIGNMENT{LINE_BYTES};
+    return {static_cast<float*>(::operator new[](floats * sizeof(float), ALIGNMENT)),
+            [ALIGNMENT](float* memory) { ::operator delete[](memory, ALIGNMENT); }};
+}
 
 } // namespace TEVRA::Impl

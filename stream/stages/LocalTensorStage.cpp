@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
+#include "stream/HugePages.h"
 #include "stream/MemoryPlan.h"
 #include "stream/stages/Estimators.h"
 #include "stream/stages/GreyRows.h"
@@ -153,9 +154,9 @@ class CLocalTensorStage : public IAxisStage {
             m_grey.emplace(context.grey);
             tensors = std::make_unique<Impl::CLocalTensors<Dim>>(
                 m_size, Impl::SPlanes{context.own.first, context.own.end}, context.plan.slabSlices, m_scales,
-                context.grey.UnitScale(range), [this](long long z, float* rows, std::size_t rowFloats) {
-                    m_grey->Fill(z, rows, rowFloats);
-                });
+                context.grey.UnitScale(range),
+                [this](long long z, float* rows, std::size_t rowFloats) { m_grey->Fill(z, rows, rowFloats); },
+                Impl::InstructionSetInUse(), NewHugePages);
         }
         tensors->Prepare({slab.first, slab.end}, context.workers);
     }
