@@ -26,9 +26,11 @@ CDirectSmoothing::CDirectSmoothing(const CSize& size, const SPlanes& slices, dou
         m_axes[axis].radius = kernel.Radius();
         m_axes[axis].weights.assign(kernel.weights.begin(), kernel.weights.end());
     }
-    m_kept = 2 * static_cast<long long>(m_axes[2].radius) + 1;
+    m_kept = 2 * static_cast<long long>(m_axes[2].radius) + 2; // one that is read ahead
     m_grey = std::make_unique<float[]>(static_cast<std::size_t>(m_kept) * m_height * m_stride);
-    m_greyEnd = GreySlices(size, slices, sigma, spacing).first;
+    const SPlanes asked = GreySlices(size, slices, sigma, spacing);
+    m_greyEnd = asked.first;
+    m_greyLimit = asked.end;
 }
 
 SPlanes CDirectSmoothing::GreySlices(const CSize& size, const SPlanes& slices, double sigma,
@@ -41,13 +43,13 @@ SPlanes CDirectSmoothing::GreySlices(const CSize& size, const SPlanes& slices, d
 }
 
 std::size_t CDirectSmoothing::Bytes(const CSize& size, double sigma, const std::array<double, 3>& spacing) {
-    const std::size_t kept = size.Dim() == 3 ? 2 * reach_of(sigma, spacing[2]) + 1 : 1;
+    const std::size_t kept = size.Dim() == 3 ? 2 * reach_of(sigma, spacing[2]) + 2 : 2;
     return kept * static_cast<std::size_t>(size[1]) * RoundedToGroup(static_cast<std::size_t>(size[0])) *
            sizeof(float);
 }
 
 void CDirectSmoothing::fill_until(long long end) {
-    for (; m_greyEnd < end; ++m_greyEnd) {
+    for (; m_greyEnd < std::min(end, m_greyLimit); ++m_greyEnd) {
         m_fill(m_greyEnd, m_grey.get() + static_cast<std::size_t>(m_greyEnd % m_kept) * m_height * m_stride,
                m_stride);
     }
@@ -60,10 +62,15 @@ const float* CDirectSmoothing::grey_row(long long z, std::size_t y) const {
 
 void CDirectSmoothing::Next(float* out, ITaskRunner& runner) {
     const long long z = m_next++;
-    fill_until(std::min(z + static_cast<long long>(m_axes[2].radius) + 1, m_depth));
+    const long long needed = z + static_cast<long long>(m_axes[2].radius) + 1;
+    fill_until(needed);
     const std::size_t bands = std::clamp<std::size_t>(m_height / LEAST_BAND_ROWS, 1, MOST_BANDS);
-    runner.Run(static_cast<long long>(bands), [&](long long task) {
-        const auto band = static_cast<std::size_t>(task);
+    runner.Run(1 + static_cast<long long>(bands), [&](long long task) {
+        if (task == 0) {
+            fill_until(needed + 1); // the next one, while this is smoothed
+            return;
+        }
+        const auto band = static_cast<std::size_t>(task - 1);
         smooth_rows(z, m_height * band / bands, m_height * (band + 1) / bands, out);
     });
 }

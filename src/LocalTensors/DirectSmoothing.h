@@ -54,6 +54,7 @@ class CDirectSmoothing {
     long long m_kept; // slices
     std::unique_ptr<float[]> m_grey;
     long long m_greyEnd;
+    long long m_greyLimit;
     long long m_next;
 };
 

@@ -458,7 +458,7 @@ CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, long
     const std::size_t tensorFloats = SliceStride(m_height * m_tensorStride);
     const std::size_t greyFloats = SliceStride(m_height * m_greyStride);
     if constexpr (Dim == 3) {
-        m_greyRing = CRing(2 * m_reach.derivative[2] + BATCH, greyFloats, newMemory);
+        m_greyRing = CRing(2 * m_reach.derivative[2] + 2 * BATCH, greyFloats, newMemory);
         m_planarRing = CRing(2 * m_reach.window[2] + BATCH, tensorFloats, newMemory);
         m_tensorRing = CRing(2 * m_reach.along[2] + slabSlices, tensorFloats, newMemory);
         m_isEmpty.resize(static_cast<std::size_t>(2 * m_reach.window[2] + BATCH) * m_height);
@@ -469,7 +469,9 @@ CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, long
     }
     m_tensorEnd = std::max(slices.first - m_reach.along[2], 0LL);
     m_planarEnd = std::max(m_tensorEnd - m_reach.window[2], 0LL);
-    m_greyEnd = GreySlices(size, slices, scales).first;
+    const SPlanes asked = GreySlices(size, slices, scales);
+    m_greyEnd = asked.first;
+    m_greyLimit = asked.end;
 }
 
 template <std::size_t Dim>
@@ -493,7 +495,7 @@ std::size_t CLocalTensors<Dim>::Bytes(const CSize& size, long long slabSlices, c
     if constexpr (Dim == 2) {
         return slices(1, grey) + slices(1, tensor);
     }
-    return slices(2 * reach.derivative[2] + BATCH, grey) +
+    return slices(2 * reach.derivative[2] + 2 * BATCH, grey) +
            slices(2 * reach.window[2] + BATCH + 2 * reach.along[2] + slabSlices, tensor);
 }
 
@@ -518,21 +520,16 @@ void CLocalTensors<Dim>::Prepare(const SPlanes& slab, ITaskRunner& runner) {
 }
 
 template <std::size_t Dim>
-void CLocalTensors<Dim>::fill_grey(long long end, ITaskRunner& runner) {
-    for (; m_greyEnd < end; ++m_greyEnd) {
+void CLocalTensors<Dim>::fill_grey(long long end) {
+    for (; m_greyEnd < std::min(end, m_greyLimit); ++m_greyEnd) {
         float* const slice = m_greyRing.At(m_greyEnd);
         m_fill(m_greyEnd, slice, m_greyStride);
-        const SGreyScale scale = m_grey;
-        const std::vector<SBand> parts = bands(1, LEAST_BAND_ROWS, runner);
-        runner.Run(static_cast<long long>(parts.size()), [&](long long task) {
-            const SBand& band = parts[static_cast<std::size_t>(task)];
-            for (std::size_t y = band.first; y < band.end; ++y) {
-                float* const row = slice + y * m_greyStride;
-                std::transform(row, row + m_width, row,
-                               [scale](float grey) { return (grey - scale.offset) * scale.factor; });
-                std::fill(row + m_width, row + m_greyStride, 0.0F);
-            }
-        });
+        for (std::size_t y = 0; y < m_height; ++y) {
+            float* const row = slice + y * m_greyStride;
+            std::transform(row, row + m_width, row,
+                           [this](float grey) { return (grey - m_grey.offset) * m_grey.factor; });
+            std::fill(row + m_width, row + m_greyStride, 0.0F);
+        }
     }
 }
 
@@ -549,16 +546,23 @@ CLocalTensors<Dim>::bands(long long planes, std::size_t leastRows, const ITaskRu
     return result;
 }
 
+/// While slices are worked on, the grey values of the next ones are read.
 template <std::size_t Dim>
 void CLocalTensors<Dim>::make_planar(long long end, ITaskRunner& runner) {
     while (m_planarEnd < end) {
         const SPlanes planes{m_planarEnd, std::min(m_planarEnd + BATCH, end)};
-        fill_grey(std::min(planes.end + m_reach.derivative[2], m_depth), runner);
+        const long long needed = planes.end + m_reach.derivative[2];
+        fill_grey(needed);
         const std::vector<SBand> parts = bands(planes.Count(), LEAST_FILTERED_ROWS, runner);
         const auto bandCount = static_cast<long long>(parts.size());
-        runner.Run(planes.Count() * bandCount, [&](long long task) {
-            CPlaneWork(*this, planes.first + task / bandCount)
-                .Run(parts[static_cast<std::size_t>(task % bandCount)]);
+        runner.Run(1 + planes.Count() * bandCount, [&](long long task) {
+            if (task == 0) {
+                fill_grey(needed + BATCH);
+                return;
+            }
+            const long long part = task - 1;
+            CPlaneWork(*this, planes.first + part / bandCount)
+                .Run(parts[static_cast<std::size_t>(part % bandCount)]);
         });
         m_planarEnd = planes.end;
     }

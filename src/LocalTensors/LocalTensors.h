@@ -38,7 +38,8 @@ class CLocalWorkspace;
 /// Axes from what is gathered at every pixel from its neighbours: line votes or gradient products (Scales.h).
 ///
 /// Works through an image slice by slice and keeps only as many slices of each step as the next step reaches,
-/// in rings. Grey values come from a function, slice by slice in ascending order, each once.
+/// in rings. Grey values come from a function, slice by slice in ascending order, each once; it may be called by
+/// any of the runner's threads.
 ///
 ///     CLocalTensors<3> tensors(size, slices, slabSlices, scales, grey, fill);
 ///     for (each slab) {
@@ -118,7 +119,7 @@ class CLocalTensors {
     void find_axes(std::size_t count, CLocalWorkspace<Dim>& work) const;
     static std::array<float*, ENTRIES> entries_of(CLocalWorkspace<Dim>& work);
     static std::array<double*, Dim> axes_of(CLocalWorkspace<Dim>& work);
-    void fill_grey(long long end, ITaskRunner& runner);
+    void fill_grey(long long end);
     void make_planar(long long end, ITaskRunner& runner);
     void make_tensors(long long end, ITaskRunner& runner);
     void gather_across(const SPlanes& planes, const SBand& band);
@@ -146,6 +147,7 @@ class CLocalTensors {
     std::vector<unsigned char> m_isEmpty; // by slice of the planar ring and row: no votes
     RowMemory m_zeros;
     long long m_greyEnd;
+    long long m_greyLimit;
     long long m_planarEnd;
     long long m_tensorEnd;
 };
