@@ -70,7 +70,10 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
         if (const auto fault = CheckLayout(image_size(), m_task.request)) {
             throw CLayoutError(*fault, m_task.request);
         }
-        if (m_task.withMaps || (m_task.sink != nullptr && m_task.sink->WantsConfidence())) {
+        if (m_task.sink != nullptr) {
+            m_sinks.Add(*m_task.sink); // first of all: it may give a place for the angles
+        }
+        if (m_task.withMaps) {
             m_sinks.ExpectConfidence(); // where there is one
         }
         m_analysis.emplace(
@@ -110,9 +113,6 @@ void CAnalyzeJob::Run() {
     }
     const double start = m_clock.Seconds();
     const std::unique_ptr<CMapFiles> maps = new_maps();
-    if (m_task.sink != nullptr) {
-        m_sinks.Add(*m_task.sink); // first: it may give a place for the angles
-    }
     if (maps) {
         m_sinks.Add(*maps);
     }

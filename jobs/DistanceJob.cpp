@@ -31,14 +31,14 @@ void finish(SDistances& result) {
 
 } // namespace
 
-SDistances MeasureDistances(const SAngleMaps& maps, const std::array<double, 3>& reference) {
+SDistances MeasureDistances(const IImage& theta, const IImage& phi, const std::array<double, 3>& reference) {
     CMatrix<double> column(3, 1);
     for (std::size_t i = 0; i < 3; ++i) {
         column(i, 0) = reference[i];
     }
     SDistances result;
-    result.distances = std::make_unique<CImage>(IMAGE_GREY_F, maps.theta->Size(), CSize(0, 0, 0));
-    COrientationSpace::PointWiseDistance(*result.distances, *maps.theta, *maps.phi, column);
+    result.distances = std::make_unique<CImage>(IMAGE_GREY_F, theta.Size(), CSize(0, 0, 0));
+    COrientationSpace::PointWiseDistance(*result.distances, theta, phi, column);
     finish(result);
     return result;
 }

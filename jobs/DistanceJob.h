@@ -16,7 +16,12 @@ struct SDistances {
     double meanRad = 0.0; ///< of the axes; 0 if there are none
 };
 
+/// @param theta, phi GREY_F, 3D, of one size, in radians; colatitude negative where there is no axis.
 /// @param reference unit vector; its sign means nothing.
-SDistances MeasureDistances(const SAngleMaps& maps, const std::array<double, 3>& reference);
+/// @throws CException for other maps.
+SDistances MeasureDistances(const IImage& theta, const IImage& phi, const std::array<double, 3>& reference);
+inline SDistances MeasureDistances(const SAngleMaps& maps, const std::array<double, 3>& reference) {
+    return MeasureDistances(*maps.theta, *maps.phi, reference);
+}
 
 } // namespace TEVRA::jobs
