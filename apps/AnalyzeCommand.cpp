@@ -581,7 +581,7 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
     parser
         ->add_option("-o,--output", options->outputFolder,
                      "Folder for the results, made if it does not exist. Results of an earlier run in it are "
-                     "replaced")
+                     "replaced; other files of their names are not")
         ->required()
         ->type_name("DIR");
     parser

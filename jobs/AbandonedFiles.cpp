@@ -3,6 +3,7 @@
 
 #include "stream/FileLock.h"
 
+#include <algorithm>
 #include <fcntl.h>
 #include <string>
 #include <string_view>
@@ -16,15 +17,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Earlier versions had the process number where the random word is.
-bool is_temporary_name(std::string_view name) {
+/// What a file is called when it is finished; empty if that is no name of an unfinished one. Earlier versions had the
+/// process number where the random word is.
+std::string_view finished_name(std::string_view name) {
     const std::string_view start = TEMPORARY_START;
     if (!name.starts_with(start)) {
-        return false;
+        return {};
     }
     name.remove_prefix(start.size());
     const std::size_t end = name.find_first_not_of("0123456789abcdef");
-    return end != 0 && end != std::string_view::npos && name[end] == '-';
+    return end != 0 && end != std::string_view::npos && name[end] == '-' ? name.substr(end + 1)
+                                                                         : std::string_view();
 }
 
 /// Only what can be locked, and what has not got another name's content meanwhile.
@@ -61,10 +64,18 @@ stream::SNewFile MakeTemporaryFile(const fs::path& target) {
 void RemoveAbandonedFiles(const fs::path& folder) {
     std::error_code error;
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-        if (is_temporary_name(entry->path().filename().string())) {
+        if (!finished_name(entry->path().filename().string()).empty()) {
             remove_if_abandoned(entry->path().string());
         }
     }
+}
+
+bool HasUnfinishedFile(const fs::path& folder, std::string_view name) {
+    std::error_code error;
+    const fs::directory_iterator entries(folder, error);
+    return !error && std::any_of(begin(entries), end(entries), [name](const fs::directory_entry& entry) {
+        return finished_name(entry.path().filename().string()) == name;
+    });
 }
 
 } // namespace TEVRA::jobs

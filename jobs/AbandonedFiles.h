@@ -4,6 +4,7 @@
 #include "stream/OpenFile.h"
 
 #include <filesystem>
+#include <string_view>
 
 namespace TEVRA::jobs {
 
@@ -17,5 +18,8 @@ stream::SNewFile MakeTemporaryFile(const std::filesystem::path& target);
 /// Removes the files of such names that no living process holds: those of runs that were killed. The lock
 /// tells, since process numbers are used again, and several machines and containers share folders.
 void RemoveAbandonedFiles(const std::filesystem::path& folder);
+
+/// Whether the folder holds a file that is to get this name, or had it, of a run that was killed (or is alive).
+bool HasUnfinishedFile(const std::filesystem::path& folder, std::string_view name);
 
 } // namespace TEVRA::jobs

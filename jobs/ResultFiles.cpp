@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "jobs/ResultFiles.h"
 
+#include "jobs/AbandonedFiles.h"
 #include "jobs/Failure.h"
 #include "jobs/FileChecks.h"
 #include "report/Outputs.h"
@@ -42,13 +43,12 @@ std::optional<report::SFileCheck> check_in(const Json& record, const std::string
 }
 
 /// None if there is no record, or one of another program.
-std::vector<SEarlierFile> earlier_files(const fs::path& folder) {
+std::optional<std::vector<SEarlierFile>> earlier_run(const fs::path& folder) {
     constexpr std::uintmax_t MOST_BYTES = 1 << 24; // records have some thousands
     const fs::path path = folder / report::RUN_RECORD_FILE;
     std::error_code error;
-    std::vector<SEarlierFile> files;
     if (!fs::is_regular_file(path, error) || fs::file_size(path, error) > MOST_BYTES) {
-        return files;
+        return std::nullopt;
     }
     std::ifstream text(path);
     const Json record = Json::parse(text, nullptr, false);
@@ -58,14 +58,46 @@ std::vector<SEarlierFile> earlier_files(const fs::path& folder) {
     if (!record.is_object() || !has("program", Json::value_t::string) || record["program"] != "tevra" ||
         !has("files", Json::value_t::array) ||
         (record.contains("file_checks") && !record["file_checks"].is_object())) {
-        return files;
+        return std::nullopt;
     }
+    std::vector<SEarlierFile> files;
     for (const Json& name : record["files"]) {
         if (name.is_string() && is_plain_name(name)) {
             files.push_back({name, check_in(record, name)});
         }
     }
     return files;
+}
+
+std::vector<SEarlierFile> earlier_files(const fs::path& folder) {
+    return earlier_run(folder).value_or(std::vector<SEarlierFile>());
+}
+
+/// Refuses to replace what no run of this program has written. Inputs are refused with words of their own.
+void require_none_of_others(const fs::path& folder, const std::vector<std::string>& names,
+                            const CInputFiles& inputs) {
+    if (HasUnfinishedFile(folder, report::RUN_RECORD_FILE)) {
+        return; // a run was killed here, perhaps when its files were there and its record was not
+    }
+    const auto earlier = earlier_run(folder);
+    const auto is_of_others = [&](const std::string& name) {
+        std::error_code ignored;
+        const bool isOfEarlierRun =
+            earlier && (name == report::RUN_RECORD_FILE ||
+                        std::any_of(earlier->begin(), earlier->end(),
+                                    [&name](const SEarlierFile& file) { return file.name == name; }));
+        return !isOfEarlierRun && !inputs.Contain(folder / name) &&
+               fs::exists(fs::symlink_status(folder / name, ignored));
+    };
+    std::vector<std::string> all = names;
+    all.emplace_back(report::RUN_RECORD_FILE);
+    const auto other = std::find_if(all.begin(), all.end(), is_of_others);
+    if (other != all.end()) {
+        throw CWorkError(
+            "'" + (folder / *other).string() +
+            "' would be replaced, but no run of Tevra has written it; move it away or give another "
+            "output folder");
+    }
 }
 
 bool is_unchanged(const fs::path& folder, const SEarlierFile& file) {
@@ -77,6 +109,7 @@ bool is_unchanged(const fs::path& folder, const SEarlierFile& file) {
 
 CResultFiles::CResultFiles(const fs::path& folder, std::vector<std::string> names, const CInputFiles& inputs)
     : m_folder(folder), m_files(inputs), m_names(std::move(names)) {
+    require_none_of_others(m_folder.Path(), m_names, inputs);
     for (const std::string& name : m_names) {
         m_files.Add(m_folder.Path() / name);
     }

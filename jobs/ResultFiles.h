@@ -16,13 +16,15 @@ namespace TEVRA::jobs {
 /// They are announced before the work, so that a place that cannot be written to shows at once. Files that an
 /// earlier run left there, and that this run does not write, are removed with `Commit`: beside the new
 /// results they would mislead. A file is an earlier run's if its run.json says so, by name, size and
-/// checksum.
+/// checksum. Files of the names to be written that no run has written, as no run.json lists them, are not
+/// replaced.
 class CResultFiles {
   public:
     /// @param names files to be written besides the run record.
     /// @param inputs what the run reads: none of it is replaced or removed.
     /// @throws CWorkError if the folder or one of the files cannot be made, if another run is at work in the
-    /// folder, or if an input is one of the files that would be written or removed.
+    /// folder, if an input is one of the files that would be written or removed, or if a file would be
+    /// replaced that no run has written.
     CResultFiles(const std::filesystem::path& folder, std::vector<std::string> names,
                  const CInputFiles& inputs = {});
 

@@ -54,6 +54,14 @@ TEST_F(OutputFiles, OfTheUserBesideARecordOfAnotherProgramStay) {
         WriteFile(m_folder / "out" / name, "of the user");
     }
     WriteFile(m_folder / "out/run.json", R"({"program": "another", "files": ["theta.mha"]})");
+    expect_refusal({"analyze", "image.mha", "--fiber-radius", "3", "--quiet", "-o", "out"}, 1,
+                   {"'out/run.json'", "no run of Tevra", "another output folder"});
+    fs::remove(m_folder / "out/run.json");
+    expect_refusal(
+        {"analyze", "image.mha", "--fiber-radius", "3", "--quiet", "-o", "out", "--subfield", "20"}, 1,
+        {"'out/subfields.csv'", "no run of Tevra"});
+    expect_refusal({"analyze", "image.mha", "--fiber-radius", "3", "--quiet", "-o", "out", "--maps"}, 1,
+                   {"'out/theta.mha'", "no run of Tevra"});
     ASSERT_EQ(analyze({"-o", "out"}).status, 0);
     for (const std::string& name : names) {
         EXPECT_EQ(ReadFile(m_folder / "out" / name), "of the user");

@@ -56,6 +56,21 @@ class EarlierResults : public testing::Test {
         files.WriteText(report::RUN_RECORD_FILE, m_record.dump());
         files.Commit();
     }
+    void expect_refusal(const std::string& name) const {
+        const std::vector<std::string> before = m_folder.Entries();
+        const std::string text = test::ReadFile(m_folder / name);
+        try {
+            const CResultFiles files(m_folder.Path(), {RESULT});
+            ADD_FAILURE() << "replaces '" << name << "'";
+        } catch (const CWorkError& error) {
+            EXPECT_EQ(error.what(),
+                      "'" + (m_folder / name).string() +
+                          "' would be replaced, but no run of Tevra has written it; move it away or "
+                          "give another output folder");
+        }
+        EXPECT_EQ(m_folder.Entries(), before);
+        EXPECT_EQ(test::ReadFile(m_folder / name), text);
+    }
     void write_record() const { test::WriteFile(m_folder / "run.json", m_record.dump()); }
     /// A run that writes the result only.
     void expect_to_leave_alone(const std::vector<std::string>& names) const {
@@ -103,8 +118,24 @@ TEST_F(EarlierResults, AreLeftAloneWhenSomethingElseHasTheirNames) {
 TEST_F(EarlierResults, AreNotThoseOfAnotherProgram) {
     m_record["program"] = "another";
     write_record();
-    expect_to_leave_alone({});
-    EXPECT_THAT(m_folder.Entries(), testing::SizeIs(7));
+    expect_refusal(RESULT);
+    std::filesystem::remove(m_folder / RESULT);
+    expect_refusal("run.json");
+}
+
+TEST_F(EarlierResults, AreNotFilesThatTheRecordDoesNotList) {
+    m_record["files"] = {SUBFIELDS};
+    write_record();
+    expect_refusal(RESULT);
+    std::filesystem::remove(m_folder / RESULT);
+    EXPECT_NO_THROW(CResultFiles(m_folder.Path(), {RESULT, SUBFIELDS}));
+}
+
+TEST_F(EarlierResults, AreReplacedWhereARunWasKilledBeforeItsRecordWasInPlace) {
+    std::filesystem::rename(m_folder / "run.json", m_folder / ".tevra-0123abcd-run.json");
+    CResultFiles files(m_folder.Path(), {RESULT});
+    files.Commit();
+    EXPECT_EQ(test::ReadFile(m_folder / RESULT), "");
 }
 
 TEST_F(EarlierResults, AreLeftAloneWhereTheRecordHasNoSizes) {
@@ -118,8 +149,14 @@ TEST_F(EarlierResults, AreNotLookedForWhereTheRecordIsNone) {
          {"", "{", "[]", "7", R"({"program":"tevra","files":7})", R"({"program":7,"files":["theta.mha"]})",
           R"({"program":"tevra","files":["theta.mha"],"file_checks":[]})"}) {
         test::WriteFile(m_folder / "run.json", text);
-        expect_to_leave_alone({});
+        expect_refusal(RESULT);
     }
+    std::filesystem::remove(m_folder / "run.json");
+    expect_refusal(RESULT);
+    std::filesystem::remove(m_folder / RESULT);
+    CResultFiles files(m_folder.Path(), {RESULT});
+    files.Commit();
+    EXPECT_THAT(files.Removed(), IsEmpty());
     EXPECT_THAT(m_folder.Entries(), testing::SizeIs(7));
 }
 
