@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "phantom/Phantom.h"
 
+#include "phantom/OptionChecks.h"
+
 #include "Axes/AxisAngles.h"
 #include "VexoBase/ProgressMonitor.h"
 #include "zeklib2image/HeaderTools.h"
@@ -12,7 +14,6 @@
 #include <limits>
 #include <numbers>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 
 namespace TEVRA::phantom {
@@ -21,9 +22,7 @@ namespace {
 using Vector = std::array<double, 3>;
 
 constexpr std::int32_t NO_FIBER = -1;
-constexpr long long LARGEST_EXTENT = 100000; // keeps products of three extents far from overflow
 constexpr double LARGEST_VOLUME_FRACTION = 0.9;
-constexpr double SMALLEST_RADIUS_PX = 0.5; // a thinner cylinder can pass between pixel centres unseen
 constexpr double SMALLEST_DISTANCE_PX = 1.0;
 constexpr double SMALLEST_BETA =
     1e-6;                            // beyond, all axes lie along or across the symmetry axis, and squares of
@@ -31,105 +30,50 @@ constexpr double LARGEST_BETA = 1e6; // still larger ones overflow
 constexpr double EDGE_PX = 0.5;      // half-width of the soft edge
 constexpr int PLACING_STEPS = 100;
 
-template <typename ValueT>
-[[noreturn]] void refuse(const char* quantity, ValueT seen, const char* allowed) {
-    std::ostringstream message;
-    message << "Phantom: " << quantity << " is " << seen << ", but must be " << allowed << ".";
-    throw std::invalid_argument(message.str());
-}
-
 void check_vector(const char* quantity, const Vector& vector) {
     const bool finite =
         std::all_of(vector.begin(), vector.end(), [](double component) { return std::isfinite(component); });
     const bool zero =
         std::all_of(vector.begin(), vector.end(), [](double component) { return component == 0.0; });
-    if (!finite || zero) {
-        std::ostringstream seen;
-        seen << vector[0] << "," << vector[1] << "," << vector[2];
-        refuse(quantity, seen.str(), "a finite vector other than 0,0,0");
-    }
-}
-
-void check_size(const SPhantomOptions& options) {
-    const CSize& size = options.sizePx;
-    if (size.Dim() != 2 && size.Dim() != 3) {
-        refuse("the number of dimensions", size.Dim(), "2 or 3");
-    }
-    if (!(std::isfinite(options.fiberRadiusPx) && options.fiberRadiusPx >= SMALLEST_RADIUS_PX)) {
-        refuse("the fiber radius in pixels", options.fiberRadiusPx, "0.5 or more");
-    }
-    for (int axis = 0; axis < size.Dim(); ++axis) {
-        if (size[axis] < 1 || size[axis] > LARGEST_EXTENT) {
-            refuse("an extent", size[axis], "1 to 100000 pixels");
-        }
-        if (2.0 * options.fiberRadiusPx > static_cast<double>(size[axis])) {
-            refuse("the fiber diameter in pixels", 2.0 * options.fiberRadiusPx,
-                   ("at most the smallest extent, " + std::to_string(size[axis])).c_str());
-        }
-    }
-}
-
-void check_grey(const SPhantomOptions& options) {
-    for (const double grey : {options.backgroundGrey, options.fiberGrey}) {
-        if (!(grey >= 0.0 && grey <= 255.0)) {
-            refuse("a grey value", grey, "0 to 255");
-        }
-    }
-    if (options.backgroundGrey == options.fiberGrey) {
-        refuse("the grey value of background and fibers", options.fiberGrey,
-               "different, or no fiber can be seen");
-    }
-    if (!(std::isfinite(options.noiseSd) && options.noiseSd >= 0.0)) {
-        refuse("the noise's standard deviation", options.noiseSd, "0 or more, and finite");
-    }
-    if (!(std::isfinite(options.spacingMm) && options.spacingMm > 0.0)) {
-        refuse("the spacing", options.spacingMm, "greater than 0, and finite");
-    }
+    std::ostringstream seen;
+    seen << vector[0] << "," << vector[1] << "," << vector[2];
+    Require(finite && !zero, quantity, seen.str(), "a finite vector other than 0,0,0");
 }
 
 void check_law(const SOneAxis& law, int dim) {
     check_vector("the fiber axis", law.axis);
-    if (dim == 2 && law.axis[2] != 0.0) {
-        refuse("the z component of the fiber axis", law.axis[2], "0 in a 2D image");
-    }
+    Require(dim != 2 || law.axis[2] == 0.0, "the z component of the fiber axis", law.axis[2],
+            "0 in a 2D image");
 }
 
 void check_law(const SBetaFamily& law, int dim) {
     check_vector("the symmetry axis", law.symmetryAxis);
-    if (!(law.beta >= SMALLEST_BETA && law.beta <= LARGEST_BETA)) {
-        refuse("beta", law.beta, "0.000001 to 1000000");
-    }
+    Require(law.beta >= SMALLEST_BETA && law.beta <= LARGEST_BETA, "beta", law.beta, "0.000001 to 1000000");
     if (dim == 2) {
-        throw std::invalid_argument(
-            "Phantom: the directions given by beta are spatial, but the image is 2D; give a third "
-            "extent, one axis, or planar directions.");
+        Refuse("the directions given by beta are spatial, but the image is 2D; give a third "
+               "extent, one axis, or planar directions.");
     }
 }
 
 void check_law(const SPlanar& law, int dim) {
     check_vector("the normal of the fibers' plane", law.normal);
     if (dim == 2 && (law.normal[0] != 0.0 || law.normal[1] != 0.0)) {
-        throw std::invalid_argument(
-            "Phantom: the fibers' plane of a 2D image is its own, so that only the z axis can be "
-            "normal to it.");
+        Refuse("the fibers' plane of a 2D image is its own, so that only the z axis can be "
+               "normal to it.");
     }
 }
 
 void check_places(const SPhantomOptions& options) {
     if (const auto* random = std::get_if<SRandomPlaces>(&options.places)) {
-        if (!(random->volumeFraction > 0.0 && random->volumeFraction <= LARGEST_VOLUME_FRACTION)) {
-            refuse("the volume fraction", random->volumeFraction, "greater than 0 and at most 0.9");
-        }
+        CheckVolumeFraction(random->volumeFraction, LARGEST_VOLUME_FRACTION, "0.9");
         return;
     }
     if (!std::holds_alternative<SOneAxis>(options.directions)) {
-        throw std::invalid_argument(
-            "Phantom: a fiber through the centre or a grid of fibers needs one axis.");
+        Refuse("a fiber through the centre or a grid of fibers needs one axis.");
     }
     if (const auto* grid = std::get_if<SParallelGrid>(&options.places)) {
-        if (!(std::isfinite(grid->distancePx) && grid->distancePx >= SMALLEST_DISTANCE_PX)) {
-            refuse("the distance of parallel fibers in pixels", grid->distancePx, "1 or more, and finite");
-        }
+        Require(std::isfinite(grid->distancePx) && grid->distancePx >= SMALLEST_DISTANCE_PX,
+                "the distance of parallel fibers in pixels", grid->distancePx, "1 or more, and finite");
     }
 }
 
@@ -419,8 +363,10 @@ void CheckDirections(const DirectionLaw& directions, int dim) {
 }
 
 SPhantom MakePhantom(const SPhantomOptions& options) {
-    check_size(options);
-    check_grey(options);
+    CheckExtents(options.sizePx, {1.0, 1.0, 1.0}, options.fiberRadiusPx);
+    CheckGreyValues(options.backgroundGrey, options.fiberGrey, options.noiseSd);
+    Require(std::isfinite(options.spacingMm) && options.spacingMm > 0.0, "the spacing", options.spacingMm,
+            "greater than 0, and finite");
     CheckDirections(options.directions, options.sizePx.Dim());
     check_places(options);
 
@@ -428,8 +374,7 @@ SPhantom MakePhantom(const SPhantomOptions& options) {
     CFiberField field(options.sizePx, options.fiberRadiusPx);
     std::visit([&](const auto& places) { place(places, options.directions, random, field); }, options.places);
     if (field.FiberPixelCount() == 0) {
-        throw std::invalid_argument(
-            "Phantom: no pixel's centre lies in a fiber; give a larger fiber radius.");
+        Refuse("no pixel's centre lies in a fiber; give a larger fiber radius.");
     }
 
     SPhantom phantom;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "phantom/SeparateFibers.h"
 
+#include "phantom/OptionChecks.h"
+
 #include "Axes/AxisAngles.h"
 #include "Axes/Markers.h"
 #include "LocalTensors/DirectSmoothing.h"
@@ -13,8 +15,6 @@
 #include <limits>
 #include <numbers>
 #include <optional>
-#include <sstream>
-#include <stdexcept>
 #include <string>
 
 namespace TEVRA::phantom {
@@ -22,29 +22,12 @@ namespace {
 
 using Vector = std::array<double, 3>;
 
-constexpr long long LARGEST_EXTENT = 100000;
 constexpr double MOST_SCATTERED = 0.4;
 constexpr double MOST_IN_LAYERS = 0.9; // touching fibers fill 0.907
 constexpr double PACKING_OF_BUNDLES = 0.7;
 constexpr int MOST_TRIES = 100000; // without room for a fiber, before fibers get shorter
 constexpr double SHORTEST_RADII = 6.0;
 constexpr int PLACING_STEPS = 100;
-
-[[noreturn]] void refuse(const std::string& what) {
-    throw std::invalid_argument("Phantom: " + what);
-}
-
-std::string text_of(double number) {
-    std::ostringstream text;
-    text << number;
-    return text.str();
-}
-
-void require(bool isRight, const std::string& quantity, double seen, const std::string& allowed) {
-    if (!isRight) {
-        refuse(quantity + " is " + text_of(seen) + ", but must be " + allowed + ".");
-    }
-}
 
 double dot(const Vector& a, const Vector& b) {
     return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
@@ -428,11 +411,11 @@ void scatter(const SSeparateOptions& options, CCanvas& canvas, CRandomNumbers& r
         if (!isPlaced) {
             length = 0.5 * (length > 0.0 ? length : whole);
             if (length < SHORTEST_RADII * radius) {
-                refuse("there is no room for so many fibers that do not overlap: " +
-                       text_of(static_cast<double>(canvas.FiberPixels()) /
-                               static_cast<double>(canvas.Pixels())) +
-                       " of the image is filled of the " + text_of(fraction) +
-                       " wanted; ask for less, or for bundles or layers.");
+                Refuse(
+                    "there is no room for so many fibers that do not overlap: " +
+                    TextOf(static_cast<double>(canvas.FiberPixels()) / static_cast<double>(canvas.Pixels())) +
+                    " of the image is filled of the " + TextOf(fraction) +
+                    " wanted; ask for less, or for bundles or layers.");
             }
         }
     }
@@ -517,64 +500,41 @@ void place(const SFiberLayers& places, const SSeparateOptions& options, CCanvas&
 }
 
 void check(const SScatteredFibers& places, const SSeparateOptions& /*options*/) {
-    require(places.volumeFraction > 0.0 && places.volumeFraction <= MOST_SCATTERED, "the volume fraction",
+    Require(places.volumeFraction > 0.0 && places.volumeFraction <= MOST_SCATTERED, "the volume fraction",
             places.volumeFraction,
             "greater than 0 and at most 0.4; denser material comes in bundles or layers");
-    require(std::isfinite(places.length) && places.length >= 0.0, "the fiber length", places.length,
+    Require(std::isfinite(places.length) && places.length >= 0.0, "the fiber length", places.length,
             "0 or more, and finite");
 }
 
 void check(const SFiberBundles& places, const SSeparateOptions& options) {
-    require(places.volumeFraction > 0.0 && places.volumeFraction <= MOST_SCATTERED, "the volume fraction",
-            places.volumeFraction, "greater than 0 and at most 0.4");
-    require(std::isfinite(places.bundleRadius) && places.bundleRadius >= 2.0 * options.fiberRadius,
+    CheckVolumeFraction(places.volumeFraction, MOST_SCATTERED, "0.4");
+    Require(std::isfinite(places.bundleRadius) && places.bundleRadius >= 2.0 * options.fiberRadius,
             "the bundle radius", places.bundleRadius, "at least twice the fiber radius");
 }
 
 void check(const SFiberLayers& places, const SSeparateOptions& options) {
-    require(places.volumeFraction > 0.0 && places.volumeFraction <= MOST_IN_LAYERS, "the volume fraction",
-            places.volumeFraction, "greater than 0 and at most 0.9");
+    CheckVolumeFraction(places.volumeFraction, MOST_IN_LAYERS, "0.9");
     if (options.sizePx.Dim() == 2) {
-        refuse("layers lie one above the other along z, but the image is 2D; give a third extent.");
+        Refuse("layers lie one above the other along z, but the image is 2D; give a third extent.");
     }
     if (places.anglesRad.empty() || places.rows < 1) {
-        refuse("layers need an angle and a row of fibers at least.");
+        Refuse("layers need an angle and a row of fibers at least.");
     }
 }
 
 void check_options(const SSeparateOptions& options) {
-    const CSize& size = options.sizePx;
-    for (int axis = 0; axis < size.Dim(); ++axis) {
-        require(size[axis] >= 1 && size[axis] <= LARGEST_EXTENT, "an extent", static_cast<double>(size[axis]),
-                "1 to 100000 pixels");
-        const double spacing = options.spacing[static_cast<std::size_t>(axis)];
-        require(std::isfinite(spacing) && spacing > 0.0, "the spacing", spacing,
-                "greater than 0, and finite");
-        require(std::isfinite(options.fiberRadius) && options.fiberRadius >= 0.5 * spacing,
-                "the fiber radius", options.fiberRadius, "half a pixel or more");
-        require(2.0 * options.fiberRadius <= static_cast<double>(size[axis]) * spacing, "the fiber diameter",
-                2.0 * options.fiberRadius,
-                "at most the smallest extent, " + text_of(static_cast<double>(size[axis]) * spacing));
-    }
-    require(options.holeRadius >= 0.0 && options.holeRadius < options.fiberRadius, "the hole's radius",
+    CheckExtents(options.sizePx, options.spacing, options.fiberRadius);
+    CheckGreyValues(options.backgroundGrey, options.fiberGrey, options.noiseSd);
+    Require(options.holeRadius >= 0.0 && options.holeRadius < options.fiberRadius, "the hole's radius",
             options.holeRadius, "0 or more and below the fiber's");
-    for (const double grey : {options.backgroundGrey, options.fiberGrey}) {
-        require(grey >= 0.0 && grey <= 255.0, "a grey value", grey, "0 to 255");
-    }
-    if (options.backgroundGrey == options.fiberGrey) {
-        refuse("the grey values of background and fibers must differ, or no fiber can be seen.");
-    }
-    require(std::isfinite(options.noiseSd) && options.noiseSd >= 0.0, "the noise's standard deviation",
-            options.noiseSd, "0 or more, and finite");
-    require(std::isfinite(options.blurSigma) && options.blurSigma >= 0.0, "the blur", options.blurSigma,
-            "0 or more, and finite");
-    require(std::isfinite(options.waveAmplitude) && options.waveAmplitude >= 0.0, "the wave's amplitude",
-            options.waveAmplitude, "0 or more, and finite");
+    RequireNotNegative("the blur", options.blurSigma);
+    RequireNotNegative("the wave's amplitude", options.waveAmplitude);
     if (options.waveAmplitude > 0.0) {
-        require(std::isfinite(options.waveLength) && options.waveLength > 0.0, "the wave's length",
+        Require(std::isfinite(options.waveLength) && options.waveLength > 0.0, "the wave's length",
                 options.waveLength, "greater than 0");
     }
-    CheckDirections(options.directions, size.Dim());
+    CheckDirections(options.directions, options.sizePx.Dim());
     std::visit([&](const auto& places) { check(places, options); }, options.places);
 }
 
@@ -618,7 +578,7 @@ SPhantom MakeSeparatePhantom(const SSeparateOptions& options) {
     CCanvas canvas(options);
     std::visit([&](const auto& places) { place(places, options, canvas, random); }, options.places);
     if (canvas.FiberPixels() == 0) {
-        refuse("no pixel's centre lies in a fiber; give a larger fiber radius.");
+        Refuse("no pixel's centre lies in a fiber; give a larger fiber radius.");
     }
     SPhantom phantom;
     phantom.image = new_image(options, IMAGE_GREY_8);
