@@ -17,7 +17,7 @@ enum class ELocking {
 /// Tries to lock an open file for this descriptor alone; does not wait. File systems that cannot lock whole
 /// files lock a record instead.
 ELocking TryLock(int file) noexcept;
-/// The same together with others who do so: tells whether anybody has the file for himself.
+/// The same shared with others who do so: tells whether anybody has the file for himself.
 ELocking TryShare(int file) noexcept;
 /// A lock by record only, which is what the above fall back on.
 ELocking TryRecordLock(int file) noexcept;

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <span>
 #include <type_traits>
@@ -65,7 +64,7 @@ double CGreySlices::Turned(double value) const {
     if (m_contrast == Impl::EFiberContrast::bright) {
         return value;
     }
-    const IImage::CType& type = type_of_slices();
+    const IImage::CType& type = Type();
     const double top = type == IMAGE_GREY_8    ? std::numeric_limits<std::uint8_t>::max()
                        : type == IMAGE_GREY_16 ? std::numeric_limits<std::uint16_t>::max()
                                                : 0.0;
@@ -84,34 +83,29 @@ Impl::SGreyScale CGreySlices::UnitScale(const volume::SValueRange& range) const 
     return {static_cast<float>(lo), hi > lo ? static_cast<float>(1.0 / (hi - lo)) : 0.0F};
 }
 
-const IImage::CType& CGreySlices::type_of_slices() const {
+const IImage::CType& CGreySlices::Type() const {
     return m_window ? IMAGE_GREY_8 : type_of(m_reader.Info().pixelType);
 }
 
-std::unique_ptr<CImage> CGreySlices::NewSlice() const {
-    const CSize& size = Size();
-    return std::make_unique<CImage>(type_of_slices(), CSize(size[0], size[1]), CSize(0, 0, 0));
-}
-
-volume::SValueRange CGreySlices::Prepare(const std::byte* raw, CImage& slice) const {
+SGreySlice CGreySlices::Prepare(const std::byte* raw, std::vector<std::byte>& buffer) const {
     switch (m_reader.Info().pixelType) {
     case volume::EPixelType::u8:
-        return prepare(reinterpret_cast<const std::uint8_t*>(raw), slice);
+        return prepare(reinterpret_cast<const std::uint8_t*>(raw), buffer.data());
     case volume::EPixelType::u16:
-        return prepare(reinterpret_cast<const std::uint16_t*>(raw), slice);
+        return prepare(reinterpret_cast<const std::uint16_t*>(raw), buffer.data());
     case volume::EPixelType::f32:
         break;
     }
-    return prepare(reinterpret_cast<const float*>(raw), slice);
+    return prepare(reinterpret_cast<const float*>(raw), buffer.data());
 }
 
 template <typename PixelT>
-volume::SValueRange CGreySlices::prepare(const PixelT* raw, CImage& slice) const {
-    const auto count = static_cast<std::size_t>(slice.Size().Elements());
+SGreySlice CGreySlices::prepare(const PixelT* raw, std::byte* buffer) const {
+    const std::size_t count = slice_pixels();
     const bool isDark = m_contrast == Impl::EFiberContrast::dark;
     const volume::SValueRange range = volume::RangeOf(std::span(raw, count));
     if (m_window) {
-        auto* const grey = slice.Pixels<std::uint8_t>();
+        auto* const grey = reinterpret_cast<std::uint8_t*>(buffer);
         for (std::size_t i = 0; i < count; ++i) {
             const auto value = static_cast<double>(raw[i]);
             grey[i] = isDark && std::isnan(value) ? std::uint8_t{255} : volume::GreyOf(value, *m_window);
@@ -119,18 +113,23 @@ volume::SValueRange CGreySlices::prepare(const PixelT* raw, CImage& slice) const
         if (isDark) {
             turn(grey, count);
         }
-        return range;
+        return {buffer, range};
     }
-    std::memcpy(slice.Pixels<PixelT>(), raw, count * sizeof(PixelT));
+    const bool isFinite = range.nanCount + range.infiniteCount == 0;
+    if (isFinite && !isDark) {
+        return {reinterpret_cast<const std::byte*>(raw), range};
+    }
+    auto* const pixels = reinterpret_cast<PixelT*>(buffer);
+    std::copy_n(raw, count, pixels);
     if constexpr (std::is_same_v<PixelT, float>) {
-        if (range.nanCount + range.infiniteCount > 0) {
-            replace(slice.Pixels<float>(), count, m_finite, isDark);
+        if (!isFinite) {
+            replace(pixels, count, m_finite, isDark);
         }
     }
     if (isDark) {
-        turn(slice.Pixels<PixelT>(), count);
+        turn(pixels, count);
     }
-    return range;
+    return {buffer, range};
 }
 
 } // namespace TEVRA::stream

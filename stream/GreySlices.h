@@ -6,13 +6,19 @@
 #include "stream/SliceRange.h"
 #include "volume/ImageConversion.h"
 #include "volume/ImageReader.h"
-#include "zeklib2image/Image.h"
+#include "zeklib2image/ImageInterface.h"
 
 #include <cstddef>
-#include <memory>
 #include <optional>
+#include <vector>
 
 namespace TEVRA::stream {
+
+/// One slice as the analysis takes it.
+struct SGreySlice {
+    const std::byte* pixels = nullptr; ///< of the type of slices, x fastest
+    volume::SValueRange range;         ///< of the file's values
+};
 
 /// The slices of a grey-value image as the analysis takes them: in the precision of the file, or brought to
 /// 8 bit by a grey window; with fibers brighter than what is around them. An image of dark fibers is turned
@@ -30,12 +36,16 @@ class CGreySlices {
     void Read(const SSliceRange& slices, std::byte* raw) {
         m_reader.ReadSlices(slices.first, slices.Count(), raw);
     }
-    /// An image for one slice.
-    std::unique_ptr<CImage> NewSlice() const;
-    /// Brings one slice as read into an image of `NewSlice`. Values that are no finite numbers become 0 in
+    /// GREY_8, GREY_16 or GREY_F.
+    const IImage::CType& Type() const;
+    /// Memory for one slice, where it cannot be taken as it was read.
+    std::vector<std::byte> NewBuffer() const {
+        return std::vector<std::byte>(slice_pixels() * Type().BytesPerPixel());
+    }
+    /// Makes of one slice as read what the analysis takes. Values that are no finite numbers become 0 in
     /// the file's precision, unless `Replace` says more.
-    /// @return the range of the file's values in the slice.
-    volume::SValueRange Prepare(const std::byte* raw, CImage& slice) const;
+    /// @param buffer of `NewBuffer`. @return pixels in `raw` if nothing is to be changed, else in `buffer`.
+    SGreySlice Prepare(const std::byte* raw, std::vector<std::byte>& buffer) const;
 
     /// The value that stands for one that is not turned over, and the reverse: 255 - v in 8 bit, 65535 - v in
     /// 16 bit, else -v; v itself where fibers are bright.
@@ -53,9 +63,9 @@ class CGreySlices {
     bool NeedsRange() const { return !m_window && !m_finite; }
 
   private:
-    const IImage::CType& type_of_slices() const;
+    std::size_t slice_pixels() const { return static_cast<std::size_t>(Size()[0] * Size()[1]); }
     template <typename PixelT>
-    volume::SValueRange prepare(const PixelT* raw, CImage& slice) const;
+    SGreySlice prepare(const PixelT* raw, std::byte* buffer) const;
 
     volume::IImageReader& m_reader;
     std::optional<volume::SGreyWindow> m_window;

@@ -148,7 +148,7 @@ class COrientations {
                 }
             });
             writer.Complete();
-            m_store.Forget();
+            m_store.Evict();
             report.Step();
         }
         writer.WriteWaiting();

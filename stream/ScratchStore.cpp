@@ -106,8 +106,8 @@ void CScratchStore::map_file() {
     m_pixels = static_cast<float*>(memory);
 }
 
-void CScratchStore::Load(const SStoredSlice& slice, std::size_t first, std::span<float> run) const {
-    const std::span<std::byte> bytes = std::as_writable_bytes(run);
+void CScratchStore::Load(const SStoredSlice& slice, std::size_t first, std::span<float> strip) const {
+    const std::span<std::byte> bytes = std::as_writable_bytes(strip);
     for (std::size_t done = 0; done < bytes.size();) {
         const ssize_t count = pread(m_file, bytes.data() + done, bytes.size() - done,
                                     static_cast<off_t>(offset_of(slice, first) + done));
@@ -118,8 +118,8 @@ void CScratchStore::Load(const SStoredSlice& slice, std::size_t first, std::span
     }
 }
 
-void CScratchStore::Save(const SStoredSlice& slice, std::size_t first, std::span<const float> run) {
-    const std::span<const std::byte> bytes = std::as_bytes(run);
+void CScratchStore::Save(const SStoredSlice& slice, std::size_t first, std::span<const float> strip) {
+    const std::span<const std::byte> bytes = std::as_bytes(strip);
     for (std::size_t done = 0; done < bytes.size();) {
         const ssize_t count = pwrite(m_file, bytes.data() + done, bytes.size() - done,
                                      static_cast<off_t>(offset_of(slice, first) + done));
@@ -136,7 +136,7 @@ void CScratchStore::Sync() {
     }
 }
 
-void CScratchStore::Forget() noexcept {
+void CScratchStore::Evict() noexcept {
     if (m_place.kind == SScratchPlace::EKind::file && m_pixels != nullptr) {
         madvise(m_pixels, m_bytes, MADV_DONTNEED);
     }

@@ -49,17 +49,17 @@ class CScratchStore {
     /// The pixels of a slice; those of the next slice of the same volume follow.
     float* Slice(long long z, int volume = 0) const noexcept { return m_pixels + index_of({z, volume}); }
 
-    /// A run of pixels of each slice, side by side: pixels `first` on. In a file they are copied, since
+    /// A strip is the same pixels of each slice, side by side: pixels `first` on. In a file they are copied, since
     /// mapped files come into memory in pieces of the system's choice.
     bool IsInFile() const noexcept { return m_place.kind == SScratchPlace::EKind::file; }
-    /// Copies `run.size()` pixels of one slice out of a file, or into it; callable by several threads.
+    /// Copies `strip.size()` pixels of one slice out of a file, or into it; callable by several threads.
     /// @throws volume::CEnvironmentError if that fails.
-    void Load(const SStoredSlice& slice, std::size_t first, std::span<float> run) const;
-    void Save(const SStoredSlice& slice, std::size_t first, std::span<const float> run);
+    void Load(const SStoredSlice& slice, std::size_t first, std::span<float> strip) const;
+    void Save(const SStoredSlice& slice, std::size_t first, std::span<const float> strip);
     /// Brings what has been written to a file onto the disk. @throws volume::CEnvironmentError if that fails.
     void Sync();
-    /// What has been touched need not stay in memory: in a file it is still there.
-    void Forget() noexcept;
+    /// Lets the system evict what has been touched from memory: in a file it is still there.
+    void Evict() noexcept;
     /// Fetches the memory of a slice that is about to be written first, at once instead of page by page.
     void Fetch(long long z, int volume = 0) noexcept;
     /// The slices below `z` are never looked at again: gives their memory back, if they are in memory.

@@ -23,14 +23,14 @@ class CBlocks {
   public:
     CBlocks(long long slices, std::size_t slicePixels)
         : m_pixels(static_cast<std::size_t>(slices) * slicePixels) {}
-    long long Count() const { return static_cast<long long>((m_pixels + c_pixels - 1) / c_pixels); }
+    long long Count() const { return static_cast<long long>((m_pixels + BLOCK_PIXELS - 1) / BLOCK_PIXELS); }
     std::span<const float> Of(const float* first, long long block) const {
-        const std::size_t offset = static_cast<std::size_t>(block) * c_pixels;
-        return {first + offset, std::min(c_pixels, m_pixels - offset)};
+        const std::size_t offset = static_cast<std::size_t>(block) * BLOCK_PIXELS;
+        return {first + offset, std::min(BLOCK_PIXELS, m_pixels - offset)};
     }
 
   private:
-    static constexpr std::size_t c_pixels = 1 << 18;
+    static constexpr std::size_t BLOCK_PIXELS = 1 << 18;
     std::size_t m_pixels;
 };
 
@@ -56,7 +56,7 @@ Impl::SGreyHistogram HistogramOf(const SStageContext& context, int volume, const
             counters[static_cast<std::size_t>(worker)].VisitRow(block.data(),
                                                                 static_cast<long long>(block.size()));
         });
-        store.Forget();
+        store.Evict();
         report.Step();
     }
     Counts sum(Impl::FLOAT_HISTOGRAM_BINS);

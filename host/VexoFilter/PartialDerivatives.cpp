@@ -73,7 +73,7 @@ void CPartialDerivatives::Derivative(IImage& image, int orderX, int orderY, int 
         Impl::RunPasses(passes, CParallelism::Threads(), Progress(), "Computing derivatives...");
     };
     const auto differentiate_original = [&](const std::byte* original, std::byte* pixels) {
-        const Impl::CPixelGrid source(reinterpret_cast<const float*>(original), image.Size());
+        const Impl::CPixelGrid source(original, IMAGE_GREY_F, image.Size());
         Impl::CPixelGrid target(reinterpret_cast<float*>(pixels), image.Size());
         Impl::BlockPasses passes;
         passes.push_back(std::make_unique<Impl::CDerivativePass>(source, target, orders));

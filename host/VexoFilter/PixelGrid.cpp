@@ -56,19 +56,18 @@ CPixelGrid::CPixelGrid(IImage& image) : m_access(image.CreateAccess(false)) {
     m_firstToWrite = static_cast<std::byte*>(m_access->Data());
 }
 
-CPixelGrid::CPixelGrid(const float* pixels, const CSize& size)
-    : m_first(reinterpret_cast<const std::byte*>(pixels)), m_read(read_numbers<float>),
-      m_rowsAreFloats(true) {
-    auto stride = static_cast<std::ptrdiff_t>(sizeof(float));
+CPixelGrid::CPixelGrid(const void* pixels, const IImage::CType& type, const CSize& size)
+    : m_first(static_cast<const std::byte*>(pixels)) {
+    auto stride = static_cast<std::ptrdiff_t>(type.BytesPerPixel());
     for (int axis = 0; axis < size.Dim(); ++axis) {
         m_extent[static_cast<std::size_t>(axis)] = size[axis];
         m_stride[static_cast<std::size_t>(axis)] = stride;
         stride *= static_cast<std::ptrdiff_t>(size[axis]);
     }
+    choose_reader(type);
 }
 
-CPixelGrid::CPixelGrid(float* pixels, const CSize& size)
-    : CPixelGrid(static_cast<const float*>(pixels), size) {
+CPixelGrid::CPixelGrid(float* pixels, const CSize& size) : CPixelGrid(pixels, IMAGE_GREY_F, size) {
     m_firstToWrite = reinterpret_cast<std::byte*>(pixels);
 }
 
@@ -83,7 +82,11 @@ void CPixelGrid::describe(const IImage& image) {
         m_extent[static_cast<std::size_t>(axis)] = image.Size()[axis];
         m_stride[static_cast<std::size_t>(axis)] = m_access->Stride(axis);
     }
-    switch (image.Type().Kind()) {
+    choose_reader(image.Type());
+}
+
+void CPixelGrid::choose_reader(const IImage::CType& type) {
+    switch (type.Kind()) {
     case EKind::grey8:
         m_read = read_numbers<std::uint8_t>;
         break;

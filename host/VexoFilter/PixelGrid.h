@@ -18,9 +18,10 @@ class CPixelGrid {
     /// Reads and writes rows. @param image GREY_F.
     explicit CPixelGrid(IImage& image);
 
-    /// Reads rows of floats that lie close together, x fastest. @param size of one to three dimensions.
-    CPixelGrid(const float* pixels, const CSize& size);
-    /// Reads and writes such rows.
+    /// Reads rows of pixels that lie close together, x fastest. @param pixels aligned as their type asks for.
+    /// @param type one that `CanRead` accepts. @param size of one to three dimensions.
+    CPixelGrid(const void* pixels, const IImage::CType& type, const CSize& size);
+    /// Reads and writes such rows of floats.
     CPixelGrid(float* pixels, const CSize& size);
 
     /// The type's pixels have a grey value: whole-number and float types theirs, binary types 1 in the
@@ -54,6 +55,7 @@ class CPixelGrid {
     using ReadRow = void (*)(const std::byte* first, std::ptrdiff_t stride, long long count, float* out);
 
     void describe(const IImage& image);
+    void choose_reader(const IImage::CType& type);
     std::ptrdiff_t offset(const SPixel& pixel) const;
 
     std::unique_ptr<IImage::IAccess> m_access;

@@ -26,7 +26,7 @@ struct SColumnSmoothing {
     std::size_t stripPixels = 0; ///< per slice; the same in all processes
 };
 
-/// Smooths in place, strip by strip: a strip is a run of pixels of every slice, so that every value is read
+/// Smooths in place, strip by strip: a strip is the same pixels of every slice, so that every value is read
 /// and written once.
 ///
 /// Several processes pass the running states of the recursion on: up from the one with the first slices to

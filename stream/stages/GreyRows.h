@@ -4,7 +4,6 @@
 #include "stream/GreySlices.h"
 
 #include <cstddef>
-#include <memory>
 #include <vector>
 
 namespace TEVRA::stream {
@@ -23,7 +22,7 @@ class CGreyRows {
   private:
     CGreySlices& m_grey;
     std::vector<std::byte> m_raw;
-    std::unique_ptr<CImage> m_slice;
+    std::vector<std::byte> m_prepared;
 };
 
 } // namespace TEVRA::stream

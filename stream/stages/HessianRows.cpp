@@ -15,8 +15,8 @@ using Impl::SecondDifferenceAlong;
 template <std::size_t Dim>
 CHessianRows<Dim>::CHessianRows(const CScratchStore& store, const CSize& imageSize)
     : m_store(store), m_width(static_cast<std::size_t>(imageSize[0])), m_height(imageSize[1]),
-      m_memory(m_width * c_entries) {
-    for (std::size_t entry = 0; entry < c_entries; ++entry) {
+      m_memory(m_width * ENTRIES) {
+    for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
         m_rows[entry] = buffer(entry).data();
     }
 }

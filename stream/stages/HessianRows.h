@@ -23,7 +23,7 @@ inline constexpr long long HESSIAN_REACH = 1;
 template <std::size_t Dim>
 class CHessianRows : public Impl::IMatrixRows<Dim> {
   public:
-    static constexpr std::size_t c_entries = Dim * (Dim + 1) / 2;
+    static constexpr std::size_t ENTRIES = Dim * (Dim + 1) / 2;
 
     /// @param store smoothed slices in its first volume; outlives the object. @param imageSize of the image.
     CHessianRows(const CScratchStore& store, const CSize& imageSize);

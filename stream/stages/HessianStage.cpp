@@ -49,7 +49,7 @@ class CHessianStage : public IAxisStage {
         return std::make_unique<CHessianRows<3>>(store, m_size);
     }
     std::size_t RowBytes() const override {
-        return CHessianRows<3>::c_entries * static_cast<std::size_t>(m_size[0]) * sizeof(float);
+        return CHessianRows<3>::ENTRIES * static_cast<std::size_t>(m_size[0]) * sizeof(float);
     }
 
   private:

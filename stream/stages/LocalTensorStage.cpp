@@ -135,11 +135,11 @@ class CLocalTensorStage : public IAxisStage {
             context.store.Fetch(z);
             smoothing.Next(context.store.Slice(z), context.workers);
             if ((z - context.own.first + 1) % context.plan.slabSlices == 0) {
-                context.store.Forget();
+                context.store.Evict();
             }
             report.Step();
         }
-        context.store.Forget();
+        context.store.Evict();
         return RangeOfAll(range, context.ranks);
     }
 

@@ -8,8 +8,8 @@
 
 #include "VexoFilter/SmoothingPass.h"
 
+#include <cstddef>
 #include <functional>
-#include <memory>
 #include <vector>
 
 namespace TEVRA::stream {
@@ -21,17 +21,18 @@ class CSliceSmoothing {
     CSliceSmoothing(const Impl::Gaussian& gaussian, const CGreySlices& grey, CWorkers& workers);
 
     /// Smooths a slab of slices as read into a volume of the store. @return the range of the file's values in it.
-    /// @param aside what a thread does before it joins in (CWorkers).
+    /// @param background what one thread does first (CWorkers).
     volume::SValueRange Smooth(const std::byte* raw, const SSliceRange& slab, CScratchStore& store,
-                               int volume, const std::function<void()>& aside);
+                               int volume, const std::function<void()>& background);
 
   private:
-    volume::SValueRange smooth_slice(const std::byte* raw, float* smoothed, CImage& slice, int threads) const;
+    volume::SValueRange smooth_slice(const std::byte* raw, float* smoothed, std::vector<std::byte>& buffer,
+                                     int threads) const;
 
     const Impl::Gaussian& m_gaussian;
     const CGreySlices& m_grey;
     CWorkers& m_workers;
-    std::vector<std::unique_ptr<CImage>> m_slices; // by worker
+    std::vector<std::vector<std::byte>> m_buffers; // by worker
 };
 
 } // namespace TEVRA::stream

@@ -34,7 +34,7 @@ volume::SValueRange smooth_once(const SStageContext& context, const SSmoothedVol
             }
             reader.ReadNext();
         }));
-        context.store.Forget();
+        context.store.Evict();
         report.Step();
     }
     return RangeOfAll(range, context.ranks);
