@@ -3,15 +3,6 @@
 
 namespace TEVRA::jobs {
 
-namespace {
-
-std::unique_ptr<volume::CMetaImageParts> opened(const std::string& path,
-                                                const volume::SMetaImageHeader& header) {
-    return path.empty() ? nullptr : std::make_unique<volume::CMetaImageParts>(path, header);
-}
-
-} // namespace
-
 void CMapFiles::Create(const SPaths& paths, const volume::SMetaImageHeader& header) {
     for (const std::string& path : {paths.theta, paths.phi, paths.confidence}) {
         if (!path.empty()) {
@@ -21,8 +12,14 @@ void CMapFiles::Create(const SPaths& paths, const volume::SMetaImageHeader& head
 }
 
 CMapFiles::CMapFiles(const SPaths& paths, const volume::SMetaImageHeader& header)
-    : m_theta(paths.theta, header), m_phi(opened(paths.phi, header)),
-      m_confidence(opened(paths.confidence, header)) {}
+    : m_theta(paths.theta, header) {
+    if (!paths.phi.empty()) {
+        m_phi = std::make_unique<volume::CMetaImageParts>(paths.phi, header);
+    }
+    if (!paths.confidence.empty()) {
+        m_confidence = std::make_unique<volume::CMetaImageParts>(paths.confidence, header);
+    }
+}
 
 void CMapFiles::TakeAngles(const stream::SFoundSlices& found) {
     const stream::SSliceRange& slices = found.slices;

@@ -42,11 +42,12 @@ struct SReport {
 
 /// A file that the field-by-field analysis writes.
 struct SOutput {
-    const char* file;
-    const char* content; ///< for help texts
-    EOutputCondition condition;
-    std::string (*text)(const SReport&); ///< null for images, which are written while the analysis runs
-    const char* exportName = nullptr;    ///< what it is asked for by, of those that are exported
+    const char* file = "";
+    const char* content = ""; ///< for help texts
+    EOutputCondition condition = EOutputCondition::always;
+    std::string (*text)(const SReport&) =
+        nullptr;                      ///< null for images, which are written while the analysis runs
+    const char* exportName = nullptr; ///< what it is asked for by, of those that are exported
 };
 
 inline constexpr const char* RESULT_FILE = "result.json";
