@@ -54,6 +54,7 @@ struct SAnalyzeOptions {
     bool resume = false;
     bool fourthOrder = false;
     bool maps = false;
+    bool noReport = false;
     bool allowGaps = false;
     bool quiet = false;
 };
@@ -325,6 +326,7 @@ class CAnalyzeRun {
         }
         task.request.withFourthOrder = m_options.fourthOrder;
         task.withMaps = m_options.maps;
+        task.withReport = !m_options.noReport;
         task.exports = m_settings.exports;
         task.reference = reference_in(dim);
         task.outputFolder = m_options.outputFolder;
@@ -477,7 +479,19 @@ class CAnalyzeRun {
             names += " " + name;
         }
         m_console.Say("wrote into '" + m_options.outputFolder + "': " + names);
+        say_report(job);
         SayEarlierFiles(job.Files(), m_console);
+    }
+
+    /// Where to look, or why there is nothing.
+    void say_report(const jobs::CAnalyzeJob& job) {
+        if (job.Files().Has(report::REPORT_FILE)) {
+            m_console.Say("to look at in a browser: " +
+                          (job.Files().Folder() / report::REPORT_FILE).string());
+        } else if (!m_options.noReport) {
+            m_console.Say("report.html was left out: this tevra was built without Node.js; install it (18 or "
+                          "newer, with npm) and build again, or leave it out with --no-report");
+        }
     }
 
     /// Of estimators that know it.
@@ -506,6 +520,8 @@ const char* option_of(report::EOutputCondition condition) {
         return ", with --fourth-order besides ";
     case report::EOutputCondition::exported:
         return ", with --export also ";
+    case report::EOutputCondition::report:
+        return ", without --no-report also ";
     case report::EOutputCondition::maps:
         return ", with --maps also ";
     case report::EOutputCondition::mapsIn3d:
@@ -646,6 +662,7 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
                      "Write the fiber axis of every foreground pixel: theta.mha and, in 3D, phi.mha, in "
                      "radians; and how sure "
                      "it is, unless by the Hessian: confidence.mha");
+    parser->add_flag("--no-report", options->noReport, "Write no report.html");
     parser->add_option("--threads", options->threads, THREADS_OPTION_HELP)->type_name("N");
     parser
         ->add_option(

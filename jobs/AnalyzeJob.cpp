@@ -8,8 +8,12 @@
 #include "jobs/Texts.h"
 
 #include "VexoBase/ProgressMonitor.h"
+#include "report/HtmlReport.h"
+#include "stream/RankSlices.h"
+#include "volume/Deflate.h"
 #include "volume/MetaImageWriter.h"
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <sstream>
@@ -32,6 +36,11 @@ std::string name_of_folder(const std::string& folder) {
     std::ostringstream name;
     name << std::hex << hash;
     return name.str();
+}
+
+/// Per axis.
+std::array<double, 3> spacing_of(const Impl::SAnalysisRequest& request) {
+    return {request.spacing, request.spacing, request.spacing};
 }
 
 std::vector<std::string> names_of_outputs(const report::SOutputWishes& wishes) {
@@ -57,7 +66,8 @@ report::SOutputWishes CAnalyzeJob::wishes() const {
             .maps = m_task.withMaps,
             .fourthOrder = m_task.request.withFourthOrder,
             .exports = m_task.exports,
-            .confidence = m_withConfidenceMap};
+            .confidence = m_withConfidenceMap,
+            .report = m_task.withReport};
 }
 
 void CAnalyzeJob::Plan(EPurpose purpose) {
@@ -74,12 +84,22 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
             m_sinks.Add(*m_task.sink); // first of all: it may give a place for the angles
         }
         if (m_task.withMaps) {
+            m_sinks.ExpectAngles();
             m_sinks.ExpectConfidence(); // where there is one
         }
-        m_analysis.emplace(
-            m_task.input, m_task.request,
-            stream::SStreamResources{threads, memoryBytes, ScratchFolder(), checkpoint_files()}, m_ranks,
-            m_task.withMaps || m_task.sink != nullptr ? &m_sinks : nullptr);
+        stream::SStreamResources resources{threads, memoryBytes, ScratchFolder(), checkpoint_files()};
+        if (m_task.withReport && report::HasReportPage()) {
+            m_sections.emplace(image_size(), spacing_of(m_task.request), m_task.input.image.Info().pixelType);
+            m_sinks.Add(*m_sections);
+            resources.callersBytes = m_sections->Bytes() + stream::CDirectionCounter::Bytes(threads);
+        }
+        m_analysis.emplace(m_task.input, m_task.request, resources, m_ranks,
+                           m_task.withMaps || m_task.sink != nullptr || m_sections ? &m_sinks : nullptr);
+        if (m_sections) {
+            m_directions.emplace(m_analysis->Grid(), threads);
+            m_analysis->Add(*m_sections);
+            m_analysis->Add(*m_directions);
+        }
         m_withConfidenceMap = m_task.withMaps && m_analysis->HasConfidence();
         m_record.parameters.beyondSubfieldsPx = PixelsBeyondSubfields(image_size(), m_task.request);
         record_memory();
@@ -124,6 +144,7 @@ void CAnalyzeJob::Run() {
     if (maps) {
         maps->Close();
     }
+    collect_pictures();
     m_ranks.Meet(); // the maps are complete
     m_record.analyzeSeconds = m_clock.Seconds() - start;
     record_result();
@@ -170,9 +191,34 @@ void CAnalyzeJob::write_texts() {
                 m_record.fileChecks = m_files->Checks();
             }
             m_record.totalSeconds = m_clock.Seconds();
-            m_files->WriteText(output.file, output.text({m_result.analysis, m_record}));
+            m_files->WriteText(
+                output.file, output.text({m_result.analysis, m_record, m_sections ? &m_pictures : nullptr}));
         }
         progress.Step(); // the last chance to stop
+    }
+}
+
+/// What was kept of the image, from all processes.
+void CAnalyzeJob::collect_pictures() {
+    if (!m_sections) {
+        return;
+    }
+    if (!m_sections->HasGrey()) { // an earlier run has read it
+        read_grey();
+    }
+    m_pictures = {m_sections->Collect(m_ranks), m_directions->Counts(m_ranks), volume::Deflated};
+}
+
+/// Hands this process's slices of the image to the sections.
+void CAnalyzeJob::read_grey() {
+    volume::IImageReader& image = m_task.input.image;
+    const stream::SSliceRange own = stream::SlicesOfRank(image.SliceCount(), m_ranks.Size(), m_ranks.Rank());
+    std::vector<std::byte> slice(image.SliceBytes());
+    CProgressReport progress(CProgressMonitor::Obj(), own.Count(), "Reading image...");
+    for (long long z = own.first; z < own.end; ++z) {
+        image.ReadSlices(z, 1, slice.data());
+        m_sections->TakeGrey({z, z + 1}, slice.data());
+        progress.Step();
     }
 }
 

@@ -6,9 +6,11 @@
 #include "jobs/MapFiles.h"
 #include "jobs/ResultFiles.h"
 #include "jobs/RunClock.h"
+#include "jobs/SectionSampler.h"
 #include "jobs/Warnings.h"
 #include "report/Outputs.h"
 #include "report/RunRecord.h"
+#include "stream/DirectionCounter.h"
 #include "stream/StreamingAnalysis.h"
 
 #include <array>
@@ -24,6 +26,7 @@ struct SAnalyzeTask {
     stream::SStreamInput input;                       ///< readers that outlive the job
     Impl::SAnalysisRequest request{};                 ///< checked by nobody yet
     bool withMaps = false;                            ///< as files
+    bool withReport = true;                           ///< if this build can make one
     stream::ISliceSink* sink = nullptr;               ///< takes slices, too; outlives the run
     std::vector<std::string> exports{};               ///< of report::ExportNames
     std::optional<std::array<double, 3>> reference{}; ///< unit vector; mean directions are held against it
@@ -113,6 +116,8 @@ class CAnalyzeJob {
     void record_memory();
     void record_result();
     void warn(const std::vector<SWarning>& warnings);
+    void read_grey();
+    void collect_pictures();
     std::unique_ptr<CMapFiles> new_maps();
     std::string shared_path(const std::string& path, const char* name) const;
     void write_texts();
@@ -122,6 +127,10 @@ class CAnalyzeJob {
     CRunClock m_clock;
     report::SRunRecord m_record;
     stream::CSinkFan m_sinks;
+    // What the report shows of the image, if there will be one:
+    std::optional<CSectionSampler> m_sections;
+    std::optional<stream::CDirectionCounter> m_directions;
+    report::SPictureData m_pictures;
     // Of the first process; before the analysis, whose own files lie in the folder that goes with these.
     std::optional<CResultFiles> m_files;
     std::optional<stream::CStreamingAnalysis> m_analysis;

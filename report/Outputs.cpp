@@ -2,6 +2,7 @@
 #include "report/Outputs.h"
 
 #include "report/FieldsVtu.h"
+#include "report/HtmlReport.h"
 #include "report/Json.h"
 #include "report/Tables.h"
 #include "report/TensorExports.h"
@@ -41,6 +42,10 @@ std::string tensors_text(const SReport& report) {
     return TensorsCsv(report.result, report.record, Order);
 }
 
+std::string report_text(const SReport& report) {
+    return HtmlReport(report.result, report.record, report.pictures);
+}
+
 std::string run_text(const SReport& report) {
     return RunJson(report.record);
 }
@@ -52,6 +57,7 @@ constexpr std::array OUTPUTS{
     SOutput{SUBFIELDS_FILE, "one row per subfield", subfields, subfields_text},
     SOutput{PROFILES_FILE, "averages over slices", subfields, profiles_text},
     SOutput{FOURTH_ORDER_FILE, "their fourth-order tensors", fourthOrder, fourth_order_text},
+    SOutput{REPORT_FILE, "all of it to look at, in a browser", EOutputCondition::report, report_text},
     SOutput{THETA_FILE, "angles of the axes", maps, nullptr},
     SOutput{PHI_FILE, "angles of the axes around z", mapsIn3d, nullptr},
     SOutput{CONFIDENCE_FILE, "how sure axes are, 0 to 1", confidence, nullptr},
@@ -92,6 +98,8 @@ bool IsWanted(const SOutput& output, const SOutputWishes& wishes) {
     case exported:
         return std::find(wishes.exports.begin(), wishes.exports.end(), output.exportName) !=
                wishes.exports.end();
+    case EOutputCondition::report:
+        return wishes.report && HasReportPage();
     case maps:
         return wishes.maps;
     case mapsIn3d:

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "report/RunRecord.h"
+#include "report/Sections.h"
 
 #include "Subfields/AnalysisResult.h"
 
@@ -19,6 +20,7 @@ enum class EOutputCondition {
     subfields,   ///< subfields are analysed
     fourthOrder, ///< and fourth-order tensors are asked for
     exported,    ///< it is asked for by its name
+    report,      ///< a report is asked for, and this build can make one
     maps,        ///< maps are asked for
     mapsIn3d,    ///< and the image is 3D
     confidence   ///< maps are asked for, and the estimator knows how sure its axes are
@@ -32,12 +34,14 @@ struct SOutputWishes {
     bool fourthOrder = false;
     std::vector<std::string> exports{}; ///< names of ExportNames
     bool confidence = false;            ///< the estimator has one
+    bool report = false;
 };
 
 /// What the texts of outputs are made from: a finished run.
 struct SReport {
     const Impl::SAnalysisResult& result;
     const SRunRecord& record;
+    const SPictureData* pictures = nullptr; ///< for those that show any
 };
 
 /// A file that the field-by-field analysis writes.
@@ -54,6 +58,7 @@ inline constexpr const char* RESULT_FILE = "result.json";
 inline constexpr const char* SUBFIELDS_FILE = "subfields.csv";
 inline constexpr const char* PROFILES_FILE = "profiles.csv";
 inline constexpr const char* FOURTH_ORDER_FILE = "subfields_a4.csv";
+inline constexpr const char* REPORT_FILE = "report.html";
 inline constexpr const char* THETA_FILE = "theta.mha";
 inline constexpr const char* PHI_FILE = "phi.mha";
 inline constexpr const char* CONFIDENCE_FILE = "confidence.mha";

@@ -65,7 +65,7 @@ class CDemand {
         const std::size_t document =
             bytes_of(m_workload.tiles,
                      m_workload.withFourthOrder ? FOURTH_ORDER_BYTES_PER_TILE : DOCUMENT_BYTES_PER_TILE);
-        return ProgramBytes(m_workload.threads) + m_workload.readerBytes +
+        return ProgramBytes(m_workload.threads) + m_workload.readerBytes + m_workload.callersBytes +
                std::max(scratch + working, document);
     }
 

@@ -19,6 +19,7 @@ struct SWorkload {
     const IAxisStage& stage;       ///< of the estimator
     std::size_t bytesPerPixel = 1; ///< of the image as its file holds it
     std::size_t readerBytes = 0;   ///< that the readers of image and mask take for themselves
+    std::size_t callersBytes = 0;  ///< of the caller's sinks and accumulators
     bool hasMask = false;
     bool wantsAngles = false;
     bool wantsConfidenceMap = false; ///< besides angles; only where the stage has a confidence

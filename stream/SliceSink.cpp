@@ -33,6 +33,11 @@ bool CSinkFan::WantsConfidence() const {
                                               [](const ISliceSink* sink) { return sink->WantsConfidence(); });
 }
 
+bool CSinkFan::WantsAngles() const {
+    return m_expectsAngles || std::any_of(m_sinks.begin(), m_sinks.end(),
+                                          [](const ISliceSink* sink) { return sink->WantsAngles(); });
+}
+
 SAngleSlices CSinkFan::Place(const SSliceRange& slices) {
     for (ISliceSink* const sink : m_sinks) {
         const SAngleSlices place = sink->Place(slices);
@@ -45,7 +50,9 @@ SAngleSlices CSinkFan::Place(const SSliceRange& slices) {
 
 void CSinkFan::TakeAngles(const SFoundSlices& found) {
     for (ISliceSink* const sink : m_sinks) {
-        sink->TakeAngles(found);
+        if (sink->WantsAngles()) {
+            sink->TakeAngles(found);
+        }
     }
 }
 

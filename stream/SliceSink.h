@@ -40,6 +40,8 @@ class ISliceSink {
 
     /// Whether the confidence is of use. Asked before the analysis begins.
     virtual bool WantsConfidence() const { return false; }
+    /// Whether it takes angles. Those that nobody takes are not kept.
+    virtual bool WantsAngles() const { return true; }
     /// Where the angles of these slices shall be put, for a sink that keeps maps in memory; nothing for memory
     /// of the analysis.
     virtual SAngleSlices Place(const SSliceRange& slices);
@@ -62,6 +64,10 @@ class CSinkFan : public ISliceSink {
     void ExpectConfidence() { m_expectsConfidence = true; }
 
     bool WantsConfidence() const override;
+    /// A sink that wants angles will be added before the run: the analysis plans its memory for it.
+    void ExpectAngles() { m_expectsAngles = true; }
+
+    bool WantsAngles() const override;
     /// The place of the first sink that gives one; the others are handed that memory.
     SAngleSlices Place(const SSliceRange& slices) override;
     void TakeAngles(const SFoundSlices& found) override;
@@ -70,6 +76,7 @@ class CSinkFan : public ISliceSink {
   private:
     std::vector<ISliceSink*> m_sinks;
     bool m_expectsConfidence = false;
+    bool m_expectsAngles = false;
 };
 
 /// The maps of an analysis in memory.

@@ -151,6 +151,11 @@ class CStreamingAnalysis::CRun {
         }
     }
 
+    ISliceSink* angle_sink() const {
+        ISliceSink* const sink = m_analysis.m_sink;
+        return sink != nullptr && sink->WantsAngles() ? sink : nullptr;
+    }
+
     std::vector<double> idle_seconds() {
         constexpr int IDLE = 5; // tag of the messages
         std::vector<double> seconds{m_ranks.WaitedSeconds()};
@@ -212,9 +217,10 @@ class CStreamingAnalysis::CRun {
         if (m_input.mask != nullptr) {
             mask.emplace(*m_input.mask);
         }
-        const SOrientationPass pass{
-            m_stage,     m_context,         size,          grid, mask ? &*mask : nullptr,
-            m_threshold, m_analysis.m_sink, {&accumulator}};
+        SOrientationPass pass{m_stage,     m_context,    size,          grid, mask ? &*mask : nullptr,
+                              m_threshold, angle_sink(), {&accumulator}};
+        pass.accumulators.insert(pass.accumulators.end(), m_analysis.m_accumulators.begin(),
+                                 m_analysis.m_accumulators.end());
         std::array<unsigned long long, 1> axes{
             static_cast<unsigned long long>(FindOrientations<Dim>(pass, CProgressMonitor::Obj()))};
         m_ranks.AddUp(axes);
@@ -286,7 +292,8 @@ CStreamingAnalysis::CStreamingAnalysis(const SStreamInput& input, const SStreamP
     workload.bytesPerPixel = volume::BytesPerPixel(input.image.Info().pixelType);
     workload.hasMask = input.mask != nullptr;
     workload.readerBytes = input.image.BufferBytes() + (workload.hasMask ? input.mask->BufferBytes() : 0);
-    workload.wantsAngles = sink != nullptr;
+    workload.wantsAngles = sink != nullptr && sink->WantsAngles();
+    workload.callersBytes = resources.callersBytes;
     workload.wantsConfidenceMap = sink != nullptr && sink->WantsConfidence() && HasConfidence();
     workload.withFourthOrder = parameters.withFourthOrder;
     workload.tilesPerSlice = m_grid.Tiles(0) * m_grid.Tiles(1);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "stream/AxisAccumulator.h"
 #include "stream/Checkpoint.h"
 #include "stream/Communicator.h"
 #include "stream/MaskSlices.h"
@@ -52,6 +53,8 @@ struct SStreamResources {
     /// Given: a finished smoothing is kept in these files until the run is finished, and reused if a run
     /// before was not.
     std::optional<SCheckpointFiles> checkpoint{};
+    /// That the caller's sink and accumulators take for themselves: part of the plan.
+    std::size_t callersBytes = 0;
 };
 
 struct SStreamResult {
@@ -98,6 +101,11 @@ class CStreamingAnalysis {
         return m_checkpoint ? m_checkpoint->State() : CCheckpoint::EState::absent;
     }
 
+    /// Tiles of the layout, for accumulators.
+    const CTileGrid& Grid() const noexcept { return m_grid; }
+    /// Hands the axes of this process's slices to one more accumulator, which must outlive the run.
+    void Add(IAxisAccumulator& accumulator) { m_accumulators.push_back(&accumulator); }
+
     /// Reports progress to the calling thread's monitor.
     /// @throws CNoForegroundError; CMaskError; what reading and the sink throw; volume::CEnvironmentError
     ///         without room for the scratch store; std::bad_alloc.
@@ -114,6 +122,7 @@ class CStreamingAnalysis {
     SStreamResources m_resources;
     ICommunicator& m_ranks;
     ISliceSink* m_sink;
+    std::vector<IAxisAccumulator*> m_accumulators; // of the caller
     std::unique_ptr<IAxisStage> m_stage;
     Impl::CSubfieldLayout m_layout;
     CTileGrid m_grid;

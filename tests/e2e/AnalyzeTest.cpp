@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "e2e/Images.h"
 #include "e2e/ProgramRun.h"
+#include "e2e/Results.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -89,7 +90,7 @@ class Analyze : public testing::Test {
     }
     Json result() const { return read_json(m_folder / "out/result.json"); }
     Json run() const { return read_json(m_folder / "out/run.json"); }
-    Words outputs() const { return CTemporaryFolder::EntriesOf(m_folder / "out"); }
+    Words outputs() const { return OutputsIn(m_folder / "out"); }
     void write(const std::string& name, const SGreyImage& image, const std::string& spacing = "") {
         WriteMetaImage(m_folder / name, image, spacing);
     }
@@ -521,7 +522,7 @@ TEST_F(Analyze, ALargerOtsuFactorLeavesLessForeground) {
 
 TEST_F(Analyze, RecordsTheRun) {
     write("image.mha", ParallelFibers(VOLUME, 0));
-    analyze("image.mha", {"--subfield", "10,12,14", "--fourth-order", "--maps"});
+    analyze("image.mha", {"--subfield", "10,12,14", "--fourth-order", "--maps", "--no-report"});
     const Json record = run();
     EXPECT_EQ(record["program"], "tevra");
     EXPECT_EQ(record["command"], "analyze");

@@ -77,8 +77,7 @@ TEST_F(OutputFiles, OfAnEarlierRunAreRemovedWithAWordUnlessTheyWereChanged) {
         outcome.err,
         AllOf(HasSubstr("removed what the earlier run had written besides: subfields.csv theta.mha phi.mha"),
               HasSubstr("tevra: warning: left alone in 'out': profiles.csv")));
-    EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "out"),
-                ElementsAre("profiles.csv", "result.json", "run.json"));
+    EXPECT_THAT(OutputsIn(m_folder / "out"), ElementsAre("profiles.csv", "result.json", "run.json"));
 }
 
 TEST_F(OutputFiles, AreNotWrittenToANameThatIsEmpty) {
@@ -153,7 +152,7 @@ class RunsAtWork : public OutputFiles {
 
     /// @return once it has announced its files.
     void start(const Words& more = {}) {
-        Words words = {"analyze", "large.mha", "--fiber-radius", "3", "--maps", "-o", "out"};
+        Words words = {"analyze", "large.mha", "--fiber-radius", "3", "--maps", "--no-report", "-o", "out"};
         words.insert(words.end(), more.begin(), more.end());
         m_run.emplace(words, SCircumstances{.workingFolder = m_folder.Path()});
         while (!m_run->HasEnded() && temporary_files().size() < 4) {
@@ -184,7 +183,7 @@ TEST_F(RunsAtWork, ThatWereKilledLeaveFilesThatTheNextOneRemoves) {
     ASSERT_EQ(m_run->Wait().status, 128 + SIGKILL);
     EXPECT_EQ(temporary_files().size(), 5U);
     ASSERT_EQ(analyze({"-o", "out"}).status, 0);
-    EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "out"), ElementsAre("result.json", "run.json"));
+    EXPECT_THAT(OutputsIn(m_folder / "out"), ElementsAre("result.json", "run.json"));
 }
 
 TEST_F(RunsAtWork, HaveTheOutputFolderForThemselves) {
@@ -202,7 +201,7 @@ TEST_F(RunsAtWork, HaveTheOutputFolderForThemselves) {
                                        HasSubstr(" on "), HasSubstr("another output folder")));
         EXPECT_EQ(first.status, 0) << first.err;
         EXPECT_EQ(nlohmann::json::parse(ReadFile(m_folder / "out/run.json"))["input"]["path"], "large.mha");
-        EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "out"),
+        EXPECT_THAT(OutputsIn(m_folder / "out"),
                     ElementsAre("confidence.mha", "phi.mha", "result.json", "run.json", "theta.mha"));
     }
 }
@@ -217,9 +216,8 @@ TEST_F(RunsAtWork, AreLeftAloneByFilesOfOtherCommandsIntoTheirFolder) {
     ASSERT_TRUE(wasAtWork);
     EXPECT_EQ(phantom.status, 0) << phantom.err;
     EXPECT_EQ(first.status, 0) << first.err;
-    EXPECT_THAT(
-        CTemporaryFolder::EntriesOf(m_folder / "out"),
-        ElementsAre("confidence.mha", "phantom.tif", "phi.mha", "result.json", "run.json", "theta.mha"));
+    EXPECT_THAT(OutputsIn(m_folder / "out"), ElementsAre("confidence.mha", "phantom.tif", "phi.mha",
+                                                         "result.json", "run.json", "theta.mha"));
 }
 
 } // namespace

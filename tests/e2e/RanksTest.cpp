@@ -195,7 +195,7 @@ class ResumingRanks : public Ranks {
         ASSERT_EQ(run(1, "whole", options()).status, 0);
         ExpectSameResults(m_folder / "out", m_folder / "whole");
         EXPECT_EQ(records(), 0);
-        EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "out"),
+        EXPECT_THAT(OutputsIn(m_folder / "out"),
                     ElementsAre("confidence.mha", "phi.mha", "profiles.csv", "result.json", "run.json",
                                 "subfields.csv", "theta.mha"));
     }

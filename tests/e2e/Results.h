@@ -2,8 +2,13 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 namespace TEVRA::test {
+
+/// Names of all files in a folder of results but report.html, which only builds with Node.js write.
+std::vector<std::string> OutputsIn(const std::filesystem::path& folder);
 
 /// Fails the test unless the folders of two analyses by subfields with maps hold the same results, byte by
 /// byte.

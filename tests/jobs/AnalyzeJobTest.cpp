@@ -60,6 +60,7 @@ TEST_F(AnalyzeJob, WritesTheOutputsThatTheTaskAsksFor) {
     SAnalyzeTask wanted = task();
     wanted.request.subfieldPx = {10, 10, 10};
     wanted.withMaps = true;
+    wanted.withReport = false;
     CAnalyzeJob job(wanted, *m_ranks);
     job.Plan(CAnalyzeJob::EPurpose::run);
     job.Run();

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "report/Outputs.h"
+#include "report/HtmlReport.h"
 
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 #include <string>
 #include <vector>
@@ -41,6 +43,12 @@ TEST(Outputs, AreThoseThatTheRunAsksFor) {
     EXPECT_THAT(wanted({.dim = 3, .maps = true, .confidence = true}),
                 ElementsAre("result.json", "theta.mha", "phi.mha", "confidence.mha", "run.json"));
     EXPECT_THAT(wanted({.dim = 2, .confidence = true}), ElementsAre("result.json", "run.json"));
+}
+
+TEST(Outputs, HoldAReportWhereThisBuildHasItsPage) {
+    const std::vector<std::string> files = wanted({.dim = 3, .report = true});
+    EXPECT_EQ(files.size(), HasReportPage() ? 3U : 2U);
+    EXPECT_EQ(std::count(files.begin(), files.end(), "report.html"), HasReportPage() ? 1 : 0);
 }
 
 TEST(Outputs, HaveNamesOfTheirOwnAndTheRunRecordIsTheLast) {

@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// What was analysed, the most important numbers in words, and what to beware of.
+import { AXES, type Report } from "./data";
+import { el, part } from "./dom";
+import { fixed, percent, significant, whole, withUnit } from "./format";
+
+function numberOf(report: Report, key: string): number {
+    const value = report.field[key];
+    return typeof value === "number" ? value : NaN;
+}
+
+/** How eigenvalues share between fibers of one direction, of one plane and of all directions; the sum is 1. */
+function shapeOf(lambda: number[]): string {
+    if (lambda.length === 2) {
+        const one = lambda[0] - lambda[1];
+        return one > 0.8 ? "nearly parallel" : one > 0.2 ? "partly aligned" : "hardly aligned";
+    }
+    const one = lambda[0] - lambda[1];
+    const plane = 2 * (lambda[1] - lambda[2]);
+    const all = 3 * lambda[2];
+    if (one > 0.8) {
+        return "nearly parallel";
+    }
+    if (one >= plane && one >= all) {
+        return "mostly aligned";
+    }
+    if (plane >= all) {
+        return "mostly in one plane";
+    }
+    return all > 0.8 ? "in all directions alike" : "in all directions, with a preference";
+}
+
+export function inWords(report: Report): string {
+    const axes = AXES.slice(0, report.dim);
+    const mean = axes.map((axis) => Math.abs(numberOf(report, `mean_${axis}`)));
+    const nearest = mean.indexOf(Math.max(...mean));
+    const axis = axes[nearest];
+    const off = (Math.acos(Math.min(1, mean[nearest])) * 180) / Math.PI;
+    const lambda = axes.map((_, at) => numberOf(report, `lambda_${at + 1}`));
+    const shape = shapeOf(lambda);
+    const direction =
+        off < 0.5 ? `Fibers lie mostly along ${axis}` : `Fibers lie mostly along ${axis}, ${fixed(off, 0)}° off`;
+    return `${direction}; ${shape}; a_${axis}${axis} = ${fixed(numberOf(report, `a_${axis}${axis}`), 2)}.`;
+}
+
+/** A sentence of the program's, which begins and ends as notes on a terminal do. */
+function sentence(text: string): string {
+    return text.charAt(0).toUpperCase() + text.slice(1).replace(/\.?$/, ".");
+}
+
+/** What makes one doubt numbers: the program's warnings, and what else the record tells. */
+export function warningsOf(report: Report): string[] {
+    const { record } = report;
+    const texts: string[] = [];
+    const given = record.warnings;
+    for (const one of Array.isArray(given) ? given : []) {
+        const text = (one as { text?: unknown } | null)?.text;
+        if (typeof text === "string") {
+            texts.push(sentence(text));
+        }
+    }
+    if (record.input.spacing_origin === "none") {
+        texts.push("The image states no spacing: lengths are in pixels, which are taken for as long along all axes.");
+    }
+    const beyond = record.parameters.beyond_subfields_px;
+    if (Array.isArray(beyond) && beyond.some((pixels) => Number(pixels) > 0)) {
+        const parts = beyond.map((pixels, at) => (Number(pixels) > 0 ? `${pixels} px along ${AXES[at]}` : ""));
+        texts.push(`At the far edges ${parts.filter(Boolean).join(", ")} lie in no subfield; they count for the whole field only.`);
+    }
+    if (typeof record.input.missing_slices === "string") {
+        texts.push(`Slices are missing: ${record.input.missing_slices}.`);
+    }
+    if (report.field.status !== "ok") {
+        texts.push(`Whole field: ${report.field.status}.`);
+    }
+    return texts;
+}
+
+function card(name: string, value: string, note: string, key?: string): HTMLElement {
+    return el("div", { class: "card" },
+        el("dt", {}, name),
+        el("dd", { class: "value", "data-key": key }, value),
+        el("dd", { class: "note" }, note));
+}
+
+export function headOf(report: Report, subfieldsWithout: number): HTMLElement {
+    const { record, dim } = report;
+    const axes = AXES.slice(0, dim);
+    const name = record.input.path.replace(/\/+$/, "").split("/").pop() ?? record.input.path;
+    const size = record.input.size_px.join(" × ");
+    const unit = report.length_unit;
+    const lengths = unit !== "px" && report.spacing.every((length) => length > 0)
+        ? ` = ${withUnit(record.input.size_px.map((px, at) => significant(px * report.spacing[at])).join(" × "), unit)}`
+        : "";
+    document.title = `Fiber orientation: ${name}`;
+    const mean = axes.map((axis) => fixed(numberOf(report, `mean_${axis}`), 3)).join(", ");
+    const diagonal = axes.map((axis) => fixed(numberOf(report, `a_${axis}${axis}`), 3)).join(", ");
+    const lambda = axes.map((_, at) => fixed(numberOf(report, `lambda_${at + 1}`), 3)).join(", ");
+    const cards = [
+        card("Mean direction", `(${mean})`, `${axes.join(", ")}; the sign means nothing`, "mean"),
+        card("Orientation tensor", `(${diagonal})`, axes.map((axis) => `a_${axis}${axis}`).join(", "), "diagonal"),
+        card("Eigenvalues", `(${lambda})`, "largest first; their sum is 1", "lambda"),
+        card("Anisotropy", fixed(numberOf(report, "anisotropy"), 3), "0: all directions alike, 1: parallel fibers",
+            "anisotropy"),
+        card("Foreground", percent(record.foreground.share), `${whole(record.foreground.pixels)} pixels count as fiber`,
+            "foreground"),
+    ];
+    const confidence = numberOf(report, "mean_confidence");
+    if (Number.isFinite(confidence)) {
+        const doubtful = numberOf(report, "doubtful_fraction");
+        cards.push(card("Mean confidence", fixed(confidence, 3),
+            Number.isFinite(doubtful) ? `${percent(doubtful)} of the axes are doubtful` : "of the axes, 0 to 1", "confidence"));
+    }
+    const warnings = warningsOf(report);
+    if (subfieldsWithout > 0) {
+        warnings.push(`${subfieldsWithout} of ${report.subfields.count} subfields have no fibers, so no values.`);
+    }
+    return part("summary", "Summary",
+        el("p", { class: "words" }, inWords(report)),
+        el("p", { class: "what" }, `${name}: ${size} pixels${lengths}, ${String(record.input.format)}, ${String(record.input.pixel_type)}; `
+            + `fiber radius ${withUnit(significant(Number(record.parameters.fiber_radius)), unit)}; estimator ${String(record.parameters.estimator)}`),
+        el("dl", { class: "cards" }, ...cards),
+        warnings.length > 0
+            ? el("div", { class: "warnings", role: "note", "aria-label": "Warnings" },
+                el("h3", {}, "To be aware of"), el("ul", {}, ...warnings.map((text) => el("li", {}, text))))
+            : el("p", { class: "fine" }, "Nothing unusual was noticed."));
+}
