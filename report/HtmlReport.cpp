@@ -139,12 +139,13 @@ Json section_json(const SSection& section, BytePacker pack) {
     }
     append(section.coverage);
     append(section.confidence);
+    const std::string packed = pack(planes);
     Json json;
     json["axis"] = std::string(1, AXES[section.axis]);
     json["slice_px"] = section.slicePx;
     json["size"] = section.size;
     json["has_confidence"] = !section.confidence.empty();
-    json["planes"] = Base64(std::as_bytes(std::span(pack(planes))));
+    json["planes"] = Base64(std::as_bytes(std::span(packed)));
     return json;
 }
 
