@@ -28,32 +28,6 @@ const char* element_type(EPixelType type) {
     return "MET_FLOAT";
 }
 
-std::string header_text(const SMetaImageHeader& header) {
-    const int dim = header.size.Dim();
-    std::string extents;
-    std::string spacing;
-    for (int axis = 0; axis < dim; ++axis) {
-        extents += " " + std::to_string(header.size[axis]);
-        if (header.spacing) {
-            spacing += " " + NumberText((*header.spacing)[static_cast<std::size_t>(axis)]);
-        }
-    }
-    std::string text = "ObjectType = Image\nNDims = " + std::to_string(dim) + "\nBinaryData = True\n";
-    text += std::string("BinaryDataByteOrderMSB = ") +
-            (std::endian::native == std::endian::big ? "True" : "False") + "\n";
-    text += "CompressedData = False\n";
-    if (header.spacing && !header.spacingUnit.empty()) {
-        text += "DistanceUnits = " + header.spacingUnit + "\n";
-    }
-    if (header.spacing) {
-        text += "ElementSpacing =" + spacing + "\n";
-    }
-    text += "DimSize =" + extents + "\n";
-    // Readers take the pixels to begin after this line.
-    text += std::string("ElementType = ") + element_type(header.pixelType) + "\nElementDataFile = LOCAL\n";
-    return text;
-}
-
 [[noreturn]] void fail_to_write(const std::string& path) {
     const int reason = errno;
     throw CEnvironmentError(path + ": cannot be written" +
@@ -81,16 +55,48 @@ void take_room(const std::string& path, std::size_t bytes) {
 }
 
 std::size_t slice_bytes(const SMetaImageHeader& header) {
-    return static_cast<std::size_t>(header.size[0] * header.size[1]) * BytesPerPixel(header.pixelType);
+    return static_cast<std::size_t>(header.size[0] * header.size[1]) * BytesPerPixel(header.pixelType) *
+           static_cast<std::size_t>(header.channels);
 }
 
 } // namespace
+
+std::string MetaImageHeaderText(const SMetaImageHeader& header) {
+    const int dim = header.size.Dim();
+    std::string extents;
+    std::string spacing;
+    for (int axis = 0; axis < dim; ++axis) {
+        extents += " " + std::to_string(header.size[axis]);
+        if (header.spacing) {
+            spacing += " " + NumberText((*header.spacing)[static_cast<std::size_t>(axis)]);
+        }
+    }
+    std::string text = "ObjectType = Image\nNDims = " + std::to_string(dim) + "\n";
+    text += header.comment.empty() ? "" : "Comment = " + header.comment + "\n";
+    text += "BinaryData = True\n";
+    text += std::string("BinaryDataByteOrderMSB = ") +
+            (std::endian::native == std::endian::big ? "True" : "False") + "\n";
+    text += "CompressedData = False\n";
+    if (header.spacing && !header.spacingUnit.empty()) {
+        text += "DistanceUnits = " + header.spacingUnit + "\n";
+    }
+    if (header.spacing) {
+        text += "ElementSpacing =" + spacing + "\n";
+    }
+    text += "DimSize =" + extents + "\n";
+    if (header.channels != 1) {
+        text += "ElementNumberOfChannels = " + std::to_string(header.channels) + "\n";
+    }
+    // Readers take the pixels to begin after this line.
+    text += std::string("ElementType = ") + element_type(header.pixelType) + "\nElementDataFile = LOCAL\n";
+    return text;
+}
 
 CMetaImageWriter::CMetaImageWriter(const std::string& path, const SMetaImageHeader& header)
     : m_path(path), m_sliceBytes(slice_bytes(header)), m_slicesLeft(header.size[2]) {
     errno = 0;
     m_file.open(path, std::ios::binary | std::ios::trunc);
-    const std::string text = header_text(header);
+    const std::string text = MetaImageHeaderText(header);
     if (!m_file.write(text.data(), static_cast<std::streamsize>(text.size()))) {
         fail_to_write(m_path);
     }
@@ -120,7 +126,7 @@ void CMetaImageWriter::Close() {
 }
 
 void CMetaImageParts::Create(const std::string& path, const SMetaImageHeader& header) {
-    const std::string text = header_text(header);
+    const std::string text = MetaImageHeaderText(header);
     errno = 0;
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file.write(text.data(), static_cast<std::streamsize>(text.size()));
@@ -132,7 +138,7 @@ void CMetaImageParts::Create(const std::string& path, const SMetaImageHeader& he
 }
 
 CMetaImageParts::CMetaImageParts(const std::string& path, const SMetaImageHeader& header)
-    : m_path(path), m_headerBytes(header_text(header).size()), m_sliceBytes(slice_bytes(header)),
+    : m_path(path), m_headerBytes(MetaImageHeaderText(header).size()), m_sliceBytes(slice_bytes(header)),
       m_slices(header.size[2]), m_file(open(path.c_str(), O_WRONLY | O_CLOEXEC)) {
     if (m_file < 0) {
         fail_to_write(path);

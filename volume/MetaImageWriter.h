@@ -17,7 +17,12 @@ struct SMetaImageHeader {
     EPixelType pixelType = EPixelType::u8;
     std::optional<std::array<double, 3>> spacing{}; ///< x, y, z; in 2D the last is ignored; none: not stated
     std::string spacingUnit{};                      ///< "mm", "um" or empty
+    int channels = 1;                               ///< numbers of a pixel, side by side
+    std::string comment{};                          ///< one line; none if empty
 };
+
+/// All of a file before its pixels.
+std::string MetaImageHeaderText(const SMetaImageHeader& header);
 
 /// Writes a MetaImage file (header and uncompressed pixels in one file, .mha) slice after slice.
 class CMetaImageWriter {
