@@ -53,7 +53,11 @@ struct SAnalyzeOptions {
     bool dryRun = false;
     bool resume = false;
     bool fourthOrder = false;
-    bool maps = false;
+    std::optional<std::string> maps; ///< their format
+    std::optional<std::string> stride;
+    bool degrees = false;
+    bool vectors = false;
+    bool rgb = false;
     bool noReport = false;
     bool allowGaps = false;
     bool quiet = false;
@@ -70,6 +74,7 @@ struct SAnalyzeSettings {
     std::vector<long long> subfieldCount; // likewise
     std::vector<std::string> exports;
     std::optional<std::array<double, 3>> reference;
+    std::optional<jobs::SMapChoice> maps;
     std::optional<SGivenSpacing> spacing;
     std::optional<volume::SGreyWindow> window;
     int threads;
@@ -150,6 +155,40 @@ void refuse_contradictions(const SAnalyzeOptions& options) {
     }
 }
 
+std::vector<std::string> map_formats() {
+    std::vector<std::string> names;
+    for (const volume::ESliceFormat format : volume::SLICE_FORMATS) {
+        names.emplace_back(NameOf(format));
+    }
+    return names;
+}
+
+std::optional<jobs::SMapChoice> read_maps(const SAnalyzeOptions& options) {
+    if (options.degrees && (!options.maps || options.vectors)) {
+        throw CUsageError("--degrees goes with maps of angles only: give --maps, without --vectors");
+    }
+    if (options.stride && !options.maps && !options.vectors && !options.rgb) {
+        throw CUsageError("--stride says which pixels maps have; give --maps, --vectors or --rgb, too");
+    }
+    if (!options.maps && !options.vectors && !options.rgb) {
+        return std::nullopt;
+    }
+    jobs::SMapChoice choice;
+    choice.angles = options.maps && !options.vectors;
+    choice.vectors = options.vectors;
+    choice.colors = options.rgb;
+    if (options.maps) {
+        const std::vector<std::string> names = ReadNames({"--maps", *options.maps}, map_formats());
+        if (names.size() != 1) {
+            throw CUsageError("--maps: '" + *options.maps + "' is not one format, as in tif");
+        }
+        choice.format = *volume::SliceFormatNamed(names.front());
+    }
+    choice.angleUnit = options.degrees ? jobs::EAngleUnit::degrees : jobs::EAngleUnit::radians;
+    choice.stride = options.stride ? ReadWholeNumber({"--stride", *options.stride}, 1) : 1;
+    return choice;
+}
+
 SAnalyzeSettings read_settings(const SAnalyzeOptions& options, const stream::ICommunicator& ranks) {
     refuse_contradictions(options);
     SAnalyzeSettings settings{};
@@ -182,6 +221,7 @@ SAnalyzeSettings read_settings(const SAnalyzeOptions& options, const stream::ICo
     if (options.exports) {
         settings.exports = ReadNames({"--export", *options.exports}, report::ExportNames());
     }
+    settings.maps = read_maps(options);
     if (options.reference) {
         settings.reference = ReadDirection({"--reference", *options.reference}, 2);
     }
@@ -325,7 +365,8 @@ class CAnalyzeRun {
             task.request.subfieldCount = per_axis("--subfield-count", m_settings.subfieldCount, dim);
         }
         task.request.withFourthOrder = m_options.fourthOrder;
-        task.withMaps = m_options.maps;
+        task.withMaps = m_settings.maps.has_value();
+        task.maps = m_settings.maps.value_or(jobs::SMapChoice{});
         task.withReport = !m_options.noReport;
         task.exports = m_settings.exports;
         task.reference = reference_in(dim);
@@ -526,6 +567,10 @@ const char* option_of(report::EOutputCondition condition) {
         return ", with --maps also ";
     case report::EOutputCondition::mapsIn3d:
         return ", with --maps in 3D also ";
+    case report::EOutputCondition::vectors:
+        return ", with --vectors also ";
+    case report::EOutputCondition::colors:
+        return ", with --rgb also ";
     case report::EOutputCondition::confidence:
         return ", with --maps also, unless by the Hessian, ";
     case report::EOutputCondition::always:
@@ -658,10 +703,22 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
                      "Direction that mean directions are held against in subfields.csv and profiles.csv; its "
                      "length does not matter")
         ->type_name("X,Y[,Z]");
-    parser->add_flag("--maps", options->maps,
-                     "Write the fiber axis of every foreground pixel: theta.mha and, in 3D, phi.mha, in "
-                     "radians; and how sure "
-                     "it is, unless by the Hessian: confidence.mha");
+    parser
+        ->add_option(
+            "--maps", options->maps,
+            "Write the fiber axis of every foreground pixel: theta and, in 3D, phi, in radians; and how "
+            "sure it is, unless by the Hessian: confidence. Formats: mha, nrrd, npy (NumPy), tif "
+            "(ImageJ), vti (ParaView); mha if none is named")
+        ->type_name("[FORMAT]");
+    parser->add_flag("--degrees", options->degrees, "Write the angles of --maps in degrees");
+    parser->add_flag("--vectors", options->vectors,
+                     "Write axes as unit vectors x, y, z in place of angles, in the format of --maps");
+    parser->add_flag(
+        "--rgb", options->rgb,
+        "Write directions as colors, in the format of --maps: red |x|, green |y|, blue |z|, in 2D a "
+        "circle of colors; the greyer the less sure");
+    parser->add_option("--stride", options->stride, "Write every Nth pixel of maps along every axis only")
+        ->type_name("N");
     parser->add_flag("--no-report", options->noReport, "Write no report.html");
     parser->add_option("--threads", options->threads, THREADS_OPTION_HELP)->type_name("N");
     parser

@@ -8,6 +8,7 @@
 #include "apps/NearestName.h"
 
 #include "Numeric/InstructionSet.h"
+#include "volume/SliceFile.h"
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
@@ -19,11 +20,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <unistd.h>
 #include <vector>
 
@@ -50,10 +53,25 @@ std::string with_leading_zero(std::string argument) {
     return argument;
 }
 
+/// Whether a word behind `--maps` is meant for a format: images have an ending or are there.
+bool may_be_format(const std::string& word) {
+    std::error_code error;
+    const bool isName = !word.empty() && word.find_first_of("./:-") == std::string::npos;
+    return isName && (volume::SliceFormatNamed(word) || !std::filesystem::exists(word, error));
+}
+
+/// `--maps` may stand alone. The parser knows options with an optional value, but takes the next word for it
+/// whatever it is: of `--maps fibers.tif` the image.
+std::string with_default_format(const std::string& argument, const char* next) {
+    const bool standsAlone = argument == "--maps" && (next == nullptr || !may_be_format(next));
+    return standsAlone ? argument + "=" + NameOf(volume::ESliceFormat::mha) : argument;
+}
+
 std::vector<std::string> arguments_last_first(int argc, const char* const* argv) {
     std::vector<std::string> arguments;
     for (int i = argc - 1; i > 0; --i) {
-        arguments.push_back(with_leading_zero(argv[i]));
+        arguments.push_back(
+            with_default_format(with_leading_zero(argv[i]), i + 1 < argc ? argv[i + 1] : nullptr));
     }
     return arguments;
 }

@@ -47,7 +47,7 @@ std::vector<std::string> names_of_outputs(const report::SOutputWishes& wishes) {
     std::vector<std::string> names;
     for (const report::SOutput& output : report::Outputs()) {
         if (report::IsWanted(output, wishes) && output.file != std::string(report::RUN_RECORD_FILE)) {
-            names.emplace_back(output.file);
+            names.push_back(report::FileName(output, wishes));
         }
     }
     return names;
@@ -63,11 +63,14 @@ CAnalyzeJob::CAnalyzeJob(const SAnalyzeTask& task, stream::ICommunicator& ranks)
 report::SOutputWishes CAnalyzeJob::wishes() const {
     return {.dim = image_size().Dim(),
             .subfields = m_task.request.HasSubfields(),
-            .maps = m_task.withMaps,
+            .maps = m_task.withMaps && m_task.maps.angles,
             .fourthOrder = m_task.request.withFourthOrder,
             .exports = m_task.exports,
             .confidence = m_withConfidenceMap,
-            .report = m_task.withReport};
+            .report = m_task.withReport,
+            .vectors = m_task.withMaps && m_task.maps.vectors,
+            .colors = m_task.withMaps && m_task.maps.colors,
+            .mapEnding = NameOf(m_task.maps.format)};
 }
 
 void CAnalyzeJob::Plan(EPurpose purpose) {
@@ -227,31 +230,68 @@ std::unique_ptr<CMapFiles> CAnalyzeJob::new_maps() {
     if (!m_task.withMaps) {
         return nullptr;
     }
-    volume::SMetaImageHeader header{image_size(), volume::EPixelType::f32};
-    if (m_task.spacing) { // pixels are none
-        const double length = m_task.request.spacing;
-        header.spacing = {length, length, length};
-        header.spacingUnit = m_task.request.lengthUnit;
-    }
+    const SMapSetup setup = map_setup();
+    const report::SOutputWishes wanted = wishes();
+    struct SFile {
+        const char* name;
+        std::string CMapFiles::SPaths::*path;
+    };
+    constexpr std::array FILES{SFile{report::THETA_FILE, &CMapFiles::SPaths::theta},
+                               SFile{report::PHI_FILE, &CMapFiles::SPaths::phi},
+                               SFile{report::CONFIDENCE_FILE, &CMapFiles::SPaths::confidence},
+                               SFile{report::AXES_FILE, &CMapFiles::SPaths::axes},
+                               SFile{report::COLORS_FILE, &CMapFiles::SPaths::colors}};
     CMapFiles::SPaths paths;
-    if (m_files) {
-        paths.theta = m_files->PathOf(report::THETA_FILE);
-        paths.phi = image_size().Dim() == 3 ? m_files->PathOf(report::PHI_FILE) : "";
-        paths.confidence = m_withConfidenceMap ? m_files->PathOf(report::CONFIDENCE_FILE) : "";
+    for (const SFile& file : FILES) {
+        const std::string name = report::MapFileName(file.name, wanted);
+        if (m_files && m_files->Has(name)) {
+            paths.*file.path = m_files->PathOf(name.c_str());
+        }
     }
     DoTogether(m_ranks, [&] {
         if (m_ranks.IsFirst()) {
-            CMapFiles::Create(paths, header);
+            CMapFiles::Create(paths, setup);
         }
     });
-    paths.theta = shared_path(paths.theta, report::THETA_FILE);
-    paths.phi = shared_path(paths.phi, report::PHI_FILE);
-    paths.confidence = shared_path(paths.confidence, report::CONFIDENCE_FILE);
-    return std::make_unique<CMapFiles>(paths, header);
+    for (const SFile& file : FILES) {
+        paths.*file.path = shared_path(paths.*file.path, report::MapFileName(file.name, wanted));
+    }
+    record_maps(setup);
+    return std::make_unique<CMapFiles>(paths, setup);
+}
+
+SMapSetup CAnalyzeJob::map_setup() const {
+    SMapSetup setup{image_size()};
+    if (m_task.spacing) { // pixels are none
+        const double length = m_task.request.spacing;
+        setup.spacing = {length, length, length};
+        setup.lengthUnit = m_task.request.lengthUnit;
+    }
+    setup.choice = m_task.maps;
+    setup.programVersion = m_task.programVersion;
+    return setup;
+}
+
+void CAnalyzeJob::record_maps(const SMapSetup& setup) {
+    const SMapMarkers markers = MapMarkers(setup.choice.angleUnit);
+    const auto axes = static_cast<std::size_t>(image_size().Dim());
+    report::SRunRecord::SMaps& maps = m_record.maps.emplace();
+    maps.format = NameOf(setup.choice.format);
+    maps.angleUnit = setup.choice.angleUnit == EAngleUnit::degrees ? "deg" : "rad";
+    maps.stride = setup.choice.stride;
+    maps.sizePx = ExtentsOf(MapSize(setup));
+    for (std::size_t axis = 0; axis < axes; ++axis) {
+        maps.firstCentre.push_back(0.5 * (setup.spacing ? (*setup.spacing)[axis] : 1.0));
+        if (const auto spacing = MapSpacing(setup)) {
+            maps.spacing.push_back((*spacing)[axis]);
+        }
+    }
+    maps.noColatitude = static_cast<double>(markers.colatitude);
+    maps.noAngle = static_cast<double>(markers.angle);
 }
 
 /// The first process's path of a result file, for all.
-std::string CAnalyzeJob::shared_path(const std::string& path, const char* name) const {
+std::string CAnalyzeJob::shared_path(const std::string& path, const std::string& name) const {
     std::string shared = SharedText(m_ranks, path);
     if (!shared.empty()) {
         NameInMessages(shared, (std::filesystem::path(m_task.outputFolder) / name).string());

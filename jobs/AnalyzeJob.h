@@ -27,6 +27,7 @@ struct SAnalyzeTask {
     Impl::SAnalysisRequest request{};                 ///< checked by nobody yet
     bool withMaps = false;                            ///< as files
     bool withReport = true;                           ///< if this build can make one
+    SMapChoice maps{};                                ///< which, then
     stream::ISliceSink* sink = nullptr;               ///< takes slices, too; outlives the run
     std::vector<std::string> exports{};               ///< of report::ExportNames
     std::optional<std::array<double, 3>> reference{}; ///< unit vector; mean directions are held against it
@@ -119,7 +120,9 @@ class CAnalyzeJob {
     void read_grey();
     void collect_pictures();
     std::unique_ptr<CMapFiles> new_maps();
-    std::string shared_path(const std::string& path, const char* name) const;
+    SMapSetup map_setup() const;
+    void record_maps(const SMapSetup& setup);
+    std::string shared_path(const std::string& path, const std::string& name) const;
     void write_texts();
 
     SAnalyzeTask m_task;

@@ -60,7 +60,9 @@ constexpr std::array OUTPUTS{
     SOutput{REPORT_FILE, "all of it to look at, in a browser", EOutputCondition::report, report_text},
     SOutput{THETA_FILE, "angles of the axes", maps, nullptr},
     SOutput{PHI_FILE, "angles of the axes around z", mapsIn3d, nullptr},
+    SOutput{AXES_FILE, "axes as unit vectors", vectors, nullptr},
     SOutput{CONFIDENCE_FILE, "how sure axes are, 0 to 1", confidence, nullptr},
+    SOutput{COLORS_FILE, "directions as colors", colors, nullptr},
     SOutput{"tensors_plain.csv", "tensors as a11 a22 a33 a12 a13 a23", exported, tensors_text<PLAIN_ORDER>,
             PLAIN_ORDER.name},
     SOutput{"tensors_voigt.csv", "as a11 a22 a33 a23 a13 a12", exported, tensors_text<VOIGT_ORDER>,
@@ -89,6 +91,15 @@ std::vector<std::string> ExportNames() {
     return names;
 }
 
+std::string FileName(const SOutput& output, const SOutputWishes& wishes) {
+    return std::string_view(output.file).ends_with(".mha") ? MapFileName(output.file, wishes) : output.file;
+}
+
+std::string MapFileName(const char* file, const SOutputWishes& wishes) {
+    const std::string name = file;
+    return name.substr(0, name.rfind('.') + 1) + wishes.mapEnding;
+}
+
 bool IsWanted(const SOutput& output, const SOutputWishes& wishes) {
     switch (output.condition) {
     case subfields:
@@ -105,7 +116,11 @@ bool IsWanted(const SOutput& output, const SOutputWishes& wishes) {
     case mapsIn3d:
         return wishes.maps && wishes.dim == 3;
     case confidence:
-        return wishes.maps && wishes.confidence;
+        return (wishes.maps || wishes.vectors) && wishes.confidence;
+    case vectors:
+        return wishes.vectors;
+    case colors:
+        return wishes.colors;
     case always:
         break;
     }

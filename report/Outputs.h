@@ -21,9 +21,11 @@ enum class EOutputCondition {
     fourthOrder, ///< and fourth-order tensors are asked for
     exported,    ///< it is asked for by its name
     report,      ///< a report is asked for, and this build can make one
-    maps,        ///< maps are asked for
+    maps,        ///< maps of angles are asked for
     mapsIn3d,    ///< and the image is 3D
-    confidence   ///< maps are asked for, and the estimator knows how sure its axes are
+    vectors,     ///< maps of unit vectors are asked for
+    confidence,  ///< either of these, and the estimator knows how sure its axes are
+    colors       ///< maps of colors are asked for
 };
 
 /// What of it holds for a run.
@@ -35,6 +37,9 @@ struct SOutputWishes {
     std::vector<std::string> exports{}; ///< names of ExportNames
     bool confidence = false;            ///< the estimator has one
     bool report = false;
+    bool vectors = false;
+    bool colors = false;
+    std::string mapEnding = "mha"; ///< of the files of maps
 };
 
 /// What the texts of outputs are made from: a finished run.
@@ -61,7 +66,9 @@ inline constexpr const char* FOURTH_ORDER_FILE = "subfields_a4.csv";
 inline constexpr const char* REPORT_FILE = "report.html";
 inline constexpr const char* THETA_FILE = "theta.mha";
 inline constexpr const char* PHI_FILE = "phi.mha";
+inline constexpr const char* AXES_FILE = "axes.mha";
 inline constexpr const char* CONFIDENCE_FILE = "confidence.mha";
+inline constexpr const char* COLORS_FILE = "rgb.mha";
 inline constexpr const char* RUN_RECORD_FILE = "run.json";
 
 /// All outputs, in the order in which they appear. The last is the run record: where it stands, the others
@@ -73,6 +80,11 @@ std::span<const SOutput> Outputs();
 
 /// The names by which files for other programs are asked for.
 std::vector<std::string> ExportNames();
+
+/// The name of an output's file: of maps with the ending of their format.
+std::string FileName(const SOutput& output, const SOutputWishes& wishes);
+/// The same of a map by the name that the table has.
+std::string MapFileName(const char* file, const SOutputWishes& wishes);
 
 bool IsWanted(const SOutput& output, const SOutputWishes& wishes);
 

@@ -98,6 +98,26 @@ Json warnings_json(const std::vector<SRunRecord::SWarning>& warnings) {
     return json;
 }
 
+Json maps_json(const SRunRecord& record) {
+    if (!record.maps) {
+        return nullptr;
+    }
+    const SRunRecord::SMaps& maps = *record.maps;
+    Json json;
+    json["format"] = maps.format;
+    json["angle_unit"] = maps.angleUnit;
+    json["stride"] = maps.stride;
+    json["size_px"] = maps.sizePx;
+    json["spacing"] = maps.spacing.empty() ? Json(nullptr) : Json(maps.spacing);
+    json["length_unit"] = record.input.lengthUnit.empty() ? Json(nullptr) : Json(record.input.lengthUnit);
+    json["first_centre"] = maps.firstCentre;
+    if (maps.sizePx.size() == 3) {
+        json["no_colatitude"] = maps.noColatitude;
+    }
+    json["no_angle"] = maps.noAngle;
+    return json;
+}
+
 Json memory_json(const SRunRecord::SMemory& memory) {
     Json json;
     json["allowed_bytes"] = memory.allowedBytes;
@@ -161,6 +181,7 @@ std::string RunJson(const SRunRecord& record) {
     json["foreground"] = foreground_json(record.foreground);
     json["confidence"] = confidence_json(record.confidence);
     json["warnings"] = warnings_json(record.warnings);
+    json["maps"] = maps_json(record);
     json["memory"] = memory_json(record.memory);
     json["seconds"] = seconds_json(record);
     if (!record.idleSeconds.empty()) {

@@ -30,6 +30,19 @@ struct SRunRecord {
     };
     using SForeground = SRunForeground;
 
+    /// Of the files of maps, for formats that do not say it themselves.
+    struct SMaps {
+        std::string format;            ///< ending of the files
+        std::string angleUnit;         ///< "rad" or "deg"
+        long long stride = 1;          ///< every so many pixels along every axis
+        std::vector<long long> sizePx; ///< x first
+        std::vector<double> spacing;   ///< x first; empty: none
+        std::vector<double>
+            firstCentre;           ///< of the first pixel, from the outer edge of the image's first pixel
+        double noColatitude = 0.0; ///< marks pixels without an axis
+        double noAngle = 0.0;      ///< likewise
+    };
+
     /// Of one process, the one with most of the image.
     struct SMemory {
         std::size_t allowedBytes = 0;
@@ -64,6 +77,7 @@ struct SRunRecord {
     std::optional<SConfidence> confidence{};
     std::vector<SWarning> warnings{};
     SMemory memory;
+    std::optional<SMaps> maps{};     ///< none without maps
     std::vector<SPass> passes;       ///< in order
     std::vector<double> idleSeconds; ///< that each process waited for others; empty for a single one
     double analyzeSeconds = 0.0;

@@ -7,11 +7,8 @@
 
 #include <bit>
 #include <cerrno>
-#include <fcntl.h>
 #include <stdexcept>
 #include <system_error>
-#include <unistd.h>
-#include <utility>
 
 namespace TEVRA::volume {
 namespace {
@@ -33,25 +30,6 @@ const char* element_type(EPixelType type) {
     throw CEnvironmentError(path + ": cannot be written" +
                             (reason == 0 ? "" : ": " + std::generic_category().message(reason)) +
                             "; check the folder's permissions and the free space");
-}
-
-/// Gives a file its length with all its room, so that a full disk shows now. Where the file system takes no
-/// room in advance it gets the length alone: to write everything once would take as long as the work.
-void take_room(const std::string& path, std::size_t bytes) {
-    const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
-    const auto length = static_cast<off_t>(bytes);
-    int done = file < 0 ? -1 : fallocate(file, 0, 0, length);
-    if (file >= 0 && done != 0 && (errno == EOPNOTSUPP || errno == ENOSYS)) {
-        done = ftruncate(file, length);
-    }
-    const int reason = errno;
-    if (file >= 0) {
-        close(file);
-    }
-    if (done != 0) {
-        errno = reason;
-        fail_to_write(path);
-    }
 }
 
 std::size_t slice_bytes(const SMetaImageHeader& header) {
@@ -121,58 +99,6 @@ void CMetaImageWriter::Close() {
     errno = 0;
     m_file.close(); // the last buffer goes out here, and with it a full disk may show
     if (!m_file) {
-        fail_to_write(m_path);
-    }
-}
-
-void CMetaImageParts::Create(const std::string& path, const SMetaImageHeader& header) {
-    const std::string text = MetaImageHeaderText(header);
-    errno = 0;
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file.write(text.data(), static_cast<std::streamsize>(text.size()));
-    file.close();
-    if (!file) {
-        fail_to_write(path);
-    }
-    take_room(path, text.size() + static_cast<std::size_t>(header.size[2]) * slice_bytes(header));
-}
-
-CMetaImageParts::CMetaImageParts(const std::string& path, const SMetaImageHeader& header)
-    : m_path(path), m_headerBytes(MetaImageHeaderText(header).size()), m_sliceBytes(slice_bytes(header)),
-      m_slices(header.size[2]), m_file(open(path.c_str(), O_WRONLY | O_CLOEXEC)) {
-    if (m_file < 0) {
-        fail_to_write(path);
-    }
-}
-
-CMetaImageParts::~CMetaImageParts() {
-    if (m_file >= 0) {
-        close(m_file);
-    }
-}
-
-void CMetaImageParts::WriteSlices(long long firstSlice, long long sliceCount, const void* pixels) {
-    if (firstSlice < 0 || sliceCount < 0 || firstSlice > m_slices || sliceCount > m_slices - firstSlice) {
-        throw std::out_of_range(m_path + ": slices to write that the image does not have");
-    }
-    const auto* next = static_cast<const char*>(pixels);
-    std::size_t left = static_cast<std::size_t>(sliceCount) * m_sliceBytes;
-    auto place = static_cast<off_t>(m_headerBytes + static_cast<std::size_t>(firstSlice) * m_sliceBytes);
-    while (left > 0) {
-        const ssize_t written = pwrite(m_file, next, left, place);
-        if (written < 0 && errno != EINTR) {
-            fail_to_write(m_path);
-        }
-        if (written > 0) {
-            next += written;
-            left -= static_cast<std::size_t>(written);
-            place += written;
-        }
-    }
-}
-
-void CMetaImageParts::Close() {
-    if (close(std::exchange(m_file, -1)) != 0) {
         fail_to_write(m_path);
     }
 }

@@ -44,35 +44,6 @@ class CMetaImageWriter {
     long long m_slicesLeft;
 };
 
-/// Writes any slices of a MetaImage file in any order; several objects, also of several processes, may write
-/// different slices of one file.
-class CMetaImageParts {
-  public:
-    /// Makes the file and writes its header; it has its full length and, where the file system can, all its
-    /// room on the disk at once.
-    /// @throws CEnvironmentError if that fails.
-    static void Create(const std::string& path, const SMetaImageHeader& header);
-
-    /// Opens a file made with the same header. @throws CEnvironmentError if that fails.
-    CMetaImageParts(const std::string& path, const SMetaImageHeader& header);
-    ~CMetaImageParts();
-    CMetaImageParts(const CMetaImageParts&) = delete;
-    CMetaImageParts& operator=(const CMetaImageParts&) = delete;
-
-    /// @param pixels as for `CMetaImageWriter`. @throws CEnvironmentError if they cannot be written,
-    /// std::out_of_range if there are no such slices.
-    void WriteSlices(long long firstSlice, long long sliceCount, const void* pixels);
-    /// @throws CEnvironmentError if what was written did not arrive.
-    void Close();
-
-  private:
-    std::string m_path;
-    std::size_t m_headerBytes;
-    std::size_t m_sliceBytes;
-    long long m_slices;
-    int m_file;
-};
-
 /// Writes a 2D or 3D image to a MetaImage file: GREY_8, GREY_16, GREY_F, or BINARY_FG as 8-bit pixels.
 /// @throws CEnvironmentError if the file cannot be written, std::invalid_argument for other images.
 void WriteMetaImage(const std::string& path, const IImage& image,

@@ -262,6 +262,14 @@ void CSliceFile::WriteSlices(long long firstSlice, long long sliceCount, const v
              m_headBytes + static_cast<std::size_t>(firstSlice) * m_sliceBytes);
 }
 
+void CSliceFile::WritePart(long long slice, std::size_t place, std::span<const std::byte> bytes) {
+    if (slice < 0 || slice >= m_slices || place > m_sliceBytes || bytes.size() > m_sliceBytes - place) {
+        throw std::out_of_range(m_path + ": bytes to write that the image does not have");
+    }
+    write_at(m_file, m_path, bytes.data(), bytes.size(),
+             m_headBytes + static_cast<std::size_t>(slice) * m_sliceBytes + place);
+}
+
 void CSliceFile::Close() {
     if (close(std::exchange(m_file, -1)) != 0) {
         fail_to_write(m_path);

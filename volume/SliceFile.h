@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -88,6 +89,8 @@ class CSliceFile {
     /// @param bytes of the slices, without gaps. @throws CEnvironmentError if they cannot be written,
     /// std::out_of_range if there are no such slices.
     void WriteSlices(long long firstSlice, long long sliceCount, const void* bytes);
+    /// Writes bytes of one slice, from its byte `place` on. @throws as above.
+    void WritePart(long long slice, std::size_t place, std::span<const std::byte> bytes);
     /// @throws CEnvironmentError if what was written did not arrive.
     void Close();
 

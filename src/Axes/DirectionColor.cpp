@@ -57,4 +57,14 @@ SColor ColorOfAngle(double angleRad) {
                         RADIUS * std::sin(2.0 * angleRad));
 }
 
+SColor Desaturated(const SColor& color, double saturation) {
+    const double share = saturation > 0.0 ? std::min(saturation, 1.0) : 0.0;
+    // Brightness of a screen's values (ITU-R BT.709 luma).
+    const double grey = 0.2126 * color.red + 0.7152 * color.green + 0.0722 * color.blue;
+    const auto mixed = [share, grey](std::uint8_t value) {
+        return static_cast<std::uint8_t>(std::lround(grey + share * (value - grey)));
+    };
+    return {mixed(color.red), mixed(color.green), mixed(color.blue)};
+}
+
 } // namespace TEVRA::Impl

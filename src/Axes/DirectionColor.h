@@ -33,4 +33,8 @@ SColor ColorOfAngles(const SAxisAngles& angles);
 /// @param angleRad from the x axis; of either sign of the axis. Black for Impl::NO_ANGLE.
 SColor ColorOfAngle(double angleRad);
 
+/// The color mixed with the grey that is as bright: for axes that are less sure than others.
+/// @param saturation 1 for the color itself, 0 for grey; beyond counts as these, NaN as 0.
+SColor Desaturated(const SColor& color, double saturation);
+
 } // namespace TEVRA::Impl

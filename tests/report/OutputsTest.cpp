@@ -22,7 +22,7 @@ std::vector<std::string> wanted(const SOutputWishes& wishes) {
     std::vector<std::string> files;
     for (const SOutput& output : Outputs()) {
         if (IsWanted(output, wishes)) {
-            files.emplace_back(output.file);
+            files.push_back(FileName(output, wishes));
         }
     }
     return files;
@@ -35,6 +35,10 @@ TEST(Outputs, AreThoseThatTheRunAsksFor) {
     EXPECT_THAT(wanted({.dim = 2, .maps = true}), ElementsAre("result.json", "theta.mha", "run.json"));
     EXPECT_THAT(wanted({.dim = 3, .maps = true}),
                 ElementsAre("result.json", "theta.mha", "phi.mha", "run.json"));
+    EXPECT_THAT(wanted({.dim = 3, .confidence = true, .vectors = true, .colors = true, .mapEnding = "tif"}),
+                ElementsAre("result.json", "axes.tif", "confidence.tif", "rgb.tif", "run.json"));
+    EXPECT_THAT(wanted({.dim = 3, .confidence = true, .colors = true}),
+                ElementsAre("result.json", "rgb.mha", "run.json"));
     EXPECT_THAT(wanted({.dim = 3, .fourthOrder = true}), ElementsAre("result.json", "run.json"));
     EXPECT_THAT(wanted({.dim = 3, .subfields = true, .fourthOrder = true}),
                 ElementsAre("result.json", "subfields.csv", "profiles.csv", "subfields_a4.csv", "run.json"));

@@ -41,6 +41,7 @@ SRunRecord make_record() {
     record.confidence = {0.75, 0.25, 0.5, "006"};
     record.warnings = {{"tiny-foreground", 0.01, "only 1 % of the image counts as fiber"}};
     record.parameters.processes = 2;
+    record.maps = {"npy", "deg", 2, {64, 32, 16}, {1.0, 1.0, 1.0}, {0.25, 0.25, 0.25}, -1.0, -181.0};
     record.memory = {1000, 900, 800, "file"};
     record.passes = {{"slices", 0.25}, {"columns", 0.5}};
     record.analyzeSeconds = 2.0;
@@ -67,6 +68,9 @@ TEST(RunRecord, HoldsWhatWasRunOnWhat) {
                        "lowest_subfield": {"id": "006", "mean": 0.5}},
         "warnings": [{"kind": "tiny-foreground", "value": 0.01,
                       "text": "only 1 % of the image counts as fiber"}],
+        "maps": {"format": "npy", "angle_unit": "deg", "stride": 2, "size_px": [64, 32, 16],
+                 "spacing": [1.0, 1.0, 1.0], "length_unit": "mm", "first_centre": [0.25, 0.25, 0.25],
+                 "no_colatitude": -1.0, "no_angle": -181.0},
         "memory": {"allowed_bytes": 1000, "expected_bytes": 900, "scratch_bytes": 800,
                    "scratch_place": "file"},
         "seconds": {"slices": 0.25, "columns": 0.5, "analyze": 2.0, "total": 2.5},
@@ -79,6 +83,7 @@ TEST(RunRecord, WhatIsNotThereIsNull) {
     SRunRecord record = make_record();
     record.input.spacing.reset();
     record.input.check.reset();
+    record.maps.reset();
     record.parameters.reference.reset();
     record.input.lengthUnit = "";
     record.input.spacingOrigin = ESpacingOrigin::none;
@@ -89,6 +94,7 @@ TEST(RunRecord, WhatIsNotThereIsNull) {
     const json written = json::parse(RunJson(record));
     EXPECT_TRUE(written["input"]["spacing"].is_null());
     EXPECT_TRUE(written["input"]["checksum"].is_null());
+    EXPECT_TRUE(written["maps"].is_null());
     EXPECT_TRUE(written["parameters"]["reference"].is_null());
     EXPECT_TRUE(written["input"]["length_unit"].is_null());
     EXPECT_EQ(written["input"]["spacing_origin"], "none");

@@ -5,10 +5,7 @@
 #include "volume/MetaImageWriter.h"
 #include "volume/TiffWriter.h"
 
-#include <fcntl.h>
 #include <stdexcept>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <tiffio.h>
 
@@ -138,26 +135,6 @@ TEST_F(ImageWriter, ImagesOfOtherTypesOrDimensionsAreOurMistake) {
     const CImage four(IMAGE_GREY_8, CSize({2, 2, 2, 2}), CSize({0, 0, 0, 0}));
     EXPECT_THROW(WriteMetaImage(m_meta, four, SPACING), std::invalid_argument);
     EXPECT_EQ(m_folder.Entries(), std::vector<std::string>());
-}
-
-TEST(MetaImageParts, HaveTheirRoomOnTheDiskFromTheStart) {
-    const test::CTemporaryFolder folder;
-    const std::string probe = folder / "probe";
-    test::WriteFile(probe, "");
-    const int file = open(probe.c_str(), O_WRONLY | O_CLOEXEC);
-    const bool takesRoom = fallocate(file, 0, 0, 4096) == 0;
-    close(file);
-    if (!takesRoom) {
-        GTEST_SKIP() << "the file system takes no room in advance";
-    }
-    const std::string path = folder / "map.mha";
-    CMetaImageParts::Create(path, {CSize(100, 100, 50), EPixelType::f32});
-    struct stat status {};
-    ASSERT_EQ(stat(path.c_str(), &status), 0);
-    constexpr long long BYTES = 100LL * 100 * 50 * 4;
-    EXPECT_GE(status.st_size, BYTES);
-    constexpr long long BLOCK_BYTES = 512;
-    EXPECT_GE(status.st_blocks * BLOCK_BYTES, BYTES);
 }
 
 } // namespace

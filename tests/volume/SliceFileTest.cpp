@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <numeric>
 #include <stdexcept>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace TEVRA::volume {
@@ -145,6 +146,26 @@ TEST_F(SliceFile, FormatsGoByTheEndingsOfTheirFiles) {
         EXPECT_EQ(SliceFormatNamed(NameOf(format)), format);
     }
     EXPECT_FALSE(SliceFormatNamed("tiff"));
+}
+
+TEST(SliceFiles, HaveTheirRoomOnTheDiskFromTheStart) {
+    const test::CTemporaryFolder folder;
+    const std::string probe = folder / "probe";
+    test::WriteFile(probe, "");
+    const int file = open(probe.c_str(), O_WRONLY | O_CLOEXEC);
+    const bool takesRoom = fallocate(file, 0, 0, 4096) == 0;
+    close(file);
+    if (!takesRoom) {
+        GTEST_SKIP() << "the file system takes no room in advance";
+    }
+    const std::string path = folder / "map.mha";
+    CSliceFile::Create(path, LayoutOf(ESliceFormat::mha, info_of(CSize(100, 100, 50))));
+    struct stat status {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    constexpr long long BYTES = 100LL * 100 * 50 * 4;
+    EXPECT_GE(status.st_size, BYTES);
+    constexpr long long BLOCK_BYTES = 512;
+    EXPECT_GE(status.st_blocks * BLOCK_BYTES, BYTES);
 }
 
 } // namespace

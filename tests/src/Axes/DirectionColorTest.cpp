@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <numbers>
 
 namespace TEVRA::Impl {
@@ -99,6 +100,18 @@ TEST(DirectionColor, OfDifferentAnglesDiffersForEyesThatMixUpRedAndGreen) {
             EXPECT_GT(distance(a, b), 0.03) << one << " and " << other;
         }
     }
+}
+
+TEST(DirectionColor, FadesToTheGreyThatIsAsBright) {
+    const SColor red{255, 0, 0};
+    EXPECT_EQ(Desaturated(red, 1.0), red);
+    EXPECT_EQ(Desaturated(red, 2.0), red);
+    const SColor grey{54, 54, 54}; // 0.2126 of 255
+    EXPECT_EQ(Desaturated(red, 0.0), grey);
+    EXPECT_EQ(Desaturated(red, -1.0), grey);
+    EXPECT_EQ(Desaturated(red, std::numeric_limits<double>::quiet_NaN()), grey);
+    EXPECT_EQ(Desaturated(red, 0.5), (SColor{155, 27, 27}));
+    EXPECT_EQ(Desaturated({90, 90, 90}, 0.3), (SColor{90, 90, 90}));
 }
 
 } // namespace
