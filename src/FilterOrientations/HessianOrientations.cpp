@@ -68,6 +68,7 @@ void scan_directions(const Impl::SMapScan& scan, const std::vector<const CImage*
                      IProgressMonitor& progress) {
     constexpr long long TASKS_PER_BATCH = 64; // progress is told between batches, on this thread
     std::vector<FloatInput> entries;
+    entries.reserve(hessian.size());
     for (const CImage* const image : hessian) {
         entries.push_back(Impl::PixelsOf<float>(*image, "input image"));
     }

@@ -8,6 +8,7 @@
 #include "support/MemoryLimit.h"
 #include "support/RecordingMonitor.h"
 #include "support/StridedImage.h"
+#include "support/TaskRunners.h"
 #include "support/ThrownException.h"
 #include "zeklib2core/Exception.h"
 
@@ -23,7 +24,6 @@
 #include <new>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace TEVRA {
@@ -292,31 +292,9 @@ TEST(HessianComputation, ReadsImagesThroughTheirStrides) {
     EXPECT_EQ(strided.OpenAccesses(), 0);
 }
 
-/// Does tasks one after the other, the last first, and counts them.
-class CBackwards : public ITaskRunner {
-  public:
-    long long tasks = 0;
-    void Run(long long count, const std::function<void(long long)>& task) override {
-        for (long long number = count; number-- > 0; ++tasks) {
-            task(number);
-        }
-    }
-};
-
-/// Does all tasks at once, each on a thread of its own.
-class CCrowd : public ITaskRunner {
-  public:
-    void Run(long long count, const std::function<void(long long)>& task) override {
-        std::vector<std::jthread> threads;
-        for (long long number = 0; number < count; ++number) {
-            threads.emplace_back(task, number);
-        }
-    }
-};
-
 TEST(HessianComputation, FindsTheSameDirectionsOnLentThreads) {
-    CBackwards backwards;
-    CCrowd crowd;
+    test::CBackwards backwards;
+    test::CCrowd crowd;
     for (const CSize& size : {CSize(70, 300), CSize(33, 29, 31)}) {
         CHessianOrientations alone;
         compute(alone, size);
@@ -339,7 +317,7 @@ TEST(HessianComputation, FindsTheSameDirectionsOnLentThreads) {
 TEST(HessianComputation, TellsTheSameProgressOnLentThreads) {
     const CSize size(33, 29, 31);
     std::vector<std::string> events[2];
-    CBackwards backwards;
+    test::CBackwards backwards;
     for (const bool isLent : {false, true}) {
         test::CRecordingMonitor monitor;
         const CProgressMonitorScope scope(monitor);

@@ -5,6 +5,7 @@
 
 #include "Axes/Markers.h"
 #include "Axes/RowKernels.h"
+#include "support/TaskRunners.h"
 
 #include <gtest/gtest.h>
 
@@ -15,16 +16,6 @@ namespace {
 using namespace TEVRA;
 using namespace TEVRA::Impl;
 using namespace TEVRA::test;
-
-/// Last task first.
-class CBackwards : public ITaskRunner {
-  public:
-    void Run(long long count, const std::function<void(long long)>& task) override {
-        for (long long i = count - 1; i >= 0; --i) {
-            task(i);
-        }
-    }
-};
 
 template <std::size_t Dim>
 SMaps maps_of(const SPlainImage& image, const SLocalScales& scales, ITaskRunner& runner,
