@@ -25,7 +25,8 @@ result.save("volume_result")  # tables, document and maps, as of the command lin
 profile = result.profile("z")
 names = "xyz"
 figure, (left, right) = plt.subplots(1, 2, figsize=(11, 4.2))
-result.plot(left)
+first, end = result.boxes[:, 2].min(), result.boxes[:, 2].max()  # slices that subfields lie in
+result.plot(left, slice_index=int(first + result.foreground[first:end].sum(axis=(1, 2)).argmax()))
 for i, name in enumerate(names):
     right.plot(profile["slice_px"], profile["tensors"][:, i, i], marker="o", label=f"$a_{{{name}{name}}}$")
 right.plot(profile["slice_px"], profile["tensors"][:, 0, 1], marker="s", linestyle="--", label="$a_{xy}$")

@@ -19,7 +19,7 @@ else:
 
 field = tevra.orientation(image, radius)
 
-figure = plt.figure(figsize=(12, 4))
+figure = plt.figure(figsize=(12, 4.4), layout="constrained")
 grey = figure.add_subplot(1, 3, 1)
 grey.imshow(image, cmap="gray")
 grey.set_title("image")
@@ -34,5 +34,4 @@ for turn in (0, np.pi):  # an axis points both ways
 rose.set_theta_direction(-1)  # y runs downwards, as in the image
 rose.set_yticklabels([])
 rose.set_title("share of directions")
-figure.tight_layout()
 figure.savefig("direction_map_2d.png", dpi=120)

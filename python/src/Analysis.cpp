@@ -142,6 +142,7 @@ jobs::SAnalyzeTask task_of(volume::IImageReader& image, volume::IImageReader* ma
     }
     request.subfieldCount = settings.Optional<std::array<long long, 3>>("subfield_count");
     request.withFourthOrder = settings.Get<bool>("fourth_order");
+    task.withReport = settings.Get<bool>("report");
     task.exports = settings.Get<std::vector<std::string>>("exports");
     task.reference = settings.Optional<std::array<double, 3>>("reference");
     if (task.reference) {

@@ -177,7 +177,8 @@ class Result(AxisField):
     difference : (n,): angle to the whole field's mean direction, radians, [0, pi/2].
     foreground_pixels, foreground_fraction : (n,).
     boxes : (n, d, 2), whole numbers: lower and upper corner in pixels along x, y[, z]; the upper one is exclusive.
-    ids : n texts: the subfields' keys in the document, as in "(005,105)"; table_ids : the same as in tables: "s005_105".
+    ids : n texts: the subfields' keys in the document, as in "(005,105)".
+    table_ids : the same as in tables: "s005_105".
     status : n texts: "ok", or what is wrong with the values.
     """
 
@@ -369,7 +370,8 @@ def _run(kind: type, image: Image, fiber_radius: Length, *, estimator: str, mask
          unit: Optional[str] = None, fourth_order: bool = False, along: Optional[Length] = None,
          otsu_factor: Optional[float] = None, threshold: Optional[float] = None, dark_fibers: bool = False,
          window: Optional[Sequence[float]] = None, threads: Optional[int] = None, memory: Any = None,
-         scratch: Any = None, exports: Sequence[str] = (), reference: Optional[Sequence[float]] = None) -> Any:
+         scratch: Any = None, exports: Sequence[str] = (), reference: Optional[Sequence[float]] = None,
+         report: bool = False) -> Any:
     check.choice("estimator", estimator, ESTIMATORS)
     radius = check.length("fiber_radius", fiber_radius)
     check.progress(progress)
@@ -428,7 +430,9 @@ def _run(kind: type, image: Image, fiber_radius: Length, *, estimator: str, mask
         "window": window_ends,
         "threads": check.threads(threads),
         "memory": budget,
-        "exports": [check.choice("exports", name, EXPORTS) for name in ((exports,) if isinstance(exports, str) else exports)],
+        "report": check.flag("report", report),
+        "exports": [check.choice("exports", name, EXPORTS)
+                    for name in ((exports,) if isinstance(exports, str) else exports)],
         "reference": None if reference is None else check.direction("reference", reference),
         "scratch": None if scratch is None else check.path("scratch", scratch),
         "image_name": _name_of(image, "image"),
@@ -446,9 +450,9 @@ def analyze(image: Image, fiber_radius: Length, *, estimator: str = _tevra.DEFAU
             along: Optional[Length] = None, otsu_factor: Optional[float] = None,
             threshold: Optional[float] = None, dark_fibers: bool = False,
             window: Optional[Sequence[float]] = None, maps: Maps = True,
-            reference: Optional[Sequence[float]] = None, exports: Sequence[str] = (), raw: Optional[str] = None,
-            threads: Optional[int] = None, memory: Union[None, int, str] = None, scratch: Any = None,
-            progress: Progress = None) -> Result:
+            reference: Optional[Sequence[float]] = None, report: bool = True, exports: Sequence[str] = (),
+            raw: Optional[str] = None, threads: Optional[int] = None, memory: Union[None, int, str] = None,
+            scratch: Any = None, progress: Progress = None) -> Result:
     """Measures fiber orientation field by field: what `tevra analyze` does on the command line.
 
     Images are indexed [z, y, x] or [y, x]. Everything with one number per axis (sizes, spacings, vectors, tensor
@@ -477,6 +481,7 @@ def analyze(image: Image, fiber_radius: Length, *, estimator: str = _tevra.DEFAU
     maps : whether to keep the axis of every pixel, 4 bytes per pixel and map in memory; or a folder that they are
         written into as theta.npy, phi.npy and confidence.npy and mapped from.
     reference : direction x, y[, z] that tables hold mean directions against, too.
+    report : whether to keep what report.html shows, so that `Result.save` can write it.
     exports : names out of `EXPORTS`: files for other programs that `Result.save` is to write, too.
     raw : layout of an image file without header, see `read`.
     threads : None: all cores. Results do not depend on it.
@@ -490,7 +495,8 @@ def analyze(image: Image, fiber_radius: Length, *, estimator: str = _tevra.DEFAU
     Returns a `Result`.
 
     Raises `TypeError` and `ValueError` for wrong arguments, naming them; `Error` if the work cannot be done, for
-    instance without foreground; `Cancelled`; what slicing the image raises. Warns with `ResultWarning`. Other threads run meanwhile.
+    instance without foreground; `Cancelled`; what slicing the image raises. Warns with `ResultWarning`. Other
+    threads run meanwhile.
 
     >>> phantom = tevra.phantom((32, 48, 64), 3, axis=(1, 0, 0))
     >>> result = tevra.analyze(phantom.image, 3, subfield=16)
@@ -500,7 +506,8 @@ def analyze(image: Image, fiber_radius: Length, *, estimator: str = _tevra.DEFAU
     return _run(Result, image, fiber_radius, estimator=estimator, subfield=subfield, subfield_count=subfield_count,
                 mask=mask, spacing=spacing, fourth_order=fourth_order, along=along, otsu_factor=otsu_factor,
                 threshold=threshold, dark_fibers=dark_fibers, window=window, maps=maps, reference=reference,
-                exports=exports, raw=raw, threads=threads, memory=memory, scratch=scratch, progress=progress)
+                report=report, exports=exports, raw=raw, threads=threads, memory=memory, scratch=scratch,
+                progress=progress)
 
 
 def orientation(image: Image, fiber_radius: Length, *, estimator: str = _tevra.DEFAULT_ESTIMATOR, mask: Any = None,

@@ -62,3 +62,29 @@ def test_parameters_are_described_by_their_names():
                      for word in line.split(" : ")[0].split(",")}
         wanted = set(inspect.signature(thing).parameters) - {"self"}
         assert wanted <= described, f"{name}: {wanted - described}"
+
+
+def test_stubs_name_what_the_extension_has(source):
+    import ast
+
+    from tevra import _tevra
+    tree = ast.parse((source / "python" / "tevra" / "_tevra.pyi").read_text())
+    classes = {node.name: node for node in tree.body if isinstance(node, ast.ClassDef)}
+
+    def members(node):
+        own = {child.name for child in node.body if isinstance(child, ast.FunctionDef)}
+        return own.union(*(members(classes[base.id]) for base in node.bases if getattr(base, "id", "") in classes))
+    stubbed = {node.name for node in tree.body if isinstance(node, ast.FunctionDef)} | {
+        node.target.id for node in tree.body if isinstance(node, ast.AnnAssign)} | {
+        name for name in classes if not name.startswith("_")}
+    assert stubbed == {name for name in dir(_tevra) if not name.startswith("_")} | {"__version__"}
+    for name, node in classes.items():
+        if not name.startswith("_") and not issubclass(getattr(_tevra, name), BaseException):
+            there = {member for member in vars(getattr(_tevra, name)) if not member.startswith("_")}
+            assert {member for member in members(node) if not member.startswith("_")} == there, name
+
+
+def test_the_package_has_the_projects_version(source):
+    import re
+    stated = re.search(r'^version = "(.*)"', (source / "python" / "pyproject.toml").read_text(), re.MULTILINE).group(1)
+    assert stated == tevra.__version__ == tevra._tevra.__version__

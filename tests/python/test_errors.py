@@ -29,6 +29,7 @@ IMAGE = lines_image((32, 32, 32))
     ({"memory": "much"}, ValueError), ({"memory": -1}, ValueError), ({"progress": 3}, TypeError),
     ({"fourth_order": "yes"}, TypeError), ({"dark_fibers": 1}, TypeError), ({"maps": "no/such/folder"}, ValueError),
     ({"maps": 3}, TypeError), ({"raw": "1,2,u8"}, ValueError), ({"scratch": 3}, TypeError),
+    ({"report": 1}, TypeError), ({"exports": "stone"}, ValueError), ({"reference": (0, 0, 0)}, ValueError),
     ({"along": 1, "estimator": "hessian"}, ValueError)])
 def test_wrong_arguments_are_named(arguments, error):
     arguments = {"fiber_radius": 3, **arguments}

@@ -93,33 +93,67 @@ def test_smoothing_agrees_with_scikit_image_within_the_stated_tolerance():
         assert abs(low - expected[z, y, x]) < 3e-3 * peak, (z, y, x)
 
 
-def skimage_axes(image, sigma):
-    """The eigenvector of the smallest eigenvalue of scikit-image's structure tensor, components x, y[, z]."""
-    from skimage.feature import structure_tensor
-    dim = image.ndim
-    elements = structure_tensor(image.astype(float), sigma=sigma, mode="nearest", order="rc")
-    tensor = np.empty(image.shape + (dim, dim))
+def matrices_of(elements):
+    """Symmetric matrices x, y[, z] of an upper triangle that follows the array's axes, z first."""
+    dim = 2 if len(elements) == 3 else 3
+    matrices = np.empty(elements[0].shape + (dim, dim))
     at = 0
-    for i in range(dim):
-        for j in range(i, dim):
-            # Elements follow the array's axes: z, y, x.
-            tensor[..., dim - 1 - i, dim - 1 - j] = tensor[..., dim - 1 - j, dim - 1 - i] = elements[at]
+    for i in reversed(range(dim)):
+        for j in reversed(range(i + 1)):
+            matrices[..., i, j] = matrices[..., j, i] = elements[at]
             at += 1
-    return np.linalg.eigh(tensor)[1][..., 0]
+    return matrices
 
 
-@pytest.mark.parametrize("axis", [(1, 0, 0), (1, 2, 0.5), (0, 1, 1)])
-def test_structure_tensor_axes_are_those_of_scikit_image_on_phantoms(axis):
-    phantom = tevra.phantom((48, 48, 48), 3, axis=axis, volume_fraction=0.1, blur=1.0)
-    field = tevra.orientation(phantom.image, 3, estimator="structure-tensor", along=0)
-    inside = (slice(8, -8),) * 3
-    found = field.foreground[inside]
-    theirs = skimage_axes(phantom.image, 3)[inside][found]
-    ours = field.axes()[inside][found]
+def smallest_vectors(matrices):
+    return np.linalg.eigh(matrices)[1][..., 0]
+
+
+def scipy_structure_tensor(image, gradient_sigma, window_sigma):
+    names = "zyx"[3 - image.ndim:]
+    slopes = [ndimage.gaussian_filter(image.astype(float), gradient_sigma, order=[int(name == axis) for name in names],
+                                      mode="nearest", truncate=6) for axis in names]
+    return matrices_of([ndimage.gaussian_filter(slopes[i] * slopes[j], window_sigma, mode="nearest", truncate=6)
+                        for i in range(image.ndim) for j in range(i, image.ndim)])
+
+
+@pytest.mark.parametrize("axis", [(1, 0, 0), (1, 2, 0.5), (0, 1, 1), (3, -1, 2), (1, 3)])
+@pytest.mark.parametrize("gradient_sigma, window_sigma", [(1.0, 3.0), (2.0, 4.0)])
+def test_structure_tensor_axes_are_those_of_scipy_on_phantoms(axis, gradient_sigma, window_sigma):
+    shape, volume_fraction = ((96, 96), 0.2) if len(axis) == 2 else ((48, 48, 48), 0.1)
+    phantom = tevra.phantom(shape, 3, axis=axis, volume_fraction=volume_fraction, blur=1.0)
+    inside = (slice(8, -8),) * len(shape)
+    estimator = tevra.StructureTensor().compute(phantom.image, 3, gradient_sigma=gradient_sigma,
+                                                window_sigma=window_sigma, along=0)
+    found = (estimator.theta >= 0)[inside]
+    theirs = smallest_vectors(scipy_structure_tensor(phantom.image, gradient_sigma, window_sigma)[inside][found])
+    ours = estimator.axes()[inside][found]
+    assert found.sum() > 100
+    assert np.median(axial_angles_deg(ours, theirs)) < 0.05
     truth = np.array(axis) / np.linalg.norm(axis)
-    errors = axial_angles_deg(ours, truth), axial_angles_deg(theirs, truth)
-    assert np.median(errors[0]) < np.median(errors[1]) + 0.1
-    assert np.median(axial_angles_deg(ours, theirs)) < 0.5
+    assert np.median(axial_angles_deg(ours, truth)) < 0.1
+
+
+def test_structure_tensor_axes_are_those_of_scikit_image_where_its_differences_are_exact():
+    # Its gradients are differences over neighbouring pixels, by symmetry exact along axes and diagonals of the grid;
+    # elsewhere they turn axes by a few tenths of a degree, away from the truth.
+    from skimage.feature import structure_tensor
+    from skimage.filters import gaussian
+    for axis in ((1, 0, 0), (0, 1, 1), (1, 1, 0), (1, 2, 0.5)):
+        phantom = tevra.phantom((48, 48, 48), 3, axis=axis, volume_fraction=0.1, blur=1.0)
+        inside = (slice(8, -8),) * 3
+        estimator = tevra.StructureTensor().compute(phantom.image, 3, gradient_sigma=1.0, window_sigma=3.0, along=0)
+        found = (estimator.theta >= 0)[inside]
+        smoothed = gaussian(phantom.image.astype(float), 1.0, mode="nearest", preserve_range=True)
+        elements = structure_tensor(smoothed, sigma=3, mode="nearest", order="rc")
+        theirs = smallest_vectors(matrices_of([element[inside][found] for element in elements]))
+        ours = estimator.axes()[inside][found]
+        truth = np.array(axis) / np.linalg.norm(axis)
+        our_error, their_error = (np.median(axial_angles_deg(axes, truth)) for axes in (ours, theirs))
+        if axis == (1, 2, 0.5):
+            assert our_error < 0.1 < their_error
+        else:
+            assert np.median(axial_angles_deg(ours, theirs)) < 0.1
 
 
 def test_a_mask_is_taken_as_it_is(dense):
