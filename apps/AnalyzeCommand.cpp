@@ -68,7 +68,7 @@ struct SAnalyzeSettings {
     jobs::SLength fiberRadius;
     const stream::SEstimator* estimator;
     std::optional<jobs::SLength> along;
-    double otsuFactor;
+    std::optional<double> otsuFactor;
     std::optional<double> threshold;
     std::vector<long long> subfieldPx;    // as given: none, one for all axes, or one per axis
     std::vector<long long> subfieldCount; // likewise
@@ -203,8 +203,9 @@ SAnalyzeSettings read_settings(const SAnalyzeOptions& options, const stream::ICo
         settings.along =
             *options.along == "0" ? jobs::SLength{0.0, ""} : ReadLength({"--along", *options.along});
     }
-    settings.otsuFactor = options.otsuFactor ? ReadPositiveNumber({"--otsu-factor", *options.otsuFactor})
-                                             : settings.estimator->otsuFactor;
+    if (options.otsuFactor) {
+        settings.otsuFactor = ReadPositiveNumber({"--otsu-factor", *options.otsuFactor});
+    }
     if (options.threshold) {
         settings.threshold = ReadNumber({"--threshold", *options.threshold});
     }
@@ -276,7 +277,8 @@ std::string no_foreground_text(stream::CNoForegroundError::EReason reason, const
         return none + "the --threshold of " + jobs::RoundedText(*request.threshold) +
                " in the smoothed image" + line + "; give another one, or none for an automatic threshold";
     }
-    return none + jobs::RoundedText(request.otsuFactor) + " times the automatic threshold" + line +
+    return none + jobs::RoundedText(request.otsuFactor.value_or(1.0)) + " times the automatic threshold" +
+           line +
            "; give a smaller --otsu-factor, a --threshold, or the fibers as "
            "--mask" +
            (isDark ? "" : " (fibers must be brighter than what is around them, or see --dark-fibers)");
@@ -312,6 +314,7 @@ class CAnalyzeRun {
                 task.input.mask = mask.get();
             }
             job.emplace(task, m_ranks);
+            say_radius(*job, image->Info());
         });
         job->Plan(m_options.dryRun ? jobs::CAnalyzeJob::EPurpose::estimate
                                    : jobs::CAnalyzeJob::EPurpose::run);
@@ -348,10 +351,8 @@ class CAnalyzeRun {
         jobs::SAnalyzeTask task{.input = {image, nullptr, m_settings.window, m_settings.estimator}};
         task.request.fiberRadius =
             jobs::LengthInUnitOfImage(m_settings.fiberRadius, "the fiber radius", spacing.unit);
-        task.request.spacing = EqualSpacing(spacing, dim);
+        task.request.spacing = spacing.length;
         task.request.lengthUnit = spacing.unit;
-        task.request.estimator = m_settings.estimator->name;
-        task.request.borderRadii = m_settings.estimator->borderRadii;
         if (m_settings.along) {
             task.request.along =
                 jobs::LengthInUnitOfImage(*m_settings.along, "the length along fibers", spacing.unit);
@@ -384,7 +385,6 @@ class CAnalyzeRun {
         task.programVersion = ProgramVersion();
         task.imageIdentity =
             volume::FileIdentity(image) + "as " + m_options.image + "; raw " + m_options.raw.value_or("-");
-        say_radius(task.request, spacing);
         return task;
     }
 
@@ -402,12 +402,14 @@ class CAnalyzeRun {
         return reference;
     }
 
-    void say_radius(const Impl::SAnalysisRequest& request, const SPixelSpacing& spacing) {
-        const std::string length = spacing.origin == report::ESpacingOrigin::none
-                                       ? "none"
-                                       : jobs::WithUnit(jobs::RoundedText(request.spacing), spacing.unit);
-        m_console.Say("fiber radius " + jobs::RadiusText(request) + "; spacing " + length + " (" +
-                      spacing.note + ")");
+    void say_radius(const jobs::CAnalyzeJob& job, const volume::SImageInfo& info) {
+        const Impl::SAnalysisRequest& request = job.Record().parameters.request;
+        const int dim = info.size.Dim();
+        const SPixelSpacing spacing = SpacingOf(info, m_settings.spacing);
+        m_console.Say(
+            "fiber radius " + jobs::RadiusText(request, dim) + "; spacing " +
+            (spacing.origin == report::ESpacingOrigin::none ? "none" : stream::SpacingText(request, dim)) +
+            " (" + spacing.note + ")");
     }
 
     void say_grey_values(const volume::SImageInfo& info) {

@@ -5,23 +5,7 @@
 #include "jobs/Texts.h"
 #include "volume/Failure.h"
 
-#include <cmath>
-
 namespace TEVRA::apps {
-
-namespace {
-
-constexpr double EQUAL_SPACING_TOLERANCE = 1e-4;
-
-std::string spacing_text(const SPixelSpacing& spacing, int dim) {
-    std::string text;
-    for (int axis = 0; axis < dim; ++axis) {
-        text += (text.empty() ? "" : " x ") + jobs::RoundedText(spacing.length[axis]);
-    }
-    return jobs::WithUnit(text, spacing.unit);
-}
-
-} // namespace
 
 const char* const ALLOW_GAPS_OPTION_HELP =
     "Do not warn of numbers that the files of a folder of slices leave out";
@@ -92,19 +76,6 @@ SPixelSpacing SpacingOf(const volume::SImageInfo& info, const std::optional<SGiv
         spacing.origin = report::ESpacingOrigin::header;
     }
     return spacing;
-}
-
-double EqualSpacing(const SPixelSpacing& spacing, int dim) {
-    const double x = spacing.length[0];
-    for (int axis = 1; axis < dim; ++axis) {
-        if (std::abs(spacing.length[axis] - x) > EQUAL_SPACING_TOLERANCE * std::abs(x)) {
-            throw CWorkError("Need equal pixel spacing in all axis directions, but it is " +
-                             spacing_text(spacing, dim) +
-                             "; resample the image to equal spacing or, if that is not its spacing, give the "
-                             "right one with --spacing");
-        }
-    }
-    return x;
 }
 
 } // namespace TEVRA::apps

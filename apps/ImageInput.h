@@ -50,11 +50,4 @@ struct SPixelSpacing {
 ///        count of numbers.
 SPixelSpacing SpacingOf(const volume::SImageInfo& info, const std::optional<SGivenSpacing>& option);
 
-/// The one spacing along all axes.
-///
-/// Headers hold rounded numbers: spacings that differ by no more than a ten-thousandth count as equal, and
-/// that of x is taken.
-/// @throws CWorkError if they are not equal.
-double EqualSpacing(const SPixelSpacing& spacing, int dim);
-
 } // namespace TEVRA::apps

@@ -57,6 +57,7 @@ std::vector<std::string> names_of_outputs(const report::SOutputWishes& wishes) {
 
 CAnalyzeJob::CAnalyzeJob(const SAnalyzeTask& task, stream::ICommunicator& ranks)
     : m_task(task), m_ranks(ranks) {
+    m_task.request = stream::Completed(task.input, task.request);
     record_task();
 }
 
@@ -104,7 +105,7 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
             m_analysis->Add(*m_directions);
         }
         m_withConfidenceMap = m_task.withMaps && m_analysis->HasConfidence();
-        m_record.parameters.beyondSubfieldsPx = PixelsBeyondSubfields(image_size(), m_task.request);
+        record_geometry();
         record_memory();
         warn(WarningsOfRequest(m_task.request));
         if (m_ranks.IsFirst() && purpose == EPurpose::run && !m_task.outputFolder.empty()) {
@@ -263,8 +264,7 @@ std::unique_ptr<CMapFiles> CAnalyzeJob::new_maps() {
 SMapSetup CAnalyzeJob::map_setup() const {
     SMapSetup setup{image_size()};
     if (m_task.spacing) { // pixels are none
-        const double length = m_task.request.spacing;
-        setup.spacing = {length, length, length};
+        setup.spacing = m_task.request.spacing;
         setup.lengthUnit = m_task.request.lengthUnit;
     }
     setup.choice = m_task.maps;
@@ -352,6 +352,17 @@ void CAnalyzeJob::record_task() {
     m_record.parameters.maskPath = m_task.maskPath;
     m_record.parameters.reference = m_task.reference;
     m_record.parameters.processes = m_ranks.Size();
+}
+
+void CAnalyzeJob::record_geometry() {
+    report::SRunRecord::SParameters& parameters = m_record.parameters;
+    parameters.beyondSubfieldsPx = PixelsBeyondSubfields(image_size(), m_task.request);
+    const std::array<long long, 3> border = Impl::LayoutOf(image_size(), m_task.request).Borders();
+    parameters.borderPx.assign(border.begin(), border.begin() + image_size().Dim());
+    parameters.scales.clear();
+    for (const stream::SScale& scale : m_analysis->Scales()) {
+        parameters.scales.push_back({scale.name, scale.length});
+    }
 }
 
 void CAnalyzeJob::record_memory() {

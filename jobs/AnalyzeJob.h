@@ -24,7 +24,7 @@ namespace TEVRA::jobs {
 /// A field-by-field analysis as a front end asks for it.
 struct SAnalyzeTask {
     stream::SStreamInput input;                       ///< readers that outlive the job
-    Impl::SAnalysisRequest request{};                 ///< checked by nobody yet
+    Impl::SAnalysisRequest request{};                 ///< neither checked nor completed yet
     bool withMaps = false;                            ///< as files
     bool withReport = true;                           ///< if this build can make one
     SMapChoice maps{};                                ///< which, then
@@ -74,6 +74,7 @@ class CAnalyzeJob {
   public:
     enum class EPurpose { estimate, run };
 
+    /// @throws what stream::Completed throws.
     CAnalyzeJob(const SAnalyzeTask& task, stream::ICommunicator& ranks);
 
     /// Checks what can be checked without pixels, plans the memory, and announces the files to be written
@@ -114,6 +115,7 @@ class CAnalyzeJob {
     stream::CCheckpoint::EState common_state(stream::CCheckpoint::EState own) const;
     void announce_files();
     void record_task();
+    void record_geometry();
     void record_memory();
     void record_result();
     void warn(const std::vector<SWarning>& warnings);

@@ -12,29 +12,58 @@ namespace {
 
 using EReason = SLayoutFault::EReason;
 
-bool exceeds_image(const SLayoutFault& numbers) {
-    const long long smallest = *std::min_element(numbers.imagePx.begin(), numbers.imagePx.end());
-    return numbers.radiusPx > 0.5 * static_cast<double>(smallest);
+bool exceeds_image(const SLayoutFault& numbers, const Impl::SAnalysisRequest& request) {
+    for (std::size_t axis = 0; axis < numbers.imagePx.size(); ++axis) {
+        if (request.FiberRadiusPx(axis) > 0.5 * static_cast<double>(numbers.imagePx[axis])) {
+            return true;
+        }
+    }
+    return false;
 }
 
-bool exceeds_subfield(const SLayoutFault& numbers) {
-    return std::any_of(numbers.subfieldPx.begin(), numbers.subfieldPx.end(), [&](long long extent) {
-        const long long half = extent / 2; // rounded towards zero, as the library does
-        return numbers.radiusPx > static_cast<double>(half);
-    });
+bool exceeds_subfield(const SLayoutFault& numbers, const Impl::SAnalysisRequest& request) {
+    for (std::size_t axis = 0; axis < numbers.subfieldPx.size(); ++axis) {
+        const long long half = numbers.subfieldPx[axis] / 2; // rounded towards zero, as the library does
+        if (request.FiberRadiusPx(axis) > static_cast<double>(half)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Before it is subtracted from anything: it may be beyond all numbers.
+bool border_exceeds_image(const SLayoutFault& numbers) {
+    for (std::size_t axis = 0; axis < numbers.imagePx.size(); ++axis) {
+        if (numbers.borderPx[axis] >= numbers.imagePx[axis]) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string border_text(const SLayoutFault& fault) {
+    const bool isOneWidth = std::all_of(fault.borderPx.begin(), fault.borderPx.end(),
+                                        [&](long long width) { return width == fault.borderPx[0]; });
+    return (isOneWidth ? std::to_string(fault.borderPx[0]) : SizeText(fault.borderPx)) + " px";
 }
 
 } // namespace
 
 std::optional<SLayoutFault> CheckLayout(const CSize& imageSize, const Impl::SAnalysisRequest& request) {
     const double radiusPx = request.FiberRadiusPx();
-    SLayoutFault fault{EReason::radiusExceedsImage, radiusPx, 0, ExtentsOf(imageSize), {}, {}};
-    if (exceeds_image(fault)) { // no border of any size is computed with what may be beyond all numbers
+    SLayoutFault fault{EReason::radiusExceedsImage, radiusPx, {}, ExtentsOf(imageSize), {}, {}};
+    for (std::size_t axis = 0; axis < fault.imagePx.size(); ++axis) {
+        fault.borderPx.push_back(Impl::CSubfieldLayout::BorderOfRadius(request.BorderPx()[axis]));
+    }
+    if (exceeds_image(fault, request)) {
+        return fault;
+    }
+    if (border_exceeds_image(fault)) {
+        fault.reason = EReason::nothingButBorder;
         return fault;
     }
     // With sizes that do not fit, the library would list no subfields, and evaluate only a part of the image.
     const Impl::CSubfieldLayout layout = Impl::LayoutOf(imageSize, request);
-    fault.borderPx = layout.Border();
     fault.evaluatedPx = ExtentsOf(layout.EvaluatedArea().Size());
     if (request.HasSubfields()) {
         const std::array<long long, 3>& size =
@@ -54,7 +83,7 @@ std::optional<SLayoutFault> CheckLayout(const CSize& imageSize, const Impl::SAna
     if (request.subfieldCount && *std::min_element(fault.subfieldPx.begin(), fault.subfieldPx.end()) < 1) {
         return because(EReason::tooManySubfields);
     }
-    if (exceeds_subfield(fault)) {
+    if (exceeds_subfield(fault, request)) {
         return because(EReason::radiusExceedsSubfield);
     }
     if (request.HasSubfields() && !layout.ListsSubfields()) {
@@ -72,36 +101,40 @@ std::vector<long long> PixelsBeyondSubfields(const CSize& imageSize, const Impl:
 }
 
 std::string LayoutFaultText(const SLayoutFault& fault, const Impl::SAnalysisRequest& request) {
-    const std::string radius = "the fiber radius is " + RadiusText(request);
+    const std::string radius =
+        "the fiber radius is " + RadiusText(request, static_cast<int>(fault.imagePx.size()));
     const std::string image = SizeText(fault.imagePx) + " px";
     switch (fault.reason) {
     case EReason::radiusExceedsImage:
         return "Fiber diameter must not exceed image size (please check for correct units): " + radius +
                ", the image " + image;
     case EReason::radiusTooSmall:
-        return "the fiber radius is too small: it is " + RadiusText(request) +
+        return "the fiber radius is too small: it is " +
+               RadiusText(request, static_cast<int>(fault.imagePx.size())) +
                ", and must be more than half a pixel; check its unit";
     case EReason::nothingButBorder:
-        return "nothing is left to analyse: " + radius + ", and the image of " + image +
-               " is all border of that width; check the unit of the radius";
+        return "nothing is left to analyse: " + radius + ", and the image of " + image + " is all border, " +
+               border_text(fault) + " at every edge; check the unit of the radius, or leave less out";
     case EReason::radiusExceedsSubfield:
         return "Fiber diameter must not exceed subfield size (please check for correct units): " + radius +
                ", the subfields " + SizeText(fault.subfieldPx) + " px";
     case EReason::tooManySubfields:
         return "more subfields than pixels: the image of " + image + " without its border of " +
-               std::to_string(fault.borderPx) + " px has " + SizeText(fault.evaluatedPx) +
-               " px; divide it into fewer";
+               border_text(fault) + " has " + SizeText(fault.evaluatedPx) + " px; divide it into fewer";
     case EReason::subfieldsDoNotFit:
         break;
     }
     return "subfields of " + SizeText(fault.subfieldPx) + " px do not fit: the image of " + image +
-           " without its border of " + std::to_string(fault.borderPx) + " px has " +
-           SizeText(fault.evaluatedPx) +
+           " without its border of " + border_text(fault) + " has " + SizeText(fault.evaluatedPx) +
            " px; give smaller subfields, or none to analyse the image as a whole";
 }
 
-std::string RadiusText(const Impl::SAnalysisRequest& request) {
-    std::string px = RoundedText(request.FiberRadiusPx()) + " px";
+std::string RadiusText(const Impl::SAnalysisRequest& request, int dim) {
+    std::string px = RoundedText(request.FiberRadiusPx(0));
+    for (std::size_t axis = 1; !request.HasEqualSpacing() && axis < static_cast<std::size_t>(dim); ++axis) {
+        px += " x " + RoundedText(request.FiberRadiusPx(axis));
+    }
+    px += " px";
     if (request.lengthUnit == "px") {
         return px;
     }

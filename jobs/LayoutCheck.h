@@ -15,20 +15,20 @@ struct SLayoutFault {
     enum class EReason {
         radiusExceedsImage,    ///< the fiber diameter exceeds the smallest extent
         radiusTooSmall,        ///< half a pixel or less
-        nothingButBorder,      ///< the border of one radius leaves no pixel
+        nothingButBorder,      ///< the border leaves no pixel
         radiusExceedsSubfield, ///< the fiber diameter exceeds an extent of the subfields
         subfieldsDoNotFit,     ///< not even one fits into the image without its border
         tooManySubfields       ///< along an axis more than the image without its border has pixels
     };
     EReason reason;
-    double radiusPx;
-    long long borderPx;
+    double radiusPx;                    ///< along the axis with the smallest spacing
+    std::vector<long long> borderPx;    ///< per axis
     std::vector<long long> imagePx;     ///< per axis
     std::vector<long long> evaluatedPx; ///< the image without its border
     std::vector<long long> subfieldPx;  ///< empty if there are none; the smallest where they differ
 };
 
-/// The checks that need no pixels. @return none if the analysis can begin.
+/// The checks that need no pixels, of a completed request. @return none if the analysis can begin.
 std::optional<SLayoutFault> CheckLayout(const CSize& imageSize, const Impl::SAnalysisRequest& request);
 
 /// Pixels per axis at the far edge of the image without its border that count for the whole field but lie in no
@@ -38,7 +38,7 @@ std::vector<long long> PixelsBeyondSubfields(const CSize& imageSize, const Impl:
 /// What is wrong and what to do, in one line.
 std::string LayoutFaultText(const SLayoutFault& fault, const Impl::SAnalysisRequest& request);
 
-/// "3 mm = 6 px", or "3 px" where lengths are in pixels.
-std::string RadiusText(const Impl::SAnalysisRequest& request);
+/// "3 mm = 6 px", or "3 px" where lengths are in pixels; "3 mm = 6 x 6 x 3 px" where pixels are no cubes.
+std::string RadiusText(const Impl::SAnalysisRequest& request, int dim);
 
 } // namespace TEVRA::jobs

@@ -48,6 +48,14 @@ Json foreground_json(const SRunForeground& foreground) {
     return json;
 }
 
+Json scales_json(const std::vector<SRunRecord::SParameters::SScale>& scales) {
+    Json json = Json::object();
+    for (const SRunRecord::SParameters::SScale& scale : scales) {
+        json[scale.name] = scale.length;
+    }
+    return json;
+}
+
 Json parameters_json(const SRunRecord& record) {
     const SRunRecord::SParameters& parameters = record.parameters;
     const Impl::SAnalysisRequest& request = parameters.request;
@@ -55,9 +63,10 @@ Json parameters_json(const SRunRecord& record) {
     json["estimator"] = request.estimator;
     json["fiber_radius"] = request.fiberRadius;
     json["fiber_radius_px"] = request.FiberRadiusPx();
-    json["otsu_factor"] = parameters.maskPath || request.threshold ? Json(nullptr) : Json(request.otsuFactor);
-    json["border_radii"] = request.borderRadii;
-    json["along"] = value_or_null(request.along);
+    json["scales"] = scales_json(parameters.scales);
+    json["border"] = value_or_null(request.border);
+    json["border_px"] = parameters.borderPx;
+    json["otsu_factor"] = value_or_null(request.otsuFactor);
     json["threshold"] = value_or_null(request.threshold);
     json["dark_fibers"] = request.contrast == Impl::EFiberContrast::dark;
     json["mask"] = value_or_null(parameters.maskPath);

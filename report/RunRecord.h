@@ -24,7 +24,14 @@ struct SRunRecord {
         std::optional<std::array<double, 3>> reference; ///< unit vector that mean directions are held against
         int threads = 1;
         int processes = 1;
-        std::string summary; ///< as the analysis gives it
+        std::string summary;             ///< as the analysis gives it
+        std::vector<long long> borderPx; ///< left out at every edge, per axis
+        /// What the estimator works with, in the unit of lengths.
+        struct SScale {
+            std::string name; ///< as in "sigma"
+            double length;
+        };
+        std::vector<SScale> scales;
         /// Pixels per axis at the far edge that lie in no subfield; empty without subfields.
         std::vector<long long> beyondSubfieldsPx;
     };

@@ -14,20 +14,57 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
+#include <locale>
+#include <sstream>
 #include <utility>
 #include <vector>
 
 namespace TEVRA::stream {
 namespace {
 
-std::unique_ptr<IAxisStage> stage_of(const SStreamInput& input, const SStreamParameters& parameters) {
-    const double spacing = parameters.spacing;
-    return input.estimator->newStage({input.image.Info().size,
-                                      parameters.fiberRadius,
-                                      {spacing, spacing, spacing},
-                                      parameters.along,
-                                      std::nullopt,
-                                      std::nullopt});
+/// Spacings that differ by less come from rounding.
+constexpr double EQUAL_SPACING_TOLERANCE = 1e-4;
+
+std::unique_ptr<IAxisStage> stage_of(const SStreamInput& input, const Impl::SAnalysisRequest& request) {
+    return input.estimator->newStage({input.image.Info().size, request.fiberRadius, request.spacing,
+                                      request.along, request.gradientSigma, request.windowSigma});
+}
+
+std::array<double, 3> without_rounding(std::array<double, 3> spacing, int dim) {
+    if (dim == 2) {
+        spacing[2] = spacing[0];
+    }
+    const bool isEqual = std::all_of(spacing.begin(), spacing.end(), [&](double length) {
+        return std::abs(length - spacing[0]) <= EQUAL_SPACING_TOLERANCE * std::abs(spacing[0]);
+    });
+    return isEqual ? std::array{spacing[0], spacing[0], spacing[0]} : spacing;
+}
+
+/// "line-voting and structure-tensor": those that can what is asked for.
+template <typename Can>
+std::string estimators_that(const Can& can) {
+    std::string names;
+    for (const SEstimator* const estimator : ESTIMATORS) {
+        if (can(*estimator)) {
+            names += (names.empty() ? "" : " and ") + std::string(estimator->name);
+        }
+    }
+    return names;
+}
+
+/// Lengths that the estimator does not have are not left aside in silence.
+void refuse_foreign_lengths(const SEstimator& estimator, const Impl::SAnalysisRequest& request) {
+    if (request.along && !estimator.averagesAlong) {
+        throw volume::CInputError(
+            std::string("the estimator ") + estimator.name + " does not average along fibers; " +
+            estimators_that([](const SEstimator& one) { return one.averagesAlong; }) + " can");
+    }
+    if ((request.gradientSigma || request.windowSigma) && !estimator.hasWindow) {
+        throw volume::CInputError(
+            std::string("the estimator ") + estimator.name + " has no gradients and no window; " +
+            estimators_that([](const SEstimator& one) { return one.hasWindow; }) + " has");
+    }
 }
 
 std::size_t slice_pixels(const SStreamInput& input) {
@@ -51,8 +88,7 @@ void check(const SStreamInput& input, const Impl::CSubfieldLayout& layout, const
     for (int axis = 0; axis < layout.Dim(); ++axis) {
         if (area.Point1()[axis] <= area.Point0()[axis] ||
             layout.SubfieldSize()[static_cast<std::size_t>(axis)] < 1) {
-            throw std::invalid_argument(
-                "the image is all border of one fiber radius, or a subfield is empty");
+            throw std::invalid_argument("the image is all border, or a subfield is empty");
         }
     }
     if (input.mask != nullptr && !(input.mask->Info().size == input.image.Info().size)) {
@@ -72,6 +108,43 @@ CNoForegroundError::CNoForegroundError(EReason reason)
                                                           : "no pixel of the evaluated area is foreground"),
       m_reason(reason) {}
 
+std::string SpacingText(const Impl::SAnalysisRequest& request, int dim) {
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    text << request.spacing[0];
+    for (std::size_t axis = 1; !request.HasEqualSpacing() && axis < static_cast<std::size_t>(dim); ++axis) {
+        text << " x " << request.spacing[axis];
+    }
+    text << (request.lengthUnit.empty() ? "" : " ") << request.lengthUnit;
+    return text.str();
+}
+
+Impl::SAnalysisRequest Completed(const SStreamInput& input, const Impl::SAnalysisRequest& request) {
+    const SEstimator& estimator = *input.estimator;
+    const int dim = input.image.Info().size.Dim();
+    Impl::SAnalysisRequest completed = request;
+    completed.estimator = estimator.name;
+    completed.spacing = without_rounding(request.spacing, dim);
+    if (!completed.HasEqualSpacing() && !estimator.takesUnequalSpacing) {
+        throw volume::CInputError(
+            "Need equal pixel spacing in all axis directions, but it is " + SpacingText(completed, dim) +
+            ": the estimator " + estimator.name + " takes no other; " +
+            estimators_that([](const SEstimator& one) { return one.takesUnequalSpacing; }) +
+            " do. Or resample the image to equal spacing or, if that is not its spacing, give the right one");
+    }
+    refuse_foreign_lengths(estimator, request);
+    completed.border = request.border.value_or(estimator.borderRadii * request.fiberRadius);
+    if (input.mask != nullptr) {
+        completed.threshold.reset();
+        completed.otsuFactor.reset();
+    } else if (request.threshold) {
+        completed.otsuFactor.reset();
+    } else {
+        completed.otsuFactor = request.otsuFactor.value_or(estimator.otsuFactor);
+    }
+    return completed;
+}
+
 /// One run: the passes one after the other.
 class CStreamingAnalysis::CRun {
   public:
@@ -81,7 +154,7 @@ class CStreamingAnalysis::CRun {
           m_kept(analysis.m_checkpoint ? &*analysis.m_checkpoint : nullptr, m_ranks),
           m_store(scratch_place(), stored_slices(m_input, m_stage, m_ranks), slice_pixels(m_input),
                   m_stage.Scratch().volumes),
-          m_grey(m_input.image, m_input.window, analysis.m_parameters.contrast),
+          m_grey(m_input.image, m_input.window, analysis.m_request.contrast),
           m_context{m_grey,
                     m_store,
                     SlicesOfRank(m_input.image.SliceCount(), m_ranks.Size(), m_ranks.Rank()),
@@ -180,16 +253,16 @@ class CStreamingAnalysis::CRun {
             throw CNoForegroundError(CNoForegroundError::EReason::constantImage);
         }
         Impl::SGreyHistogram histogram = HistogramOf(m_context, m_stage.ForegroundVolume(), extent);
-        const SStreamParameters& parameters = m_analysis.m_parameters;
-        m_threshold = parameters.threshold ? m_grey.FromFile(*parameters.threshold)
-                                           : ThresholdOf(histogram, extent, parameters.otsuFactor);
+        const Impl::SAnalysisRequest& request = m_analysis.m_request;
+        m_threshold = request.threshold ? m_grey.FromFile(*request.threshold)
+                                        : ThresholdOf(histogram, extent, request.otsuFactor.value());
         result.threshold = m_grey.Turned(m_threshold);
         result.smoothedHistogram = as_in_image(std::move(histogram));
     }
 
     /// A histogram of values that are turned over where fibers are dark, in those of the image.
     Impl::SGreyHistogram as_in_image(Impl::SGreyHistogram histogram) const {
-        if (m_analysis.m_parameters.contrast == Impl::EFiberContrast::dark) {
+        if (m_analysis.m_request.contrast == Impl::EFiberContrast::dark) {
             histogram = {m_grey.Turned(histogram.hi), m_grey.Turned(histogram.lo),
                          std::move(histogram.counts)};
             std::reverse(histogram.counts.begin(), histogram.counts.end());
@@ -198,7 +271,7 @@ class CStreamingAnalysis::CRun {
     }
 
     Impl::EConfidence confidence_of_fields() const {
-        return m_analysis.m_parameters.withConfidence ? m_stage.Confidence() : Impl::EConfidence::none;
+        return m_analysis.m_request.withConfidence ? m_stage.Confidence() : Impl::EConfidence::none;
     }
 
     template <std::size_t Dim>
@@ -210,7 +283,7 @@ class CStreamingAnalysis::CRun {
         const CSize& size = m_input.image.Info().size;
         CTileSums<Dim> sums(grid, m_context.own);
         CTileAccumulator<Dim> accumulator(
-            grid, sums, m_analysis.m_parameters.withFourthOrder ? EOrders::secondAndFourth : EOrders::second,
+            grid, sums, m_analysis.m_request.withFourthOrder ? EOrders::secondAndFourth : EOrders::second,
             withConfidence ? ESums::axesAndConfidence : ESums::axes, m_workers.Count(),
             static_cast<std::size_t>(size[0]));
         std::optional<CMaskSlices> mask;
@@ -236,21 +309,9 @@ class CStreamingAnalysis::CRun {
         if (sums.Count() == 0) {
             throw CNoForegroundError(CNoForegroundError::EReason::noneInTiles);
         }
-        const SStreamParameters& parameters = m_analysis.m_parameters;
-        const double spacing = parameters.spacing;
-        Impl::SAnalysisParameters recorded{parameters.fiberRadius,
-                                           std::nullopt,
-                                           {spacing, spacing, Dim == 3 ? spacing : 1.0},
-                                           parameters.withFourthOrder};
-        recorded.confidence = confidence_of_fields();
-        if (m_input.mask == nullptr) {
-            recorded.threshold = parameters.threshold;
-            if (!parameters.threshold) {
-                recorded.otsuFactor = parameters.otsuFactor;
-            }
-        }
-        Impl::CResultBuilder builder(m_analysis.m_layout, recorded);
-        sums.AddTo(builder, parameters.withFourthOrder);
+        const Impl::SAnalysisRequest& request = m_analysis.m_request;
+        Impl::CResultBuilder builder(m_analysis.m_layout, request, confidence_of_fields());
+        sums.AddTo(builder, request.withFourthOrder);
         Impl::SAnalysisResult found = builder.Finish();
         found.threshold = result.threshold;
         found.smoothedHistogram = std::move(result.smoothedHistogram);
@@ -271,12 +332,12 @@ class CStreamingAnalysis::CRun {
     SStageContext m_context;
 };
 
-CStreamingAnalysis::CStreamingAnalysis(const SStreamInput& input, const SStreamParameters& parameters,
+CStreamingAnalysis::CStreamingAnalysis(const SStreamInput& input, const Impl::SAnalysisRequest& request,
                                        const SStreamResources& resources, ICommunicator& ranks,
                                        ISliceSink* sink)
-    : m_input(input), m_parameters(parameters), m_resources(resources), m_ranks(ranks), m_sink(sink),
-      m_stage(stage_of(input, parameters)),
-      m_layout(Impl::LayoutOf(input.image.Info().size, parameters, m_stage->BorderPx())),
+    : m_input(input), m_request(Completed(input, request)), m_resources(resources), m_ranks(ranks),
+      m_sink(sink), m_stage(stage_of(input, m_request)),
+      m_layout(Impl::LayoutOf(input.image.Info().size, m_request)),
       m_grid(m_layout, input.image.Info().size) {
     check(m_input, m_layout, ranks);
     if (m_input.window) {
@@ -295,7 +356,7 @@ CStreamingAnalysis::CStreamingAnalysis(const SStreamInput& input, const SStreamP
     workload.wantsAngles = sink != nullptr && sink->WantsAngles();
     workload.callersBytes = resources.callersBytes;
     workload.wantsConfidenceMap = sink != nullptr && sink->WantsConfidence() && HasConfidence();
-    workload.withFourthOrder = parameters.withFourthOrder;
+    workload.withFourthOrder = m_request.withFourthOrder;
     workload.tilesPerSlice = m_grid.Tiles(0) * m_grid.Tiles(1);
     workload.tiles = workload.tilesPerSlice * m_grid.Tiles(2);
     workload.threads = resources.threads;

@@ -39,12 +39,20 @@ class CNoForegroundError : public std::runtime_error {
 /// What is analysed.
 struct SStreamInput {
     volume::IImageReader& image;
-    volume::IImageReader* mask = nullptr;        ///< of the same size; null for the automatic foreground
-    std::optional<volume::SGreyWindow> window{}; ///< brings the image to 8 bit; none: its own precision
-    const SEstimator* estimator = &HESSIAN;      ///< how axes are found
+    volume::IImageReader* mask = nullptr;            ///< of the same size; null for the automatic foreground
+    std::optional<volume::SGreyWindow> window{};     ///< brings the image to 8 bit; none: its own precision
+    const SEstimator* estimator = DEFAULT_ESTIMATOR; ///< how axes are found
 };
 
-using SStreamParameters = Impl::SAnalysisRequest;
+/// The request as it is carried out and recorded: with the estimator's name and all that is left to it. Without a factor
+/// where a mask or a threshold takes its place. Headers hold rounded numbers: spacings that differ by no more than a
+/// ten-thousandth become that of x; in 2D z gets it, too.
+/// @throws volume::CInputError if the spacing is unequal and the estimator does not take that, or if a length is none of
+///         its own.
+Impl::SAnalysisRequest Completed(const SStreamInput& input, const Impl::SAnalysisRequest& request);
+
+/// "0.5 mm", or "0.05 x 0.05 x 0.1 um" where pixels are no cubes; of a completed request.
+std::string SpacingText(const Impl::SAnalysisRequest& request, int dim);
 
 struct SStreamResources {
     int threads = 1;
@@ -67,7 +75,7 @@ struct SStreamResult {
 
 /// The field-by-field analysis of CSubfieldFiberDirections, slice by slice.
 ///
-///     CStreamingAnalysis analysis(input, parameters, resources, *ranks);
+///     CStreamingAnalysis analysis(input, request, resources, *ranks);
 ///     std::cout << analysis.Plan().peakBytes;
 ///     SStreamResult result = analysis.Run();
 ///
@@ -81,16 +89,18 @@ class CStreamingAnalysis {
   public:
     /// Reads no pixels yet. @param input, ranks, sink must outlive the object.
     /// @param sink takes grey values and maps of this process's slices; null if nobody wants them.
-    /// @throws std::invalid_argument if the parameters do not go with the image's size;
+    /// @throws std::invalid_argument if the request does not go with the image's size; what `Completed` throws;
     ///         volume::CEnvironmentError if the memory cannot suffice; volume::CInputError for an impossible
     ///         window.
-    CStreamingAnalysis(const SStreamInput& input, const SStreamParameters& parameters,
+    CStreamingAnalysis(const SStreamInput& input, const Impl::SAnalysisRequest& request,
                        const SStreamResources& resources, ICommunicator& ranks, ISliceSink* sink = nullptr);
     ~CStreamingAnalysis();
     CStreamingAnalysis(const CStreamingAnalysis&) = delete;
     CStreamingAnalysis& operator=(const CStreamingAnalysis&) = delete;
 
     const SMemoryPlan& Plan() const noexcept { return m_plan; }
+    /// The lengths that the estimator works with.
+    std::vector<SScale> Scales() const { return m_stage->Scales(); }
     /// Whether the estimator knows how sure its axes are.
     bool HasConfidence() const noexcept { return m_stage->Confidence() != Impl::EConfidence::none; }
     /// Takes the files of the checkpoint for this process alone, until the object goes; `Run` does if it has
@@ -118,7 +128,7 @@ class CStreamingAnalysis {
     class CRun;
 
     SStreamInput m_input;
-    SStreamParameters m_parameters;
+    Impl::SAnalysisRequest m_request; // completed
     SStreamResources m_resources;
     ICommunicator& m_ranks;
     ISliceSink* m_sink;

@@ -29,7 +29,7 @@ class CTevraRows : public IPeer {
     void Compute() override {
         const CSize& size = m_reader->Info().size;
         const long long subfieldPx = std::min(SUBFIELD_PX, size[0] / 2);
-        stream::SStreamParameters parameters;
+        Impl::SAnalysisRequest parameters;
         parameters.fiberRadius = m_options.sigmaPx;
         parameters.otsuFactor = m_options.otsuFactor;
         parameters.subfieldPx = {subfieldPx, subfieldPx, subfieldPx};
@@ -38,7 +38,8 @@ class CTevraRows : public IPeer {
         resources.memoryBytes = stream::DefaultBudget();
         const auto process = stream::SingleProcess();
         m_maps.emplace(size);
-        stream::CStreamingAnalysis analysis({*m_reader}, parameters, resources, *process, &*m_maps);
+        stream::CStreamingAnalysis analysis({*m_reader, nullptr, std::nullopt, &stream::HESSIAN}, parameters,
+                                            resources, *process, &*m_maps);
         m_result = analysis.Run();
     }
     std::span<const float> Theta() const override { return m_maps->Theta(); }

@@ -124,12 +124,15 @@ SRun in_memory(CImage& image, int threads, bool /*withMaps*/) {
 SRun by_slices(CImage& image, int threads, bool withMaps) {
     volume::CMemoryReader reader(image.Size(), volume::EPixelType::u8, image.Pixels<unsigned char>());
     const auto alone = stream::SingleProcess();
-    const stream::SStreamParameters parameters{
-        RADIUS, 1.0, OTSU_FACTOR, {SUBFIELD, SUBFIELD, SUBFIELD}, false};
+    Impl::SAnalysisRequest request;
+    request.fiberRadius = RADIUS;
+    request.otsuFactor = OTSU_FACTOR;
+    request.subfieldPx = {SUBFIELD, SUBFIELD, SUBFIELD};
     const stream::SStreamResources resources{threads, std::size_t{1} << 36U, "/tmp"};
     // As the library keeps them.
     const auto maps = withMaps ? std::make_unique<stream::CMapsInMemory>(image.Size()) : nullptr;
-    stream::CStreamingAnalysis analysis({reader}, parameters, resources, *alone, maps.get());
+    stream::CStreamingAnalysis analysis({reader, nullptr, std::nullopt, &stream::HESSIAN}, request, resources,
+                                        *alone, maps.get());
     const stream::SStreamResult result = analysis.Run();
     SRun run;
     run.threshold = result.analysis.threshold.value_or(0.0);

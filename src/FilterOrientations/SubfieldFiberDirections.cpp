@@ -125,7 +125,10 @@ CValueMap* CSubfieldFiberDirections::Compute(IImage& image, std::string& paramet
 
     m_estimator.compute(image, fiberRadiusPx, mask, CHessianOrientations::eEVSmallest);
 
-    Impl::SAnalysisParameters recorded{m_fFiberRadius, std::nullopt, spacing, fourthOrder};
+    Impl::SAnalysisRequest recorded;
+    recorded.fiberRadius = m_fFiberRadius;
+    recorded.spacing = spacing;
+    recorded.withFourthOrder = fourthOrder;
     if (mask == nullptr) {
         recorded.otsuFactor = m_fOtsuFactor;
     }

@@ -57,8 +57,9 @@ double difference(const STensorValues& own, const SAnalysisResult& result) {
 
 } // namespace
 
-CResultBuilder::CResultBuilder(const CSubfieldLayout& layout, const SAnalysisParameters& parameters)
-    : m_layout(layout), m_identifierWidth(layout.IdentifierWidth()) {
+CResultBuilder::CResultBuilder(const CSubfieldLayout& layout, const SAnalysisRequest& parameters,
+                               EConfidence confidence)
+    : m_layout(layout), m_confidence(confidence), m_identifierWidth(layout.IdentifierWidth()) {
     const auto dim = static_cast<std::size_t>(layout.Dim());
     m_result.dim = layout.Dim();
     m_result.parameters = parameters;
@@ -67,7 +68,7 @@ CResultBuilder::CResultBuilder(const CSubfieldLayout& layout, const SAnalysisPar
         m_result.subfieldSize = layout.MeanSubfieldExtent(0) * parameters.spacing[0];
     }
     m_fieldSums.dim = dim;
-    m_fieldSums4 = parameters.fourthOrder ? STensor4(dim) : STensor4();
+    m_fieldSums4 = parameters.withFourthOrder ? STensor4(dim) : STensor4();
 }
 
 void CResultBuilder::AddTile(const TileIndex& index, const STileSums& sums) {
@@ -103,12 +104,11 @@ void CResultBuilder::add_subfield(const TileIndex& index, const CBox& tile, cons
 }
 
 void CResultBuilder::set_confidence(const SConfidenceSums& sums, SFieldResult& field) const {
-    const EConfidence kind = m_result.parameters.confidence;
-    if (field.foregroundPixels < 1 || kind == EConfidence::none) {
+    if (field.foregroundPixels < 1 || m_confidence == EConfidence::none) {
         return;
     }
     field.meanConfidence = sums.Mean(field.foregroundPixels);
-    if (kind == EConfidence::absolute) {
+    if (m_confidence == EConfidence::absolute) {
         field.doubtfulFraction =
             static_cast<double>(sums.doubtful) / static_cast<double>(field.foregroundPixels);
     }
@@ -164,7 +164,7 @@ std::array<std::vector<SProfileSlice>, 3> AveragedProfiles(const SAnalysisResult
 }
 
 std::string ParameterSummary(const SAnalysisResult& result) {
-    const SAnalysisParameters& parameters = result.parameters;
+    const SAnalysisRequest& parameters = result.parameters;
     return (parameters.otsuFactor ? summary_of("otsufactor", *parameters.otsuFactor) : "otsufactor=n/a,") +
            summary_of("fiberradius", parameters.fiberRadius) +
            (result.subfieldSize ? summary_of("subfieldsize", *result.subfieldSize) : "");

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Axes/ConfidenceSums.h"
+#include "Subfields/AnalysisRequest.h"
 #include "Subfields/FieldResult.h"
 
 #include <array>
@@ -10,16 +11,6 @@
 #include <vector>
 
 namespace TEVRA::Impl {
-
-/// What is recorded of an analysis. Lengths are in the image's physical unit.
-struct SAnalysisParameters {
-    double fiberRadius = 0.0;
-    std::optional<double> otsuFactor{};           ///< none if the caller gave a mask or a threshold
-    std::array<double, 3> spacing{1.0, 1.0, 1.0}; ///< per axis, positive
-    bool fourthOrder = false;
-    std::optional<double> threshold{}; ///< grey value, if the caller gave one
-    EConfidence confidence = EConfidence::none;
-};
 
 /// The subfields whose lower corner is one slice of the image, averaged.
 struct SProfileSlice {
@@ -47,8 +38,8 @@ struct SPassTime {
 /// All that an analysis has found. Documents, tables and reports are written from it.
 struct SAnalysisResult {
     int dim = 3;
-    SAnalysisParameters parameters;
-    long long borderPx = 0;              ///< left out around the evaluated area
+    SAnalysisRequest parameters;         ///< as it was carried out
+    long long borderPx = 0;              ///< left out around the evaluated area, along x
     SFieldResult field;                  ///< the evaluated area
     std::vector<SFieldResult> subfields; ///< if any are listed, x fastest; those without foreground, too
     /// Size of the subfields along x in the image's physical unit; none if no subfields are listed.
@@ -77,8 +68,9 @@ struct STileSums {
 ///     if (builder.HasForeground()) { SAnalysisResult result = builder.Finish(); }
 class CResultBuilder {
   public:
-    /// @param layout must outlive the object.
-    CResultBuilder(const CSubfieldLayout& layout, const SAnalysisParameters& parameters);
+    /// @param layout must outlive the object. @param confidence of the sums of the tiles.
+    CResultBuilder(const CSubfieldLayout& layout, const SAnalysisRequest& parameters,
+                   EConfidence confidence = EConfidence::none);
 
     /// Adds one tile: a subfield of its own if it is a full one, and its share of the whole field.
     void AddTile(const TileIndex& index, const STileSums& sums);
@@ -91,6 +83,7 @@ class CResultBuilder {
     void add_subfield(const TileIndex& index, const CBox& tile, const STileSums& sums);
 
     const CSubfieldLayout& m_layout;
+    EConfidence m_confidence;
     SAnalysisResult m_result;
     int m_identifierWidth;
     STensor2 m_fieldSums;

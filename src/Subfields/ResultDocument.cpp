@@ -42,7 +42,7 @@ std::unique_ptr<CValueMap> tensor4_map(const STensor4& tensor) {
     return map;
 }
 
-CValue* otsu_factor(const SAnalysisParameters& parameters) {
+CValue* otsu_factor(const SAnalysisRequest& parameters) {
     if (parameters.otsuFactor) {
         return new CValueDouble(*parameters.otsuFactor);
     }

@@ -47,6 +47,8 @@ class CSubfieldLayout {
     int Dim() const noexcept { return m_dim; }
     /// Along x.
     long long Border() const noexcept { return m_begin[0]; }
+    /// Along every axis; 0 along z in 2D.
+    const std::array<long long, 3>& Borders() const noexcept { return m_begin; }
     /// The size of a subfield; where sizes differ, the smallest along each axis.
     const std::array<long long, 3>& SubfieldSize() const noexcept { return m_subfieldSize; }
     /// The same along an axis, on average where sizes differ.

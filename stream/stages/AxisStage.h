@@ -25,6 +25,12 @@ namespace TEVRA::stream {
 
 struct SMemoryPlan;
 
+/// A length that a stage works with.
+struct SScale {
+    const char* name; ///< as in "gradient_sigma", for records
+    double length;    ///< in the unit of the spacing
+};
+
 /// What a stage is made for.
 struct SStageSetup {
     CSize imageSize;
@@ -93,8 +99,8 @@ class IAxisStage {
     /// if its own says the same.
     virtual std::string Fingerprint() const = 0;
     virtual SStageScratch Scratch() const = 0;
-    /// Pixels left out on every side per axis are these, rounded.
-    virtual std::array<double, 3> BorderPx() const = 0;
+    /// For records.
+    virtual std::vector<SScale> Scales() const { return {}; }
 
     /// In order; fill the own slices of the volumes.
     virtual std::vector<SStagePass> Passes() const = 0;
@@ -137,8 +143,11 @@ std::unique_ptr<Impl::IMatrixRows<Dim>> NewRows(const IAxisStage& stage, const C
 struct SEstimator {
     const char* name;   ///< as in "hessian": for records and options
     double otsuFactor;  ///< by which Otsu's threshold is multiplied unless told otherwise
-    double borderRadii; ///< fiber radii that are left out at every edge of the image
+    double borderRadii; ///< fiber radii that are left out at every edge of the image unless told otherwise
     std::unique_ptr<IAxisStage> (*newStage)(const SStageSetup& setup);
+    bool takesUnequalSpacing = false;
+    bool averagesAlong = false; ///< whether `along` is a length of it
+    bool hasWindow = false;     ///< whether `gradientSigma` and `windowSigma` are
 };
 
 } // namespace TEVRA::stream

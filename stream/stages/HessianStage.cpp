@@ -5,6 +5,7 @@
 #include "stream/stages/HessianRows.h"
 #include "stream/stages/VolumeSmoothing.h"
 
+#include "Utils/Threshold.h"
 #include "VexoFilter/SmoothingPass.h"
 
 #include <algorithm>
@@ -17,7 +18,7 @@ namespace {
 class CHessianStage : public IAxisStage {
   public:
     explicit CHessianStage(const SStageSetup& setup)
-        : m_size(setup.imageSize), m_sigmaPx(setup.fiberRadius / setup.spacing[0]),
+        : m_size(setup.imageSize), m_sigma(setup.fiberRadius), m_sigmaPx(m_sigma / setup.spacing[0]),
           m_gaussian(Impl::GaussianFromSigma(m_sigmaPx)) {}
 
     std::string Fingerprint() const override {
@@ -28,7 +29,7 @@ class CHessianStage : public IAxisStage {
     SStageScratch Scratch() const override {
         return {1, std::max(HaloSlices(m_gaussian), HESSIAN_REACH), HESSIAN_REACH};
     }
-    std::array<double, 3> BorderPx() const override { return {m_sigmaPx, m_sigmaPx, m_sigmaPx}; }
+    std::vector<SScale> Scales() const override { return {{"sigma", m_sigma}}; }
 
     std::vector<SStagePass> Passes() const override {
         return {{"slices",
@@ -54,6 +55,7 @@ class CHessianStage : public IAxisStage {
 
   private:
     CSize m_size;
+    double m_sigma;
     double m_sigmaPx;
     Impl::Gaussian m_gaussian;
 };

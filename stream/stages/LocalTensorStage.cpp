@@ -41,11 +41,12 @@ class CLocalTensorStage : public IAxisStage {
         return text.str();
     }
     SStageScratch Scratch() const override { return {1, 0, 0}; }
-    std::array<double, 3> BorderPx() const override {
-        std::array<double, 3> border{};
-        std::transform(m_scales.spacing.begin(), m_scales.spacing.end(), border.begin(),
-                       [this](double spacing) { return BORDER_RADII * m_radius / spacing; });
-        return border;
+    std::vector<SScale> Scales() const override {
+        const bool votes = m_scales.kind == Impl::ELocalTensor::lineVotes;
+        return {{"foreground_sigma", foreground_sigma()},
+                {votes ? "sigma" : "gradient_sigma", m_scales.derivativeSigma},
+                {votes ? "rho" : "window", m_scales.windowSigma},
+                {"along", m_scales.along}};
     }
 
     std::vector<SStagePass> Passes() const override {
@@ -184,8 +185,9 @@ std::unique_ptr<IAxisStage> new_structure_tensor(const SStageSetup& setup) {
 
 } // namespace
 
-const SEstimator LINE_VOTING{"line-voting", Impl::LOCAL_TENSOR_OTSU_FACTOR, BORDER_RADII, new_line_voting};
-const SEstimator STRUCTURE_TENSOR{"structure-tensor", Impl::LOCAL_TENSOR_OTSU_FACTOR, BORDER_RADII,
-                                  new_structure_tensor};
+const SEstimator LINE_VOTING{
+    "line-voting", Impl::LOCAL_TENSOR_OTSU_FACTOR, BORDER_RADII, new_line_voting, true, true};
+const SEstimator STRUCTURE_TENSOR{
+    "structure-tensor", Impl::LOCAL_TENSOR_OTSU_FACTOR, BORDER_RADII, new_structure_tensor, true, true, true};
 
 } // namespace TEVRA::stream

@@ -135,12 +135,17 @@ TEST_F(AnalyzeFailure, AnImageOfOneOrFourDimensions) {
     expect_image_refusal("series.mha", {"series.mha"});
 }
 
-TEST_F(AnalyzeFailure, UnequalSpacing) {
+TEST_F(AnalyzeFailure, UnequalSpacingWithTheHessian) {
+    const Words hessian = {"--estimator", "hessian"};
+    const std::string others = "line-voting and structure-tensor do";
     write("slabs.mha", ParallelFibers(VOLUME, 0), "0.5 0.5 2");
-    expect_image_refusal("slabs.mha", {"Need equal pixel spacing in all axis directions", "0.5 x 0.5 x 2"});
+    expect_image_refusal(
+        "slabs.mha", {"Need equal pixel spacing in all axis directions", "0.5 x 0.5 x 2", others}, hessian);
     write("stretched.mha", ParallelFibers(PLANE, 0), "0.5 1");
-    expect_image_refusal("stretched.mha", {"Need equal pixel spacing in all axis directions", "0.5 x 1"});
-    expect_image_refusal("volume.mha", {"Need equal pixel spacing", "1 x 1 x 2"}, {"--spacing", "1,1,2"});
+    expect_image_refusal("stretched.mha",
+                         {"Need equal pixel spacing in all axis directions", "0.5 x 1:", others}, hessian);
+    expect_image_refusal("volume.mha", {"Need equal pixel spacing", "1 x 1 x 2"},
+                         {"--spacing", "1,1,2", "--estimator", "hessian"});
 }
 
 TEST_F(AnalyzeFailure, ASpacingThatIsNoPositiveLength) {

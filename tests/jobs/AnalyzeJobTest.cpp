@@ -76,7 +76,7 @@ TEST_F(AnalyzeJob, WritesTheOutputsThatTheTaskAsksFor) {
 TEST_F(AnalyzeJob, RecordsTheRequestAsItIs) {
     SAnalyzeTask wanted = task();
     wanted.request.fiberRadius = 1.5;
-    wanted.request.spacing = 0.5;
+    wanted.request.spacing = {0.5, 0.5, 0.5};
     wanted.request.lengthUnit = "mm";
     wanted.request.otsuFactor = 1.125;
     wanted.spacing = {0.5, 0.5, 0.5};

@@ -21,6 +21,7 @@ Impl::SAnalysisRequest request_of(double radius, const std::array<long long, 3>&
     request.fiberRadius = radius;
     request.subfieldPx = subfieldPx;
     request.lengthUnit = "px";
+    request.border = radius;
     return request;
 }
 
@@ -71,7 +72,7 @@ TEST(LayoutCheck, TellsTheNumbersOfAFault) {
     const auto fault = CheckLayout(VOLUME, request_of(3.0, {27, 27, 27}));
     ASSERT_TRUE(fault);
     EXPECT_EQ(fault->radiusPx, 3.0);
-    EXPECT_EQ(fault->borderPx, 3);
+    EXPECT_THAT(fault->borderPx, ElementsAre(3, 3, 3));
     EXPECT_THAT(fault->imagePx, ElementsAre(40, 36, 32));
     EXPECT_THAT(fault->evaluatedPx, ElementsAre(34, 30, 26));
     EXPECT_THAT(fault->subfieldPx, ElementsAre(27, 27, 27));
@@ -81,9 +82,37 @@ TEST(LayoutCheck, TellsTheNumbersOfAFault) {
     EXPECT_THAT(inPlane->subfieldPx, IsEmpty());
 }
 
+TEST(LayoutCheck, ChecksEveryAxisWithItsOwnSpacing) {
+    Impl::SAnalysisRequest request = request_of(3.0, {20, 20, 5});
+    request.spacing = {0.5, 0.5, 2.0}; // 6, 6 and 1.5 px
+    request.border = 6.0;              // 12, 12 and 3 px
+    const auto tooLarge = CheckLayout(VOLUME, request);
+    ASSERT_TRUE(tooLarge);
+    EXPECT_EQ(tooLarge->reason, EReason::subfieldsDoNotFit);
+    EXPECT_THAT(tooLarge->evaluatedPx, ElementsAre(16, 12, 26));
+    EXPECT_THAT(LayoutFaultText(*tooLarge, request), HasSubstr("border of 12 x 12 x 3 px"));
+    request.subfieldPx = {13, 12, 4};
+    EXPECT_FALSE(CheckLayout(VOLUME, request));
+    request.subfieldPx = {13, 11, 4};
+    const auto tooSmall = CheckLayout(VOLUME, request);
+    ASSERT_TRUE(tooSmall);
+    EXPECT_EQ(tooSmall->reason, EReason::radiusExceedsSubfield);
+    EXPECT_THAT(LayoutFaultText(*tooSmall, request), HasSubstr("6 x 6 x 1.5 px"));
+    request.fiberRadius = 9.5;
+    EXPECT_EQ(CheckLayout(VOLUME, request)->reason, EReason::radiusExceedsImage);
+}
+
+TEST(LayoutCheck, RefusesABorderThatLeavesNothing) {
+    Impl::SAnalysisRequest request = request_of(3.0);
+    for (const double border : {16.0, 40.0, 1e300}) {
+        request.border = border;
+        expect_fault(VOLUME, request, EReason::nothingButBorder);
+    }
+}
+
 TEST(LayoutCheck, TakesTheRadiusInTheUnitOfTheSpacing) {
     Impl::SAnalysisRequest request = request_of(3.0);
-    request.spacing = 0.001;
+    request.spacing = {0.001, 0.001, 0.001};
     request.lengthUnit = "mm";
     const auto fault = CheckLayout(VOLUME, request);
     ASSERT_TRUE(fault);

@@ -28,8 +28,12 @@ SRunRecord make_record() {
     record.input.spacingOrigin = ESpacingOrigin::header;
     record.input.greyWindow = {100.0, 4000.0};
     record.parameters.request.fiberRadius = 3.0;
-    record.parameters.request.spacing = 0.5;
+    record.parameters.request.spacing = {0.5, 0.5, 0.5};
     record.parameters.request.otsuFactor = 1.25;
+    record.parameters.request.estimator = "line-voting";
+    record.parameters.request.border = 6.0;
+    record.parameters.borderPx = {12, 12, 12};
+    record.parameters.scales = {{"sigma", 1.5}, {"along", 3.0}};
     record.parameters.request.subfieldPx = {30, 20, 10};
     record.parameters.beyondSubfieldsPx = {8, 0, 2};
     record.parameters.reference = {0.0, 0.6, 0.8};
@@ -58,7 +62,7 @@ TEST(RunRecord, HoldsWhatWasRunOnWhat) {
                   "pixel_type": "16-bit unsigned integer", "spacing": [0.5, 0.5, 0.5], "length_unit": "mm",
                   "spacing_origin": "header", "converted_to_8_bit": true, "grey_window": [100.0, 4000.0],
                   "nan_pixels": 0, "infinite_pixels": 0},
-        "parameters": {"fiber_radius": 3.0, "fiber_radius_px": 6.0, "estimator": "hessian", "border_radii": 1.0, "along": null, "otsu_factor": 1.25,
+        "parameters": {"fiber_radius": 3.0, "fiber_radius_px": 6.0, "estimator": "line-voting", "scales": {"sigma": 1.5, "along": 3.0}, "border": 6.0, "border_px": [12, 12, 12], "otsu_factor": 1.25,
                        "threshold": null, "dark_fibers": false, "mask": null,
                        "subfield_px": [30, 20, 10], "subfield_count": null,
                        "beyond_subfields_px": [8, 0, 2], "reference": [0.0, 0.6, 0.8], "fourth_order": false, "threads": 4,
@@ -128,6 +132,7 @@ TEST(RunRecord, NamesTheSubfieldWhoseAxesAreLeastSure) {
 TEST(RunRecord, AMaskTakesThePlaceOfTheOtsuFactor) {
     SRunRecord record = make_record();
     record.parameters.maskPath = "mask.mha";
+    record.parameters.request.otsuFactor.reset();
     const json written = json::parse(RunJson(record));
     EXPECT_EQ(written["parameters"]["mask"], "mask.mha");
     EXPECT_TRUE(written["parameters"]["otsu_factor"].is_null());
@@ -136,6 +141,7 @@ TEST(RunRecord, AMaskTakesThePlaceOfTheOtsuFactor) {
 TEST(RunRecord, AThresholdTakesThePlaceOfTheOtsuFactor) {
     SRunRecord record = make_record();
     record.parameters.request.threshold = 90.0;
+    record.parameters.request.otsuFactor.reset();
     record.parameters.request.contrast = Impl::EFiberContrast::dark;
     const json written = json::parse(RunJson(record));
     EXPECT_EQ(written["parameters"]["threshold"], 90.0);

@@ -12,8 +12,8 @@ using namespace TEVRA::test;
 
 namespace {
 
-stream::SStreamParameters parameters_of(double radius) {
-    stream::SStreamParameters parameters;
+Impl::SAnalysisRequest parameters_of(double radius) {
+    Impl::SAnalysisRequest parameters;
     parameters.fiberRadius = radius;
     parameters.subfieldPx = {11, 12, 9};
     parameters.otsuFactor = 0.95;
@@ -41,7 +41,7 @@ TEST(TheAnswerDoesNotDependOn, TheMemory) {
     const std::size_t little = std::size_t{44} << 20;
     for (const double radius : RADII) {
         for (CImage* const foreground : {static_cast<CImage*>(nullptr), mask.get()}) {
-            stream::SStreamParameters parameters = parameters_of(radius);
+            Impl::SAnalysisRequest parameters = parameters_of(radius);
             parameters.subfieldPx = {50, 60, 30};
             const SCase task{*image, foreground, parameters};
             const SAnswer roomy = Streamed(task, {2, PLENTY, "/tmp"});

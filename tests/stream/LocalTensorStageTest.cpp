@@ -20,12 +20,9 @@ using namespace TEVRA::test;
 
 namespace {
 
-stream::SStreamParameters parameters_of(const stream::SEstimator& estimator, double radius) {
-    stream::SStreamParameters parameters;
+Impl::SAnalysisRequest parameters_of(double radius) {
+    Impl::SAnalysisRequest parameters;
     parameters.fiberRadius = radius;
-    parameters.otsuFactor = estimator.otsuFactor;
-    parameters.estimator = estimator.name;
-    parameters.borderRadii = estimator.borderRadii;
     return parameters;
 }
 
@@ -35,7 +32,7 @@ TEST_P(LocalTensorStage, GivesTheSameForAnyThreadsMemoryAndProcesses) {
     const auto image = FiberImage(CSize(61, 130, 47));
     const auto mask = BlobMask(image->Size());
     const stream::SEstimator& estimator = *GetParam();
-    stream::SStreamParameters parameters = parameters_of(estimator, 2.0);
+    Impl::SAnalysisRequest parameters = parameters_of(2.0);
     parameters.subfieldPx = {15, 16, 9};
     for (const CImage* const foreground :
          {static_cast<const CImage*>(nullptr), static_cast<const CImage*>(mask.get())}) {
@@ -92,7 +89,7 @@ TEST_P(LocalTensorStage, SaysHowSureAxesAreOfEveryField) {
     const stream::SEstimator& estimator = *GetParam();
     for (const CSize& size : {CSize(120, 90), CSize(50, 44, 38)}) {
         const auto image = FiberImage(size);
-        stream::SStreamParameters parameters = parameters_of(estimator, 2.0);
+        Impl::SAnalysisRequest parameters = parameters_of(2.0);
         parameters.subfieldPx = {7, 6, size.Dim() == 3 ? 5 : -1};
         const SAnswer answer = Streamed({*image, nullptr, parameters, &estimator});
         const bool hasDoubtful = &estimator == &stream::LINE_VOTING;
@@ -123,7 +120,7 @@ TEST(Hessian, KnowsNoConfidence) {
 TEST_P(LocalTensorStage, FindsAxesInAPlane) {
     const auto image = FiberImage(CSize(120, 90));
     const stream::SEstimator& estimator = *GetParam();
-    const SCase task{*image, nullptr, parameters_of(estimator, 2.5), &estimator};
+    const SCase task{*image, nullptr, parameters_of(2.5), &estimator};
     const SAnswer one = Streamed(task, {1, PLENTY, "/tmp"});
     EXPECT_GT(one.foregroundPixels, 100);
     for (const int threads : {1, 2, 3}) {
@@ -184,7 +181,7 @@ TEST(LineVoting, ErrsByTwoDegreesWhereTheHessianErrsByTen) {
     options.noiseSd = 10.0;
     const phantom::SPhantom phantom = MakeSeparatePhantom(options);
     const auto error_of = [&](const stream::SEstimator& estimator) {
-        const SCase task{*phantom.image, nullptr, parameters_of(estimator, 3.0), &estimator};
+        const SCase task{*phantom.image, nullptr, parameters_of(3.0), &estimator};
         return mean_error(Streamed(task), phantom, 6);
     };
     EXPECT_LT(error_of(stream::LINE_VOTING), 2.0);

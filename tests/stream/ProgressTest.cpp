@@ -40,10 +40,10 @@ class Passes : public testing::Test {
     Names run(const CImage* maskImage, const std::optional<stream::SCheckpointFiles>& checkpoint) {
         const auto image = ReaderOf(*m_image);
         const auto mask = maskImage != nullptr ? ReaderOf(*maskImage) : nullptr;
-        stream::SStreamParameters parameters;
+        Impl::SAnalysisRequest parameters;
         parameters.fiberRadius = 2.0;
         const std::unique_ptr<stream::ICommunicator> alone = stream::SingleProcess();
-        stream::CStreamingAnalysis analysis({*image, mask.get()}, parameters,
+        stream::CStreamingAnalysis analysis({*image, mask.get(), std::nullopt, &stream::HESSIAN}, parameters,
                                             {1, PLENTY, testing::TempDir(), checkpoint}, *alone);
         COuterProgress progress;
         const CProgressMonitorScope scope(progress);

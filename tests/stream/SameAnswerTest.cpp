@@ -10,8 +10,8 @@ using namespace TEVRA::test;
 
 namespace {
 
-stream::SStreamParameters parameters_of(double radius, std::array<long long, 3> subfield = {-1, -1, -1}) {
-    stream::SStreamParameters parameters;
+Impl::SAnalysisRequest parameters_of(double radius, std::array<long long, 3> subfield = {-1, -1, -1}) {
+    Impl::SAnalysisRequest parameters;
     parameters.fiberRadius = radius;
     parameters.subfieldPx = subfield;
     parameters.otsuFactor = 0.95; // foreground in every small image
@@ -29,7 +29,7 @@ TEST(SameAnswerAsTheLibrary, OfAVolume) {
 
 TEST(SameAnswerAsTheLibrary, OfAVolumeInSubfieldsWithFourthOrder) {
     const auto image = FiberImage(CSize(45, 38, 31));
-    stream::SStreamParameters parameters = parameters_of(2.6, {9, 10, 8});
+    Impl::SAnalysisRequest parameters = parameters_of(2.6, {9, 10, 8});
     parameters.withFourthOrder = true;
     expect_same_as_library({*image, nullptr, parameters});
 }
@@ -42,7 +42,7 @@ TEST(SameAnswerAsTheLibrary, OfAVolumeWithAMask) {
 
 TEST(SameAnswerAsTheLibrary, OfAPlaneImage) {
     const auto image = FiberImage(CSize(97, 83));
-    stream::SStreamParameters parameters = parameters_of(3.0, {20, 25, -1});
+    Impl::SAnalysisRequest parameters = parameters_of(3.0, {20, 25, -1});
     parameters.withFourthOrder = true;
     expect_same_as_library({*image, nullptr, parameters});
 }
@@ -86,8 +86,8 @@ TEST(SameAnswerAsTheLibrary, OfOneSliceAndOfThinSlabs) {
 
 TEST(SameAnswerAsTheLibrary, OfPhysicalLengths) {
     const auto image = FiberImage(CSize(36, 32, 30));
-    stream::SStreamParameters parameters = parameters_of(0.0075, {10, 10, 10});
-    parameters.spacing = 0.0025;
+    Impl::SAnalysisRequest parameters = parameters_of(0.0075, {10, 10, 10});
+    parameters.spacing = {0.0025, 0.0025, 0.0025};
     expect_same_as_library({*image, nullptr, parameters});
 }
 

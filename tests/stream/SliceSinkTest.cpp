@@ -50,15 +50,15 @@ std::vector<float> copy_of(std::span<const float> map) {
 TEST(SliceSink, ThatGivesMemoryGetsTheSameMapsInIt) {
     for (const CSize& size : {CSize(90, 70), CSize(40, 36, 50)}) {
         const auto image = FiberImage(size);
-        stream::SStreamParameters parameters;
+        Impl::SAnalysisRequest parameters;
         parameters.fiberRadius = 2.0;
         const SAnswer copied = Streamed({*image, nullptr, parameters});
         const auto reader = ReaderOf(*image);
         const auto alone = stream::SingleProcess();
         for (const int threads : {1, 3}) {
             CDirectMaps maps(size);
-            stream::CStreamingAnalysis analysis({*reader}, parameters, {threads, PLENTY, "/tmp"}, *alone,
-                                                &maps);
+            stream::CStreamingAnalysis analysis({*reader, nullptr, std::nullopt, &stream::HESSIAN},
+                                                parameters, {threads, PLENTY, "/tmp"}, *alone, &maps);
             analysis.Run();
             EXPECT_EQ(maps.SlicesWritten(), size[2]);
             EXPECT_EQ(copy_of(maps.Theta()), copied.theta) << threads << " threads";
@@ -70,7 +70,7 @@ TEST(SliceSink, ThatGivesMemoryGetsTheSameMapsInIt) {
 TEST(SliceSink, OfAnyNumberGetsTheSame) {
     const CSize size(40, 36, 50);
     const auto image = FiberImage(size);
-    stream::SStreamParameters parameters;
+    Impl::SAnalysisRequest parameters;
     parameters.fiberRadius = 2.0;
     const SAnswer expected = Streamed({*image, nullptr, parameters});
     const auto reader = ReaderOf(*image);
@@ -81,8 +81,8 @@ TEST(SliceSink, OfAnyNumberGetsTheSame) {
     stream::CSinkFan fan{&grey, &first};
     fan.Add(second);
     // Little memory: many slabs.
-    stream::CStreamingAnalysis analysis({*reader}, parameters, {2, std::size_t{33} << 20, testing::TempDir()},
-                                        *alone, &fan);
+    stream::CStreamingAnalysis analysis({*reader, nullptr, std::nullopt, &stream::HESSIAN}, parameters,
+                                        {2, std::size_t{33} << 20, testing::TempDir()}, *alone, &fan);
     analysis.Run();
     for (const stream::CMapsInMemory* const maps : {&first, &second}) {
         EXPECT_EQ(copy_of(maps->Theta()), expected.theta);

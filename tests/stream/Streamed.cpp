@@ -121,18 +121,19 @@ std::size_t LeastMemory(const SCase& task, int threads) {
 }
 
 SAnswer InMemory(const SCase& task) {
-    const stream::SStreamParameters& parameters = task.parameters;
+    const Impl::SAnalysisRequest& parameters = task.parameters;
     CImage image(task.image.Type(), task.image.Size(), CSize(0, 0, 0));
     std::copy_n(task.image.Pixels<unsigned char>(), image.Size().Elements(), image.Pixels<unsigned char>());
-    CVexoHeaderTools::SetSpacing(image, parameters.spacing, parameters.spacing, parameters.spacing);
+    CVexoHeaderTools::SetSpacing(image, parameters.spacing[0], parameters.spacing[1], parameters.spacing[2]);
     std::unique_ptr<CImage> mask;
     if (task.mask != nullptr) {
         mask = std::make_unique<CImage>(IMAGE_BINARY_FG, image.Size(), CSize(0, 0, 0));
         std::copy_n(task.mask->Pixels<unsigned char>(), image.Size().Elements(),
                     mask->Pixels<unsigned char>());
     }
-    CSubfieldFiberDirections analysis(parameters.fiberRadius, parameters.otsuFactor, parameters.subfieldPx[0],
-                                      parameters.subfieldPx[1], parameters.subfieldPx[2]);
+    CSubfieldFiberDirections analysis(
+        parameters.fiberRadius, parameters.otsuFactor.value_or(Impl::DEFAULT_OTSU_FACTOR),
+        parameters.subfieldPx[0], parameters.subfieldPx[1], parameters.subfieldPx[2]);
     SAnswer answer;
     answer.document.reset(analysis.Compute(image, answer.summary, mask.get(), parameters.withFourthOrder));
     if (!mask) {

@@ -36,7 +36,7 @@ struct SAnswer {
 struct SCase {
     const CImage& image;
     const CImage* mask = nullptr;
-    stream::SStreamParameters parameters{};
+    Impl::SAnalysisRequest parameters{};
     const stream::SEstimator* estimator = &stream::HESSIAN;
 };
 

@@ -23,7 +23,7 @@ using testing::ElementsAre;
 namespace {
 
 constexpr long long REACH = 3;
-constexpr double BORDER_PX = 5.0;
+constexpr double BORDER_RADII = 1.6; // 5 of 3 pixels, rounded
 constexpr float CONFIDENCE = 0.75F;
 std::atomic<long long> s_confidenceRows = 0; // that were asked for
 
@@ -75,7 +75,6 @@ class CToyStage : public stream::IAxisStage {
 
     std::string Fingerprint() const override { return "toy"; }
     stream::SStageScratch Scratch() const override { return {2, std::max(REACH, 8LL), REACH}; }
-    std::array<double, 3> BorderPx() const override { return {BORDER_PX, BORDER_PX, BORDER_PX}; }
     std::vector<stream::SStagePass> Passes() const override {
         return {{"numbers",
                  [](const stream::SStageContext& context) {
@@ -116,7 +115,7 @@ class CToyStage : public stream::IAxisStage {
     long long m_prepared = -1;
 };
 
-const stream::SEstimator TOY{"toy", 1.25, 1.0,
+const stream::SEstimator TOY{"toy", 1.25, BORDER_RADII,
                              [](const stream::SStageSetup& setup) -> std::unique_ptr<stream::IAxisStage> {
                                  return std::make_unique<CToyStage>(setup);
                              }};
@@ -190,7 +189,7 @@ TEST(ToyStage, HandsItsConfidenceToSinks) {
     const auto reader = ReaderOf(*image);
     const auto maskReader = ReaderOf(*mask);
     const auto alone = stream::SingleProcess();
-    stream::SStreamParameters parameters;
+    Impl::SAnalysisRequest parameters;
     parameters.fiberRadius = 2.0;
     using EMaps = stream::CMapsInMemory::EMaps;
     stream::CMapsInMemory placed(size, EMaps::anglesAndConfidence);
@@ -227,7 +226,7 @@ TEST(ToyStage, IsAskedForConfidenceOnlyIfSomebodyWantsIt) {
     const auto image = FiberImage(size);
     const auto reader = ReaderOf(*image);
     const auto alone = stream::SingleProcess();
-    stream::SStreamParameters parameters;
+    Impl::SAnalysisRequest parameters;
     parameters.fiberRadius = 2.0;
     using EMaps = stream::CMapsInMemory::EMaps;
     std::array<std::size_t, 2> bytes{};

@@ -41,21 +41,22 @@ STileSums sums_at(double angleRad, long long count, bool withFourthOrder = false
 /// 3 x 2 subfields of 10 x 10 px behind a border of 2 px, with a remainder at the far edge of y.
 class AnalysisResult : public testing::Test {
   protected:
-    SAnalysisResult result_of(const std::vector<STileSums>& tiles,
-                              const SAnalysisParameters& parameters) const {
-        CResultBuilder builder(m_layout, parameters);
+    SAnalysisResult result_of(const std::vector<STileSums>& tiles, const SAnalysisRequest& parameters,
+                              EConfidence confidence = EConfidence::none) const {
+        CResultBuilder builder(m_layout, parameters, confidence);
         std::size_t at = 0;
         for (long long j = 0; j <= 2; ++j) {
             for (long long i = 0; i <= 3; ++i) {
                 const bool isFull = i < 3 && j < 2;
-                builder.AddTile({i, j, 0}, isFull ? tiles.at(at++) : sums_at(0.0, 0, parameters.fourthOrder));
+                builder.AddTile({i, j, 0},
+                                isFull ? tiles.at(at++) : sums_at(0.0, 0, parameters.withFourthOrder));
             }
         }
         EXPECT_TRUE(builder.HasForeground());
         return builder.Finish();
     }
-    static SAnalysisParameters parameters() {
-        SAnalysisParameters parameters;
+    static SAnalysisRequest parameters() {
+        SAnalysisRequest parameters;
         parameters.fiberRadius = 1.0;
         parameters.otsuFactor = 1.25;
         parameters.spacing = {0.5, 0.5, 1.0};
@@ -99,10 +100,8 @@ TEST_F(AnalysisResult, TellsHowSureTheAxesAreAsFarAsTheEstimatorKnows) {
                                        sums_at(0.0, 0),
                                        sums_at(0.0, 0),
                                        sums_at(0.0, 0)};
-    SAnalysisParameters asked = parameters();
-    EXPECT_EQ(result_of(tiles, asked).field.meanConfidence, std::nullopt);
-    asked.confidence = EConfidence::absolute;
-    const SAnalysisResult absolute = result_of(tiles, asked);
+    EXPECT_EQ(result_of(tiles, parameters()).field.meanConfidence, std::nullopt);
+    const SAnalysisResult absolute = result_of(tiles, parameters(), EConfidence::absolute);
     EXPECT_EQ(absolute.field.meanConfidence, 0.5625);
     EXPECT_EQ(absolute.field.doubtfulFraction, 0.4);
     EXPECT_EQ(absolute.subfields[0].meanConfidence, 0.75);
@@ -110,8 +109,7 @@ TEST_F(AnalysisResult, TellsHowSureTheAxesAreAsFarAsTheEstimatorKnows) {
     EXPECT_EQ(absolute.subfields[1].meanConfidence, 0.5);
     EXPECT_EQ(absolute.subfields[2].meanConfidence, std::nullopt) << "without axes";
     EXPECT_EQ(absolute.subfields[2].doubtfulFraction, std::nullopt) << "without axes";
-    asked.confidence = EConfidence::relative;
-    const SAnalysisResult relative = result_of(tiles, asked);
+    const SAnalysisResult relative = result_of(tiles, parameters(), EConfidence::relative);
     EXPECT_EQ(relative.field.meanConfidence, 0.5625);
     EXPECT_EQ(relative.field.doubtfulFraction, std::nullopt);
     EXPECT_EQ(relative.subfields[0].doubtfulFraction, std::nullopt);
@@ -175,9 +173,9 @@ std::string text_of(const CValueMap& map, const std::string& path = "") {
 
 /// The averages are computed from typed results and, for documents of any origin, from value trees.
 TEST_F(AnalysisResult, HasTheProfilesThatItsDocumentHas) {
-    SAnalysisParameters recorded = parameters();
+    SAnalysisRequest recorded = parameters();
     for (const bool withFourthOrder : {false, true}) {
-        recorded.fourthOrder = withFourthOrder;
+        recorded.withFourthOrder = withFourthOrder;
         const auto at = [&](double angleRad, long long count) {
             return sums_at(angleRad, count, withFourthOrder);
         };
@@ -217,7 +215,7 @@ TEST_F(AnalysisResult, HasTheProfilesThatItsDocumentHas) {
 
 TEST_F(AnalysisResult, SummarisesItsParameters) {
     const std::vector<STileSums> tiles(6, sums_at(0.0, 5));
-    SAnalysisParameters recorded = parameters();
+    SAnalysisRequest recorded = parameters();
     EXPECT_EQ(ParameterSummary(result_of(tiles, recorded)), "otsufactor=1.25,fiberradius=1,subfieldsize=5,");
     recorded.otsuFactor.reset();
     EXPECT_EQ(ParameterSummary(result_of(tiles, recorded)), "otsufactor=n/a,fiberradius=1,subfieldsize=5,");
