@@ -23,6 +23,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace TEVRA::apps {
@@ -36,6 +37,9 @@ struct SAnalyzeOptions {
     std::string outputFolder;
     std::string estimator = stream::DEFAULT_ESTIMATOR->name;
     std::optional<std::string> along;
+    std::optional<std::string> gradientSigma;
+    std::optional<std::string> window; // also the former name of greyWindow
+    std::optional<std::string> border;
     std::optional<std::string> otsuFactor;
     std::optional<std::string> threshold;
     std::optional<std::string> subfield;
@@ -44,7 +48,7 @@ struct SAnalyzeOptions {
     std::optional<std::string> reference;
     std::optional<std::string> mask;
     std::optional<std::string> spacing;
-    std::optional<std::string> window;
+    std::optional<std::string> greyWindow;
     std::optional<std::string> raw;
     std::optional<std::string> threads;
     std::optional<std::string> memory;
@@ -68,6 +72,9 @@ struct SAnalyzeSettings {
     jobs::SLength fiberRadius;
     const stream::SEstimator* estimator;
     std::optional<jobs::SLength> along;
+    std::optional<jobs::SLength> gradientSigma;
+    std::optional<jobs::SLength> window;
+    std::optional<jobs::SLength> border;
     std::optional<double> otsuFactor;
     std::optional<double> threshold;
     std::vector<long long> subfieldPx;    // as given: none, one for all axes, or one per axis
@@ -76,7 +83,7 @@ struct SAnalyzeSettings {
     std::optional<std::array<double, 3>> reference;
     std::optional<jobs::SMapChoice> maps;
     std::optional<SGivenSpacing> spacing;
-    std::optional<volume::SGreyWindow> window;
+    std::optional<volume::SGreyWindow> greyWindow;
     int threads;
     std::size_t memoryBytes;
 };
@@ -93,16 +100,67 @@ const stream::SEstimator* read_estimator(const std::string& name) {
     return estimator;
 }
 
-std::optional<volume::SGreyWindow> read_window(const std::optional<std::string>& text) {
-    if (!text) {
-        return std::nullopt;
-    }
-    const std::vector<double> ends = ReadNumbers({"--window", *text});
+std::optional<volume::SGreyWindow> read_grey_window(const SArgument& argument) {
+    const std::vector<double> ends = ReadNumbers(argument);
     if (ends.size() != 2 || ends[0] >= ends[1]) {
-        throw CUsageError("--window: '" + *text +
+        throw CUsageError(argument.name + ": '" + argument.text +
                           "' is not two grey values, the lower one first, as in 100,4000");
     }
     return volume::SGreyWindow{ends[0], ends[1]};
+}
+
+/// A length that may be 0, which needs no unit.
+jobs::SLength read_length_or_zero(const SArgument& argument) {
+    return argument.text == "0" ? jobs::SLength{0.0, ""} : ReadLength(argument);
+}
+
+/// Estimators that have what an option is about, as "line-voting or structure-tensor".
+template <typename Has>
+std::string estimators_with(const Has& has) {
+    std::string names;
+    for (const stream::SEstimator* const one : stream::ESTIMATORS) {
+        if (has(*one)) {
+            names += (names.empty() ? "" : " or ") + std::string(one->name);
+        }
+    }
+    return names;
+}
+
+/// Options that mean nothing to the estimator.
+void refuse_foreign_options(const SAnalyzeOptions& options, const stream::SEstimator& estimator) {
+    const auto refuse = [&estimator](const std::string& option, const auto& has, const char* more = "") {
+        if (!has(estimator)) {
+            throw CUsageError(option + " goes with --estimator " + estimators_with(has) + ", not with " +
+                              estimator.name + more);
+        }
+    };
+    const auto averages = [](const stream::SEstimator& one) { return one.averagesAlong; };
+    const auto hasWindow = [](const stream::SEstimator& one) { return one.hasWindow; };
+    if (options.along) {
+        refuse("--along", averages);
+    }
+    if (options.gradientSigma) {
+        refuse("--gradient-sigma", hasWindow);
+    }
+    if (options.window) {
+        refuse("--window", hasWindow, "; two grey values go with --grey-window");
+    }
+}
+
+/// Lengths that take the place of the estimator's own.
+void read_scales(const SAnalyzeOptions& options, SAnalyzeSettings& settings) {
+    if (options.along) {
+        settings.along = read_length_or_zero({"--along", *options.along});
+    }
+    if (options.gradientSigma) {
+        settings.gradientSigma = ReadLength({"--gradient-sigma", *options.gradientSigma});
+    }
+    if (options.window) {
+        settings.window = ReadLength({"--window", *options.window});
+    }
+    if (options.border) {
+        settings.border = read_length_or_zero({"--border", *options.border});
+    }
 }
 
 std::vector<long long> read_subfield(const std::optional<std::string>& text) {
@@ -189,20 +247,29 @@ std::optional<jobs::SMapChoice> read_maps(const SAnalyzeOptions& options) {
     return choice;
 }
 
-SAnalyzeSettings read_settings(const SAnalyzeOptions& options, const stream::ICommunicator& ranks) {
+/// Two numbers after --window are a grey window, which had that name before.
+SAnalyzeOptions with_former_names(SAnalyzeOptions options) {
+    if (options.window && options.window->find(',') != std::string::npos) {
+        if (options.greyWindow) {
+            throw CUsageError(
+                "--grey-window and --window with two grey values exclude each other: the former name "
+                "means the same; give one of them");
+        }
+        options.greyWindow = std::exchange(options.window, std::nullopt);
+    }
+    return options;
+}
+
+SAnalyzeSettings read_settings(const SAnalyzeOptions& given, const stream::ICommunicator& ranks) {
+    const SAnalyzeOptions options = with_former_names(given);
     refuse_contradictions(options);
     SAnalyzeSettings settings{};
     RequireName({"-o", options.outputFolder});
     RequireName({"--scratch", options.scratch.value_or(".")});
     settings.fiberRadius = ReadLength({"--fiber-radius", options.fiberRadius});
     settings.estimator = read_estimator(options.estimator);
-    if (options.along) {
-        if (settings.estimator == &stream::HESSIAN) {
-            throw CUsageError("--along goes with --estimator line-voting and structure-tensor only");
-        }
-        settings.along =
-            *options.along == "0" ? jobs::SLength{0.0, ""} : ReadLength({"--along", *options.along});
-    }
+    refuse_foreign_options(options, *settings.estimator);
+    read_scales(options, settings);
     if (options.otsuFactor) {
         settings.otsuFactor = ReadPositiveNumber({"--otsu-factor", *options.otsuFactor});
     }
@@ -218,7 +285,9 @@ SAnalyzeSettings read_settings(const SAnalyzeOptions& options, const stream::ICo
         }
     }
     settings.subfieldCount = read_subfield_count(options.subfieldCount);
-    settings.window = read_window(options.window);
+    if (options.greyWindow) {
+        settings.greyWindow = read_grey_window({"--grey-window", *options.greyWindow});
+    }
     if (options.exports) {
         settings.exports = ReadNames({"--export", *options.exports}, report::ExportNames());
     }
@@ -348,15 +417,19 @@ class CAnalyzeRun {
     jobs::SAnalyzeTask task_of(volume::IImageReader& image) {
         const int dim = image.Info().size.Dim();
         const SPixelSpacing spacing = SpacingOf(image.Info(), m_settings.spacing);
-        jobs::SAnalyzeTask task{.input = {image, nullptr, m_settings.window, m_settings.estimator}};
+        jobs::SAnalyzeTask task{.input = {image, nullptr, m_settings.greyWindow, m_settings.estimator}};
         task.request.fiberRadius =
             jobs::LengthInUnitOfImage(m_settings.fiberRadius, "the fiber radius", spacing.unit);
         task.request.spacing = spacing.length;
         task.request.lengthUnit = spacing.unit;
-        if (m_settings.along) {
-            task.request.along =
-                jobs::LengthInUnitOfImage(*m_settings.along, "the length along fibers", spacing.unit);
-        }
+        const auto length = [&spacing](const std::optional<jobs::SLength>& given, const char* name) {
+            return given ? std::optional(jobs::LengthInUnitOfImage(*given, name, spacing.unit))
+                         : std::nullopt;
+        };
+        task.request.along = length(m_settings.along, "the length along fibers");
+        task.request.gradientSigma = length(m_settings.gradientSigma, "the width of gradients");
+        task.request.windowSigma = length(m_settings.window, "the window");
+        task.request.border = length(m_settings.border, "the border");
         task.request.otsuFactor = m_settings.otsuFactor;
         task.request.threshold = m_settings.threshold;
         task.request.contrast =
@@ -413,9 +486,9 @@ class CAnalyzeRun {
     }
 
     void say_grey_values(const volume::SImageInfo& info) {
-        if (const auto& window = m_settings.window) {
+        if (const auto& window = m_settings.greyWindow) {
             m_console.Say("grey values brought to 8 bit: " + jobs::RoundedText(window->lo) + " becomes 0, " +
-                          jobs::RoundedText(window->hi) + " becomes 255 (--window)");
+                          jobs::RoundedText(window->hi) + " becomes 255 (--grey-window)");
         } else if (info.pixelType != volume::EPixelType::u8) {
             m_console.Say(
                 (info.isRounded ? "grey values in 32-bit floats (" : "grey values in their own precision (") +
@@ -642,6 +715,23 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
             "structure-tensor: 0)")
         ->type_name("L");
     parser
+        ->add_option(
+            "--gradient-sigma", options->gradientSigma,
+            "With structure-tensor: standard deviation of the Gaussian whose gradients are taken, in "
+            "the unit of the radius. Default: a third of the radius, or one pixel if that is more")
+        ->type_name("S");
+    parser
+        ->add_option("--window", options->window,
+                     "With structure-tensor: standard deviation of the window that gathers products of "
+                     "gradients, in the unit of the radius. Default: the fiber radius. Two numbers are taken "
+                     "as --grey-window, whose name this was")
+        ->type_name("S");
+    parser
+        ->add_option("--border", options->border,
+                     "Length that is left out at every edge of the image, in the unit of the radius; 0 for "
+                     "none. Default: two fiber radii; hessian: one")
+        ->type_name("L");
+    parser
         ->add_option("-o,--output", options->outputFolder,
                      "Folder for the results, made if it does not exist. Results of an earlier run in it are "
                      "replaced; other files of their names are not")
@@ -656,8 +746,8 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
     parser
         ->add_option("--spacing", options->spacing,
                      "Distance of neighbouring pixels, with a unit, as in 0.5um, or in that of the fiber "
-                     "radius: S, or X,Y[,Z], which must "
-                     "be equal. Overrides the spacing in the image file")
+                     "radius: S, or X,Y[,Z], which must be equal with hessian only. Overrides the spacing in "
+                     "the image file")
         ->type_name("S");
     parser
         ->add_option(
@@ -686,7 +776,7 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
     parser->add_option("--mask", options->mask, MASK_OPTION_HELP)->type_name("FILE");
     parser
         ->add_option(
-            "--window", options->window,
+            "--grey-window", options->greyWindow,
             "Bring the image to 8 bit, these grey values becoming 0 and 255. Default: every image is "
             "analysed in its own precision")
         ->type_name("LO,HI");

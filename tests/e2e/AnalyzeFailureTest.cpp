@@ -224,12 +224,43 @@ TEST_F(AnalyzeFailure, OtherOptionValuesThatAreNone) {
     expect_option_refusal({"--otsu-factor", "nan"}, {"--otsu-factor"});
     expect_option_refusal({"--threads", "0"}, {"--threads", "at least 1"});
     expect_option_refusal({"--threads", "two"}, {"--threads"});
-    expect_option_refusal({"--window", "5"}, {"--window"});
-    expect_option_refusal({"--window", "5,5"}, {"--window"});
-    expect_option_refusal({"--window", "9,5"}, {"--window"});
-    expect_option_refusal({"--window", "nan,5"}, {"--window"});
+    expect_option_refusal({"--grey-window", "5"}, {"--grey-window"});
+    expect_option_refusal({"--window", "5,5"}, {"--grey-window"});
+    expect_option_refusal({"--window", "1,5", "--grey-window", "1,5"},
+                          {"--window", "--grey-window", "exclude"});
+    for (const std::string length : {"0", "-1", "x", "nan"}) {
+        expect_option_refusal({"--estimator", "structure-tensor", "--window", length}, {"--window"});
+        expect_option_refusal({"--estimator", "structure-tensor", "--gradient-sigma", length},
+                              {"--gradient-sigma"});
+    }
+    expect_option_refusal({"--border", "-1"}, {"--border"});
+    expect_option_refusal({"--along", "-1"}, {"--along"});
+    expect_option_refusal({"--grey-window", "5,5"}, {"--grey-window"});
+    expect_option_refusal({"--grey-window", "9,5"}, {"--grey-window"});
+    expect_option_refusal({"--grey-window", "nan,5"}, {"--grey-window"});
     expect_option_refusal({"--raw", "1,2,u7"}, {"--raw"});
     expect_option_refusal({"--raw", "0,2,2,u8"}, {"--raw"});
+}
+
+TEST_F(AnalyzeFailure, OptionsOfOtherEstimators) {
+    expect_option_refusal(
+        {"--along", "3", "--estimator", "hessian"},
+        {"--along goes with --estimator line-voting or structure-tensor, not with hessian"});
+    for (const std::string estimator : {"hessian", "line-voting"}) {
+        for (const std::string option : {"--gradient-sigma", "--window"}) {
+            expect_option_refusal(
+                {option, "3", "--estimator", estimator},
+                {option + " goes with --estimator structure-tensor, not with " + estimator});
+        }
+    }
+    expect_option_refusal({"--window", "3"}, {"two grey values go with --grey-window"});
+    expect_option_refusal({"--estimator", "hesse"},
+                          {"--estimator", "line-voting, structure-tensor, hessian"});
+}
+
+TEST_F(AnalyzeFailure, ABorderThatLeavesNothing) {
+    expect_refusal({"volume.mha", "--fiber-radius", "3", "--border", "16", "-o", "out"}, FAILED,
+                   {"nothing is left to analyse", "16 px at every edge"});
 }
 
 TEST_F(AnalyzeFailure, WordsThatAreNoneOfTheCommand) {

@@ -443,6 +443,89 @@ TEST_F(Analyze, TakesLineVotingUnlessAnotherEstimatorIsNamed) {
     }
 }
 
+TEST_F(Analyze, RecordsTheScalesOfEveryEstimatorInTheUnitOfLengths) {
+    write("image.mha", ParallelFibers(VOLUME, 0), "0.5 0.5 0.5");
+    const auto scales = [&](const Words& options) {
+        analyze_with_radius("1.5", "image.mha", options);
+        return run()["parameters"]["scales"];
+    };
+    const auto is = [](const Json& length, double expected) {
+        return std::abs(length.get<double>() - expected) < 1e-12;
+    };
+    const Json voting = scales({});
+    EXPECT_THAT(keys_of(voting), ElementsAre("foreground_sigma", "sigma", "rho", "along"));
+    EXPECT_TRUE(is(voting["foreground_sigma"], 0.525) && is(voting["sigma"], 0.75) &&
+                is(voting["rho"], 1.05) && is(voting["along"], 1.5))
+        << voting;
+    EXPECT_EQ(run()["parameters"]["border_px"], Json({6, 6, 6}));
+    const Json tensor = scales({"--estimator", "structure-tensor"});
+    EXPECT_THAT(keys_of(tensor), ElementsAre("foreground_sigma", "gradient_sigma", "window", "along"));
+    EXPECT_TRUE(is(tensor["gradient_sigma"], 0.5) && is(tensor["window"], 1.5) && is(tensor["along"], 0.0))
+        << tensor;
+    EXPECT_EQ(scales({"--estimator", "hessian"}), Json({{"sigma", 1.5}}));
+    EXPECT_EQ(run()["parameters"]["border_px"], Json({3, 3, 3}));
+}
+
+TEST_F(Analyze, TakesOtherLengthsForTheStructureTensor) {
+    ASSERT_EQ(RunTevra({"phantom", "-o", "image.mha", "--size", "56,52,48", "--fiber-radius", "3um",
+                        "--spacing", "1um", "--volume-fraction", "0.2", "--quiet"},
+                       {.workingFolder = m_folder.Path()})
+                  .status,
+              0);
+    const auto found = [&](Words options) {
+        options.insert(options.end(), {"--estimator", "structure-tensor"});
+        analyze_with_radius("3um", "image.mha", options);
+        return result();
+    };
+    const Json own = found({});
+    EXPECT_EQ(found({"--gradient-sigma", "1um", "--window", "0.003mm", "--along", "0"}), own);
+    for (const Words& options :
+         {Words{"--gradient-sigma", "1.5um"}, Words{"--window", "2um"}, Words{"--along", "3um"}}) {
+        EXPECT_NE(found(options)["Field"]["Orientation tensor"], own["Field"]["Orientation tensor"])
+            << options[0];
+    }
+    found({"--window", "2um"});
+    EXPECT_NEAR(run()["parameters"]["scales"]["window"].get<double>(), 0.002, 1e-15);
+}
+
+TEST_F(Analyze, LeavesOutTheBorderThatIsAskedFor) {
+    write("image.mha", ParallelFibers(VOLUME, 0), "0.5 0.5 0.5");
+    for (const std::string estimator : {"line-voting", "structure-tensor", "hessian"}) {
+        analyze_with_radius("1.5", "image.mha", {"--border", "2", "--estimator", estimator});
+        EXPECT_EQ(result()["Border"], 4);
+        EXPECT_EQ(result()["Field"]["Evaluated area"]["x1"], 44);
+        EXPECT_EQ(run()["parameters"]["border_px"], Json({4, 4, 4}));
+        analyze_with_radius("1.5", "image.mha", {"--border", "0", "--estimator", estimator});
+        EXPECT_EQ(result()["Border"], 0);
+    }
+}
+
+TEST_F(Analyze, GoesByTheSpacingOfEveryAxisFromTheFileToTheResults) {
+    ASSERT_EQ(
+        RunTevra({"phantom", "-o", "image.mha", "--size", "64,60,32", "--spacing", "0.05um,0.05um,0.1um",
+                  "--fiber-radius", "0.15um", "--axis", "3,2,1", "--truth", "truth_", "--quiet"},
+                 {.workingFolder = m_folder.Path()})
+            .status,
+        0);
+    for (const std::string estimator : {"line-voting", "structure-tensor"}) {
+        EXPECT_THAT(analyze_with_radius("0.15um", "image.mha",
+                                        {"--estimator", estimator, "--maps", "--subfield", "20,20,10"})
+                        .err,
+                    HasSubstr("fiber radius 0.00015 mm = 3 x 3 x 1.5 px; spacing 5e-05 x 5e-05 x 0.0001 mm"));
+        const Json field = result()["Field"];
+        const double norm = std::sqrt(14.0); // a physical direction, not one of pixels
+        EXPECT_LT(axis_angle_deg(field["Mean fiber direction"], {3 / norm, 2 / norm, 1 / norm}), 0.5);
+        EXPECT_EQ(field["Evaluated area"],
+                  Json({{"x0", 6}, {"x1", 58}, {"y0", 6}, {"y1", 54}, {"z0", 3}, {"z1", 29}}));
+        EXPECT_EQ(run()["parameters"]["border_px"], Json({6, 6, 3}));
+        EXPECT_NEAR(result()["Averaged Profile"]["z-Direction"]["slice 13"]["slice position"].get<double>(),
+                    0.0013, 1e-12);
+        EXPECT_NEAR(result()["Averaged Profile"]["x-Direction"]["slice 26"]["slice position"].get<double>(),
+                    0.0013, 1e-12);
+        EXPECT_THAT(ReadFile(m_folder / "out/theta.mha"), HasSubstr("ElementSpacing = 5e-05 5e-05 1e-04\n"));
+    }
+}
+
 TEST_F(Analyze, TakesSixteenBitsAsTheyAreOrUnderAWindowAndSaysSo) {
     const SGreyImage grey = ParallelFibers(PLANE, 0);
     write("grey8.mha", grey);
@@ -459,10 +542,13 @@ TEST_F(Analyze, TakesSixteenBitsAsTheyAreOrUnderAWindowAndSaysSo) {
     EXPECT_EQ(run()["input"]["converted_to_8_bit"], false);
     EXPECT_EQ(run()["input"]["grey_window"], nullptr);
 
-    const SOutcome outcome = analyze("grey16.mha", {"--window", "0,65280"});
-    EXPECT_THAT(outcome.err, HasSubstr("0 becomes 0, 65280 becomes 255 (--window)"));
+    const SOutcome outcome = analyze("grey16.mha", {"--grey-window", "0,65280"});
+    EXPECT_THAT(outcome.err, HasSubstr("0 becomes 0, 65280 becomes 255 (--grey-window)"));
     EXPECT_EQ(result(), expected);
     EXPECT_EQ(run()["input"]["converted_to_8_bit"], true);
+    EXPECT_EQ(run()["input"]["grey_window"], Json({0.0, 65280.0}));
+    analyze("grey16.mha", {"--window", "0,65280"}); // its former name
+    EXPECT_EQ(result(), expected);
     EXPECT_EQ(run()["input"]["grey_window"], Json({0.0, 65280.0}));
 
     EXPECT_THAT(analyze("grey16.mha").err, HasSubstr("own precision (16-bit unsigned integer)"));
@@ -698,7 +784,7 @@ TEST_F(Analyze, PixelsWithoutAValueAreNoDarkFibers) {
     }
     image.pixels.assign(reinterpret_cast<const char*>(values.data()), values.size() * sizeof(float));
     WriteMetaImage(m_folder / "image.mha", image);
-    for (const Words& more : {Words{}, Words{"--window", "-1000,-745"}}) {
+    for (const Words& more : {Words{}, Words{"--grey-window", "-1000,-745"}}) {
         Words options = {"--dark-fibers", "--maps"};
         options.insert(options.end(), more.begin(), more.end());
         EXPECT_THAT(analyze("image.mha", options).err,
@@ -723,11 +809,11 @@ TEST_F(Analyze, TakesAThresholdInGreyValuesOfTheImage) {
     EXPECT_EQ(result()["Field"], expected["Field"]);
     // Under a window, too, it is a grey value of the image.
     std::ostringstream scaled;
-    analyze("image.mha", {"--window", "0,127.5"});
+    analyze("image.mha", {"--grey-window", "0,127.5"});
     const double underWindow = run()["foreground"]["threshold"];
     const long long pixels = run()["foreground"]["pixels"];
     scaled << std::setprecision(17) << underWindow / 2.0;
-    analyze("image.mha", {"--window", "0,127.5", "--threshold", scaled.str()});
+    analyze("image.mha", {"--grey-window", "0,127.5", "--threshold", scaled.str()});
     EXPECT_EQ(run()["foreground"]["pixels"], pixels);
     EXPECT_NEAR(run()["foreground"]["threshold"].get<double>(), underWindow, 1e-9);
 }

@@ -304,11 +304,11 @@ TEST_F(Resuming, AKilledRunIsContinuedToTheSameFiles) {
 
 TEST_F(Resuming, AnotherImageOrRadiusStartsOver) {
     run_until_killed({"--subfield", "50", "--maps"});
-    const SOutcome wider = run("out", {"--resume", "--subfield", "50", "--maps", "--window", "0,250"});
+    const SOutcome wider = run("out", {"--resume", "--subfield", "50", "--maps", "--grey-window", "0,250"});
     ASSERT_EQ(wider.status, 0) << wider.err;
     EXPECT_THAT(wider.err, HasSubstr("tevra: warning: the earlier run in 'out' was of another image"));
     EXPECT_TRUE(record("out")["seconds"].contains("foreground"));
-    run("whole", {"--subfield", "50", "--maps", "--window", "0,250"});
+    run("whole", {"--subfield", "50", "--maps", "--grey-window", "0,250"});
     expect_same_files("out", "whole");
 
     run_until_killed({"--subfield", "50", "--maps"});

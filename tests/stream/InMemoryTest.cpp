@@ -72,9 +72,6 @@ void expect_the_same(const CImage& image, const CImage* mask, Impl::EFiberContra
         SCOPED_TRACE(estimator->name);
         SCase task{image, mask, {}, estimator};
         task.parameters.fiberRadius = 2.3;
-        task.parameters.otsuFactor = estimator->otsuFactor;
-        task.parameters.estimator = estimator->name;
-        task.parameters.borderRadii = estimator->borderRadii;
         task.parameters.contrast = contrast;
         const SFound expected = streamed(task);
         EXPECT_GT(std::count_if(expected.theta.begin(), expected.theta.end(),

@@ -39,7 +39,11 @@ phantom::SPhantom fibers(const CSize& size) {
 
 /// Every other pixel along an axis.
 struct SSampling {
-    SSampling(const CSize& full, int axis) : size(full), thick(axis) { size[axis] /= 2; }
+    SSampling(const CSize& full, int axis)
+        : size(full.Dim() == 2 ? CSize(full[0] / (axis == 0 ? 2 : 1), full[1] / (axis == 1 ? 2 : 1))
+                               : CSize(full[0] / (axis == 0 ? 2 : 1), full[1] / (axis == 1 ? 2 : 1),
+                                       full[2] / (axis == 2 ? 2 : 1))),
+          thick(axis) {}
 
     /// The pixel in the full image.
     std::size_t FullIndex(std::size_t at, const CSize& full) const {
