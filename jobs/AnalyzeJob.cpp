@@ -38,11 +38,6 @@ std::string name_of_folder(const std::string& folder) {
     return name.str();
 }
 
-/// Per axis.
-std::array<double, 3> spacing_of(const Impl::SAnalysisRequest& request) {
-    return {request.spacing, request.spacing, request.spacing};
-}
-
 std::vector<std::string> names_of_outputs(const report::SOutputWishes& wishes) {
     std::vector<std::string> names;
     for (const report::SOutput& output : report::Outputs()) {
@@ -93,7 +88,7 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
         }
         stream::SStreamResources resources{threads, memoryBytes, ScratchFolder(), checkpoint_files()};
         if (m_task.withReport && report::HasReportPage()) {
-            m_sections.emplace(image_size(), spacing_of(m_task.request), m_task.input.image.Info().pixelType);
+            m_sections.emplace(image_size(), m_task.request.spacing, m_task.input.image.Info().pixelType);
             m_sinks.Add(*m_sections);
             resources.callersBytes = m_sections->Bytes() + stream::CDirectionCounter::Bytes(threads);
         }

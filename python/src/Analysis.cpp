@@ -101,7 +101,7 @@ void set_spacing(const CSettings& settings, const volume::SImageInfo& info, jobs
         task.request.lengthUnit = info.spacingUnit;
     }
     if (task.spacing) {
-        task.request.spacing = (*task.spacing)[0];
+        task.request.spacing = *task.spacing;
     }
 }
 
@@ -128,12 +128,10 @@ jobs::SAnalyzeTask task_of(volume::IImageReader& image, volume::IImageReader* ma
         }
     };
     request.fiberRadius = in_unit("fiber_radius", "the fiber radius");
-    request.estimator = estimator->name;
-    request.borderRadii = estimator->borderRadii;
     if (settings.Optional<py::object>("along")) {
         request.along = in_unit("along", "the length along fibers");
     }
-    request.otsuFactor = settings.Optional<double>("otsu_factor").value_or(estimator->otsuFactor);
+    request.otsuFactor = settings.Optional<double>("otsu_factor");
     request.threshold = settings.Optional<double>("threshold");
     request.contrast =
         settings.Get<bool>("dark_fibers") ? Impl::EFiberContrast::dark : Impl::EFiberContrast::bright;
@@ -172,8 +170,9 @@ std::string no_foreground_text(stream::CNoForegroundError::EReason reason, const
     const bool isDark = request.contrast == Impl::EFiberContrast::dark;
     return std::string("no foreground: no pixel inside the image's border is ") +
            (isDark ? "darker" : "brighter") + " than " +
-           (request.threshold ? "the threshold of " + jobs::RoundedText(*request.threshold)
-                              : jobs::RoundedText(request.otsuFactor) + " times the automatic threshold") +
+           (request.threshold
+                ? "the threshold of " + jobs::RoundedText(*request.threshold)
+                : jobs::RoundedText(request.otsuFactor.value_or(1.0)) + " times the automatic threshold") +
            "; give another threshold or otsu_factor, or the fibers as mask" +
            (isDark ? "" : ", or dark_fibers=True if they are darker than what is around them");
 }

@@ -405,8 +405,6 @@ def _run(kind: type, image: Image, fiber_radius: Length, *, estimator: str, mask
         if len(units) > 1:
             raise ValueError("spacing: has several units; give one")
         distances = (*(one[0] for one in given), given[0][0])[:3]
-        if max(distances) - min(distances) > 1e-4 * min(distances):
-            raise ValueError(f"spacing: is {distances[:dim]}, but must be equal along all axes; resample the image")
     window_ends = None
     if window is not None:
         window_ends = check.vector("window", window, (2,))
