@@ -30,6 +30,7 @@ constexpr const char* USAGE =
     "         --sigma S  standard deviation of the smoothing in pixels (3)\n"
     "         --otsu-factor F  factor on Otsu's threshold of the smoothed image (1.25)\n"
     "         --threads N  (1)\n"
+    "         --estimator NAME  of tevra_rows (hessian); the others have a threshold of their own\n"
     "         --runs N  how often to work on the image, one after the other (1)\n"
     "filter banks: --major A --minor B  widths in pixels, pi times the standard deviation (16, 6)\n"
     "         --directions FILE  axes, three numbers per line\n"
@@ -54,6 +55,8 @@ SArguments read_arguments(int argc, char** argv) {
             options.otsuFactor = std::stod(value);
         } else if (name == "--threads") {
             options.threads = std::max(1, std::stoi(value));
+        } else if (name == "--estimator") {
+            options.estimator = value;
         } else if (name == "--runs") {
             arguments.runs = std::max(1, std::stoi(value));
         } else if (name == "--major") {

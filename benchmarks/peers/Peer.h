@@ -22,7 +22,8 @@ struct SPeerOptions {
     double sigmaPx = 3.0;
     double otsuFactor = 1.25;
     int threads = 1;
-    double majorWidth = 16.0; ///< of the filters of a bank, pi times their standard deviation
+    std::string estimator = "hessian"; ///< of Tevra's row-by-row analysis
+    double majorWidth = 16.0;          ///< of the filters of a bank, pi times their standard deviation
     double minorWidth = 6.0;
     std::string directions;            ///< file with the axes of a bank, three numbers per line
     std::string transform = "real";    ///< or "complex"

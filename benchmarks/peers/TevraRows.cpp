@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <optional>
+#include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace TEVRA::benchmarks {
@@ -31,14 +33,20 @@ class CTevraRows : public IPeer {
         const long long subfieldPx = std::min(SUBFIELD_PX, size[0] / 2);
         Impl::SAnalysisRequest parameters;
         parameters.fiberRadius = m_options.sigmaPx;
-        parameters.otsuFactor = m_options.otsuFactor;
+        const stream::SEstimator* const estimator = stream::EstimatorNamed(m_options.estimator);
+        if (estimator == nullptr) {
+            throw std::invalid_argument("there is no estimator '" + m_options.estimator + "'");
+        }
+        parameters.otsuFactor = estimator == &stream::HESSIAN ? m_options.otsuFactor : estimator->otsuFactor;
+        parameters.estimator = estimator->name;
+        parameters.borderRadii = estimator->borderRadii;
         parameters.subfieldPx = {subfieldPx, subfieldPx, subfieldPx};
         stream::SStreamResources resources;
         resources.threads = m_options.threads;
         resources.memoryBytes = stream::DefaultBudget();
         const auto process = stream::SingleProcess();
         m_maps.emplace(size);
-        stream::CStreamingAnalysis analysis({*m_reader, nullptr, std::nullopt, &stream::HESSIAN}, parameters,
+        stream::CStreamingAnalysis analysis({*m_reader, nullptr, std::nullopt, estimator}, parameters,
                                             resources, *process, &*m_maps);
         m_result = analysis.Run();
     }

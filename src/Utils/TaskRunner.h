@@ -31,6 +31,7 @@ class CTasksInTurn final : public ITaskRunner {
             task(number);
         }
     }
+    int AtOnce() const noexcept override { return 1; }
 };
 
 } // namespace Impl
