@@ -39,7 +39,6 @@ class CTevraRows : public IPeer {
         }
         parameters.otsuFactor = estimator == &stream::HESSIAN ? m_options.otsuFactor : estimator->otsuFactor;
         parameters.estimator = estimator->name;
-        parameters.borderRadii = estimator->borderRadii;
         parameters.subfieldPx = {subfieldPx, subfieldPx, subfieldPx};
         stream::SStreamResources resources;
         resources.threads = m_options.threads;
