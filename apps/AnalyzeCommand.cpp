@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
+#include "apps/AnalyzeBatch.h"
 #include "apps/Arguments.h"
 #include "apps/Commands.h"
 #include "apps/Console.h"
@@ -8,6 +9,7 @@
 #include "apps/Program.h"
 #include "apps/Ranks.h"
 
+#include "Axes/AxisAngles.h"
 #include "jobs/AnalyzeJob.h"
 #include "jobs/Ranks.h"
 #include "jobs/Texts.h"
@@ -20,9 +22,11 @@
 #include <array>
 #include <iostream>
 #include <memory>
+#include <numbers>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -32,7 +36,8 @@ namespace {
 
 /// The options as given.
 struct SAnalyzeOptions {
-    std::string image;
+    std::vector<std::string> images;
+    std::string image; ///< the one at work
     std::string fiberRadius;
     std::string outputFolder;
     std::string estimator = stream::DEFAULT_ESTIMATOR->name;
@@ -361,6 +366,35 @@ std::string direction_text(const Impl::STensorValues& values) {
     return text + ")";
 }
 
+/// As in "32 degrees off z, azimuth 140 degrees from x towards y"; of either sign of the axis.
+std::string angles_text(const Impl::STensorValues& values) {
+    constexpr double DEGREES = 180.0 / std::numbers::pi;
+    const auto text = [](float angleRad) {
+        return jobs::RoundedText(DEGREES * static_cast<double>(angleRad), 3) + " degrees";
+    };
+    const auto& axis = values.meanDirection;
+    if (values.tensor.dim == 2) {
+        return text(Impl::AngleOfAxis({axis[0], axis[1]})) + " from x towards y";
+    }
+    const Impl::SAxisAngles angles = Impl::AnglesOfAxis(axis);
+    return text(angles.colatitudeRad) + " off z, azimuth " + text(angles.longitudeRad) + " from x towards y";
+}
+
+/// As in "xx 0.7, yy 0.2, xy 0.01".
+std::string tensor_text(const Impl::STensorValues& values) {
+    constexpr std::string_view AXES = "xyz";
+    std::string diagonal;
+    std::string others;
+    for (std::size_t i = 0; i < values.tensor.dim; ++i) {
+        for (std::size_t j = i; j < values.tensor.dim; ++j) {
+            std::string& text = i == j ? diagonal : others;
+            text += (text.empty() ? "" : ", ") + std::string{AXES[i], AXES[j]} + " " +
+                    jobs::RoundedText(values.tensor(i, j), 3);
+        }
+    }
+    return diagonal + ", " + others;
+}
+
 /// One run of the command: from the files named to the files written.
 class CAnalyzeRun {
   public:
@@ -409,8 +443,12 @@ class CAnalyzeRun {
         job->Save();
         if (m_ranks.IsFirst()) {
             say_result(*job);
+            m_result = job->Result().analysis;
         }
     }
+
+    /// Of the first process, after `Run`.
+    const Impl::SAnalysisResult& Result() const noexcept { return m_result; }
 
   private:
     /// What is to be done, from the options and the image's header.
@@ -586,9 +624,10 @@ class CAnalyzeRun {
                            ? std::string(m_options.darkFibers ? ", darker" : ", brighter") + " than " +
                                  jobs::RoundedText(*foreground.threshold, 4) + " in the smoothed image"
                            : " (from the mask)"));
-        m_console.Say("mean direction " + direction_text(field.values) + ", anisotropy " +
-                      jobs::RoundedText(field.values.anisotropy, 3) +
+        m_console.Say("mean direction " + direction_text(field.values) + ": " + angles_text(field.values) +
+                      "; anisotropy " + jobs::RoundedText(field.values.anisotropy, 3) +
                       ", status: " + Impl::StatusText(field.status));
+        m_console.Say("tensor " + tensor_text(field.values));
         say_confidence(field);
         std::string names = report::RUN_RECORD_FILE;
         for (const std::string& name : job.Files().Names()) {
@@ -625,8 +664,42 @@ class CAnalyzeRun {
     SAnalyzeSettings m_settings;
     stream::ICommunicator& m_ranks;
     CConsole m_console;
+    Impl::SAnalysisResult m_result;
     std::size_t m_warningsSaid = 0;
 };
+
+/// One image into the folder, or several into folders in it.
+void analyze(const SAnalyzeOptions& options, stream::ICommunicator& ranks) {
+    SAnalyzeOptions one = options;
+    if (options.images.size() == 1) {
+        one.image = options.images.front();
+        CAnalyzeRun(one, ranks).Run();
+        return;
+    }
+    read_settings(options, ranks); // what is wrong with them is wrong for all
+    std::size_t number = 0;
+    const auto analyze_one = [&](report::SBatchEntry& entry, const std::string& folder) {
+        if (ranks.IsFirst() && !options.quiet) {
+            CConsole(EVerbosity::normal)
+                .Say("image " + std::to_string(++number) + " of " + std::to_string(options.images.size()) +
+                     ": " + entry.image);
+        }
+        one.image = entry.image;
+        one.outputFolder = folder;
+        CAnalyzeRun run(one, ranks);
+        run.Run();
+        entry.dim = run.Result().dim;
+        entry.field = run.Result().field;
+    };
+    if (options.dryRun) {
+        for (const std::string& image : options.images) {
+            one.image = image;
+            CAnalyzeRun(one, ranks).Run();
+        }
+        return;
+    }
+    AnalyzeAll(options.images, options.outputFolder, ranks, analyze_one);
+}
 
 const char* option_of(report::EOutputCondition condition) {
     switch (condition) {
@@ -685,10 +758,13 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
         "Measure fiber orientation field by field: orientation tensors of the whole image and of its "
         "subfields");
     parser
-        ->add_option("IMAGE", options->image,
-                     "Grey-value image, 2D or 3D, with fibers brighter than what is around them (or see "
-                     "--dark-fibers): TIFF, a folder of "
-                     "TIFF or PNG slices, MetaImage, NRRD, NIfTI, HDF5 (file.h5:/dataset), raw (see --raw)")
+        ->add_option(
+            "IMAGE", options->images,
+            "Grey-value image, 2D or 3D, with fibers brighter than what is around them (or see "
+            "--dark-fibers): TIFF, a folder of "
+            "TIFF or PNG slices, MetaImage, NRRD, NIfTI, HDF5 (file.h5:/dataset), raw (see --raw). "
+            "Of several, each gets a folder of its own in that for the results, and summary.csv there "
+            "holds the whole fields of all; one that fails does not stop the others")
         ->required();
     parser
         ->add_option("--fiber-radius", options->fiberRadius,
@@ -833,9 +909,8 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
     parser->add_flag("--quiet", options->quiet, "Print nothing but warnings and errors");
     parser->footer(outputs_text() +
                    "\n\nExample: tevra analyze fibers.tif --fiber-radius 3 --subfield 64 -o results");
-    return {parser, [options] {
-                DoAsRanks([&options](stream::ICommunicator& ranks) { CAnalyzeRun(*options, ranks).Run(); });
-            }};
+    return {parser,
+            [options] { DoAsRanks([&options](stream::ICommunicator& ranks) { analyze(*options, ranks); }); }};
 }
 
 } // namespace TEVRA::apps

@@ -265,7 +265,6 @@ TEST_F(AnalyzeFailure, ABorderThatLeavesNothing) {
 
 TEST_F(AnalyzeFailure, WordsThatAreNoneOfTheCommand) {
     expect_option_refusal({"--nonsense"}, {"--nonsense", "tevra analyze --help"});
-    expect_option_refusal({"second.mha"}, {"second.mha"});
     expect_refusal({"volume.mha", "-o", "out"}, WRONG_USAGE, {"--fiber-radius is required"});
     expect_refusal({"volume.mha", "--fiber-radius", "3"}, WRONG_USAGE, {"--output is required"});
     expect_refusal({"--fiber-radius", "3", "-o", "out"}, WRONG_USAGE, {"IMAGE is required"});

@@ -85,7 +85,7 @@ class FieldsInVtk(support.ExportTest):
         mask[:20, :20, :20] = 0
         np.save(self.folder / "mask.npy", mask)
         self.tevra("analyze", "image.mha", "--fiber-radius", "1um", "--subfield", "15,14,12", "--mask", "mask.npy",
-                   "--export", "vtk", "-o", "out")
+                   "--spacing", "0.4um,0.5um,0.7um", "--export", "vtk", "-o", "out")
         spacing = self.record()["input"]["spacing"]
         grid, empty = self.expect_subfields(3, spacing)
         self.assertGreater(empty, 0)
