@@ -424,8 +424,8 @@ class CAnalysis {
 
     py::dict Profile(std::size_t axis) const { return profile_of(result().profiles.at(axis), result().dim); }
 
-    void Save(const std::string& folder, std::optional<Floats> theta, std::optional<Floats> phi,
-              std::optional<Floats> confidence, const py::object& progress) {
+    void Save(const std::string& folder, const std::optional<Floats>& theta, const std::optional<Floats>& phi,
+              const std::optional<Floats>& confidence, const py::object& progress) {
         const auto pixels = [](const std::optional<Floats>& map) { return map ? map->data() : nullptr; };
         const stream::SFoundSlices maps{
             {0, m_image->SliceCount()}, pixels(theta), pixels(phi), pixels(confidence)};

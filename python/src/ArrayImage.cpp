@@ -60,7 +60,7 @@ py::array checked_array(const std::string& argument, const py::object& object) {
     if (!py::isinstance<py::array>(object)) {
         throw py::type_error(argument + ": is no NumPy array; give one, as numpy.asarray makes it");
     }
-    const auto array = py::reinterpret_borrow<py::array>(object);
+    auto array = py::reinterpret_borrow<py::array>(object);
     const int wanted = int{py::array::c_style} | int{py::detail::npy_api::NPY_ARRAY_ALIGNED_};
     if ((array.flags() & wanted) != wanted || !array.dtype().attr("isnative").cast<bool>()) {
         throw py::type_error(argument + ": is not C-contiguous in the machine's byte order; give "

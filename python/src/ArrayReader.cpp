@@ -55,12 +55,14 @@ long long chunk_slices(const py::object& array) {
 /// Takes pages of a mapped file out of the process; the system may keep them for another read.
 void give_pages_back(const std::byte* from, std::size_t bytes) {
     const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-    const auto begin = (reinterpret_cast<std::uintptr_t>(from) + page - 1) / page * page;
-    const auto end = (reinterpret_cast<std::uintptr_t>(from) + bytes) / page * page;
-    if (begin < end) {
-        madvise(reinterpret_cast<void*>(begin), end - begin,
-                MADV_DONTNEED); // NOLINT(performance-no-int-to-ptr)
+    const auto place = reinterpret_cast<std::uintptr_t>(from);
+    const std::size_t before =
+        (page - place % page) % page; // bytes of a page that is not all of these slices'
+    if (bytes < before + page) {
+        return;
     }
+    // Advice changes no bytes, though it takes a pointer that could.
+    madvise(const_cast<std::byte*>(from + before), (bytes - before) / page * page, MADV_DONTNEED);
 }
 
 } // namespace
@@ -147,7 +149,7 @@ CArrayReader::CArrayReader(std::string argument, py::object array)
     m_pieceSlices = std::min(m_pieceSlices, SliceCount());
 }
 
-CArrayReader::~CArrayReader() {
+CArrayReader::~CArrayReader() { // NOLINT(bugprone-exception-escape): letting go of objects throws nothing
     const py::gil_scoped_acquire locked;
     m_pieceArray = py::object();
     m_array = py::object();

@@ -31,7 +31,7 @@ class CArrayReader : public volume::IImageReader {
     /// @param argument that the array was given as, for messages. @throws py::type_error, py::value_error.
     CArrayReader(std::string argument, py::object array);
     /// With the interpreter's lock or without.
-    ~CArrayReader() override;
+    ~CArrayReader() override; // NOLINT(bugprone-exception-escape)
 
     const volume::SImageInfo& Info() const override { return m_info; }
     std::vector<std::string> Files() const override { return m_files; }

@@ -8,6 +8,8 @@
 
 #include "zeklib2core/Exception.h"
 
+#include <utility>
+
 namespace TEVRA::python {
 
 namespace {
@@ -28,7 +30,7 @@ PyObject* new_exception(py::module_& module, const char* name, const char* docum
 
 void translate(std::exception_ptr failure) {
     try {
-        std::rethrow_exception(failure);
+        std::rethrow_exception(std::move(failure));
     } catch (const CCancelledError& cancelled) {
         PyErr_SetString(g_cancelled, cancelled.what());
     } catch (const CArgumentError& wrong) {
