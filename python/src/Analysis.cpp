@@ -128,9 +128,14 @@ jobs::SAnalyzeTask task_of(volume::IImageReader& image, volume::IImageReader* ma
         }
     };
     request.fiberRadius = in_unit("fiber_radius", "the fiber radius");
-    if (settings.Optional<py::object>("along")) {
-        request.along = in_unit("along", "the length along fibers");
-    }
+    const auto in_unit_if_given = [&](const char* argument, const char* what) {
+        return settings.Optional<py::object>(argument) ? std::optional(in_unit(argument, what))
+                                                       : std::nullopt;
+    };
+    request.along = in_unit_if_given("along", "the length along fibers");
+    request.gradientSigma = in_unit_if_given("gradient_sigma", "the width of gradients");
+    request.windowSigma = in_unit_if_given("window_sigma", "the window");
+    request.border = in_unit_if_given("border", "the border");
     request.otsuFactor = settings.Optional<double>("otsu_factor");
     request.threshold = settings.Optional<double>("threshold");
     request.contrast =

@@ -367,9 +367,10 @@ def _new_maps(maps: Maps, shape: Tuple[int, ...], dim: int, with_confidence: boo
 
 def _run(kind: type, image: Image, fiber_radius: Length, *, estimator: str, mask: Any, maps: Maps, raw: Optional[str],
          progress: Progress, subfield: Sizes = None, subfield_count: Sizes = None, spacing: Any = None,
-         unit: Optional[str] = None, fourth_order: bool = False, along: Optional[Length] = None,
+         fourth_order: bool = False, along: Optional[Length] = None, gradient_sigma: Optional[Length] = None,
+         window_sigma: Optional[Length] = None, border: Optional[Length] = None,
          otsu_factor: Optional[float] = None, threshold: Optional[float] = None, dark_fibers: bool = False,
-         window: Optional[Sequence[float]] = None, threads: Optional[int] = None, memory: Any = None,
+         grey_window: Optional[Sequence[float]] = None, threads: Optional[int] = None, memory: Any = None,
          scratch: Any = None, exports: Sequence[str] = (), reference: Optional[Sequence[float]] = None,
          report: bool = False) -> Any:
     check.choice("estimator", estimator, ESTIMATORS)
@@ -383,6 +384,9 @@ def _run(kind: type, image: Image, fiber_radius: Length, *, estimator: str, mask
         raise ValueError("threshold: excludes otsu_factor; both say what is foreground")
     if along is not None and estimator == "hessian":
         raise ValueError("along: goes with the estimators line-voting and structure-tensor only")
+    for name, value in (("gradient_sigma", gradient_sigma), ("window_sigma", window_sigma)):
+        if value is not None and estimator != "structure-tensor":
+            raise ValueError(f"{name}: goes with the estimator structure-tensor only")
 
     reader = check.reader("image", image, raw)
     dim = len(reader.shape)
@@ -406,10 +410,10 @@ def _run(kind: type, image: Image, fiber_radius: Length, *, estimator: str, mask
             raise ValueError("spacing: has several units; give one")
         distances = (*(one[0] for one in given), given[0][0])[:3]
     window_ends = None
-    if window is not None:
-        window_ends = check.vector("window", window, (2,))
+    if grey_window is not None:
+        window_ends = check.vector("grey_window", grey_window, (2,))
         if window_ends[0] >= window_ends[1]:
-            raise ValueError("window: has its lower grey value second")
+            raise ValueError("grey_window: has its lower grey value second")
     shape = tuple(int(extent) for extent in image.shape) if not check.is_path(image) else reader.shape
     budget = check.memory(memory)
     arrays, budget = _new_maps(maps, shape, dim, estimator != "hessian", budget)
@@ -417,6 +421,9 @@ def _run(kind: type, image: Image, fiber_radius: Length, *, estimator: str, mask
         "estimator": estimator,
         "fiber_radius": radius,
         "along": None if along is None else check.length("along", along, zero=True),
+        "gradient_sigma": None if gradient_sigma is None else check.length("gradient_sigma", gradient_sigma),
+        "window_sigma": None if window_sigma is None else check.length("window_sigma", window_sigma),
+        "border": None if border is None else check.length("border", border, zero=True),
         "spacing": distances,
         "unit": units.pop() if units else "",
         "otsu_factor": None if otsu_factor is None else check.number("otsu_factor", otsu_factor, above=0.0),
@@ -445,9 +452,10 @@ def _run(kind: type, image: Image, fiber_radius: Length, *, estimator: str, mask
 
 def analyze(image: Image, fiber_radius: Length, *, estimator: str = _tevra.DEFAULT_ESTIMATOR, subfield: Sizes = None,
             subfield_count: Sizes = None, mask: Any = None, spacing: Any = None, fourth_order: bool = False,
-            along: Optional[Length] = None, otsu_factor: Optional[float] = None,
-            threshold: Optional[float] = None, dark_fibers: bool = False,
-            window: Optional[Sequence[float]] = None, maps: Maps = True,
+            along: Optional[Length] = None, gradient_sigma: Optional[Length] = None,
+            window_sigma: Optional[Length] = None, border: Optional[Length] = None,
+            otsu_factor: Optional[float] = None, threshold: Optional[float] = None, dark_fibers: bool = False,
+            grey_window: Optional[Sequence[float]] = None, maps: Maps = True,
             reference: Optional[Sequence[float]] = None, report: bool = True, exports: Sequence[str] = (),
             raw: Optional[str] = None, threads: Optional[int] = None, memory: Union[None, int, str] = None,
             scratch: Any = None, progress: Progress = None) -> Result:
@@ -472,10 +480,13 @@ def analyze(image: Image, fiber_radius: Length, *, estimator: str = _tevra.DEFAU
     fourth_order : fourth-order tensors, too.
     along : tensors are averaged along the axis with this standard deviation (not of hessian); 0 for strongly curved
         fibers. None: the fiber radius; of structure-tensor 0.
+    gradient_sigma, window_sigma : of structure-tensor: standard deviations of the Gaussian whose derivatives are the
+        gradient, and of the one that gathers products of gradients. None: a third of the fiber radius, and the radius.
+    border : length that is left out of results at every edge; None: what the estimator needs.
     otsu_factor : foreground is what is brighter in the smoothed image than this factor times Otsu's threshold.
     threshold : grey value in place of that.
     dark_fibers : fibers are darker than what is around them.
-    window : two grey values that become 0 and 255 of 8 bit; None: the image's own precision.
+    grey_window : two grey values that become 0 and 255 of 8 bit; None: the image's own precision.
     maps : whether to keep the axis of every pixel, 4 bytes per pixel and map in memory; or a folder that they are
         written into as theta.npy, phi.npy and confidence.npy and mapped from.
     reference : direction x, y[, z] that tables hold mean directions against, too.
@@ -502,16 +513,18 @@ def analyze(image: Image, fiber_radius: Length, *, estimator: str = _tevra.DEFAU
     ((3, 3), True)
     """
     return _run(Result, image, fiber_radius, estimator=estimator, subfield=subfield, subfield_count=subfield_count,
-                mask=mask, spacing=spacing, fourth_order=fourth_order, along=along, otsu_factor=otsu_factor,
-                threshold=threshold, dark_fibers=dark_fibers, window=window, maps=maps, reference=reference,
+                mask=mask, spacing=spacing, fourth_order=fourth_order, along=along,
+                gradient_sigma=gradient_sigma, window_sigma=window_sigma, border=border, otsu_factor=otsu_factor,
+                threshold=threshold, dark_fibers=dark_fibers, grey_window=grey_window, maps=maps, reference=reference,
                 report=report, exports=exports, raw=raw, threads=threads, memory=memory, scratch=scratch,
                 progress=progress)
 
 
 def orientation(image: Image, fiber_radius: Length, *, estimator: str = _tevra.DEFAULT_ESTIMATOR, mask: Any = None,
-                spacing: Any = None, along: Optional[Length] = None, otsu_factor: Optional[float] = None,
+                spacing: Any = None, along: Optional[Length] = None, gradient_sigma: Optional[Length] = None,
+                window_sigma: Optional[Length] = None, otsu_factor: Optional[float] = None,
                 threshold: Optional[float] = None, dark_fibers: bool = False,
-                window: Optional[Sequence[float]] = None, maps: Maps = True, raw: Optional[str] = None,
+                grey_window: Optional[Sequence[float]] = None, maps: Maps = True, raw: Optional[str] = None,
                 threads: Optional[int] = None, memory: Union[None, int, str] = None, scratch: Any = None,
                 progress: Progress = None) -> AxisField:
     """The fiber axis of every foreground pixel alone. Parameters, errors and numbers are those of `analyze`.
@@ -524,5 +537,6 @@ def orientation(image: Image, fiber_radius: Length, *, estimator: str = _tevra.D
     ((48, 48), (48, 48, 2))
     """
     return _run(AxisField, image, fiber_radius, estimator=estimator, mask=mask, spacing=spacing, along=along,
-                otsu_factor=otsu_factor, threshold=threshold, dark_fibers=dark_fibers, window=window, maps=maps,
-                raw=raw, threads=threads, memory=memory, scratch=scratch, progress=progress)
+                gradient_sigma=gradient_sigma, window_sigma=window_sigma, otsu_factor=otsu_factor,
+                threshold=threshold, dark_fibers=dark_fibers, grey_window=grey_window, maps=maps, raw=raw,
+                threads=threads, memory=memory, scratch=scratch, progress=progress)

@@ -51,14 +51,33 @@ def test_saved_files_are_those_of_the_command_line(here, maps):
     assert runs[0] == runs[1]
 
 
+def test_unequal_spacing_and_scales_do_as_on_the_command_line(here):
+    phantom = tevra.phantom((24, 48, 48), 3, spacing=(1, 1, 2), seed=8, blur=1)
+    tevra.write("image.mha", phantom.image, spacing=(0.5, 0.5, 1.0), unit="mm")
+    run_program("analyze", "image.mha", "--fiber-radius", 1.5, "--estimator", "structure-tensor", "--gradient-sigma", 0.8,
+                "--window", 2, "--border", 2, "--subfield-count", 2, "-o", "out")
+    expected = json.load(open("out/result.json"))
+    more = {"estimator": "structure-tensor", "gradient_sigma": 0.8, "window_sigma": 2, "border": 2, "subfield_count": 2}
+    assert tevra.analyze("image.mha", 1.5, **more).document == expected
+    result = tevra.analyze(phantom.image, 1.5, spacing=(0.5, 0.5, 1.0), **more)
+    assert result.document == expected
+    # Axes are directions in space, not in pixels.
+    field = tevra.orientation(phantom.image, 1.5, spacing=(0.5, 0.5, 1.0))
+    both = field.foreground & (phantom.theta >= 0)
+    assert np.median(axial_angles_deg(field.axes()[both], phantom.axes()[both])) < 3
+    as_cubes = tevra.orientation(phantom.image, 3)
+    both &= as_cubes.foreground
+    assert np.median(axial_angles_deg(as_cubes.axes()[both], phantom.axes()[both])) > 5
+
+
 def test_a_mask_and_a_window_do_as_on_the_command_line(here):
     phantom = tevra.phantom((40, 44, 48), 3, seed=2)
     mask = phantom.theta >= 0
     tevra.write("image.tif", phantom.image.astype(np.uint16) * 100)
     tevra.write("mask.tif", mask.astype(np.uint8))
-    run_program("analyze", "image.tif", "--fiber-radius", 3, "--mask", "mask.tif", "--window", "1000,20000",
+    run_program("analyze", "image.tif", "--fiber-radius", 3, "--mask", "mask.tif", "--grey-window", "1000,20000",
                 "--estimator", "hessian", "-o", "out")
-    result = tevra.analyze(phantom.image.astype(np.uint16) * 100, 3, mask=mask, window=(1000, 20000),
+    result = tevra.analyze(phantom.image.astype(np.uint16) * 100, 3, mask=mask, grey_window=(1000, 20000),
                            estimator="hessian")
     assert result.document == json.load(open("out/result.json"))
 

@@ -25,12 +25,13 @@ IMAGE = lines_image((32, 32, 32))
     ({"subfield": 30}, ValueError), ({"subfield_count": 1000}, ValueError), ({"mask": np.zeros((3, 3, 3), bool)}, ValueError),
     ({"mask": "nowhere.tif"}, tevra.Error), ({"mask": np.zeros((32, 32, 32))}, TypeError), ({"spacing": 0}, ValueError),
     ({"spacing": ("1um", "1mm", "1um")}, ValueError), ({"otsu_factor": 0}, ValueError), ({"threshold": "a"}, TypeError),
-    ({"window": (5, 1)}, ValueError), ({"window": 5}, TypeError), ({"threads": 0}, ValueError), ({"threads": 1.5}, TypeError),
+    ({"grey_window": (5, 1)}, ValueError), ({"grey_window": 5}, TypeError), ({"threads": 0}, ValueError), ({"threads": 1.5}, TypeError),
     ({"memory": "much"}, ValueError), ({"memory": -1}, ValueError), ({"progress": 3}, TypeError),
     ({"fourth_order": "yes"}, TypeError), ({"dark_fibers": 1}, TypeError), ({"maps": "no/such/folder"}, ValueError),
     ({"maps": 3}, TypeError), ({"raw": "1,2,u8"}, ValueError), ({"scratch": 3}, TypeError),
     ({"report": 1}, TypeError), ({"exports": "stone"}, ValueError), ({"reference": (0, 0, 0)}, ValueError),
-    ({"along": 1, "estimator": "hessian"}, ValueError)])
+    ({"along": 1, "estimator": "hessian"}, ValueError),
+    ({"border": -1}, ValueError), ({"window_sigma": 2}, ValueError), ({"gradient_sigma": 0, "estimator": "structure-tensor"}, ValueError)])
 def test_wrong_arguments_are_named(arguments, error):
     arguments = {"fiber_radius": 3, **arguments}
     name = next(key for key in arguments if key != "fiber_radius" or len(arguments) == 1)
