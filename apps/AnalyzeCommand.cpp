@@ -68,6 +68,8 @@ struct SAnalyzeOptions {
     bool vectors = false;
     bool rgb = false;
     bool noReport = false;
+    bool pictures = false;
+    bool noPictures = false;
     bool allowGaps = false;
     bool quiet = false;
 };
@@ -480,6 +482,7 @@ class CAnalyzeRun {
         task.withMaps = m_settings.maps.has_value();
         task.maps = m_settings.maps.value_or(jobs::SMapChoice{});
         task.withReport = !m_options.noReport;
+        task.withPictures = m_options.pictures || !(m_options.noReport || m_options.noPictures);
         task.exports = m_settings.exports;
         task.reference = reference_in(dim);
         task.outputFolder = m_options.outputFolder;
@@ -711,6 +714,10 @@ const char* option_of(report::EOutputCondition condition) {
         return ", with --export also ";
     case report::EOutputCondition::report:
         return ", without --no-report also ";
+    case report::EOutputCondition::pictures:
+        return ", without --no-report or --no-pictures also ";
+    case report::EOutputCondition::profilePictures:
+        return ", and with subfields ";
     case report::EOutputCondition::maps:
         return ", with --maps also ";
     case report::EOutputCondition::mapsIn3d:
@@ -887,7 +894,13 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
         "circle of colors; the greyer the less sure");
     parser->add_option("--stride", options->stride, "Write every Nth pixel of maps along every axis only")
         ->type_name("N");
-    parser->add_flag("--no-report", options->noReport, "Write no report.html");
+    parser->add_flag("--no-report", options->noReport,
+                     "Write no report.html, and no pictures unless with --pictures");
+    CLI::Option* const pictures =
+        parser->add_flag("--pictures", options->pictures,
+                         "Write pictures for slides also with --no-report: sections.png, directions.png, "
+                         "with subfields profiles.png");
+    parser->add_flag("--no-pictures", options->noPictures, "Write no pictures")->excludes(pictures);
     parser->add_option("--threads", options->threads, THREADS_OPTION_HELP)->type_name("N");
     parser
         ->add_option(

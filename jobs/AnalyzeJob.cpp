@@ -64,6 +64,7 @@ report::SOutputWishes CAnalyzeJob::wishes() const {
             .exports = m_task.exports,
             .confidence = m_withConfidenceMap,
             .report = m_task.withReport,
+            .pictures = m_task.withPictures,
             .vectors = m_task.withMaps && m_task.maps.vectors,
             .colors = m_task.withMaps && m_task.maps.colors,
             .mapEnding = NameOf(m_task.maps.format)};
@@ -87,7 +88,7 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
             m_sinks.ExpectConfidence(); // where there is one
         }
         stream::SStreamResources resources{threads, memoryBytes, ScratchFolder(), checkpoint_files()};
-        if (m_task.withReport && report::HasReportPage()) {
+        if (m_task.withPictures || (m_task.withReport && report::HasReportPage())) {
             m_sections.emplace(image_size(), m_task.request.spacing, m_task.input.image.Info().pixelType);
             m_sinks.Add(*m_sections);
             resources.callersBytes = m_sections->Bytes() + stream::CDirectionCounter::Bytes(threads);

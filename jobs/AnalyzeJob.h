@@ -28,6 +28,7 @@ struct SAnalyzeTask {
     bool withMaps = false;                            ///< as files
     bool withReport = true;                           ///< if this build can make one
     SMapChoice maps{};                                ///< which, then
+    bool withPictures = true;                         ///< PNG files of what the report shows
     stream::ISliceSink* sink = nullptr;               ///< takes slices, too; outlives the run
     std::vector<std::string> exports{};               ///< of report::ExportNames
     std::optional<std::array<double, 3>> reference{}; ///< unit vector; mean directions are held against it

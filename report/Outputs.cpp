@@ -6,6 +6,7 @@
 #include "report/Json.h"
 #include "report/Tables.h"
 #include "report/TensorExports.h"
+#include "report/pictures/Pictures.h"
 
 #include "Subfields/ResultDocument.h"
 
@@ -46,6 +47,19 @@ std::string report_text(const SReport& report) {
     return HtmlReport(report.result, report.record, report.pictures);
 }
 
+// Pictures are asked for by runs that keep what they show.
+std::string sections_picture(const SReport& report) {
+    return SectionsPng(report.result, report.record, *report.pictures);
+}
+
+std::string directions_picture(const SReport& report) {
+    return DirectionsPng(report.result, *report.pictures);
+}
+
+std::string profiles_picture(const SReport& report) {
+    return ProfilesPng(report.result, report.record, *report.pictures);
+}
+
 std::string run_text(const SReport& report) {
     return RunJson(report.record);
 }
@@ -58,6 +72,10 @@ constexpr std::array OUTPUTS{
     SOutput{PROFILES_FILE, "averages over slices", subfields, profiles_text},
     SOutput{FOURTH_ORDER_FILE, "their fourth-order tensors", fourthOrder, fourth_order_text},
     SOutput{REPORT_FILE, "all of it to look at, in a browser", EOutputCondition::report, report_text},
+    SOutput{SECTIONS_PICTURE, "sections with directions as color", EOutputCondition::pictures,
+            sections_picture},
+    SOutput{DIRECTIONS_PICTURE, "their distribution", EOutputCondition::pictures, directions_picture},
+    SOutput{PROFILES_PICTURE, "averages over slices", profilePictures, profiles_picture},
     SOutput{THETA_FILE, "angles of the axes", maps, nullptr},
     SOutput{PHI_FILE, "angles of the axes around z", mapsIn3d, nullptr},
     SOutput{AXES_FILE, "axes as unit vectors", vectors, nullptr},
@@ -111,6 +129,10 @@ bool IsWanted(const SOutput& output, const SOutputWishes& wishes) {
                wishes.exports.end();
     case EOutputCondition::report:
         return wishes.report && HasReportPage();
+    case EOutputCondition::pictures:
+        return wishes.pictures;
+    case profilePictures:
+        return wishes.pictures && wishes.subfields;
     case maps:
         return wishes.maps;
     case mapsIn3d:

@@ -17,15 +17,17 @@ namespace TEVRA::report {
 /// What makes a file one of the outputs of a run.
 enum class EOutputCondition {
     always,
-    subfields,   ///< subfields are analysed
-    fourthOrder, ///< and fourth-order tensors are asked for
-    exported,    ///< it is asked for by its name
-    report,      ///< a report is asked for, and this build can make one
-    maps,        ///< maps of angles are asked for
-    mapsIn3d,    ///< and the image is 3D
-    vectors,     ///< maps of unit vectors are asked for
-    confidence,  ///< either of these, and the estimator knows how sure its axes are
-    colors       ///< maps of colors are asked for
+    subfields,       ///< subfields are analysed
+    fourthOrder,     ///< and fourth-order tensors are asked for
+    exported,        ///< it is asked for by its name
+    report,          ///< a report is asked for, and this build can make one
+    pictures,        ///< pictures are asked for
+    profilePictures, ///< and subfields are analysed
+    maps,            ///< maps of angles are asked for
+    mapsIn3d,        ///< and the image is 3D
+    vectors,         ///< maps of unit vectors are asked for
+    confidence,      ///< either of these, and the estimator knows how sure its axes are
+    colors           ///< maps of colors are asked for
 };
 
 /// What of it holds for a run.
@@ -37,6 +39,7 @@ struct SOutputWishes {
     std::vector<std::string> exports{}; ///< names of ExportNames
     bool confidence = false;            ///< the estimator has one
     bool report = false;
+    bool pictures = false;
     bool vectors = false;
     bool colors = false;
     std::string mapEnding = "mha"; ///< of the files of maps
@@ -64,6 +67,9 @@ inline constexpr const char* SUBFIELDS_FILE = "subfields.csv";
 inline constexpr const char* PROFILES_FILE = "profiles.csv";
 inline constexpr const char* FOURTH_ORDER_FILE = "subfields_a4.csv";
 inline constexpr const char* REPORT_FILE = "report.html";
+inline constexpr const char* SECTIONS_PICTURE = "sections.png";
+inline constexpr const char* DIRECTIONS_PICTURE = "directions.png";
+inline constexpr const char* PROFILES_PICTURE = "profiles.png";
 inline constexpr const char* THETA_FILE = "theta.mha";
 inline constexpr const char* PHI_FILE = "phi.mha";
 inline constexpr const char* AXES_FILE = "axes.mha";

@@ -67,4 +67,9 @@ SColor Desaturated(const SColor& color, double saturation) {
     return {mixed(color.red), mixed(color.green), mixed(color.blue)};
 }
 
+SColor ColorOfShare(double share) {
+    const double t = std::clamp(share, 0.0, 1.0);
+    return color_of_lab(0.25 + 0.68 * t, 0.01 - 0.02 * t, -0.1 + 0.24 * t);
+}
+
 } // namespace TEVRA::Impl

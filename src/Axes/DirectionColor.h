@@ -37,4 +37,8 @@ SColor ColorOfAngle(double angleRad);
 /// @param saturation 1 for the color itself, 0 for grey; beyond counts as these, NaN as 0.
 SColor Desaturated(const SColor& color, double saturation);
 
+/// The color of a value from 0 to 1: from dark blue over grey to light yellow. Lightness grows evenly, and colors differ
+/// along the axis from blue to yellow alone, which nearly all eyes see. The page of reports has the same ones.
+SColor ColorOfShare(double share);
+
 } // namespace TEVRA::Impl

@@ -69,7 +69,7 @@ TEST_F(OutputFiles, OfTheUserBesideARecordOfAnotherProgramStay) {
 }
 
 TEST_F(OutputFiles, OfAnEarlierRunAreRemovedWithAWordUnlessTheyWereChanged) {
-    ASSERT_EQ(analyze({"-o", "out", "--maps", "--subfield", "20"}).status, 0);
+    ASSERT_EQ(analyze({"-o", "out", "--maps", "--subfield", "20", "--no-report"}).status, 0);
     WriteFile(m_folder / "out/profiles.csv", "of the user");
     const SOutcome outcome = analyze({"-o", "out"});
     ASSERT_EQ(outcome.status, 0);

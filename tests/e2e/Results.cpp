@@ -5,14 +5,24 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include <string>
 #include <vector>
 
 namespace TEVRA::test {
 
+namespace {
+
+constexpr std::array LOOKED_AT{"report.html", "sections.png", "directions.png", "profiles.png"};
+
+} // namespace
+
 std::vector<std::string> OutputsIn(const std::filesystem::path& folder) {
     std::vector<std::string> names = CTemporaryFolder::EntriesOf(folder);
-    std::erase(names, "report.html");
+    for (const char* const name : LOOKED_AT) {
+        std::erase(names, name);
+    }
     return names;
 }
 
@@ -23,10 +33,12 @@ void ExpectSameResults(const std::filesystem::path& one, const std::filesystem::
         EXPECT_TRUE(name == "run.json" || ReadFile(one / name) == ReadFile(other / name))
             << name << " of " << one.filename() << " and " << other.filename();
     }
-    ASSERT_EQ(std::filesystem::exists(one / "report.html"), std::filesystem::exists(other / "report.html"));
-    if (std::filesystem::exists(one / "report.html")) {
-        EXPECT_TRUE(ReadFile(one / "report.html") == ReadFile(other / "report.html"))
-            << "report.html of " << one.filename() << " and " << other.filename();
+    for (const char* const name : LOOKED_AT) {
+        ASSERT_EQ(std::filesystem::exists(one / name), std::filesystem::exists(other / name)) << name;
+        if (std::filesystem::exists(one / name)) {
+            EXPECT_TRUE(ReadFile(one / name) == ReadFile(other / name))
+                << name << " of " << one.filename() << " and " << other.filename();
+        }
     }
 }
 

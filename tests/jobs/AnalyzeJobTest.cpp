@@ -45,6 +45,7 @@ class AnalyzeJob : public testing::Test {
         task.memoryBytes = std::size_t{1} << 30;
         task.imagePath = "lines";
         task.withReport = false; // which only some builds can make
+        task.withPictures = false;
         task.programVersion = "1.2.3";
         return task;
     }

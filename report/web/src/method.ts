@@ -27,7 +27,10 @@ function textOf(value: Json): string {
     if (Array.isArray(value)) {
         return value.map(textOf).join(", ");
     }
-    return typeof value === "string" ? value : JSON.stringify(value);
+    if (typeof value === "object") {
+        return Object.entries(value).map(([key, one]) => `${key.replace(/_/g, " ")} ${textOf(one)}`).join("; ");
+    }
+    return value;
 }
 
 function listOf(title: string, values: { [key: string]: Json }): HTMLElement {
