@@ -128,9 +128,13 @@ void CRaster::Blend(int x, int y, SColor color, double opacity) {
         (static_cast<std::size_t>(y) * static_cast<std::size_t>(m_width) + static_cast<std::size_t>(x)) * 3;
     const std::array<std::uint8_t, 3> channels{color.red, color.green, color.blue};
     for (std::size_t at = 0; at < channels.size(); ++at) {
+        if (opacity >= 1.0) {
+            pixel[at] = std::byte{channels[at]};
+            continue;
+        }
         const double before = std::to_integer<int>(pixel[at]);
         pixel[at] =
-            static_cast<std::byte>(std::lround(before + (channels[at] - before) * std::min(opacity, 1.0)));
+            static_cast<std::byte>(static_cast<int>(before + (channels[at] - before) * opacity + 0.5));
     }
 }
 
