@@ -142,6 +142,35 @@ TEST_F(AnalyzeJob, ResultsThatWereKeptAreSavedAsThoseOfARunIntoTheFolder) {
               read("run.json")["files"]);
 }
 
+TEST_F(AnalyzeJob, KeptResultsWithConfidenceAreSavedWithAndWithoutItsMap) {
+    SAnalyzeTask wanted = task();
+    wanted.input.estimator = stream::DEFAULT_ESTIMATOR;
+    wanted.withMaps = true;
+    {
+        CAnalyzeJob job(wanted, *m_ranks);
+        job.Plan(CAnalyzeJob::EPurpose::run);
+        job.Run();
+        job.Save();
+    }
+    stream::CMapsInMemory maps(m_size, stream::CMapsInMemory::EMaps::anglesAndConfidence);
+    wanted.withMaps = false;
+    wanted.outputFolder.clear();
+    wanted.sink = &maps;
+    CAnalyzeJob job(wanted, *m_ranks);
+    job.Plan(CAnalyzeJob::EPurpose::run);
+    job.Run();
+    stream::SFoundSlices all{
+        {0, m_size[2]}, maps.Theta().data(), maps.Phi().data(), maps.Confidence().data()};
+    job.SaveInto(m_folder / "later", &all);
+    for (const char* file : {"confidence.mha", "phi.mha", "result.json", "theta.mha"}) {
+        EXPECT_EQ(test::ReadFile(m_folder / "later" / file), test::ReadFile(m_folder / "out" / file)) << file;
+    }
+    all.confidence = nullptr;
+    job.SaveInto(m_folder / "without", &all);
+    EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "without"),
+                ElementsAre("phi.mha", "result.json", "run.json", "theta.mha"));
+}
+
 TEST_F(AnalyzeJob, ResultsThatCouldNotBeSavedCanBeSavedElsewhere) {
     SAnalyzeTask wanted = task();
     wanted.outputFolder.clear();
