@@ -73,7 +73,8 @@ std::vector<SEarlierFile> earlier_files(const fs::path& folder) {
     return earlier_run(folder).value_or(std::vector<SEarlierFile>());
 }
 
-/// Refuses to replace what no run of this program has written. Inputs are refused with words of their own.
+/// Refuses to replace what no run of this program has written. Inputs, and what is no plain file, are refused with words
+/// of their own.
 void require_none_of_others(const fs::path& folder, const std::vector<std::string>& names,
                             const CInputFiles& inputs) {
     if (HasUnfinishedFile(folder, report::RUN_RECORD_FILE)) {
@@ -86,7 +87,9 @@ void require_none_of_others(const fs::path& folder, const std::vector<std::strin
             earlier && (name == report::RUN_RECORD_FILE ||
                         std::any_of(earlier->begin(), earlier->end(),
                                     [&name](const SEarlierFile& file) { return file.name == name; }));
-        return !isOfEarlierRun && !inputs.Contain(folder / name) &&
+        const fs::file_status target = fs::status(folder / name, ignored);
+        const bool isPlain = !fs::exists(target) || fs::is_regular_file(target);
+        return !isOfEarlierRun && isPlain && !inputs.Contain(folder / name) &&
                fs::exists(fs::symlink_status(folder / name, ignored));
     };
     std::vector<std::string> all = names;

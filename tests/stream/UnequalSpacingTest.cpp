@@ -14,6 +14,7 @@
 #include <cmath>
 #include <memory>
 #include <numbers>
+#include <variant>
 #include <vector>
 
 using namespace TEVRA;
@@ -31,7 +32,7 @@ phantom::SPhantom fibers(const CSize& size) {
     options.sizePx = size;
     options.fiberRadius = RADIUS;
     options.spacing = {SPACING, SPACING, SPACING};
-    options.places = phantom::SScatteredFibers{0.15, 0.0};
+    std::get<phantom::SScatteredFibers>(options.places).volumeFraction = 0.15;
     if (size.Dim() == 2) {
         options.directions = phantom::SPlanar{};
     }
