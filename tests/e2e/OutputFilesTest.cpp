@@ -148,6 +148,8 @@ TEST_F(OutputFiles, ThatARunReadsAreNotRemovedAsAnEarlierRuns) {
 /// Runs that work long enough to be met.
 class RunsAtWork : public OutputFiles {
   protected:
+    static constexpr std::size_t FILES = 5; // two texts and three maps
+
     RunsAtWork() { WriteMetaImage(m_folder / "large.mha", ParallelFibers({200, 200, 160}, 0)); }
 
     /// @return once it has announced its files.
@@ -155,7 +157,7 @@ class RunsAtWork : public OutputFiles {
         Words words = {"analyze", "large.mha", "--fiber-radius", "3", "--maps", "--no-report", "-o", "out"};
         words.insert(words.end(), more.begin(), more.end());
         m_run.emplace(words, SCircumstances{.workingFolder = m_folder.Path()});
-        while (!m_run->HasEnded() && temporary_files().size() < 4) {
+        while (!m_run->HasEnded() && temporary_files().size() < FILES) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         ASSERT_FALSE(m_run->HasEnded());
@@ -181,7 +183,7 @@ TEST_F(RunsAtWork, ThatWereKilledLeaveFilesThatTheNextOneRemoves) {
     start();
     m_run->Signal(SIGKILL);
     ASSERT_EQ(m_run->Wait().status, 128 + SIGKILL);
-    EXPECT_EQ(temporary_files().size(), 5U);
+    EXPECT_EQ(temporary_files().size(), FILES);
     ASSERT_EQ(analyze({"-o", "out"}).status, 0);
     EXPECT_THAT(OutputsIn(m_folder / "out"), ElementsAre("result.json", "run.json"));
 }

@@ -29,10 +29,10 @@ double quantile(std::vector<double> values, double share) {
 
 std::array<double, 3> axis_at(const SMaps& maps, std::size_t i, std::size_t dim) {
     const auto theta = static_cast<double>(maps.theta[i]);
-    const auto phi = static_cast<double>(maps.phi[i]);
     if (dim == 2) {
         return {std::cos(theta), std::sin(theta), 0.0};
     }
+    const auto phi = static_cast<double>(maps.phi[i]);
     return {std::sin(theta) * std::cos(phi), std::sin(theta) * std::sin(phi), std::cos(theta)};
 }
 
