@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t SECTIONS = SRecursiveGaussian::SECTION_COUNT;
 
-using SState = SRecursionState<SDoubles>;
+using SState = SRecursionState<Real>;
 
 template <typename WhichT>
 [[gnu::always_inline]] inline SState load(const WhichT& which, const SRecursionPlanes& planes,
@@ -42,31 +42,31 @@ void walk_lines(const SRecursiveGaussian& filter, const SRecursionPlanes& planes
                 std::size_t line, const WhichT& which) {
     SState states[CHAINS];
     for (std::size_t chain = 0; chain < CHAINS; ++chain) {
-        states[chain] = load(which, planes, line + chain * LANES);
+        states[chain] = load(which, planes, line + chain * WIDTH);
     }
     const SRecursiveGaussian coefficients = filter; // a copy that no write below can change
     const float* in = walk.in.first + line;
     float* out = walk.out.first + line;
     for (std::size_t row = 0; row < walk.rows; ++row) {
         for (std::size_t chain = 0; chain < CHAINS; ++chain) {
-            const SDoubles sample = LoadFloats(which, in + chain * LANES);
-            StoreFloats(which, Step(coefficients, states[chain], sample), out + chain * LANES);
+            const Real sample = LoadFloats(which, in + chain * WIDTH);
+            StoreFloats(which, Step(coefficients, states[chain], sample), out + chain * WIDTH);
         }
         in += walk.in.step;
         out += walk.out.step;
     }
     for (std::size_t chain = 0; chain < CHAINS; ++chain) {
-        store(which, states[chain], planes, line + chain * LANES);
+        store(which, states[chain], planes, line + chain * WIDTH);
     }
 }
 
 void walk(const SRecursiveGaussian& filter, const SRecursionPlanes& states, const SRecursionWalk& walk) {
     constexpr std::size_t CHAINS = 2;
     std::size_t line = 0;
-    for (; line + CHAINS * LANES <= walk.lines; line += CHAINS * LANES) {
+    for (; line + CHAINS * WIDTH <= walk.lines; line += CHAINS * WIDTH) {
         walk_lines<CHAINS>(filter, states, walk, line, SAllLanes());
     }
-    for (; line + LANES <= walk.lines; line += LANES) {
+    for (; line + WIDTH <= walk.lines; line += WIDTH) {
         walk_lines<1>(filter, states, walk, line, SAllLanes());
     }
     if (line < walk.lines) {
@@ -85,7 +85,7 @@ template <typename WhichT>
 void start_anticausal_of_lines(const SRecursiveGaussian& filter, const SRecursionPlanes& states,
                                const float* last, std::size_t lines) {
     std::size_t line = 0;
-    for (; line + LANES <= lines; line += LANES) {
+    for (; line + WIDTH <= lines; line += WIDTH) {
         start_anticausal(filter, states, last, line, SAllLanes());
     }
     if (line < lines) {
@@ -97,32 +97,32 @@ void start_anticausal_of_lines(const SRecursiveGaussian& filter, const SRecursio
 template <std::size_t CHAINS, typename WhichT>
 void weighted_sums(const SSampledGaussian& kernel, const float* const* rows, float* out, std::size_t first,
                    const WhichT& which) {
-    SDoubles sums[CHAINS];
+    Real sums[CHAINS];
     const double* const weights = kernel.weights.data();
     for (std::size_t chain = 0; chain < CHAINS; ++chain) {
-        sums[chain] = weights[0] * LoadFloats(which, rows[kernel.radius] + first + chain * LANES);
+        sums[chain] = weights[0] * LoadFloats(which, rows[kernel.radius] + first + chain * WIDTH);
     }
     for (std::size_t k = 1; k <= kernel.radius; ++k) {
         const float* const left = rows[kernel.radius - k] + first;
         const float* const right = rows[kernel.radius + k] + first;
         for (std::size_t chain = 0; chain < CHAINS; ++chain) {
-            const SDoubles both =
-                LoadFloats(which, left + chain * LANES) + LoadFloats(which, right + chain * LANES);
+            const Real both =
+                LoadFloats(which, left + chain * WIDTH) + LoadFloats(which, right + chain * WIDTH);
             sums[chain] = sums[chain] + weights[k] * both;
         }
     }
     for (std::size_t chain = 0; chain < CHAINS; ++chain) {
-        StoreFloats(which, sums[chain], out + first + chain * LANES);
+        StoreFloats(which, sums[chain], out + first + chain * WIDTH);
     }
 }
 
 void weighted_sum(const SSampledGaussian& kernel, const float* const* rows, float* out, std::size_t count) {
     constexpr std::size_t CHAINS = 4;
     std::size_t first = 0;
-    for (; first + CHAINS * LANES <= count; first += CHAINS * LANES) {
+    for (; first + CHAINS * WIDTH <= count; first += CHAINS * WIDTH) {
         weighted_sums<CHAINS>(kernel, rows, out, first, SAllLanes());
     }
-    for (; first + LANES <= count; first += LANES) {
+    for (; first + WIDTH <= count; first += WIDTH) {
         weighted_sums<1>(kernel, rows, out, first, SAllLanes());
     }
     if (first < count) {
@@ -156,19 +156,18 @@ void mixed_difference(const float* const (&corners)[4], float* out, std::size_t 
     }
 }
 
-/// Floats of a whole register.
-constexpr std::size_t BLOCK = 2 * LANES;
-using RawBlockRow [[gnu::vector_size(BLOCK * sizeof(float))]] = float;
+/// Rows and columns of a block; a row is a whole register.
+constexpr std::size_t BLOCK = FLOATS;
 
 /// The first halves (or the last ones) of two rows, one sample of each at a time.
 template <std::size_t... K>
-[[gnu::always_inline]] inline RawBlockRow interleave_first(const RawBlockRow& a, const RawBlockRow& b,
-                                                           std::index_sequence<K...>) {
+[[gnu::always_inline]] inline Floats interleave_first(const Floats& a, const Floats& b,
+                                                      std::index_sequence<K...>) {
     return __builtin_shufflevector(a, b, (K / 2 + K % 2 * BLOCK)...);
 }
 template <std::size_t... K>
-[[gnu::always_inline]] inline RawBlockRow interleave_last(const RawBlockRow& a, const RawBlockRow& b,
-                                                          std::index_sequence<K...>) {
+[[gnu::always_inline]] inline Floats interleave_last(const Floats& a, const Floats& b,
+                                                     std::index_sequence<K...>) {
     return __builtin_shufflevector(a, b, (BLOCK / 2 + K / 2 + K % 2 * BLOCK)...);
 }
 
@@ -178,12 +177,12 @@ template <typename InT, typename OutT>
 [[gnu::always_inline]] inline void transpose_block(const InT& in, const OutT& out, std::size_t row,
                                                    std::size_t column) {
     constexpr std::make_index_sequence<BLOCK> SAMPLES;
-    RawBlockRow block[BLOCK];
+    Floats block[BLOCK];
     for (std::size_t i = 0; i < BLOCK; ++i) {
         __builtin_memcpy(&block[i], in(row + i) + column, sizeof block[i]);
     }
     for (std::size_t halved = 1; halved < BLOCK; halved *= 2) {
-        RawBlockRow next[BLOCK];
+        Floats next[BLOCK];
         for (std::size_t i = 0; i < BLOCK / 2; ++i) {
             next[2 * i] = interleave_first(block[i], block[i + BLOCK / 2], SAMPLES);
             next[2 * i + 1] = interleave_last(block[i], block[i + BLOCK / 2], SAMPLES);

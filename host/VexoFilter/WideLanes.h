@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "Numeric/Lanes.h"
+#include "Numeric/Registers.h"
 
 #include <cstddef>
 
@@ -14,19 +14,8 @@
 /// everything here lives in the namespace of one instruction set.
 namespace TEVRA::Impl::FilterLoops::TEVRA_WIDE {
 
-#if defined(__AVX512F__)
-constexpr std::size_t REGISTER_BYTES = 64;
-#elif defined(__AVX2__)
-constexpr std::size_t REGISTER_BYTES = 32;
-#else
-constexpr std::size_t REGISTER_BYTES = 16;
-#endif
-/// Doubles in a register; as many floats are taken in and given out at a time.
-constexpr std::size_t LANES = REGISTER_BYTES / sizeof(double);
-
-using SDoubles = SLanes<LANES>;
-using RawDoubles = SDoubles::Numbers;
-using RawFloats = SDoubles::Floats;
+using RawDoubles = Real::Numbers;
+using RawFloats = Real::Floats; ///< as many as doubles: half a register
 
 /// All lanes, or the first few of them where a row ends. Lanes beyond hold zeros.
 struct SAllLanes {
@@ -46,7 +35,7 @@ struct SFirstLanes {
     template <typename RawT, typename NumberT>
     [[gnu::always_inline]] void Load(RawT& to, const NumberT* from) const {
         to = RawT{};
-        for (std::size_t lane = 0; lane < LANES; ++lane) {
+        for (std::size_t lane = 0; lane < WIDTH; ++lane) {
             if (lane < count) {
                 to[lane] = from[lane];
             }
@@ -54,7 +43,7 @@ struct SFirstLanes {
     }
     template <typename RawT, typename NumberT>
     [[gnu::always_inline]] void Store(const RawT& from, NumberT* to) const {
-        for (std::size_t lane = 0; lane < LANES; ++lane) {
+        for (std::size_t lane = 0; lane < WIDTH; ++lane) {
             if (lane < count) {
                 to[lane] = from[lane];
             }
@@ -74,21 +63,21 @@ struct SFirstLanes {
 }
 
 template <typename WhichT>
-[[gnu::always_inline]] inline SDoubles LoadDoubles(const WhichT& which, const double* from) {
+[[gnu::always_inline]] inline Real LoadDoubles(const WhichT& which, const double* from) {
     RawDoubles doubles;
     which.Load(doubles, from);
-    return SDoubles::Of(doubles);
+    return Real::Of(doubles);
 }
 
 template <typename WhichT>
-[[gnu::always_inline]] inline SDoubles LoadFloats(const WhichT& which, const float* from) {
+[[gnu::always_inline]] inline Real LoadFloats(const WhichT& which, const float* from) {
     RawFloats floats;
     which.Load(floats, from);
-    return SDoubles::Of(Widened(floats));
+    return Real::Of(Widened(floats));
 }
 
 template <typename WhichT>
-[[gnu::always_inline]] inline void StoreFloats(const WhichT& which, const SDoubles& values, float* to) {
+[[gnu::always_inline]] inline void StoreFloats(const WhichT& which, const Real& values, float* to) {
     which.Store(__builtin_convertvector(values.v, RawFloats), to);
 }
 

@@ -6,8 +6,9 @@
 #include "Axes/AngleKernel.h"
 #include "Axes/HessianKernel.h"
 #include "Axes/Markers.h"
+#include "Axes/PackedPixels.h"
 #include "Axes/SumKernel.h"
-#include "Numeric/Lanes.h"
+#include "Numeric/Registers.h"
 
 #if defined(__AVX512F__)
 #include <immintrin.h> // lanes picked by a mask: nothing portable comes near it
@@ -16,32 +17,7 @@
 namespace TEVRA::Impl::segments::TEVRA_WIDE {
 namespace {
 
-// As many doubles as one register holds.
-#if defined(__AVX512F__)
-constexpr std::size_t WIDTH = 8;
-#elif defined(__AVX2__)
-constexpr std::size_t WIDTH = 4;
-#else
-constexpr std::size_t WIDTH = 2;
-#endif
-using Real = SLanes<WIDTH>;
-using Access = SLaneAccess<Real>;
-
-constexpr std::size_t MOST_LANES = 8;
-static_assert(SEGMENT_PIXELS % MOST_LANES == 0 && PARTIAL_SUMS % WIDTH == 0);
-
-/// Pixels of a segment, packed, with room to pad the last group of lanes and for a whole register to be
-/// stored at its end.
-struct SPacked {
-    alignas(64) float values[SEGMENT_PIXELS + 16];
-};
-
-/// Fills up the last group of lanes.
-void pad(std::size_t count, SPacked& packed) {
-    for (std::size_t i = count; i < count + MOST_LANES - 1; ++i) {
-        packed.values[i] = 0.0F;
-    }
-}
+static_assert(PARTIAL_SUMS % WIDTH == 0);
 
 /// The pixels of a segment whose bytes are not 0.
 #if defined(__AVX512F__)
@@ -72,7 +48,7 @@ class CSelection {
             at += count_of(mask);
         }
         for (SPacked& entry : packed) {
-            pad(m_count, entry);
+            Pad(entry.values, m_count);
         }
     }
     /// @param row receives `rest` for all other pixels.
@@ -101,6 +77,7 @@ class CSelection {
 
   private:
     static constexpr std::size_t GROUP = 16;
+    static_assert(SEGMENT_PIXELS % GROUP == 0);
 
     static std::size_t count_of(__mmask16 mask) { return static_cast<std::size_t>(__builtin_popcount(mask)); }
     /// Which pixels of a group there are.
@@ -133,11 +110,7 @@ class CSelection {
     template <std::size_t Entries>
     void Pack(const float* const* rows, SPacked (&packed)[Entries]) const {
         for (std::size_t entry = 0; entry < Entries; ++entry) {
-            const float* const row = rows[entry];
-            for (std::size_t i = 0; i < m_count; ++i) {
-                packed[entry].values[i] = row[m_positions[i]];
-            }
-            pad(m_count, packed[entry]);
+            PackPixels(rows[entry], m_positions, m_count, packed[entry]);
         }
     }
     /// @param row receives `rest` for all other pixels.
@@ -198,14 +171,7 @@ std::size_t find_angles(const SPacked (&hessian)[Entries], std::size_t count, SP
     std::size_t failures = 0;
     for (std::size_t at = 0; at < count; at += WIDTH) {
         const Real::Mask found = angles_of<IsSmallest>(hessian, at, theta, phi);
-        if (__builtin_expect(Access::AllOf(found), 1)) {
-            continue;
-        }
-        for (std::size_t lane = 0; lane < WIDTH && at + lane < count; ++lane) {
-            if (!Access::IsSet(found, lane)) {
-                failed[failures++] = static_cast<unsigned short>(at + lane);
-            }
-        }
+        failures = AppendFailed(found, at, count, failed, failures);
     }
     return failures;
 }
@@ -284,28 +250,18 @@ std::size_t pack_angles(const float* theta, const float* phi, std::size_t count,
     return pack_one_by_one<Dim>(theta, phi, x, count, packed, packedTheta, packedPhi);
 }
 
-TEVRA_LANES_INLINE Real load(const double* from) {
-    Real lanes{};
-    __builtin_memcpy(&lanes.v, from, sizeof lanes.v);
-    return lanes;
-}
-
-TEVRA_LANES_INLINE void store(const Real& lanes, double* to) {
-    __builtin_memcpy(to, &lanes.v, sizeof lanes.v);
-}
-
 template <std::size_t Dim>
 void unit_axes(const float* theta, const float* phi, std::size_t count, double* const* components) {
     for (std::size_t at = 0; at < count; at += WIDTH) {
         if constexpr (Dim == 3) {
             const SVector3<Real> unit = AxisAt(Access::Load(theta + at), Access::Load(phi + at));
-            store(unit.x, components[0] + at);
-            store(unit.y, components[1] + at);
-            store(unit.z, components[2] + at);
+            Access::Store(unit.x, components[0] + at);
+            Access::Store(unit.y, components[1] + at);
+            Access::Store(unit.z, components[2] + at);
         } else {
             const SVector2<Real> unit = AxisAt(Access::Load(theta + at));
-            store(unit.x, components[0] + at);
-            store(unit.y, components[1] + at);
+            Access::Store(unit.x, components[0] + at);
+            Access::Store(unit.y, components[1] + at);
         }
     }
 }
@@ -382,7 +338,7 @@ void add_axes(const double* const* components, std::size_t count, double* second
             }
             Real axis[Dim];
             for (std::size_t component = 0; component < Dim; ++component) {
-                axis[component] = load(components[component] + first);
+                axis[component] = Access::Load(components[component] + first);
             }
             if (first + WIDTH > count) {
                 clear_lanes(count - first, axis);

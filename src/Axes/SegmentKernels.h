@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "Axes/Segments.h"
+
 #include <cstddef>
 
 /// What the files that are compiled once per instruction set offer to RowKernels.cpp.
 namespace TEVRA::Impl {
-
-/// Rows are worked on in segments of at most this many pixels, whose packed pixels fit the stack and the
-/// first-level cache.
-inline constexpr std::size_t SEGMENT_PIXELS = 512;
 
 /// Axes are summed in this many partial sums, of every eighth axis each.
 inline constexpr std::size_t PARTIAL_SUMS = 8;
@@ -27,9 +25,6 @@ struct SAxesFound {
     std::size_t foreground; ///< foreground pixels of the segment
     std::size_t failed;     ///< how many of them got no axis
 };
-
-/// Packed numbers stand in arrays with room for this many more: kernels work on whole registers.
-inline constexpr std::size_t PACKING_ROOM = 16;
 
 struct SSegmentKernels {
     SAxesFound (*axes[2])(const SAxesOfSegment&); ///< 2D, 3D

@@ -334,14 +334,14 @@ class CLocalTensors<Dim>::CPlaneWork {
     bool vote(const std::array<const float*, 6>& hessian, float* votes) {
         std::fill_n(votes, ENTRIES * m_tensors.m_width, 0.0F);
         std::size_t voting = 0;
-        std::array<unsigned short, LOCAL_SEGMENT>
+        std::array<unsigned short, SEGMENT_PIXELS>
             failed; // NOLINT(cppcoreguidelines-pro-type-member-init): output
-        for (std::size_t begin = 0; begin < m_tensors.m_width; begin += LOCAL_SEGMENT) {
+        for (std::size_t begin = 0; begin < m_tensors.m_width; begin += SEGMENT_PIXELS) {
             SVoteSegment segment{};
             for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
                 segment.hessian[entry] = hessian[entry] + begin;
             }
-            segment.count = std::min(LOCAL_SEGMENT, m_tensors.m_width - begin);
+            segment.count = std::min(SEGMENT_PIXELS, m_tensors.m_width - begin);
             segment.squaredSigma = m_tensors.m_squaredSigma;
             segment.votes = votes + ENTRIES * begin;
             segment.failed = failed.data();
@@ -647,7 +647,7 @@ std::array<double*, Dim> CLocalTensors<Dim>::axes_of(CLocalWorkspace<Dim>& work)
 template <std::size_t Dim>
 std::size_t CLocalTensors<Dim>::pick(const unsigned char* foreground, std::size_t begin,
                                      CLocalWorkspace<Dim>& work) const {
-    const std::size_t length = std::min(LOCAL_SEGMENT, m_width - begin);
+    const std::size_t length = std::min(SEGMENT_PIXELS, m_width - begin);
     std::size_t count = 0;
     for (std::size_t x = 0; x < length; ++x) {
         work.m_pixels[count] = static_cast<unsigned short>(x);
@@ -697,7 +697,7 @@ void CLocalTensors<Dim>::FindMatrices(long long z, std::size_t y, const unsigned
     }
     volume.planes = work.m_planes.data();
     const float* const own = ring.At(z) + y * m_tensorStride;
-    for (std::size_t begin = 0; begin < m_width; begin += LOCAL_SEGMENT) {
+    for (std::size_t begin = 0; begin < m_width; begin += SEGMENT_PIXELS) {
         const std::size_t count = pick(foreground, begin, work);
         if (count == 0) {
             continue;

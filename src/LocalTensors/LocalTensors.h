@@ -157,7 +157,7 @@ template <std::size_t Dim>
 class CLocalWorkspace {
   public:
     static constexpr std::size_t ENTRIES = Dim * (Dim + 1) / 2;
-    static constexpr std::size_t ROOM = LOCAL_SEGMENT + LOCAL_ROOM;
+    static constexpr std::size_t ROOM = SEGMENT_PIXELS + PACKING_ROOM;
 
   private:
     friend class CLocalTensors<Dim>;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "Axes/Segments.h"
+
 #include <cstddef>
 
 /// What the file that is compiled once per instruction set offers: rows of single-precision numbers filtered
@@ -16,10 +18,6 @@ inline constexpr std::size_t RoundedToGroup(std::size_t count) {
     return (count + ROW_GROUP - 1) / ROW_GROUP * ROW_GROUP;
 }
 
-/// Pixels that the per-pixel steps take at a time, at most.
-inline constexpr std::size_t LOCAL_SEGMENT = 512;
-/// Packed numbers stand in arrays with room for this many more.
-inline constexpr std::size_t LOCAL_ROOM = 16;
 /// A voxel of look-ups is loaded as so many floats: arrays of tensors have room for them behind the last.
 inline constexpr std::size_t VOXEL_LOAD = 8;
 
@@ -49,7 +47,7 @@ inline constexpr double LEAST_LINE_STRENGTH = 1e-6;
 
 struct SVoteSegment {
     const float* hessian[6]; ///< rows xx, xy[, xz], yy[, yz, zz]
-    std::size_t count;       ///< at most LOCAL_SEGMENT
+    std::size_t count;       ///< at most SEGMENT_PIXELS
     double squaredSigma;     ///< makes the line strength a plain number
     float* votes;            ///< interleaved entries of every pixel; receives those of pixels that vote
     unsigned short* failed;  ///< receives pixels whose axis has no closed form

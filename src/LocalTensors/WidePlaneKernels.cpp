@@ -5,25 +5,13 @@
 
 #include "Axes/AngleKernel.h"
 #include "Axes/HessianKernel.h"
-#include "Numeric/Lanes.h"
+#include "Axes/PackedPixels.h"
+#include "Numeric/Registers.h"
 
 namespace TEVRA::Impl::planes::TEVRA_WIDE {
 namespace {
 
-#if defined(__AVX512F__)
-constexpr std::size_t WIDTH = 8;
-#elif defined(__AVX2__)
-constexpr std::size_t WIDTH = 4;
-#else
-constexpr std::size_t WIDTH = 2;
-#endif
-using Real = SLanes<WIDTH>;
-using Access = SLaneAccess<Real>;
-
-/// Floats of one register.
-constexpr std::size_t FLOATS = 2 * WIDTH;
 // An alias would lose the count. NOLINTBEGIN(modernize-use-using)
-typedef float Floats __attribute__((vector_size(FLOATS * sizeof(float))));
 typedef int FloatMask __attribute__((vector_size(FLOATS * sizeof(int))));
 typedef float Voxel __attribute__((vector_size(VOXEL_LOAD * sizeof(float))));
 typedef int Whole __attribute__((vector_size(WIDTH * sizeof(int))));
@@ -270,27 +258,6 @@ std::size_t pick_lines(const float* const (&hessian)[6], std::size_t count, unsi
     return found;
 }
 
-struct SPackedEntries {
-    alignas(64) float values[LOCAL_SEGMENT + LOCAL_ROOM];
-};
-
-/// Fills up the last group of lanes.
-TEVRA_LANES_INLINE void pad(float* values, std::size_t count) {
-    for (std::size_t i = count; i < count + LOCAL_ROOM; ++i) {
-        values[i] = 0.0F;
-    }
-}
-
-TEVRA_LANES_INLINE Real load(const double* from) {
-    Real lanes{};
-    __builtin_memcpy(&lanes.v, from, sizeof lanes.v);
-    return lanes;
-}
-
-TEVRA_LANES_INLINE void store(const Real& lanes, double* to) {
-    __builtin_memcpy(to, &lanes.v, sizeof lanes.v);
-}
-
 template <typename SourceT>
 TEVRA_LANES_INLINE SHessian3<Real> matrix3(const SourceT& entry, std::size_t at) {
     return {Access::Load(entry(0) + at), Access::Load(entry(1) + at), Access::Load(entry(2) + at),
@@ -354,17 +321,13 @@ template <std::size_t Dim>
 SVotesFound votes(const SVoteSegment& segment) {
     constexpr std::size_t entries = ENTRIES<Dim>;
     // Only what is used of the buffers is written. NOLINTBEGIN(cppcoreguidelines-pro-type-member-init)
-    unsigned short picked[LOCAL_SEGMENT + FLOATS];
-    SPackedEntries packed[entries];
+    unsigned short picked[SEGMENT_PIXELS + FLOATS];
+    SPacked packed[entries];
     float products[entries][WIDTH];
     // NOLINTEND(cppcoreguidelines-pro-type-member-init)
     const std::size_t count = pick_lines<Dim>(segment.hessian, segment.count, picked);
     for (std::size_t entry = 0; entry < entries; ++entry) {
-        const float* const row = segment.hessian[entry];
-        for (std::size_t i = 0; i < count; ++i) {
-            packed[entry].values[i] = row[picked[i]];
-        }
-        pad(packed[entry].values, count);
+        PackPixels(segment.hessian[entry], picked, count, packed[entry]);
     }
     const auto entry_of = [&packed](std::size_t entry) __attribute__((always_inline)) {
         return static_cast<const float*>(packed[entry].values);
@@ -418,7 +381,7 @@ void gather(const float* row, const unsigned short* pixels, std::size_t count, f
         }
     }
     for (std::size_t entry = 0; entry < entries; ++entry) {
-        pad(out[entry], count);
+        Pad(out[entry], count);
     }
 }
 
@@ -434,23 +397,16 @@ TEVRA_LANES_INLINE std::size_t find_axes(const float* const* entries, std::size_
         if constexpr (Dim == 3) {
             const auto [axis, isFound] = EigenAxis<IsSmallest>(matrix3(entry_of, at));
             found = isFound;
-            store(axis.x, axes[0] + at);
-            store(axis.y, axes[1] + at);
-            store(axis.z, axes[2] + at);
+            Access::Store(axis.x, axes[0] + at);
+            Access::Store(axis.y, axes[1] + at);
+            Access::Store(axis.z, axes[2] + at);
         } else {
             const auto [axis, isFound] = EigenAxis<IsSmallest>(matrix2(entry_of, at));
             found = isFound;
-            store(axis.x, axes[0] + at);
-            store(axis.y, axes[1] + at);
+            Access::Store(axis.x, axes[0] + at);
+            Access::Store(axis.y, axes[1] + at);
         }
-        if (__builtin_expect(Access::AllOf(found), 1)) {
-            continue;
-        }
-        for (std::size_t lane = 0; lane < WIDTH && at + lane < count; ++lane) {
-            if (!Access::IsSet(found, lane)) {
-                failed[failures++] = static_cast<unsigned short>(at + lane);
-            }
-        }
+        failures = AppendFailed(found, at, count, failed, failures);
     }
     return failures;
 }
@@ -533,7 +489,7 @@ struct SLookUpRow {
             Whole offsets[Dim];
             for (std::size_t component = 0; component < Dim; ++component) {
                 offsets[component] =
-                    nearest(Real(steps.offsets[step][component]) * load(axis[component] + at));
+                    nearest(Real(steps.offsets[step][component]) * Access::Load(axis[component] + at));
             }
             const Whole floats =
                 offsets[1] * static_cast<int>(volume.rowFloats) + offsets[0] * static_cast<int>(ENTRIES<Dim>);
@@ -603,7 +559,7 @@ void look_up(const STensorVolume& volume, const SLookUps& steps, const unsigned 
         }
     }
     for (std::size_t entry = 0; entry < ENTRIES<Dim>; ++entry) {
-        pad(out[entry], count);
+        Pad(out[entry], count);
     }
 }
 

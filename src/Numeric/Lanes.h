@@ -171,6 +171,14 @@ struct SLaneAccess<SLanes<Count>> {
         __builtin_memcpy(&floats, from, sizeof floats);
         return Lanes::Of(__builtin_convertvector(floats, typename Lanes::Numbers));
     }
+    TEVRA_LANES_INLINE static Lanes Load(const double* from) {
+        Lanes lanes{};
+        __builtin_memcpy(&lanes.v, from, sizeof lanes.v);
+        return lanes;
+    }
+    TEVRA_LANES_INLINE static void Store(const Lanes& value, double* to) {
+        __builtin_memcpy(to, &value.v, sizeof value.v);
+    }
     /// Rounds to float.
     TEVRA_LANES_INLINE static void StoreFloats(const Lanes& value, float* to) {
         const typename Lanes::Floats floats = __builtin_convertvector(value.v, typename Lanes::Floats);
