@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "Comparison.h"
 
+#include "support/MakeImage.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -69,7 +71,32 @@ SDeviations deviations(const SMaps& maps, const std::vector<SPlainAxis>& truth, 
     return result;
 }
 
+std::vector<float> pixels_of(const IImage& map) {
+    return PixelsOf<float>(dynamic_cast<const CImage&>(map));
+}
+
 } // namespace
+
+CSize SizeOf(const SPlainImage& image) {
+    return image.extents[2] > 1 ? CSize(image.extents[0], image.extents[1], image.extents[2])
+                                : CSize(image.extents[0], image.extents[1]);
+}
+
+std::unique_ptr<CImage> FloatImage(const SPlainImage& image) {
+    return MakeImage<float>(IMAGE_GREY_F, SizeOf(image), [&](long long x, long long y, long long z) {
+        return image.values[image.Index(x, y, z)];
+    });
+}
+
+SMaps MapsOf(const CLocalTensorOrientations& estimator) {
+    const IImage* theta = nullptr;
+    const IImage* phi = nullptr;
+    const IImage* confidence = nullptr;
+    estimator.get(theta, phi);
+    estimator.GetConfidence(confidence);
+    return {pixels_of(*theta), phi != nullptr ? pixels_of(*phi) : std::vector<float>(),
+            pixels_of(*confidence)};
+}
 
 SPlainImage Fibers(const std::array<long long, 3>& extents, double radius,
                    const std::array<double, 3>& spacing, unsigned seed) {

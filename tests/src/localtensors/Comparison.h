@@ -3,8 +3,12 @@
 
 #include "PlainLocalTensors.h"
 
+#include "FilterOrientations/LocalTensorOrientations.h"
+#include "zeklib2image/Image.h"
+
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 namespace TEVRA::test {
@@ -15,6 +19,13 @@ struct SMaps {
 
     bool operator==(const SMaps&) const = default;
 };
+
+CSize SizeOf(const SPlainImage& image);
+
+/// GREY_F.
+std::unique_ptr<CImage> FloatImage(const SPlainImage& image);
+
+SMaps MapsOf(const CLocalTensorOrientations& estimator);
 
 /// A few bright fibers with soft edges at random places, and a little noise; floats. The same for the same seed.
 SPlainImage Fibers(const std::array<long long, 3>& extents, double radius,

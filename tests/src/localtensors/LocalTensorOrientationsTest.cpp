@@ -28,45 +28,20 @@ using namespace TEVRA::test;
 
 constexpr std::array<double, 3> CUBES{1.0, 1.0, 1.0};
 
-CSize size_of(const SPlainImage& image) {
-    return image.extents[2] > 1 ? CSize(image.extents[0], image.extents[1], image.extents[2])
-                                : CSize(image.extents[0], image.extents[1]);
-}
-
-std::unique_ptr<CImage> float_image(const SPlainImage& image) {
-    return MakeImage<float>(IMAGE_GREY_F, size_of(image), [&](long long x, long long y, long long z) {
-        return image.values[image.Index(x, y, z)];
-    });
-}
-
 std::unique_ptr<CImage> full_mask(const CSize& size) {
     return MakeImage<unsigned char>(IMAGE_BINARY_FG, size, [](auto, auto, auto) { return 1; });
-}
-
-std::vector<float> pixels_of(const IImage& map) {
-    return PixelsOf<float>(dynamic_cast<const CImage&>(map));
-}
-
-SMaps maps_of(const CLocalTensorOrientations& estimator) {
-    const IImage* theta = nullptr;
-    const IImage* phi = nullptr;
-    const IImage* confidence = nullptr;
-    estimator.get(theta, phi);
-    estimator.GetConfidence(confidence);
-    return {pixels_of(*theta), phi != nullptr ? pixels_of(*phi) : std::vector<float>(),
-            pixels_of(*confidence)};
 }
 
 SMaps votes_of(const IImage& image, double radius, const IImage* mask = nullptr,
                const SLineVotingOptions& options = {}) {
     CLineVotingOrientations estimator;
     estimator.compute(image, radius, mask, options);
-    return maps_of(estimator);
+    return MapsOf(estimator);
 }
 
 TEST(LineVotingInMemory, GivesThePlainAxesOfAVolumeInThickSlices) {
     const SPlainImage image = Fibers({40, 37, 17}, 0.15, {0.05, 0.05, 0.1}, 5);
-    const auto pixels = float_image(image);
+    const auto pixels = FloatImage(image);
     CVexoHeaderTools::SetSpacing(*pixels, 0.05, 0.05, 0.1);
     const auto mask = full_mask(pixels->Size());
     const SMaps maps = votes_of(*pixels, 0.15, mask.get());
@@ -79,7 +54,7 @@ TEST(LineVotingInMemory, GivesThePlainAxesOfAVolumeInThickSlices) {
 
 TEST(LineVotingInMemory, GivesThePlainAxesOfAPlaneWithTheLengthAlongTheFiberThatItIsGiven) {
     const SPlainImage image = Fibers({90, 80, 1}, 3.0, CUBES, 5);
-    const auto pixels = float_image(image);
+    const auto pixels = FloatImage(image);
     const auto mask = full_mask(pixels->Size());
     SLineVotingOptions options;
     options.along = 1.5;
@@ -89,23 +64,23 @@ TEST(LineVotingInMemory, GivesThePlainAxesOfAPlaneWithTheLengthAlongTheFiberThat
 
 TEST(StructureTensorInMemory, GivesThePlainAxesWithTheLengthsThatItIsGiven) {
     const SPlainImage image = Fibers({40, 37, 33}, 3.0, CUBES, 5);
-    const auto pixels = float_image(image);
+    const auto pixels = FloatImage(image);
     const auto mask = full_mask(pixels->Size());
     CStructureTensorOrientations estimator;
     estimator.compute(*pixels, 3.0, mask.get());
-    ExpectPlainAxes(maps_of(estimator), PlainAxes(image, {EPlainKind::structureTensor, CUBES, 1.0, 3.0, 0.0}),
+    ExpectPlainAxes(MapsOf(estimator), PlainAxes(image, {EPlainKind::structureTensor, CUBES, 1.0, 3.0, 0.0}),
                     3);
     SStructureTensorOptions options;
     options.gradientSigma = 1.4;
     options.windowSigma = 2.0;
     options.along = 2.5;
     estimator.compute(*pixels, 3.0, mask.get(), options);
-    ExpectPlainAxes(maps_of(estimator), PlainAxes(image, {EPlainKind::structureTensor, CUBES, 1.4, 2.0, 2.5}),
+    ExpectPlainAxes(MapsOf(estimator), PlainAxes(image, {EPlainKind::structureTensor, CUBES, 1.4, 2.0, 2.5}),
                     3);
 }
 
 TEST(LocalTensorsInMemory, AreLookedForInTheMaskAndMadeOfAllPixels) {
-    const auto image = float_image(Fibers({40, 37, 33}, 3.0, CUBES, 5));
+    const auto image = FloatImage(Fibers({40, 37, 33}, 3.0, CUBES, 5));
     const CSize& size = image->Size();
     const SMaps all = votes_of(*image, 3.0, full_mask(size).get());
     CStridedImage mask(IMAGE_BINARY_FG, size);
@@ -128,13 +103,13 @@ TEST(LocalTensorsInMemory, AreLookedForInTheMaskAndMadeOfAllPixels) {
 TEST(LocalTensorsInMemory, AreTheSameOnLentThreads) {
     CCrowd crowd;
     for (const std::array<long long, 3>& extents : {std::array<long long, 3>{33, 29, 40}, {130, 170, 1}}) {
-        const auto image = float_image(Fibers(extents, 2.0, CUBES, 2));
+        const auto image = FloatImage(Fibers(extents, 2.0, CUBES, 2));
         CLineVotingOrientations alone;
         CLineVotingOrientations lent;
         lent.LendThreads(&crowd);
         alone.compute(*image, 2.0);
         lent.compute(*image, 2.0);
-        EXPECT_EQ(maps_of(lent), maps_of(alone));
+        EXPECT_EQ(MapsOf(lent), MapsOf(alone));
         EXPECT_EQ(lent.Threshold(), alone.Threshold());
     }
 }
@@ -154,7 +129,7 @@ TEST(LocalTensorsInMemory, OfDarkFibersAreThoseOfTheNegative) {
     SLineVotingOptions options;
     options.contrast = Impl::EFiberContrast::dark;
     ofDark.compute(*dark, 2.0, nullptr, options);
-    EXPECT_EQ(maps_of(ofDark), maps_of(ofBright));
+    EXPECT_EQ(MapsOf(ofDark), MapsOf(ofBright));
     EXPECT_EQ(ofDark.Threshold(), 255.0 - ofBright.Threshold());
 }
 
@@ -181,7 +156,7 @@ TEST(LocalTensorsInMemory, TakeValuesThatAreNoNumbersForTheDarkestAndInfiniteOne
     const auto set = [&](double nan, double infinite) {
         plain.values[plain.Index(7, 8, 9)] = nan;
         plain.values[plain.Index(20, 18, 10)] = infinite;
-        return float_image(plain);
+        return FloatImage(plain);
     };
     const SMaps expected = votes_of(*set(lo, hi), 2.0);
     EXPECT_EQ(
@@ -191,10 +166,10 @@ TEST(LocalTensorsInMemory, TakeValuesThatAreNoNumbersForTheDarkestAndInfiniteOne
 }
 
 TEST(LocalTensorsInMemory, SumUpToTheTensorOfABox) {
-    const auto image = float_image(Fibers({40, 37, 21}, 2.0, CUBES, 9));
+    const auto image = FloatImage(Fibers({40, 37, 21}, 2.0, CUBES, 9));
     CLineVotingOrientations estimator;
     estimator.compute(*image, 2.0);
-    const SMaps maps = maps_of(estimator);
+    const SMaps maps = MapsOf(estimator);
     const CBox box(30, 2, 3, 4, 36, 21);
     const SNaiveSums expected = NaiveSums({image->Size(), maps.theta, maps.phi}, box);
     ASSERT_GT(expected.count, 100);
@@ -209,7 +184,7 @@ TEST(LocalTensorsInMemory, SumUpToTheTensorOfABox) {
 }
 
 TEST(LocalTensorsInMemory, AreLentWithTheirValueRangesAndHandedOverOnce) {
-    const auto image = float_image(Fibers({40, 37, 21}, 2.0, CUBES, 9));
+    const auto image = FloatImage(Fibers({40, 37, 21}, 2.0, CUBES, 9));
     CLineVotingOrientations estimator;
     estimator.compute(*image, 2.0);
     const CLineVotingOrientations copy(estimator);
@@ -246,7 +221,7 @@ TEST(LocalTensorsInMemory, AreLentWithTheirValueRangesAndHandedOverOnce) {
 }
 
 TEST(LocalTensorsInMemory, OfAPlaneHaveOneAngle) {
-    const auto image = float_image(Fibers({90, 80, 1}, 3.0, CUBES, 5));
+    const auto image = FloatImage(Fibers({90, 80, 1}, 3.0, CUBES, 5));
     CStructureTensorOrientations estimator;
     estimator.compute(*image, 3.0);
     const IImage* theta = nullptr;
@@ -261,7 +236,7 @@ TEST(LocalTensorsInMemory, OfAPlaneHaveOneAngle) {
 }
 
 TEST(LocalTensorsInMemory, RefuseWhatDoesNotSuitTheResult) {
-    const auto image = float_image(Fibers({40, 37, 21}, 2.0, CUBES, 9));
+    const auto image = FloatImage(Fibers({40, 37, 21}, 2.0, CUBES, 9));
     CLineVotingOrientations estimator;
     estimator.compute(*image, 2.0);
     const IImage* map = nullptr;
@@ -273,11 +248,11 @@ TEST(LocalTensorsInMemory, RefuseWhatDoesNotSuitTheResult) {
 }
 
 TEST(LocalTensorsInMemory, RefuseWhatCannotBeWorkedWithAndKeepTheEarlierResult) {
-    const auto image = float_image(Fibers({40, 37, 21}, 2.0, CUBES, 9));
+    const auto image = FloatImage(Fibers({40, 37, 21}, 2.0, CUBES, 9));
     CLineVotingOrientations estimator;
     CStructureTensorOrientations structure;
     estimator.compute(*image, 2.0);
-    const SMaps before = maps_of(estimator);
+    const SMaps before = MapsOf(estimator);
     const CImage line(IMAGE_GREY_F, CSize({9LL}), CSize(0, 0, 0));
     const CImage nothing(IMAGE_GREY_F, CSize(9, 0), CSize(0, 0, 0));
     const CImage spectrum(IMAGE_COMPLEX_F, CSize(9, 9), CSize(0, 0, 0));
@@ -325,7 +300,7 @@ TEST(LocalTensorsInMemory, RefuseWhatCannotBeWorkedWithAndKeepTheEarlierResult) 
     EXPECT_EQ(refusal(*image, 2.0, nullptr, along(1e9)), tooLong);
     EXPECT_EQ(refusal(flat, 2.0), "All pixels have the same grey value.");
     EXPECT_EQ(refusal(*missing, 2.0), "No grey value of the image is a finite number.");
-    EXPECT_EQ(maps_of(estimator), before);
+    EXPECT_EQ(MapsOf(estimator), before);
     SStructureTensorOptions options;
     options.gradientSigma = 0.0;
     EXPECT_EQ(MessageOf([&] { structure.compute(*image, 2.0, nullptr, options); }),
@@ -348,7 +323,7 @@ TEST(LocalTensorsInMemory, FindNoDirectionInAMaskedImageOfOneGreyValue) {
 }
 
 TEST(LocalTensorsInMemory, CanBeCancelledAndInterruptedAtEveryReport) {
-    const auto image = float_image(Fibers({24, 20, 37}, 2.0, CUBES, 9));
+    const auto image = FloatImage(Fibers({24, 20, 37}, 2.0, CUBES, 9));
     CRecordingMonitor counting;
     {
         const CProgressMonitorScope scope(counting);

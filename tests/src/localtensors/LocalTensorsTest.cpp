@@ -20,8 +20,7 @@ using namespace TEVRA::test;
 template <std::size_t Dim>
 SMaps maps_of(const SPlainImage& image, const SLocalScales& scales, ITaskRunner& runner,
               EInstructionSet set = InstructionSetInUse(), long long ranges = 1) {
-    const CSize size = Dim == 3 ? CSize(image.extents[0], image.extents[1], image.extents[2])
-                                : CSize(image.extents[0], image.extents[1]);
+    const CSize size = SizeOf(image);
     const auto [low, high] = std::minmax_element(image.values.begin(), image.values.end());
     const SGreyScale grey{static_cast<float>(*low), static_cast<float>(1.0 / (*high - *low))};
     SMaps maps;
