@@ -103,6 +103,16 @@ void refuse_table_of_others(const fs::path& summary) {
     }
 }
 
+/// A batch that was stopped has a row for every image, too.
+std::vector<report::SBatchEntry> with_those_left(std::vector<report::SBatchEntry> entries,
+                                                 const std::vector<std::string>& images,
+                                                 const std::vector<std::string>& folders) {
+    for (std::size_t i = entries.size(); i < images.size(); ++i) {
+        entries.push_back({images[i], folders[i], "not analysed: the run was stopped before"});
+    }
+    return entries;
+}
+
 } // namespace
 
 std::vector<std::string> FoldersOfImages(const std::vector<std::string>& images) {
@@ -134,16 +144,36 @@ void AnalyzeAll(const std::vector<std::string>& images, const std::string& folde
     });
     const std::vector<std::string> folders = FoldersOfImages(images);
     std::vector<report::SBatchEntry> entries;
+    const auto write_table = [&] {
+        if (ranks.IsFirst()) {
+            files.WriteText(summary, report::BatchSummaryCsv(with_those_left(entries, images, folders)));
+            files.Commit();
+            all->Keep();
+        }
+    };
     std::string failed;
     std::size_t failures = 0;
     for (std::size_t i = 0; i < images.size(); ++i) {
         report::SBatchEntry entry{images[i], folders[i], ""};
         std::ostringstream errors;
-        const int status =
-            run_one([&] { analyzeOne(entry, (fs::path(folder) / folders[i]).string()); }, ranks, errors);
+        int status = STATUS_DONE;
+        try {
+            status =
+                run_one([&] { analyzeOne(entry, (fs::path(folder) / folders[i]).string()); }, ranks, errors);
+        } catch (...) { // one of several processes has failed, and ends all
+            if (!entries.empty()) {
+                write_table();
+            }
+            throw;
+        }
         if (status > STATUS_WRONG_USAGE) { // a signal
+            std::string table;
+            if (!entries.empty()) {
+                write_table();
+                table = ", and stand in " + summary.string();
+            }
             PrintError(std::cerr, "stopped by the user; " + std::to_string(i - failures) + " of " +
-                                      std::to_string(images.size()) + " images are done");
+                                      std::to_string(images.size()) + " images are done" + table);
             throw CAlreadyReported(status);
         }
         if (status != STATUS_DONE) {
@@ -155,11 +185,7 @@ void AnalyzeAll(const std::vector<std::string>& images, const std::string& folde
         }
         entries.push_back(entry);
     }
-    if (ranks.IsFirst()) {
-        files.WriteText(summary, report::BatchSummaryCsv(entries));
-        files.Commit();
-        all->Keep();
-    }
+    write_table();
     if (failures > 0) {
         jobs::DoTogether(ranks, [&] {
             if (ranks.IsFirst()) {

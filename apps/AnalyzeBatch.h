@@ -22,7 +22,8 @@ std::vector<std::string> FoldersOfImages(const std::vector<std::string>& images)
 using AnalyzeOne = std::function<void(report::SBatchEntry& entry, const std::string& folder)>;
 
 /// Analyses images one after the other into folders of their own, and writes the table of all of them. One that fails
-/// says why and does not stop the others, unless it ends one of several processes.
+/// says why and does not stop the others, unless it ends one of several processes. Where that, or the user, stops the
+/// work, the table tells what was done until then.
 /// @throws CWorkError in the end that names those that failed, CAlreadyReported when the user stops the work.
 void AnalyzeAll(const std::vector<std::string>& images, const std::string& folder,
                 stream::ICommunicator& ranks, const AnalyzeOne& analyzeOne);

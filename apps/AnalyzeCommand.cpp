@@ -20,6 +20,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <iostream>
 #include <memory>
 #include <numbers>
@@ -118,7 +119,7 @@ std::optional<volume::SGreyWindow> read_grey_window(const SArgument& argument) {
 
 /// A length that may be 0, which needs no unit.
 jobs::SLength read_length_or_zero(const SArgument& argument) {
-    return argument.text == "0" ? jobs::SLength{0.0, ""} : ReadLength(argument);
+    return argument.text == "0" ? jobs::SLength{0.0, ""} : ReadLengthOrPixels(argument);
 }
 
 /// Estimators that have what an option is about, as "line-voting or structure-tensor".
@@ -160,10 +161,10 @@ void read_scales(const SAnalyzeOptions& options, SAnalyzeSettings& settings) {
         settings.along = read_length_or_zero({"--along", *options.along});
     }
     if (options.gradientSigma) {
-        settings.gradientSigma = ReadLength({"--gradient-sigma", *options.gradientSigma});
+        settings.gradientSigma = ReadLengthOrPixels({"--gradient-sigma", *options.gradientSigma});
     }
     if (options.window) {
-        settings.window = ReadLength({"--window", *options.window});
+        settings.window = ReadLengthOrPixels({"--window", *options.window});
     }
     if (options.border) {
         settings.border = read_length_or_zero({"--border", *options.border});
@@ -273,7 +274,7 @@ SAnalyzeSettings read_settings(const SAnalyzeOptions& given, const stream::IComm
     SAnalyzeSettings settings{};
     RequireName({"-o", options.outputFolder});
     RequireName({"--scratch", options.scratch.value_or(".")});
-    settings.fiberRadius = ReadLength({"--fiber-radius", options.fiberRadius});
+    settings.fiberRadius = ReadLengthOrPixels({"--fiber-radius", options.fiberRadius});
     settings.estimator = read_estimator(options.estimator);
     refuse_foreign_options(options, *settings.estimator);
     read_scales(options, settings);
@@ -360,29 +361,49 @@ std::string no_foreground_text(stream::CNoForegroundError::EReason reason, const
            (isDark ? "" : " (fibers must be brighter than what is around them, or see --dark-fibers)");
 }
 
+/// The mean direction as it is printed: what rounds to 0 is 0, and of the two signs of an axis that one for which the
+/// last component that is not 0 is positive, so that axes in the x-y plane have azimuths from 0 to 180 degrees.
+std::array<double, 3> printed_direction(const Impl::STensorValues& values) {
+    constexpr double HALF_A_THOUSANDTH = 0.0005;
+    std::array<double, 3> axis = values.meanDirection;
+    double sign = 1.0;
+    for (double& component : axis) {
+        component = std::abs(component) < HALF_A_THOUSANDTH ? 0.0 : component;
+        sign = component == 0.0 ? sign : std::copysign(1.0, component);
+    }
+    for (double& component : axis) {
+        component *= sign;
+    }
+    return axis;
+}
+
 std::string direction_text(const Impl::STensorValues& values) {
+    const std::array<double, 3> axis = printed_direction(values);
     std::string text;
-    for (std::size_t axis = 0; axis < values.tensor.dim; ++axis) {
-        text += (text.empty() ? "(" : ", ") + jobs::RoundedText(values.meanDirection[axis], 3);
+    for (std::size_t i = 0; i < values.tensor.dim; ++i) {
+        text += (text.empty() ? "(" : ", ") + jobs::FixedText(axis[i], 3);
     }
     return text + ")";
 }
 
-/// As in "32 degrees off z, azimuth 140 degrees from x towards y"; of either sign of the axis.
+/// As in "32.0 degrees off z, azimuth 140.0 degrees from x towards y".
 std::string angles_text(const Impl::STensorValues& values) {
     constexpr double DEGREES = 180.0 / std::numbers::pi;
     const auto text = [](float angleRad) {
-        return jobs::RoundedText(DEGREES * static_cast<double>(angleRad), 3) + " degrees";
+        return jobs::FixedText(DEGREES * static_cast<double>(angleRad), 1) + " degrees";
     };
-    const auto& axis = values.meanDirection;
+    const std::array<double, 3> axis = printed_direction(values);
     if (values.tensor.dim == 2) {
         return text(Impl::AngleOfAxis({axis[0], axis[1]})) + " from x towards y";
     }
     const Impl::SAxisAngles angles = Impl::AnglesOfAxis(axis);
-    return text(angles.colatitudeRad) + " off z, azimuth " + text(angles.longitudeRad) + " from x towards y";
+    return text(angles.colatitudeRad) + " off z" +
+           (axis[0] == 0.0 && axis[1] == 0.0
+                ? ""
+                : ", azimuth " + text(angles.longitudeRad) + " from x towards y");
 }
 
-/// As in "xx 0.7, yy 0.2, xy 0.01".
+/// As in "xx 0.700, yy 0.300, xy 0.010".
 std::string tensor_text(const Impl::STensorValues& values) {
     constexpr std::string_view AXES = "xyz";
     std::string diagonal;
@@ -391,7 +412,7 @@ std::string tensor_text(const Impl::STensorValues& values) {
         for (std::size_t j = i; j < values.tensor.dim; ++j) {
             std::string& text = i == j ? diagonal : others;
             text += (text.empty() ? "" : ", ") + std::string{AXES[i], AXES[j]} + " " +
-                    jobs::RoundedText(values.tensor(i, j), 3);
+                    jobs::FixedText(values.tensor(i, j), 3);
         }
     }
     return diagonal + ", " + others;
@@ -434,7 +455,7 @@ class CAnalyzeRun {
         try {
             job->Run();
         } catch (const stream::CNoForegroundError& failure) {
-            throw CWorkError(no_foreground_text(failure.Reason(), job->Record()));
+            jobs::FailTogether(m_ranks, CWorkError(no_foreground_text(failure.Reason(), job->Record())));
         }
         say_warnings(*job);
         if (m_ranks.IsFirst()) {
@@ -458,13 +479,14 @@ class CAnalyzeRun {
         const int dim = image.Info().size.Dim();
         const SPixelSpacing spacing = SpacingOf(image.Info(), m_settings.spacing);
         jobs::SAnalyzeTask task{.input = {image, nullptr, m_settings.greyWindow, m_settings.estimator}};
+        const jobs::SImageLengths lengths{spacing.unit,
+                                          std::span(spacing.length).first(static_cast<std::size_t>(dim))};
         task.request.fiberRadius =
-            jobs::LengthInUnitOfImage(m_settings.fiberRadius, "the fiber radius", spacing.unit);
+            jobs::LengthInUnitOfImage(m_settings.fiberRadius, "the fiber radius", lengths);
         task.request.spacing = spacing.length;
         task.request.lengthUnit = spacing.unit;
-        const auto length = [&spacing](const std::optional<jobs::SLength>& given, const char* name) {
-            return given ? std::optional(jobs::LengthInUnitOfImage(*given, name, spacing.unit))
-                         : std::nullopt;
+        const auto length = [&lengths](const std::optional<jobs::SLength>& given, const char* name) {
+            return given ? std::optional(jobs::LengthInUnitOfImage(*given, name, lengths)) : std::nullopt;
         };
         task.request.along = length(m_settings.along, "the length along fibers");
         task.request.gradientSigma = length(m_settings.gradientSigma, "the width of gradients");
@@ -622,11 +644,11 @@ class CAnalyzeRun {
         const report::SRunRecord::SForeground& foreground = job.Record().foreground;
         const double share =
             static_cast<double>(foreground.pixels) / static_cast<double>(foreground.ofPixels);
-        m_console.Say("foreground " + jobs::RoundedText(100.0 * share, 3) + " %" +
+        m_console.Say("foreground " + jobs::RoundedText(100.0 * share, 3) + " % of the image" +
                       (foreground.threshold
                            ? std::string(m_options.darkFibers ? ", darker" : ", brighter") + " than " +
-                                 jobs::RoundedText(*foreground.threshold, 4) + " in the smoothed image"
-                           : " (from the mask)"));
+                                 jobs::RoundedText(*foreground.threshold) + " when smoothed"
+                           : ", as the mask says"));
         m_console.Say("mean direction " + direction_text(field.values) + ": " + angles_text(field.values) +
                       "; anisotropy " + jobs::RoundedText(field.values.anisotropy, 3) +
                       ", status: " + Impl::StatusText(field.status));
@@ -774,12 +796,13 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
             "holds the whole fields of all; one that fails does not stop the others")
         ->required();
     parser
-        ->add_option("--fiber-radius", options->fiberRadius,
-                     "Radius of the fibers, with a unit, as in 2.5um, or in that of the image's spacing; in "
-                     "pixels if the image has none. "
-                     "It sets the scale of the analysis and the border that is left out. One too small by a "
-                     "fifth costs "
-                     "next to nothing, one too large half a degree and more; 2 to 10 pixels are best")
+        ->add_option(
+            "--fiber-radius", options->fiberRadius,
+            "Radius of the fibers, with a unit, as in 2.5um or 3px, or in that of the image's spacing; "
+            "in pixels if the image has none. "
+            "It sets the scale of the analysis and the border that is left out. One too small by a "
+            "fifth costs "
+            "next to nothing, one too large half a degree and more; 2 to 10 pixels are best")
         ->required()
         ->type_name("R");
     parser

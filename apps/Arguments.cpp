@@ -132,6 +132,14 @@ jobs::SLength ReadLength(const SArgument& argument) {
     return *length;
 }
 
+jobs::SLength ReadLengthOrPixels(const SArgument& argument) {
+    const std::optional<jobs::SLength> length = jobs::ParseLengthOrPixels(argument.text);
+    if (!length) {
+        refuse(argument, "a length greater than 0, as in 1.5 or 2.5um (units: nm, um, mm, cm, m, px)");
+    }
+    return *length;
+}
+
 SGivenSpacing ReadSpacing(const SArgument& argument) {
     SGivenSpacing spacing;
     for (const std::string_view part : split_at_commas(argument.text)) {

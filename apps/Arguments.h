@@ -37,6 +37,8 @@ double ReadNumber(const SArgument& argument);
 double ReadPositiveNumber(const SArgument& argument);
 /// One length greater than 0, with a unit, as in "2.5um", or without.
 jobs::SLength ReadLength(const SArgument& argument);
+/// The same, or a number of pixels as in "3px". @throws CUsageError
+jobs::SLength ReadLengthOrPixels(const SArgument& argument);
 /// Distances of neighbouring pixels.
 struct SGivenSpacing {
     std::vector<double> distances; ///< one for all axes, or one per axis

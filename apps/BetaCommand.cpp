@@ -6,6 +6,7 @@
 #include "jobs/AngleMaps.h"
 #include "jobs/BetaJob.h"
 #include "jobs/Directions.h"
+#include "jobs/Texts.h"
 
 #include "report/Json.h"
 
@@ -16,14 +17,17 @@
 #include <array>
 #include <charconv>
 #include <cstddef>
+#include <filesystem>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
 #include <memory>
+#include <numbers>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 namespace TEVRA::apps {
@@ -98,7 +102,14 @@ std::optional<double> number_of(const std::string& cell) {
 struct SColumns {
     std::size_t theta = 0;
     std::size_t phi = 1;
+    double thetaUnit = 1.0; ///< in radians
+    double phiUnit = 1.0;
 };
+
+/// The unit that a column's name ends in.
+double unit_of(const std::string& name) {
+    return name.ends_with("_deg") ? std::numbers::pi / 180.0 : 1.0;
+}
 
 /// The columns by their names, if the first line has names: those that begin with theta and phi.
 SColumns columns_of(const std::vector<std::string>& names, const std::string& path) {
@@ -115,20 +126,27 @@ SColumns columns_of(const std::vector<std::string>& names, const std::string& pa
         throw CWorkError(
             "the first line of '" + path +
             "' names no columns theta_rad and phi_rad and holds no two numbers; give two columns "
-            "of angles in radians");
+            "of angles in radians, separated by commas");
     }
-    return {*theta, *phi};
+    return {*theta, *phi, unit_of(names[*theta]), unit_of(names[*phi])};
 }
 
+/// Spreadsheet programs put it before UTF-8.
+constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
+
 jobs::CDirectionSample read_table(const std::string& path) {
+    std::error_code ignored;
     std::ifstream file(path);
-    if (!file) {
-        throw CWorkError("cannot open '" + path + "'; does it exist, and may it be read?");
+    if (!file || std::filesystem::is_directory(path, ignored)) {
+        throw CWorkError("cannot open '" + path + "'; does it exist, is it a file, and may it be read?");
     }
     jobs::CDirectionSample sample;
     SColumns columns;
     std::string line;
     for (long long number = 1; std::getline(file, line); ++number) {
+        if (number == 1 && line.starts_with(BYTE_ORDER_MARK)) {
+            line.erase(0, BYTE_ORDER_MARK.size());
+        }
         const std::vector<std::string> cells = cells_of(line);
         if (cells.empty() || (cells.size() == 1 && cells[0].empty())) {
             continue;
@@ -148,9 +166,14 @@ jobs::CDirectionSample read_table(const std::string& path) {
             throw CWorkError(where + ": '" + cells[columns.theta] + "' and '" + cells[columns.phi] +
                              "' are not two numbers");
         }
-        jobs::RequireRadians(*theta, where);
-        jobs::RequireRadians(*phi, where);
-        sample.Add(*theta, *phi);
+        const double thetaRad = *theta * columns.thetaUnit;
+        const double phiRad = *phi * columns.phiUnit;
+        jobs::RequireRadians(thetaRad, where);
+        jobs::RequireRadians(phiRad, where);
+        sample.Add(thetaRad, phiRad);
+    }
+    if (file.bad()) {
+        throw CWorkError("'" + path + "' cannot be read to its end; copy it again");
     }
     return sample;
 }
@@ -235,9 +258,8 @@ void print_text(const jobs::SBetaEstimate& result) {
     };
     const auto print_row = [&](const char* name, const auto& values) {
         print_name(name);
-        std::cout << std::fixed << std::setprecision(6);
         for (const double value : values) {
-            std::cout << std::setw(12) << value;
+            std::cout << std::setw(12) << jobs::FixedText(value, 6);
         }
         std::cout << '\n';
     };
@@ -309,10 +331,10 @@ SCommand AddBetaCommand(CLI::App& program) {
                        "Map of colatitudes in radians, negative where there is no axis, 3D");
     parser->add_option("PHI", options->phi, "Map of longitudes in radians, of the same size");
     parser
-        ->add_option(
-            "--angles", options->angles,
-            "Table of directions instead of maps: CSV with the columns theta_rad and phi_rad, or two "
-            "columns without names")
+        ->add_option("--angles", options->angles,
+                     "Table of directions instead of maps: CSV with the columns theta_rad and phi_rad, or "
+                     "theta_deg and "
+                     "phi_deg, or two columns in radians without names")
         ->type_name("FILE");
     parser
         ->add_option(
@@ -333,7 +355,9 @@ SCommand AddBetaCommand(CLI::App& program) {
     parser->footer(
         "The density of the polar angle t is proportional to beta sin(t) (1 + (beta^2 - 1) cos^2(t))^(-3/2): "
         "beta is 1 for directions without preference, smaller for directions near the axis, larger for "
-        "directions near the plane across it.\n\n"
+        "directions near the plane across it. Every direction counts as one of its own: of maps, whose "
+        "pixels are "
+        "many to a fiber, likelihoods and evidence say more than the fibers do.\n\n"
         "Example: tevra beta theta.mha phi.mha");
     return {parser, [options] { run(*options); }};
 }

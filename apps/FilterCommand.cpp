@@ -55,9 +55,9 @@ bool is_equal_spacing(const std::array<double, 3>& spacing, int dim) {
 
 /// A width of the filters in pixels.
 double width_px(const SArgument& argument, const volume::SImageInfo& info) {
-    const jobs::SLength given = ReadLength(argument);
+    const jobs::SLength given = ReadLengthOrPixels(argument);
     double widthPx = given.value;
-    if (!given.unit.empty()) {
+    if (!given.unit.empty() && given.unit != "px") {
         const char* const obstacle = !info.spacing              ? "the image states no spacing"
                                      : info.spacingUnit.empty() ? "the image states a spacing without unit"
                                      : !is_equal_spacing(*info.spacing, info.size.Dim())
@@ -86,6 +86,12 @@ std::optional<report::SPixelBox> read_box(const std::optional<std::string>& text
                           " numbers; give two corners, " + (dim == 3 ? "x0,y0,z0,x1,y1,z1" : "x0,y0,x1,y1"));
     }
     const auto middle = corners.begin() + dim;
+    for (int axis = 0; axis < dim; ++axis) {
+        if (corners.begin()[axis] == middle[axis]) {
+            throw CUsageError("--box: '" + *text + "' is empty along " + "xyz"[axis] +
+                              ": the second corner is not included");
+        }
+    }
     return report::SPixelBox{{corners.begin(), middle}, {middle, corners.end()}};
 }
 

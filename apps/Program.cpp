@@ -14,6 +14,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <csignal>
@@ -88,6 +89,47 @@ std::optional<std::string> unknown_option(const CLI::App& parser) {
     return std::nullopt;
 }
 
+/// The option that stands in the place of another one's value, as in `--export -o DIR`: the parser would take it for the
+/// value, and complain of what is missing then.
+std::optional<std::string> option_as_value(const CLI::App& command, int argc, const char* const* argv) {
+    const auto option = [&command](const std::string& name) {
+        return name.size() > 1 && name.front() == '-' ? command.get_option_no_throw(name) : nullptr;
+    };
+    for (int i = 2; i + 1 < argc; ++i) {
+        const CLI::Option* const asking = option(argv[i]);
+        if (asking != nullptr && asking->get_items_expected_min() > 0 && option(argv[i + 1]) != nullptr) {
+            return std::string(argv[i]) + " asks for a value, but is followed by the option " + argv[i + 1];
+        }
+    }
+    return std::nullopt;
+}
+
+/// An option with one value that was given several.
+std::optional<std::string> repeated_option(const CLI::App& command) {
+    for (const CLI::Option* option : command.get_options()) {
+        if (!option->get_positional() && option->get_items_expected_max() == 1 && option->count() > 1) {
+            return option->get_name() + " is given " + std::to_string(option->count()) +
+                   " times; give it once";
+        }
+    }
+    return std::nullopt;
+}
+
+/// Words that there was no place for, in the order in which they were given.
+std::optional<std::string> words_too_many(const CLI::App& command, int argc, const char* const* argv) {
+    const std::vector<std::string> remaining = command.remaining();
+    std::string words;
+    for (int i = 2; i < argc; ++i) {
+        if (std::find(remaining.begin(), remaining.end(), argv[i]) != remaining.end()) {
+            words += (words.empty() ? "'" : " '") + std::string(argv[i]) + "'";
+        }
+    }
+    return words.empty()
+               ? std::nullopt
+               : std::optional(command.get_name() + " has no place for " + words +
+                               "; a value with blanks or several numbers is one word, as in 'a b' or 1,2");
+}
+
 std::vector<std::string> option_names(const CLI::App& parser) {
     std::vector<std::string> names;
     for (const CLI::Option* option : parser.get_options()) {
@@ -114,8 +156,9 @@ std::string with_nearest(const std::string& refusal, const std::optional<std::st
 }
 
 /// An unknown option comes before all else: what is missing is missing because of it, more often than not.
-std::string usage_message(const CLI::App& program, const std::string& firstArgument,
+std::string usage_message(const CLI::App& program, int argc, const char* const* argv,
                           const CLI::ParseError& error) {
+    const std::string firstArgument = argc > 1 ? argv[1] : "";
     const std::vector<CLI::App*> commands = program.get_subcommands();
     if (const auto unknown = unknown_option(program)) {
         return with_nearest(*unknown + " is no option of tevra", NearestName(*unknown, option_names(program)),
@@ -127,6 +170,12 @@ std::string usage_message(const CLI::App& program, const std::string& firstArgum
         if (const auto unknown = unknown_option(command)) {
             return with_nearest(*unknown + " is no option of " + command.get_name(),
                                 NearestName(*unknown, option_names(command)), help);
+        }
+        if (const auto repeated = repeated_option(command)) {
+            return with_nearest(*repeated, std::nullopt, help);
+        }
+        if (const auto words = words_too_many(command, argc, argv)) {
+            return with_nearest(*words, std::nullopt, help);
         }
         return with_nearest(error.what(), std::nullopt, help);
     }
@@ -203,6 +252,15 @@ int RunProgram(int argc, const char* const* argv) {
     for (const SCommand& command : commands) {
         command.parser->group("Commands");
     }
+    for (const SCommand& command : commands) {
+        const std::string name = command.parser->get_name();
+        const auto refusal =
+            argc > 1 && name == argv[1] ? option_as_value(*command.parser, argc, argv) : std::nullopt;
+        if (refusal) {
+            PrintError(std::cerr, with_nearest(*refusal, std::nullopt, "tevra " + name + " --help"));
+            return STATUS_WRONG_USAGE;
+        }
+    }
     try {
         program.parse(arguments_last_first(argc, argv));
     } catch (const CLI::ParseError& request) {
@@ -214,7 +272,7 @@ int RunProgram(int argc, const char* const* argv) {
                 },
                 std::cerr);
         }
-        PrintError(std::cerr, usage_message(program, argc > 1 ? argv[1] : "", request));
+        PrintError(std::cerr, usage_message(program, argc, argv, request));
         return STATUS_WRONG_USAGE;
     }
     if (program.get_subcommands().empty()) {

@@ -51,7 +51,7 @@ void DoAsRanks(const std::function<void(stream::ICommunicator&)>& work) {
             std::cerr << "process " << ranks->Rank() << ": " << message << std::flush;
         } else if (ranks->IsFirst()) {
             // By the user, or by the launcher since another process has failed and said why.
-            PrintError(std::cerr, "the job was stopped; no output was written");
+            PrintError(std::cerr, "the job was stopped; what was not finished was not written");
         }
     }
     ranks->Abort(status);

@@ -3,6 +3,7 @@
 #include "apps/Commands.h"
 #include "apps/Failure.h"
 #include "jobs/TensorEvaluation.h"
+#include "jobs/Texts.h"
 
 #include "report/Json.h"
 
@@ -48,11 +49,9 @@ void warn_of_what_is_no_orientation_tensor(const jobs::STensorEvaluation& result
 }
 
 void print_row(const char* name, const std::vector<double>& numbers) {
-    constexpr double LARGEST_FIXED = 1e6; // larger numbers would not fit into their columns
-    std::cout << std::left << std::setw(18) << name << std::right << std::setprecision(6);
+    std::cout << std::left << std::setw(18) << name << std::right;
     for (const double number : numbers) {
-        std::cout << (std::abs(number) < LARGEST_FIXED ? std::fixed : std::scientific) << std::setw(15)
-                  << number;
+        std::cout << std::setw(15) << jobs::FixedText(number, 6);
     }
     std::cout << '\n';
 }

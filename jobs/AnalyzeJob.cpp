@@ -9,6 +9,7 @@
 
 #include "VexoBase/ProgressMonitor.h"
 #include "report/HtmlReport.h"
+#include "stream/Failure.h"
 #include "stream/RankSlices.h"
 #include "volume/Deflate.h"
 #include "volume/MetaImageWriter.h"
@@ -139,7 +140,9 @@ void CAnalyzeJob::Run() {
     try {
         m_result = m_analysis->Run();
     } catch (const stream::CMaskError& failure) {
-        throw CWorkError("mask '" + m_task.maskPath.value_or("") + "': " + failure.what());
+        FailTogether(m_ranks, CWorkError("mask '" + m_task.maskPath.value_or("") + "': " + failure.what()));
+    } catch (const stream::CNoFiniteValueError& failure) {
+        FailTogether(m_ranks, CWorkError(failure.what()));
     }
     if (maps) {
         maps->Close();

@@ -8,6 +8,7 @@
 #include "volume/ImageConversion.h"
 #include "volume/ImageReader.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <numbers>
@@ -56,6 +57,17 @@ void require_order(const SAngleMaps& maps, const std::string& thetaPath, const s
             "'" + thetaPath + "' holds longitudes and '" + phiPath +
             "' colatitudes, as it seems; give the map of colatitudes first. If the order is right, fold "
             "colatitudes beyond pi/2: pi - theta in their place, and phi + pi");
+    }
+}
+
+/// One map in both places would give an axis to every pixel all the same.
+void require_two_maps(const SAngleMaps& maps, const std::string& thetaPath, const std::string& phiPath) {
+    const float* theta = maps.theta->Pixels<float>();
+    const std::size_t count = maps.theta->Size().Elements();
+    const bool tellsSomething = std::any_of(theta, theta + count, [](float angle) { return angle > 0.0F; });
+    if (tellsSomething && std::equal(theta, theta + count, maps.phi->Pixels<float>())) {
+        throw CWorkError("'" + thetaPath + "' and '" + phiPath +
+                         "' hold the same angles; give the map of colatitudes and that of longitudes");
     }
 }
 
@@ -116,6 +128,7 @@ SAngleMaps ReadAngleMaps(const std::string& thetaPath, const std::string& phiPat
     maps.spacingUnit = info.spacingUnit;
     maps.theta = volume::ReadImage(*thetaReader);
     maps.phi = volume::ReadImage(*phiReader);
+    require_two_maps(maps, thetaPath, phiPath);
     require_radians(maps, thetaPath, phiPath);
     require_order(maps, thetaPath, phiPath);
     return maps;

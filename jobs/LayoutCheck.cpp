@@ -31,6 +31,34 @@ bool exceeds_subfield(const SLayoutFault& numbers, const Impl::SAnalysisRequest&
     return false;
 }
 
+/// A length in the place of the estimator's own, and what it is when it is too long.
+struct SOwnLength {
+    const std::optional<double>& length;
+    EReason reason;
+    const char* name;
+};
+
+std::array<SOwnLength, 3> own_lengths(const Impl::SAnalysisRequest& request) {
+    return {SOwnLength{request.along, EReason::alongExceedsImage, "the length along fibers"},
+            SOwnLength{request.gradientSigma, EReason::gradientExceedsImage, "the width of gradients"},
+            SOwnLength{request.windowSigma, EReason::windowExceedsImage, "the window"}};
+}
+
+/// Kernels of any length would give an axis all the same, as if there were something to see that far. Whole
+/// images in memory have the same limit.
+std::optional<EReason> length_exceeding(const std::vector<long long>& imagePx,
+                                        const Impl::SAnalysisRequest& request) {
+    const auto largest = static_cast<double>(*std::max_element(imagePx.begin(), imagePx.end()));
+    const double spacing = *std::min_element(request.spacing.begin(),
+                                             request.spacing.begin() + static_cast<long>(imagePx.size()));
+    for (const SOwnLength& own : own_lengths(request)) {
+        if (own.length.value_or(0.0) / spacing > largest) {
+            return own.reason;
+        }
+    }
+    return std::nullopt;
+}
+
 /// Before it is subtracted from anything: it may be beyond all numbers.
 bool border_exceeds_image(const SLayoutFault& numbers) {
     for (std::size_t axis = 0; axis < numbers.imagePx.size(); ++axis) {
@@ -45,6 +73,18 @@ std::string border_text(const SLayoutFault& fault) {
     const bool isOneWidth = std::all_of(fault.borderPx.begin(), fault.borderPx.end(),
                                         [&](long long width) { return width == fault.borderPx[0]; });
     return (isOneWidth ? std::to_string(fault.borderPx[0]) : SizeText(fault.borderPx)) + " px";
+}
+
+std::string exceeding_text(const SLayoutFault& fault, const Impl::SAnalysisRequest& request,
+                           const std::string& image) {
+    for (const SOwnLength& own : own_lengths(request)) {
+        if (own.reason == fault.reason) {
+            return std::string(own.name) + " exceeds the image: it is " +
+                   WithUnit(RoundedText(own.length.value_or(0.0)), request.lengthUnit) + ", the image " +
+                   image + "; check its unit, or leave it to its default";
+        }
+    }
+    return {};
 }
 
 } // namespace
@@ -77,6 +117,9 @@ std::optional<SLayoutFault> CheckLayout(const CSize& imageSize, const Impl::SAna
     if (radiusPx <= 0.5) { // the smoothing would see nothing of a fiber; in 2D the library refuses it, too
         return because(EReason::radiusTooSmall);
     }
+    if (const auto reason = length_exceeding(fault.imagePx, request)) {
+        return because(*reason);
+    }
     if (*std::min_element(fault.evaluatedPx.begin(), fault.evaluatedPx.end()) < 1) {
         return because(EReason::nothingButBorder);
     }
@@ -107,7 +150,8 @@ std::string LayoutFaultText(const SLayoutFault& fault, const Impl::SAnalysisRequ
     switch (fault.reason) {
     case EReason::radiusExceedsImage:
         return "Fiber diameter must not exceed image size (please check for correct units): " + radius +
-               ", the image " + image;
+               ", the image " + image +
+               (request.lengthUnit == "px" ? "" : "; a radius in pixels is given as in 3px");
     case EReason::radiusTooSmall:
         return "the fiber radius is too small: it is " +
                RadiusText(request, static_cast<int>(fault.imagePx.size())) +
@@ -121,6 +165,10 @@ std::string LayoutFaultText(const SLayoutFault& fault, const Impl::SAnalysisRequ
     case EReason::tooManySubfields:
         return "more subfields than pixels: the image of " + image + " without its border of " +
                border_text(fault) + " has " + SizeText(fault.evaluatedPx) + " px; divide it into fewer";
+    case EReason::alongExceedsImage:
+    case EReason::gradientExceedsImage:
+    case EReason::windowExceedsImage:
+        return exceeding_text(fault, request, image);
     case EReason::subfieldsDoNotFit:
         break;
     }

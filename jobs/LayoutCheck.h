@@ -18,7 +18,10 @@ struct SLayoutFault {
         nothingButBorder,      ///< the border leaves no pixel
         radiusExceedsSubfield, ///< the fiber diameter exceeds an extent of the subfields
         subfieldsDoNotFit,     ///< not even one fits into the image without its border
-        tooManySubfields       ///< along an axis more than the image without its border has pixels
+        tooManySubfields,      ///< along an axis more than the image without its border has pixels
+        alongExceedsImage,     ///< the length that axes are averaged along exceeds the largest extent
+        gradientExceedsImage,  ///< so does the width of gradients
+        windowExceedsImage     ///< so does the window
     };
     EReason reason;
     double radiusPx;                    ///< along the axis with the smallest spacing

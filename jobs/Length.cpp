@@ -7,6 +7,7 @@
 #include "volume/NumberText.h"
 #include "volume/Spacing.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace TEVRA::jobs {
@@ -33,6 +34,18 @@ std::optional<SLength> ParseLength(std::string_view text) {
     return isLength ? std::optional(length) : std::nullopt;
 }
 
+std::optional<SLength> ParseLengthOrPixels(std::string_view text) {
+    if (!text.ends_with("px")) {
+        return ParseLength(text);
+    }
+    std::optional<SLength> length = ParseLength(text.substr(0, text.size() - 2));
+    if (!length || !length->unit.empty()) {
+        return std::nullopt;
+    }
+    length->unit = "px";
+    return length;
+}
+
 double LengthIn(const std::string& unit, const SLength& length) {
     constexpr double UM_PER_MM = 1000.0;
     if (length.unit == unit) {
@@ -42,9 +55,19 @@ double LengthIn(const std::string& unit, const SLength& length) {
     return unit == "mm" ? length.value / UM_PER_MM : length.value * UM_PER_MM;
 }
 
-double LengthInUnitOfImage(const SLength& length, const std::string& name, const std::string& imageUnit) {
-    if (length.unit.empty()) {
+double LengthInUnitOfImage(const SLength& length, const std::string& name, const SImageLengths& image) {
+    const std::string& imageUnit = image.unit;
+    if (length.unit.empty() || length.unit == imageUnit) {
         return length.value;
+    }
+    if (length.unit == "px") {
+        if (std::any_of(image.spacing.begin(), image.spacing.end(),
+                        [&image](double distance) { return distance != image.spacing.front(); })) {
+            throw CWorkError(name + " is given in pixels (" + RoundedText(length.value) +
+                             " px), which are no cubes in this image; give " + name +
+                             " in the unit of the spacing");
+        }
+        return length.value * image.spacing.front();
     }
     const std::string given =
         name + " is given in a unit (" + RoundedText(length.value) + " " + length.unit + ")";

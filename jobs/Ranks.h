@@ -33,6 +33,19 @@ class CAgreedFailure {
 /// throws the exception itself.
 void DoTogether(stream::ICommunicator& ranks, const std::function<void()>& work);
 
+/// Throws a failure that all processes have met at the same step: the first as CAgreedFailure, the others
+/// CElsewhereError. A single process throws it itself.
+template <typename TFailure>
+[[noreturn]] void FailTogether(const stream::ICommunicator& ranks, const TFailure& failure) {
+    if (ranks.Size() == 1) {
+        throw failure;
+    }
+    if (ranks.IsFirst()) {
+        throw CAgreedFailure(std::make_exception_ptr(failure));
+    }
+    throw CElsewhereError();
+}
+
 /// The text of rank 0.
 std::string SharedText(stream::ICommunicator& ranks, const std::string& text);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "jobs/Texts.h"
 
+#include <cmath>
 #include <iomanip>
 #include <sstream>
 
@@ -9,6 +10,17 @@ namespace TEVRA::jobs {
 std::string RoundedText(double number, int significantDigits) {
     std::ostringstream text;
     text << std::setprecision(significantDigits) << number;
+    return text.str();
+}
+
+std::string FixedText(double number, int decimals) {
+    constexpr double LARGEST_FIXED = 1e6; // larger numbers would not fit into columns
+    if (std::isnan(number)) {
+        return "nan";
+    }
+    std::ostringstream text;
+    text << (std::abs(number) < LARGEST_FIXED ? std::fixed : std::scientific) << std::setprecision(decimals)
+         << (std::abs(number) < 0.5 * std::pow(10.0, -decimals) ? 0.0 : number);
     return text.str();
 }
 

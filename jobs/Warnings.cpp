@@ -56,10 +56,14 @@ std::string WarningText(const SWarning& warning, const Impl::SAnalysisRequest& r
                " px it has the same axes in a fraction of the time";
     }
     case EWarning::nanPixels:
-        return count_text(warning.value) + " pixels have no value (NaN) and count as " +
+        return count_text(warning.value) +
+               (warning.value == 1.0 ? " pixel has no value (NaN) and counts as "
+                                     : " pixels have no value (NaN) and count as ") +
                (isDark ? "brightest" : "darkest");
     case EWarning::infinitePixels:
-        return count_text(warning.value) + " pixels are infinite and count as darkest or brightest";
+        return count_text(warning.value) + (warning.value == 1.0
+                                                ? " pixel is infinite and counts as darkest or brightest"
+                                                : " pixels are infinite and count as darkest or brightest");
     case EWarning::tinyForeground:
         return "only " + percent_text(warning.value) + " of the image counts as fiber";
     case EWarning::hugeForeground:

@@ -18,4 +18,10 @@ class CScratchError : public volume::CEnvironmentError {
     using CEnvironmentError::CEnvironmentError;
 };
 
+/// No pixel of the image is finite. All processes throw it together.
+class CNoFiniteValueError : public volume::CInputError {
+  public:
+    using CInputError::CInputError;
+};
+
 } // namespace TEVRA::stream

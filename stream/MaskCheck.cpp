@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace TEVRA::stream {
@@ -19,9 +21,19 @@ void CheckMask(volume::IImageReader& reader, const SSliceRange& own, long long s
                                   mask.SlicePixels());
     const long long slabs = SlabCount(own, slabSlices);
     CProgressReport report(CProgressMonitor::Obj(), slabs, "Reading mask...");
-    for (long long slab = 0; slab < slabs; ++slab) {
-        mask.Read(SlabOf(own, slabSlices, slab), pixels.data());
-        report.Step();
+    std::optional<std::string> fault;
+    try {
+        for (long long slab = 0; slab < slabs; ++slab) {
+            mask.Read(SlabOf(own, slabSlices, slab), pixels.data());
+            report.Step();
+        }
+    } catch (const CMaskError& error) {
+        fault = error.what();
+    }
+    if (ranks.Largest(fault ? 1.0 : 0.0) > 0.0) { // in somebody's slices
+        throw CMaskError(
+            fault.value_or("the mask is not two-valued: besides 0 it holds several values; give an "
+                           "image of 0 and one other value"));
     }
     // Processes may have met different values.
     const double met = mask.Values().Foreground();

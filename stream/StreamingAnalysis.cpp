@@ -299,6 +299,12 @@ class CStreamingAnalysis::CRun {
         m_ranks.AddUp(axes);
         result.foregroundPixels = static_cast<long long>(axes.front());
         sums.Collect(m_ranks);
+        std::array<unsigned long long, 1> tiles{
+            m_ranks.IsFirst() ? static_cast<unsigned long long>(sums.Count()) : 0};
+        m_ranks.AddUp(tiles);
+        if (tiles.front() == 0) { // all fail together
+            throw CNoForegroundError(CNoForegroundError::EReason::noneInTiles);
+        }
         if (m_ranks.IsFirst()) {
             evaluate(sums, result.analysis);
         }
@@ -306,9 +312,6 @@ class CStreamingAnalysis::CRun {
 
     template <std::size_t Dim>
     void evaluate(const CTileSums<Dim>& sums, Impl::SAnalysisResult& result) const {
-        if (sums.Count() == 0) {
-            throw CNoForegroundError(CNoForegroundError::EReason::noneInTiles);
-        }
         const Impl::SAnalysisRequest& request = m_analysis.m_request;
         Impl::CResultBuilder builder(m_analysis.m_layout, request, confidence_of_fields());
         sums.AddTo(builder, request.withFourthOrder);

@@ -117,8 +117,9 @@ class CStreamingAnalysis {
     void Add(IAxisAccumulator& accumulator) { m_accumulators.push_back(&accumulator); }
 
     /// Reports progress to the calling thread's monitor.
-    /// @throws CNoForegroundError; CMaskError; what reading and the sink throw; volume::CEnvironmentError
-    ///         without room for the scratch store; std::bad_alloc.
+    /// @throws CNoForegroundError, CNoFiniteValueError and CMaskError, which all processes throw together; what
+    ///         reading and the sink throw; volume::CEnvironmentError without room for the scratch store;
+    ///         std::bad_alloc.
     SStreamResult Run();
 
     /// The run's results are safe: what was kept for another one goes.

@@ -122,7 +122,9 @@ jobs::SAnalyzeTask task_of(volume::IImageReader& image, volume::IImageReader* ma
     const auto in_unit = [&](const char* argument, const char* what) {
         try {
             return jobs::LengthInUnitOfImage(
-                length_of(settings.Get<std::pair<double, std::string>>(argument)), what, request.lengthUnit);
+                length_of(settings.Get<std::pair<double, std::string>>(argument)), what,
+                {request.lengthUnit,
+                 std::span(request.spacing).first(static_cast<std::size_t>(info.size.Dim()))});
         } catch (const jobs::CWorkError& wrong) {
             throw CArgumentError(argument, wrong.what());
         }
@@ -190,6 +192,12 @@ const char* argument_of(jobs::SLayoutFault::EReason reason) {
         return "subfield";
     case tooManySubfields:
         return "subfield_count";
+    case alongExceedsImage:
+        return "along";
+    case gradientExceedsImage:
+        return "gradient_sigma";
+    case windowExceedsImage:
+        return "window_sigma";
     default:
         return "fiber_radius";
     }
@@ -494,7 +502,7 @@ py::dict estimators() {
 }
 
 std::optional<std::pair<double, std::string>> parse_length(const std::string& text) {
-    const std::optional<jobs::SLength> length = jobs::ParseLength(text);
+    const std::optional<jobs::SLength> length = jobs::ParseLengthOrPixels(text);
     return length ? std::optional(std::pair(length->value, length->unit)) : std::nullopt;
 }
 

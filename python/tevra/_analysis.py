@@ -297,7 +297,7 @@ class Result(AxisField):
         return plot_result(self, axis, slice_index)
 
     def __repr__(self) -> str:
-        mean = ", ".join(f"{component:.3g}" for component in self.field.mean_direction)
+        mean = ", ".join(f"{round(component, 3) + 0.0:.3f}" for component in self.field.mean_direction)
         return (f"<tevra.Result of {self.shape}: {len(self)} subfields, {self._foreground_text()}, "
                 f"mean direction ({mean}), anisotropy {self.field.anisotropy:.3g}>")
 
@@ -406,6 +406,8 @@ def _run(kind: type, image: Image, fiber_radius: Length, *, estimator: str, mask
     if spacing is not None:
         given = check.per_axis("spacing", spacing, dim, check.length)
         units = {one[1] for one in given}
+        if "px" in units:
+            raise ValueError("spacing: pixels are no unit of their own distance; give another unit, or none")
         if len(units) > 1:
             raise ValueError("spacing: has several units; give one")
         distances = (*(one[0] for one in given), given[0][0])[:3]
@@ -469,7 +471,7 @@ def analyze(image: Image, fiber_radius: Length, *, estimator: str = _tevra.DEFAU
     image : array of uint8, uint16 or float32; or anything with `shape`, `dtype` and slices (numpy.memmap, an h5py
         dataset, a zarr array), which is read a few slices at a time; or the path of an image file (see `read`).
         C-contiguous arrays are taken without a copy. Byte order and gaps of other arrays are mended slice by slice.
-    fiber_radius : in the unit of the spacing, in pixels without one; or a text with a unit, as in "2.5um".
+    fiber_radius : in the unit of the spacing, in pixels without one; or a text with a unit, as in "2.5um" or "3px".
     estimator : "line-voting": holds in dense material; "structure-tensor": for fibers that are not resolved;
         "hessian": for separate fibers.
     subfield : size of subfields in pixels, one number or one per axis; None: the whole field only.

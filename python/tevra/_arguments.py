@@ -56,7 +56,7 @@ def choice(name: str, value: Any, among: Sequence[str]) -> str:
 
 
 def length(name: str, value: Any, *, zero: bool = False) -> Tuple[float, str]:
-    """A length as a number, or with a unit as in "2.5um"."""
+    """A length as a number, or with a unit as in "2.5um" or "3px"."""
     if isinstance(value, str):
         parsed = _tevra.parse_length(value)
         if parsed is None:

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "stream/stages/VolumeSmoothing.h"
 
+#include "stream/Failure.h"
 #include "stream/MemoryPlan.h"
 #include "stream/SlabReader.h"
 #include "stream/stages/ColumnSmoothing.h"
@@ -64,8 +65,9 @@ Impl::SExtent ExtentOfAll(const Impl::SExtent& own, ICommunicator& ranks) {
 
 void RequireFinite(const volume::SValueRange& range) {
     if (!range.HasFinite()) {
-        throw volume::CInputError("the image has no finite value (" + std::to_string(range.nanCount) +
-                                  " NaN, " + std::to_string(range.infiniteCount) + " infinite)");
+        throw CNoFiniteValueError("the image has no finite value (" + std::to_string(range.nanCount) +
+                                  " NaN, " + std::to_string(range.infiniteCount) +
+                                  " infinite); check that it is the right image");
     }
 }
 

@@ -157,7 +157,7 @@ TEST_F(AnalyzeFailure, ASpacingThatIsNoPositiveLength) {
 }
 
 TEST_F(AnalyzeFailure, ARadiusThatIsNoPositiveLength) {
-    for (const std::string radius : {"0", "-3", "nan", "inf", "-inf", "three", "", "3px"}) {
+    for (const std::string radius : {"0", "-3", "nan", "inf", "-inf", "three", "", "3pix", "0px"}) {
         expect_option_refusal({"--fiber-radius", radius}, {"--fiber-radius", "'" + radius + "'"});
     }
 }

@@ -385,6 +385,44 @@ TEST_F(Analyze, LengthsMayCarryAUnit) {
     EXPECT_EQ(result(), inMicrometres);
     analyze_with_radius("1.5", "image.mha");
     EXPECT_EQ(result(), inMicrometres);
+    analyze_with_radius("3px", "image.mha", {"--border", "6px"});
+    EXPECT_EQ(result(), inMicrometres);
+}
+
+TEST_F(Analyze, WarnsOfRadiiThatPixelsOrTimeSpeakAgainst) {
+    struct SCase {
+        const char* radius;
+        const char* kind;
+        const char* text;
+    };
+    write("plane.mha", ParallelFibers(PLANE, 0));
+    for (const SCase& one : {SCase{"1.5", "small-radius", "the fiber radius is 1.5 px: below 2 px"},
+                             SCase{"12", "large-radius", "the fiber radius is 12 px: bin the image by 3"}}) {
+        const SOutcome outcome =
+            analyze_with_radius(one.radius, "plane.mha", {"--quiet", "--threshold", "100"});
+        EXPECT_THAT(outcome.err, HasSubstr(std::string("tevra: warning: ") + one.text));
+        EXPECT_EQ(run()["warnings"][0]["kind"], one.kind);
+        EXPECT_EQ(run()["warnings"][0]["value"], std::stod(one.radius));
+        EXPECT_THAT(run()["warnings"][0]["text"].get<std::string>(), HasSubstr(one.text));
+    }
+    EXPECT_EQ(analyze("plane.mha", {"--quiet"}).err, "");
+}
+
+TEST_F(Analyze, SaysInTheEndWhatItFoundAndWhere) {
+    write("volume.mha", ParallelFibers(VOLUME, 0));
+    const std::string err = analyze("volume.mha").err;
+    EXPECT_THAT(err, HasSubstr(" % of the image, brighter than "));
+    EXPECT_THAT(
+        err, HasSubstr("mean direction (1.000, 0.000, 0.000): 90.0 degrees off z, azimuth 0.0 degrees from x "
+                       "towards y; anisotropy "));
+    EXPECT_THAT(err, HasSubstr("tensor xx 1.000, yy 0.000, zz 0.000, xy 0.000, xz 0.000, yz 0.000\n"));
+    EXPECT_THAT(err, HasSubstr("wrote into 'out': run.json result.json"));
+    write("upright.mha", ParallelFibers(VOLUME, 2));
+    EXPECT_THAT(analyze("upright.mha").err,
+                HasSubstr("mean direction (0.000, 0.000, 1.000): 0.0 degrees off z; anisotropy "));
+    write("plane.mha", ParallelFibers(PLANE, 1));
+    EXPECT_THAT(analyze("plane.mha").err,
+                HasSubstr("mean direction (0.000, 1.000): 90.0 degrees from x towards y; anisotropy "));
 }
 
 TEST_F(Analyze, ConvertsTheRadiusToTheUnitOfTheImage) {

@@ -329,6 +329,28 @@ TEST_F(Beta, ExplainsTheLimitOfAPlane) {
     EXPECT_THAT(run(table(sample)).out, HasSubstr("inf"));
 }
 
+TEST_F(Beta, RefusesOneMapInBothPlaces) {
+    write_map("theta.mha", {0.3F, 0.7F, -1.0F, 1.2F});
+    expect_refused({"theta.mha", "theta.mha"}, 1,
+                   {"'theta.mha' and 'theta.mha' hold the same angles", "that of longitudes"});
+    write_map("same.mha", {0.3F, 0.7F, -1.0F, 1.2F});
+    expect_refused({"theta.mha", "same.mha"}, 1, {"hold the same angles"});
+}
+
+TEST_F(Beta, TakesColumnsInDegreesAndTablesOfSpreadsheets) {
+    const json radians = parsed("theta_rad,phi_rad\n0.5,0.6\n0.1,0.3\n1,1\n1.2,2\n", {"--axis", "z"});
+    const json degrees =
+        parsed("\xEF\xBB\xBFtheta_deg,phi_deg\r\n28.64788975654116,34.37746770784939\r\n"
+               "5.729577951308232,17.188733853924695\r\n57.29577951308232,57.29577951308232\r\n"
+               "68.75493541569878,114.59155902616465\r\n",
+               {"--axis", "z"});
+    EXPECT_EQ(degrees["sample_size"], 4);
+    EXPECT_NEAR(degrees["beta"].get<double>(), radians["beta"].get<double>(), 1e-9);
+    for (int i = 0; i < 3; ++i) { // the azimuths' part
+        EXPECT_NEAR(degrees["eigenvalues"][i].get<double>(), radians["eigenvalues"][i].get<double>(), 1e-12);
+    }
+}
+
 TEST_F(Beta, RefusesAnEmptySample) {
     expect_table_refused("", {"angles.csv", "holds no direction"});
     expect_table_refused("theta_rad,phi_rad\n", {"angles.csv", "holds no direction"});
@@ -348,6 +370,7 @@ TEST_F(Beta, RefusesBrokenTables) {
     expect_table_refused("0.1,0.2\nnan,0.2\n", {"line 2", "no number"});
     expect_table_refused("0.1,0.2\n0.3,inf\n", {"line 2", "no number"});
     expect_refused({"--angles", "none.csv"}, 1, {"none.csv"});
+    expect_refused({"--angles", "."}, 1, {"cannot open '.'", "is it a file"});
     expect_refused({"--angles", "."}, 1, {"'.'"});
 }
 

@@ -389,6 +389,7 @@ TEST_F(Filter, RefusesWrongOptions) {
     expect_refused("image.mha", 2, {"--box", "leaves the image"}, {"--box", "0,0,25,5"});
     expect_refused("image.mha", 2, {"--box", "leaves the image"}, {"--box", "-1,0,5,5"});
     expect_refused("image.mha", 2, {"--box"}, {"--box", "0,0,x,5"});
+    expect_refused("image.mha", 2, {"--box", "empty along y", "not included"}, {"--box", "0,5,9,5"});
     expect_refused("image.mha", 2, {"--rim", "no pixel is left"}, {"--rim", "12"});
     expect_refused("image.mha", 2, {"--rim"}, {"--rim", "-1"});
     expect_refused("image.mha", 2, {"--rim"}, {"--rim", "1,2,3"});

@@ -76,6 +76,32 @@ TEST(Program, WrongUsageIsOneLineThatPointsToTheHelp) {
     }
 }
 
+TEST(Program, SaysOfAnOptionWithoutItsValueWhatFollowsInstead) {
+    EXPECT_EQ(RunTevra({"analyze", "scan.tif", "--fiber-radius", "3", "--export", "-o", "out"}).err,
+              "tevra: error: --export asks for a value, but is followed by the option -o; see 'tevra analyze "
+              "--help'\n");
+    EXPECT_THAT(RunTevra({"phantom", "-o", "--size", "3,3"}).err,
+                HasSubstr("-o asks for a value, but is followed by the option --size"));
+    // Numbers below 0 are values, and --maps may stand alone.
+    EXPECT_THAT(
+        RunTevra({"analyze", "none.tif", "--fiber-radius", "3", "--maps", "--threshold", "-3", "-o", "out"},
+                 {.workingFolder = "/tmp"})
+            .err,
+        HasSubstr("none.tif: there is no such file"));
+}
+
+TEST(Program, SaysOfAnOptionGivenTwiceThatItIs) {
+    EXPECT_THAT(
+        RunTevra({"analyze", "scan.tif", "--fiber-radius", "3", "--fiber-radius", "4", "-o", "out"}).err,
+        HasSubstr("--fiber-radius is given 2 times; give it once"));
+}
+
+TEST(Program, NamesWordsTooManyInTheirOrder) {
+    EXPECT_THAT(
+        RunTevra({"tensor", "0.7", "0", "0.2"}).err,
+        HasSubstr("tensor has no place for '0' '0.2'; a value with blanks or several numbers is one word"));
+}
+
 TEST(Program, NamesACommandThatDoesNotExistAndTheNearestThatDoes) {
     EXPECT_EQ(RunTevra({"analyse", "image.tif"}).err,
               "tevra: error: there is no command 'analyse'; did you mean analyze? See 'tevra --help'\n");

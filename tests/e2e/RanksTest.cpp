@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -127,6 +128,43 @@ TEST_F(Ranks, AFailureOfOneEndsAllWithItsMessage) {
     EXPECT_THAT(outcome.err, HasSubstr("process 1: tevra: error: "));
     EXPECT_THAT(outcome.err, HasSubstr("File too large"));
     EXPECT_THAT(m_folder.Entries(), ElementsAre("image.mha"));
+}
+
+TEST_F(Ranks, AnImageThatAllFailOnDoesNotStopTheOthersOfABatch) {
+    WriteMetaImage(m_folder / "constant.mha", Constant({48, 41, 37}, 7));
+    WriteMetaImage(m_folder / "nan.mha",
+                   SMetaImage{{48, 41, 37}, "MET_FLOAT", std::string(4UL * 48 * 41 * 37, '\377')});
+    SGreyImage border = Constant({48, 41, 37}, 40);
+    std::fill_n(border.pixels.begin(), 48 * 41 * 3, '\310'); // no pixel within is foreground
+    WriteMetaImage(m_folder / "border.mha", border);
+    for (const char* const estimator : {"line-voting", "hessian"}) {
+        fs::remove_all(m_folder / "out");
+        const SOutcome outcome = RunTevra(
+            {"analyze", "constant.mha", "nan.mha", "border.mha", "image.mha", "--fiber-radius", "3",
+             "--estimator", estimator, "--threads", "1", "-o", "out"},
+            {.workingFolder = m_folder.Path(), .launcher = {"mpirun", "--oversubscribe", "-n", "3"}});
+        EXPECT_NE(outcome.status, 0);
+        EXPECT_THAT(outcome.err, HasSubstr("3 of 4 images failed"));
+        EXPECT_THAT(outcome.err, Not(HasSubstr("process ")));
+        const std::string table = ReadFile(m_folder / "out/summary.csv");
+        EXPECT_THAT(table, HasSubstr("\nconstant.mha,constant,\"no foreground: all pixels"));
+        EXPECT_THAT(table, HasSubstr("\nnan.mha,nan,the image has no finite value"));
+        EXPECT_THAT(table, HasSubstr("\nborder.mha,border,\"no foreground: no pixel inside"));
+        EXPECT_THAT(table, HasSubstr("\nimage.mha,image,,"));
+    }
+}
+
+TEST_F(Ranks, AMaskThatIsNoneInTheSlicesOfOneIsReportedOnce) {
+    SGreyImage mask = Constant({48, 41, 37}, 0);
+    mask.pixels.front() = '\7';
+    mask.pixels[mask.pixels.size() - 2] = '\6';
+    mask.pixels.back() = '\5';
+    WriteMetaImage(m_folder / "mask.mha", mask);
+    const SOutcome outcome = run(3, "out", {"--fiber-radius", "3", "--mask", "mask.mha"});
+    EXPECT_NE(outcome.status, 0);
+    EXPECT_THAT(outcome.err, HasSubstr("tevra: error: mask 'mask.mha': the mask is not two-valued"));
+    EXPECT_THAT(outcome.err, Not(HasSubstr("process ")));
+    EXPECT_FALSE(fs::exists(m_folder / "out"));
 }
 
 TEST_F(Ranks, TasksOfSlurmShareTheWorkLikeProcessesOfMpirun) {

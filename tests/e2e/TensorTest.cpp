@@ -57,6 +57,12 @@ TEST(TensorCommand, TheLargestComponentOfTheMeanOrientationIsPositive) {
     EXPECT_GT(steep["mean_orientation"][1].get<double>(), 0.9);
 }
 
+TEST(TensorCommand, WhatIsInfiniteOrUndefinedIsSaidWithoutASignInText) {
+    const std::string text = RunTevra({"tensor", "1,0,0,0,0,0"}).out;
+    EXPECT_THAT(text, MatchesRegex("(.|\n)*shape +nan\nstrength +inf\n"));
+    EXPECT_THAT(RunTevra({"tensor", "0.2,-0.0,0,0.7,0,0.1"}).out, testing::Not(HasSubstr("-0.0")));
+}
+
 TEST(TensorCommand, WhatIsInfiniteOrUndefinedIsNullInJson) {
     EXPECT_TRUE(evaluated("0.5,0,0,0.5,0,0")["strength"].is_null());
     EXPECT_TRUE(evaluated("0.5,0,0,0.25,0,0.25")["shape"].is_null());

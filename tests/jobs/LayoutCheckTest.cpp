@@ -8,6 +8,7 @@ namespace TEVRA::jobs {
 namespace {
 
 using EReason = SLayoutFault::EReason;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -57,6 +58,28 @@ TEST(LayoutCheck, RefusesMoreSubfieldsThanPixels) {
     EXPECT_EQ(CheckLayout(VOLUME, request)->reason, EReason::tooManySubfields);
     request.subfieldCount = {5, 5, 4};
     EXPECT_FALSE(CheckLayout(VOLUME, request));
+}
+
+TEST(LayoutCheck, RefusesLengthsBeyondTheImage) {
+    struct SCase {
+        std::optional<double> Impl::SAnalysisRequest::*length;
+        EReason reason;
+        const char* name;
+    };
+    for (const SCase& one :
+         {SCase{&Impl::SAnalysisRequest::along, EReason::alongExceedsImage, "along fibers"},
+          SCase{&Impl::SAnalysisRequest::gradientSigma, EReason::gradientExceedsImage, "width of gradients"},
+          SCase{&Impl::SAnalysisRequest::windowSigma, EReason::windowExceedsImage, "the window"}}) {
+        Impl::SAnalysisRequest request = request_of(3.0);
+        request.*one.length = 40.0;
+        EXPECT_FALSE(CheckLayout(VOLUME, request)) << one.name;
+        request.*one.length = 40.5;
+        expect_fault(VOLUME, request, one.reason);
+        EXPECT_THAT(LayoutFaultText(*CheckLayout(VOLUME, request), request),
+                    AllOf(HasSubstr(one.name), HasSubstr("40.5 px"), HasSubstr("40 x 36 x 32 px")));
+        request.spacing = {2.0, 2.0, 3.0};
+        EXPECT_FALSE(CheckLayout(VOLUME, request)) << one.name;
+    }
 }
 
 TEST(LayoutCheck, CountsThePixelsThatNoSubfieldHas) {
@@ -117,7 +140,7 @@ TEST(LayoutCheck, TakesTheRadiusInTheUnitOfTheSpacing) {
     const auto fault = CheckLayout(VOLUME, request);
     ASSERT_TRUE(fault);
     EXPECT_EQ(fault->reason, EReason::radiusExceedsImage);
-    EXPECT_THAT(LayoutFaultText(*fault, request), HasSubstr("3 mm = 3000 px"));
+    EXPECT_THAT(LayoutFaultText(*fault, request), AllOf(HasSubstr("3 mm = 3000 px"), HasSubstr("as in 3px")));
 }
 
 } // namespace

@@ -58,6 +58,10 @@ TEST(Warnings, TellOfPixelsWithoutValuesAndOfDoubtfulForegroundsInTheirOrder) {
     EXPECT_EQ(WarningText(warnings[2], request), "only 2.9 % of the image counts as fiber");
     request.contrast = Impl::EFiberContrast::dark;
     EXPECT_EQ(WarningText(warnings[0], request), "3 pixels have no value (NaN) and count as brightest");
+    EXPECT_EQ(WarningText({EWarning::nanPixels, 1.0}, {}),
+              "1 pixel has no value (NaN) and counts as darkest");
+    EXPECT_EQ(WarningText({EWarning::infinitePixels, 1.0}, {}),
+              "1 pixel is infinite and counts as darkest or brightest");
     record.foreground.pixels = 950;
     EXPECT_EQ(WarningsOfResult(record).back().kind, EWarning::hugeForeground);
     record.foreground.threshold.reset(); // a mask is what its maker wanted

@@ -2,6 +2,7 @@
 """Where arrays lie, how long they live, and which are taken."""
 
 import gc
+import gzip
 import resource
 import subprocess
 import sys
@@ -180,8 +181,19 @@ def test_the_image_is_let_go_of(dense):
     result.save  # the result lives on
 
 
-def test_other_threads_run_meanwhile():
-    image = tevra.phantom((96, 96, 96), 3, overlap=True).image
+@pytest.mark.parametrize("work", [
+    lambda image, folder: tevra.analyze(image, 3, threads=1, estimator="hessian", otsu_factor=1),
+    lambda image, folder: tevra.LineVoting().compute(image, 3, threads=1),
+    lambda image, folder: tevra.HessianOrientations().compute(image, 3, threads=1),
+    lambda image, folder: tevra.FilterOrientations(12, 6).compute(image[:96, :96, :96].copy(), resolution="coarse",
+                                                                           threads=1),
+    lambda image, folder: tevra.phantom((128, 128, 128), 3, overlap=True),
+    lambda image, folder: tevra.read(folder / "packed.nrrd"),
+], ids=["analyze", "line_voting", "hessian", "filter", "phantom", "read"])
+def test_other_threads_run_meanwhile(work, tmp_path):
+    image = np.random.default_rng(1).integers(0, 200, (160, 128, 128), "u1")
+    (tmp_path / "packed.nrrd").write_bytes(
+        b"NRRD0004\ntype: uint8\ndimension: 3\nsizes: 128 128 160\nencoding: gzip\n\n" + gzip.compress(image.tobytes()))
     gaps, done = [], threading.Event()
 
     def watch():
@@ -194,8 +206,7 @@ def test_other_threads_run_meanwhile():
     watcher = threading.Thread(target=watch)
     watcher.start()
     start = time.perf_counter()
-    tevra.analyze(image, 3, threads=1, estimator="hessian")
-    tevra.HessianOrientations().compute(image, 3, threads=1)
+    work(image, tmp_path)
     took = time.perf_counter() - start
     done.set()
     watcher.join()
