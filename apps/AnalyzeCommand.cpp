@@ -778,6 +778,27 @@ std::string outputs_text() {
     return text + ". They appear together once all is done.";
 }
 
+/// Headings of the help for what has no place among the few that most runs need.
+void group_options(CLI::App& parser) {
+    struct SGroup {
+        const char* heading;
+        std::vector<const char*> options;
+    };
+    for (const SGroup& group :
+         {SGroup{"Options of axes", {"--estimator", "--along", "--gradient-sigma", "--window", "--border"}},
+          SGroup{"Options of the foreground", {"--otsu-factor", "--threshold", "--dark-fibers", "--mask"}},
+          SGroup{"Options of the image", {"--grey-window", "--raw", "--allow-gaps"}},
+          SGroup{"Options of what is written",
+                 {"--fourth-order", "--export", "--reference", "--maps", "--degrees", "--vectors", "--rgb",
+                  "--stride", "--no-report", "--pictures", "--no-pictures"}},
+          SGroup{"Options of the run",
+                 {"--threads", "--memory", "--scratch", "--resume", "--dry-run", "--quiet"}}}) {
+        for (const char* const name : group.options) {
+            parser.get_option(name)->group(group.heading);
+        }
+    }
+}
+
 } // namespace
 
 SCommand AddAnalyzeCommand(CLI::App& program) {
@@ -943,6 +964,7 @@ SCommand AddAnalyzeCommand(CLI::App& program) {
     parser->add_flag("--dry-run", options->dryRun,
                      "Only print how much memory and scratch room the analysis will need");
     parser->add_flag("--quiet", options->quiet, "Print nothing but warnings and errors");
+    group_options(*parser);
     parser->footer(outputs_text() +
                    "\n\nExample: tevra analyze fibers.tif --fiber-radius 3 --subfield 64 -o results");
     return {parser,

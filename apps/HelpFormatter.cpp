@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace TEVRA::apps {
@@ -79,6 +80,14 @@ class CHelpFormatter : public CLI::Formatter {
         CLI::detail::format_help(out, command->get_name(), described(command->get_description()),
                                  NAME_COLUMNS);
         return out.str();
+    }
+
+    /// The base class ends the first group with a blank line, and begins every one with another.
+    std::string make_group(std::string group, bool isPositional,
+                           std::vector<const CLI::Option*> options) const override {
+        const bool isFirst = isPositional || group == "Options";
+        return CLI::Formatter::make_group(std::move(group), isPositional, std::move(options))
+            .substr(isFirst ? 0 : 1);
     }
 
     std::string make_option_opts(const CLI::Option* option) const override {

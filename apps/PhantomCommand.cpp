@@ -366,6 +366,17 @@ class CPhantomFiles {
         m_phiPath = add(m_phiTarget);
     }
 
+    /// @throws CWorkError if the disk is too full for an image of so many pixels and its maps.
+    void RequireRoom(std::size_t pixels) const {
+        std::vector<jobs::SRoomOfFile> files{{m_path, pixels}};
+        for (const std::string& path : {m_thetaPath, m_phiPath}) {
+            if (!path.empty()) {
+                files.push_back({path, pixels * sizeof(float)});
+            }
+        }
+        jobs::RequireRoom(files);
+    }
+
     void Write(const phantom::SPhantom& phantom, const SPhantomFacts& options,
                const std::string& spacingUnit) {
         const Vector& spacing = options.spacing;
@@ -455,6 +466,7 @@ void run(const SPhantomArguments& arguments) {
     }
     CConsole console(arguments.quiet ? EVerbosity::quiet : EVerbosity::normal);
     CPhantomFiles files(arguments, facts.sizePx.Dim());
+    files.RequireRoom(facts.sizePx.Elements());
     const phantom::SPhantom phantom = make_phantom([&] {
         return isSeparate ? phantom::MakeSeparatePhantom(separate) : phantom::MakePhantom(overlapping);
     });

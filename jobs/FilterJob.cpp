@@ -257,7 +257,18 @@ void CFilterJob::Plan(EPurpose purpose) {
                         std::vector<std::string>{INDEX, RESPONSE, COLATITUDE, LONGITUDE, HISTOGRAM, TENSOR},
                         InputFilesOf(m_task.image, m_task.mask));
         m_record.files = m_files->Names();
+        require_room();
     }
+}
+
+/// For the maps, beside which the tables are nothing.
+void CFilterJob::require_room() {
+    const std::size_t pixels = size().Elements();
+    std::vector<SRoomOfFile> files{{m_files->PathOf(INDEX), pixels}};
+    for (const char* const name : {RESPONSE, COLATITUDE, LONGITUDE}) {
+        files.push_back({m_files->PathOf(name), pixels * sizeof(float)});
+    }
+    RequireRoom(files);
 }
 
 void CFilterJob::record_plan() {

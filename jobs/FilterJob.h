@@ -105,6 +105,7 @@ class CFilterJob {
   private:
     const CSize& size() const { return m_task.image.Info().size; }
     void record_plan();
+    void require_room();
     std::unique_ptr<CImage> read_mask();
     void filter(const CImage& flat, const CImage& fibers);
     void count_directions();

@@ -5,6 +5,7 @@
 #include "jobs/Failure.h"
 #include "jobs/MessageNames.h"
 #include "stream/OpenFile.h"
+#include "stream/ScratchStore.h"
 
 #include <algorithm>
 #include <array>
@@ -176,6 +177,31 @@ class CReplacement {
 };
 
 } // namespace
+
+void RequireRoom(const std::vector<SRoomOfFile>& files) {
+    std::vector<stream::COpenFile> taken;
+    int error = 0;
+    std::size_t at = 0;
+    for (; at < files.size() && error == 0; ++at) {
+        taken.emplace_back(open(files[at].path.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC));
+        const int file = taken.back().Descriptor();
+        const auto length = static_cast<off_t>(files[at].bytes);
+        const bool isTaken = taken.back().IsOpen() &&
+                             (fallocate(file, 0, 0, length) == 0 ||
+                              ((errno == EOPNOTSUPP || errno == ENOSYS) && ftruncate(file, length) == 0));
+        error = isTaken ? 0 : errno;
+    }
+    for (const stream::COpenFile& file : taken) {
+        if (file.IsOpen() && ftruncate(file.Descriptor(), 0) != 0 && error == 0) {
+            error = errno;
+        }
+    }
+    if (error != 0) {
+        throw CWorkError("there is no room for '" + files[at - 1].path + "' (" +
+                         stream::BytesText(files[at - 1].bytes) + "): " + std::strerror(error) +
+                         "; free some space or give another output");
+    }
+}
 
 void RemovePendingFilesNow() noexcept {
     for (const SSlot& slot : g_slots) {

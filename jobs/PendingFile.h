@@ -3,6 +3,7 @@
 
 #include "stream/FileLock.h"
 
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <set>
@@ -119,6 +120,18 @@ class COutputFolder {
     SMadeFolders m_made;
     std::unique_ptr<CGuard, SDeleteGuard> m_guard; // goes before the folder does
 };
+
+/// A file under its temporary name, and what it will take.
+struct SRoomOfFile {
+    std::string path;
+    std::size_t bytes;
+};
+
+/// Makes sure that there is room for files side by side, so that a full disk shows before the work. They are empty again
+/// after it: what others take meanwhile shows when they are written. Where the file system takes no room in advance,
+/// nothing is known.
+/// @throws CWorkError if there is none.
+void RequireRoom(const std::vector<SRoomOfFile>& files);
 
 /// Removes every pending file of the process; callable in a signal handler, after which the process must end.
 void RemovePendingFilesNow() noexcept;

@@ -477,7 +477,7 @@ TEST_F(Filter, RefusesMasksThatAreNone) {
 
 TEST_F(Filter, RefusesOutputsThatCannotBeWritten) {
     WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22}, 0));
-    expect_refused("image.mha", 1, {"error: out/response.mha: cannot be written"}, {},
+    expect_refused("image.mha", 1, {"there is no room for 'out/index.mha' (0.", "File too large"}, {},
                    {.fileSizeLimit = 500});
     WriteFile(m_folder / "out", "precious");
     expect_refused("image.mha", 1, {"'out'", "is a file"});

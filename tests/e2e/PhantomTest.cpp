@@ -298,7 +298,7 @@ TEST_F(PhantomCommand, FullDiskLeavesNoFile) {
         const SOutcome outcome =
             phantom({"-o", name, "--size", "64,64,64", "--truth", "t"}, {.fileSizeLimit = 100'000L});
         EXPECT_EQ(outcome.status, 1) << outcome.err;
-        EXPECT_THAT(outcome.err, HasSubstr("tevra: error: " + name + ": cannot be written"));
+        EXPECT_THAT(outcome.err, HasSubstr("tevra: error: there is no room for '" + name + "' ("));
         EXPECT_THAT(m_folder.Entries(), IsEmpty());
     }
 }

@@ -65,6 +65,21 @@ TEST(Program, EveryOptionOfACommandIsDescribed) {
     }
 }
 
+TEST(Program, TheHelpOfTheAnalysisHasItsManyOptionsUnderHeadings) {
+    const std::string help = RunTevra({"analyze", "--help"}).out;
+    const auto at = [&help](const std::string& text) {
+        const std::size_t place = help.find("\n" + text);
+        EXPECT_NE(place, std::string::npos) << text;
+        return place;
+    };
+    EXPECT_LT(at("Options:"), at("  -o,--output"));
+    EXPECT_LT(at("  -o,--output"), at("Options of axes:"));
+    EXPECT_LT(at("Options of the foreground:"), at("  --mask"));
+    EXPECT_LT(at("Options of what is written:"), at("  --maps"));
+    EXPECT_LT(at("Options of the run:"), at("  --threads"));
+    EXPECT_EQ(help.find("\n\n\n"), std::string::npos);
+}
+
 TEST(Program, WrongUsageIsOneLineThatPointsToTheHelp) {
     const std::vector<std::vector<std::string>> calls = {
         {}, {"analyse"}, {"--nonsense"}, {"analyze", "--nonsense"}, {"tensor"}, {"info", "a.tif", "b.tif"}};

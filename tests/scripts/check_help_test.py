@@ -16,7 +16,8 @@ case "$1" in
 --help) printf 'Usage: tevra COMMAND ...\\n\\nOptions:\\n  --version   Print it\\n  -h,--help   Print this\\n\\n'
     printf 'Commands:\\n  cut         Cut images\\n              into --pieces\\n  info        Say\\n\\nEnd.\\n';;
 cut) printf 'Usage: tevra cut\\n\\nOptions:\\n  -h,--help   Print this\\n  -o,--output FILE  See\\n'
-    printf '                    --other\\n  --pieces N  How many\\n\\nExample: tevra cut --size 3\\n';;
+    printf '                    --other\\n  --pieces N  How many\\n\\nOptions of the run:\\n  --slowly  Take time\\n'
+    printf '\\nExample: tevra cut --size 3\\n';;
 info) printf 'Usage: tevra info\\n\\nOptions:\\n  -h,--help   Print this\\n  --json      JSON\\n';;
 esac
 """
@@ -31,6 +32,7 @@ Cuts (`--pieces 3`); `tevra info --json` says more.
 |---|---|
 | `-o`, `--output FILE` | file |
 | `--pieces N` | how many |
+| `--slowly` | take time |
 
 | file | holds |
 |---|---|
@@ -65,6 +67,8 @@ class Help(unittest.TestCase):
     def test_an_option_without_a_row_is_found(self):
         self.expect_complaint("--pieces is in the help of cut",
                               page=TOP + CUT.replace("| `--pieces N` | how many |\n", "") + INFO)
+        self.expect_complaint("--slowly is in the help of cut",
+                              page=TOP + CUT.replace("| `--slowly` | take time |\n", "") + INFO)
         self.expect_complaint("-o is in the help of cut", page=TOP + CUT.replace("`-o`, ", "") + INFO)
 
     def test_a_row_without_an_option_is_found(self):
