@@ -431,6 +431,7 @@ class CAnalyzeRun {
         std::optional<jobs::CAnalyzeJob> job;
         jobs::DoTogether(m_ranks, [&] {
             image = OpenInput(m_options.image, m_options.raw);
+            RefuseResultsAmongSlices(m_options.image, m_options.outputFolder);
             if (!m_options.allowGaps && m_ranks.IsFirst()) {
                 WarnOfMissingSlices(m_options.image, image->Info(), m_console);
             }

@@ -178,13 +178,14 @@ void run(const SFilterOptions& options) {
     RequireName({"-o", options.outputFolder});
     const SArgument major{"--major", options.major};
     const SArgument minor{"--minor", options.minor};
-    ReadLength(major); // a text that is no length is refused before the image is read
-    ReadLength(minor);
+    ReadLengthOrPixels(major); // a text that is no length is refused before the image is read
+    ReadLengthOrPixels(minor);
     report::SFilterParameters parameters = read_parameters(options);
     const std::size_t memoryBytes =
         options.memory ? ReadBytes({"--memory", *options.memory}) : stream::DefaultBudget();
     CConsole console(options.quiet ? EVerbosity::quiet : EVerbosity::normal);
     const auto image = OpenInput(options.image, options.raw);
+    RefuseResultsAmongSlices(options.image, options.outputFolder);
     if (!options.allowGaps) {
         WarnOfMissingSlices(options.image, image->Info(), console);
     }

@@ -5,6 +5,9 @@
 #include "jobs/Texts.h"
 #include "volume/Failure.h"
 
+#include <filesystem>
+#include <system_error>
+
 namespace TEVRA::apps {
 
 const char* const ALLOW_GAPS_OPTION_HELP =
@@ -37,6 +40,15 @@ std::unique_ptr<volume::IImageReader> OpenInput(const std::string& path,
         }
     }
     return volume::OpenImage(path, options);
+}
+
+void RefuseResultsAmongSlices(const std::string& imagePath, const std::string& outputFolder) {
+    namespace fs = std::filesystem;
+    std::error_code ignored;
+    if (fs::is_directory(imagePath, ignored) && fs::equivalent(imagePath, outputFolder, ignored)) {
+        throw CWorkError("the results would lie among the slices of the image '" + imagePath +
+                         "', and be read as such the next time; give another output folder");
+    }
 }
 
 const char* const MASK_OPTION_HELP =

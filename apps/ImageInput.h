@@ -22,6 +22,10 @@ extern const char* const RAW_OPTION_HELP;
 std::unique_ptr<volume::IImageReader> OpenInput(const std::string& path,
                                                 const std::optional<std::string>& rawText);
 
+/// An image that is a folder is read from all TIFF and PNG files in it: pictures and maps among them would spoil it.
+/// @throws CWorkError if the results are to lie there.
+void RefuseResultsAmongSlices(const std::string& imagePath, const std::string& outputFolder);
+
 /// What the option --mask takes, for help texts.
 extern const char* const MASK_OPTION_HELP;
 

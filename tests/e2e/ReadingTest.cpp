@@ -67,6 +67,30 @@ TEST_F(Reading, MapsOfAnImageWithoutSpacingStateNone) {
     EXPECT_THAT(ReadFile(m_folder / "stated/theta.mha"), HasSubstr("ElementSpacing = 1 1 1\n"));
 }
 
+TEST_F(Reading, ResultsDoNotLieAmongTheSlicesOfTheImage) {
+    fs::create_directory(m_folder / "scan");
+    const SGreyImage slice = ParallelFibers({24, 22}, 0);
+    for (int number = 10; number < 30; ++number) {
+        WriteTiff(m_folder / ("scan/s" + std::to_string(number) + ".tif"), slice);
+    }
+    fs::create_directory_symlink("scan", m_folder / "alias");
+    const Words slices = CTemporaryFolder::EntriesOf(m_folder / "scan");
+    for (const Words& command :
+         {Words{"analyze", "--fiber-radius", "2"},
+          Words{"filter", "--major", "6px", "--minor", "3px", "--resolution", "coarse"}}) {
+        Words words = command;
+        words.insert(words.begin() + 1, "scan/");
+        words.insert(words.end(), {"-o", "alias"});
+        const SOutcome outcome = run(words);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_THAT(outcome.err, HasSubstr("the results would lie among the slices of the image 'scan/'"));
+        EXPECT_EQ(CTemporaryFolder::EntriesOf(m_folder / "scan"), slices);
+        words.back() = "scan/results"; // folders within are left alone
+        EXPECT_EQ(run(words).status, 0);
+        fs::remove_all(m_folder / "scan/results");
+    }
+}
+
 TEST_F(Reading, AFolderThatLacksSlicesIsWarnedOf) {
     fs::create_directory(m_folder / "scan");
     const SGreyImage slice = ParallelFibers({24, 22}, 0);
