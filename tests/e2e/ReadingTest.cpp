@@ -71,12 +71,14 @@ TEST_F(Reading, ResultsDoNotLieAmongTheSlicesOfTheImage) {
     fs::create_directory(m_folder / "scan");
     const SGreyImage slice = ParallelFibers({24, 22}, 0);
     for (int number = 10; number < 30; ++number) {
-        WriteTiff(m_folder / ("scan/s" + std::to_string(number) + ".tif"), slice);
+        const bool hasFibers = number >= 16 && number <= 23; // above each other they are no sheets
+        WriteTiff(m_folder / ("scan/s" + std::to_string(number) + ".tif"),
+                  hasFibers ? slice : Constant(slice.size, 40));
     }
     fs::create_directory_symlink("scan", m_folder / "alias");
     const Words slices = CTemporaryFolder::EntriesOf(m_folder / "scan");
     for (const Words& command :
-         {Words{"analyze", "--fiber-radius", "2"},
+         {Words{"analyze", "--fiber-radius", "3"},
           Words{"filter", "--major", "6px", "--minor", "3px", "--resolution", "coarse"}}) {
         Words words = command;
         words.insert(words.begin() + 1, "scan/");
