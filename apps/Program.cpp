@@ -91,14 +91,16 @@ std::optional<std::string> unknown_option(const CLI::App& parser) {
 
 /// The option that stands in the place of another one's value, as in `--export -o DIR`: the parser would take it for the
 /// value, and complain of what is missing then.
-std::optional<std::string> option_as_value(const CLI::App& command, int argc, const char* const* argv) {
+std::optional<std::string> option_as_value(const CLI::App& command,
+                                           const std::vector<std::string>& lastFirst) {
     const auto option = [&command](const std::string& name) {
         return name.size() > 1 && name.front() == '-' ? command.get_option_no_throw(name) : nullptr;
     };
-    for (int i = 2; i + 1 < argc; ++i) {
-        const CLI::Option* const asking = option(argv[i]);
-        if (asking != nullptr && asking->get_items_expected_min() > 0 && option(argv[i + 1]) != nullptr) {
-            return std::string(argv[i]) + " asks for a value, but is followed by the option " + argv[i + 1];
+    for (std::size_t i = lastFirst.size(); i-- > 1;) {
+        const CLI::Option* const asking = option(lastFirst[i]);
+        if (asking != nullptr && asking->get_items_expected_min() > 0 &&
+            option(lastFirst[i - 1]) != nullptr) {
+            return lastFirst[i] + " asks for a value, but is followed by the option " + lastFirst[i - 1];
         }
     }
     return std::nullopt;
@@ -252,17 +254,19 @@ int RunProgram(int argc, const char* const* argv) {
     for (const SCommand& command : commands) {
         command.parser->group("Commands");
     }
+    const std::vector<std::string> arguments = arguments_last_first(argc, argv);
     for (const SCommand& command : commands) {
         const std::string name = command.parser->get_name();
-        const auto refusal =
-            argc > 1 && name == argv[1] ? option_as_value(*command.parser, argc, argv) : std::nullopt;
+        const auto refusal = !arguments.empty() && name == arguments.back()
+                                 ? option_as_value(*command.parser, arguments)
+                                 : std::nullopt;
         if (refusal) {
             PrintError(std::cerr, with_nearest(*refusal, std::nullopt, "tevra " + name + " --help"));
             return STATUS_WRONG_USAGE;
         }
     }
     try {
-        program.parse(arguments_last_first(argc, argv));
+        program.parse(std::vector<std::string>(arguments));
     } catch (const CLI::ParseError& request) {
         if (request.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
             return RunGuarded(
