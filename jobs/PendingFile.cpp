@@ -187,7 +187,7 @@ void RequireRoom(const std::vector<SRoomOfFile>& files) {
         const int file = taken.back().Descriptor();
         const auto length = static_cast<off_t>(files[at].bytes);
         const bool isTaken = taken.back().IsOpen() &&
-                             (fallocate(file, 0, 0, length) == 0 ||
+                             (length == 0 || fallocate(file, 0, 0, length) == 0 ||
                               ((errno == EOPNOTSUPP || errno == ENOSYS) && ftruncate(file, length) == 0));
         error = isTaken ? 0 : errno;
     }
