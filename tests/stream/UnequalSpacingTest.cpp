@@ -14,6 +14,8 @@
 #include <cmath>
 #include <memory>
 #include <numbers>
+#include <optional>
+#include <string>
 #include <variant>
 #include <vector>
 
@@ -76,6 +78,22 @@ struct SSampling {
     int thick;
 };
 
+/// A copy of a stack with cubes for pixels: between slices by linear interpolation, as one resamples.
+std::unique_ptr<CImage> resampled(const CImage& stack) {
+    const CSize& size = stack.Size();
+    const auto slice = static_cast<std::size_t>(size[0] * size[1]);
+    auto copy =
+        std::make_unique<CImage>(IMAGE_GREY_F, CSize(size[0], size[1], 2 * size[2] - 1), CSize(0, 0, 0));
+    const auto* const from = stack.Pixels<unsigned char>();
+    auto* const to = copy->Pixels<float>();
+    for (std::size_t at = 0; at < slice * static_cast<std::size_t>(copy->Size()[2]); ++at) {
+        const std::size_t z = at / slice;
+        const unsigned char* const below = from + z / 2 * slice + at % slice;
+        to[at] = 0.5F * static_cast<float>(below[0] + below[z % 2 * slice]);
+    }
+    return copy;
+}
+
 std::unique_ptr<CImage> sampled(const CImage& image, const SSampling& sampling) {
     auto thinned = std::make_unique<CImage>(IMAGE_GREY_8, sampling.size, CSize(0, 0, 0));
     for (std::size_t at = 0; at < static_cast<std::size_t>(sampling.size.Elements()); ++at) {
@@ -117,23 +135,37 @@ double median(std::vector<double> values) {
     return *middle;
 }
 
+struct SSameness {
+    double tensor;   // largest difference of a component
+    double apartDeg; // of axes, median
+};
+
+void expect_same_tensors(const SAnswer& slabs, const SAnswer& cubes, int dim, double tolerance) {
+    for (std::size_t i = 0; i < static_cast<std::size_t>(dim); ++i) {
+        for (std::size_t j = i; j < static_cast<std::size_t>(dim); ++j) {
+            EXPECT_NEAR(slabs.field.values.tensor(i, j), cubes.field.values.tensor(i, j), tolerance)
+                << i << j;
+        }
+    }
+}
+
 class UnequalSpacing : public testing::TestWithParam<const stream::SEstimator*> {
   protected:
     /// Analyses fibers with cubes for pixels and with pixels twice as long along an axis.
-    void expect_the_same(const phantom::SPhantom& phantom, int thickAxis) {
+    void expect_the_same(const phantom::SPhantom& phantom, int thickAxis,
+                         const std::optional<double>& gradientSigma, const SSameness& tolerance) {
+        SCOPED_TRACE("thick along " + std::to_string(thickAxis));
         const CSize& full = phantom.image->Size();
         const SSampling sampling(full, thickAxis);
         const auto image = sampled(*phantom.image, sampling);
-        // The structure tensor widens its gradients for thick slices, and is a little biased nevertheless.
-        const double tolerance = GetParam() == &stream::LINE_VOTING ? 0.003 : 0.006;
-        const SAnswer cubes = Streamed({*phantom.image, nullptr, request_of(), GetParam()});
-        const SAnswer slabs = Streamed({*image, nullptr, request_of(thickAxis), GetParam()});
-        for (std::size_t i = 0; i < static_cast<std::size_t>(full.Dim()); ++i) {
-            for (std::size_t j = i; j < static_cast<std::size_t>(full.Dim()); ++j) {
-                EXPECT_NEAR(slabs.field.values.tensor(i, j), cubes.field.values.tensor(i, j), tolerance)
-                    << i << j << ", thick along " << thickAxis;
-            }
-        }
+        const auto request = [&](int axis) {
+            Impl::SAnalysisRequest result = request_of(axis);
+            result.gradientSigma = gradientSigma;
+            return result;
+        };
+        const SAnswer cubes = Streamed({*phantom.image, nullptr, request(-1), GetParam()});
+        const SAnswer slabs = Streamed({*image, nullptr, request(thickAxis), GetParam()});
+        expect_same_tensors(slabs, cubes, full.Dim(), tolerance.tensor);
         const CBox& area = slabs.field.box;
         for (int axis = 0; axis < full.Dim(); ++axis) {
             EXPECT_EQ(area.Point0()[axis], axis == thickAxis ? BORDER_PX / 2 : BORDER_PX);
@@ -156,10 +188,20 @@ class UnequalSpacing : public testing::TestWithParam<const stream::SEstimator*> 
                 angle_deg(cubes.theta[there], phi_at(cubes.phi, there), theta, phi, full.Dim()));
         }
         ASSERT_GT(apart.size(), 1000U);
-        EXPECT_LT(median(apart), 2.0) << "thick along " << thickAxis;
-        EXPECT_LT(median(errors), 2.0 * median(errorsOfCubes) + 0.5) << "thick along " << thickAxis;
-        RecordProperty("apart", std::to_string(median(apart)));
-        RecordProperty("error", std::to_string(median(errors)));
+        EXPECT_LT(median(apart), tolerance.apartDeg);
+        EXPECT_LT(median(errors), 1.5 * median(errorsOfCubes) + 0.1);
+    }
+
+    bool is_line_voting() const { return GetParam() == &stream::LINE_VOTING; }
+
+    /// By default the gradient's Gaussian has 0.7 of the thick slices. Its sampled derivative is weaker along them than
+    /// across by so much that axes turn a little towards them; from 0.8 on it is not.
+    void expect_the_same(const phantom::SPhantom& phantom, int thickAxis) {
+        expect_the_same(phantom, thickAxis, std::nullopt,
+                        is_line_voting() ? SSameness{0.003, 0.5} : SSameness{0.0045, 0.7});
+        if (!is_line_voting()) {
+            expect_the_same(phantom, thickAxis, 0.8 * 2.0 * SPACING, {0.003, 0.5});
+        }
     }
 };
 
@@ -175,6 +217,26 @@ TEST_P(UnequalSpacing, OfAPlaneChangesNeitherAxesNorTensors) {
     for (const int thickAxis : {0, 1}) {
         expect_the_same(phantom, thickAxis);
     }
+}
+
+TEST_P(UnequalSpacing, OfAStackGivesTheAxesAndTensorOfItsResampledCopy) {
+    const phantom::SPhantom phantom = fibers(CSize(96, 96, 96));
+    const auto stack = sampled(*phantom.image, SSampling(phantom.image->Size(), 2));
+    const SAnswer slabs = Streamed({*stack, nullptr, request_of(2), GetParam()});
+    const auto copy = resampled(*stack);
+    const SAnswer cubes = Streamed({*copy, nullptr, request_of(), GetParam()});
+    expect_same_tensors(slabs, cubes, 3, 0.003);
+    std::vector<double> apart;
+    const SSampling sampling(phantom.image->Size(), 2);
+    for (std::size_t at = 0; at < slabs.theta.size(); ++at) {
+        const std::size_t there = sampling.FullIndex(at, copy->Size());
+        if (sampling.IsInside(at) && slabs.theta[at] >= 0.0F && cubes.theta[there] >= 0.0F) {
+            apart.push_back(
+                angle_deg(slabs.theta[at], slabs.phi[at], cubes.theta[there], cubes.phi[there], 3));
+        }
+    }
+    ASSERT_GT(apart.size(), 10000U);
+    EXPECT_LT(median(apart), 0.5);
 }
 
 TEST_P(UnequalSpacing, DependsNeitherOnThreadsNorProcesses) {

@@ -124,6 +124,20 @@ Tensor MeanTensor(const SAxisField& field, const SPixelBox& box) {
     return sum;
 }
 
+Axis MainAxis(const Tensor& tensor) {
+    Axis axis{1.0, 1.0, 1.0};
+    constexpr int TIMES = 50; // of multiplication, each of which turns it towards the eigenvector
+    for (int time = 0; time < TIMES; ++time) {
+        Axis next{};
+        for (std::size_t i = 0; i < 3; ++i) {
+            next[i] = dot(tensor[i], axis);
+        }
+        const double length = std::sqrt(dot(next, next));
+        std::transform(next.begin(), next.end(), axis.begin(), [length](double x) { return x / length; });
+    }
+    return axis;
+}
+
 double LargestDifference(const Tensor& a, const Tensor& b) {
     double largest = 0.0;
     for (std::size_t i = 0; i < 3; ++i) {

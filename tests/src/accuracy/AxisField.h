@@ -51,6 +51,9 @@ double Mean(const std::vector<double>& values);
 /// Mean of axis times axis transposed over the foreground pixels of the box.
 Tensor MeanTensor(const SAxisField& field, const SPixelBox& box);
 
+/// Eigenvector of the largest eigenvalue, which stands apart.
+Axis MainAxis(const Tensor& tensor);
+
 /// Largest absolute difference of two components.
 double LargestDifference(const Tensor& a, const Tensor& b);
 
