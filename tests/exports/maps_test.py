@@ -169,6 +169,9 @@ class Maps(support.ExportTest):
         np.testing.assert_allclose(axes[fiber][:, :2],
                                    np.stack([np.cos(theta[fiber]), np.sin(theta[fiber])], -1), atol=1e-6)
         self.assertTrue((axes[..., 2] == 0).all())
+        degrees = np.load(self.analyze("degrees", "--maps", "npy", "--degrees") / "theta.npy")
+        np.testing.assert_allclose(degrees[fiber], np.degrees(theta[fiber]), rtol=1e-6)
+        self.assertTrue((~fiber).any() and (degrees[~fiber] == -181).all())
         for ending in ("nrrd", "npy", "tif", "vti"):
             folder = self.analyze(ending, "--maps", ending, "--rgb")
             for name in ("theta", "confidence", "rgb"):

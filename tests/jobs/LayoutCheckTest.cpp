@@ -75,7 +75,9 @@ TEST(LayoutCheck, RefusesLengthsBeyondTheImage) {
         EXPECT_FALSE(CheckLayout(VOLUME, request)) << one.name;
         request.*one.length = 40.5;
         expect_fault(VOLUME, request, one.reason);
-        EXPECT_THAT(LayoutFaultText(*CheckLayout(VOLUME, request), request),
+        const auto fault = CheckLayout(VOLUME, request);
+        ASSERT_TRUE(fault) << one.name;
+        EXPECT_THAT(LayoutFaultText(*fault, request),
                     AllOf(HasSubstr(one.name), HasSubstr("40.5 px"), HasSubstr("40 x 36 x 32 px")));
         request.spacing = {2.0, 2.0, 3.0};
         EXPECT_FALSE(CheckLayout(VOLUME, request)) << one.name;
