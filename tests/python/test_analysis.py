@@ -230,5 +230,7 @@ def test_lengths_may_have_units(here, dense):
     result = tevra.analyze(dense.image, "1.5um", spacing="0.5um")
     assert result.document == tevra.analyze(dense.image, "0.0015mm", spacing="500nm").document
     assert result.record["input"]["length_unit"] == "um"
+    assert result.document == tevra.analyze(dense.image, "3px", spacing="0.5um").document
+    assert "mean direction (" in repr(result) and "e-" not in repr(result)
     with pytest.raises(ValueError, match="^fiber_radius: "):
         tevra.analyze(dense.image, "1.5um")

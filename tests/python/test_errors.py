@@ -30,7 +30,9 @@ IMAGE = lines_image((32, 32, 32))
     ({"fourth_order": "yes"}, TypeError), ({"dark_fibers": 1}, TypeError), ({"maps": "no/such/folder"}, ValueError),
     ({"maps": 3}, TypeError), ({"raw": "1,2,u8"}, ValueError), ({"scratch": 3}, TypeError),
     ({"report": 1}, TypeError), ({"exports": "stone"}, ValueError), ({"reference": (0, 0, 0)}, ValueError),
-    ({"along": 1, "estimator": "hessian"}, ValueError),
+    ({"along": 1, "estimator": "hessian"}, ValueError), ({"along": 1000}, ValueError),
+    ({"window_sigma": 1000, "estimator": "structure-tensor"}, ValueError),
+    ({"gradient_sigma": "1000px", "estimator": "structure-tensor"}, ValueError), ({"spacing": "1px"}, ValueError),
     ({"border": -1}, ValueError), ({"window_sigma": 2}, ValueError), ({"gradient_sigma": 0, "estimator": "structure-tensor"}, ValueError)])
 def test_wrong_arguments_are_named(arguments, error):
     arguments = {"fiber_radius": 3, **arguments}
