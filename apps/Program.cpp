@@ -122,7 +122,8 @@ std::optional<std::string> words_too_many(const CLI::App& command, int argc, con
     const std::vector<std::string> remaining = command.remaining();
     std::string words;
     for (int i = 2; i < argc; ++i) {
-        if (std::find(remaining.begin(), remaining.end(), argv[i]) != remaining.end()) {
+        if (std::string_view(argv[i]) != "--" &&
+            std::find(remaining.begin(), remaining.end(), argv[i]) != remaining.end()) {
             words += (words.empty() ? "'" : " '") + std::string(argv[i]) + "'";
         }
     }

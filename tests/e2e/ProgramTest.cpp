@@ -111,6 +111,13 @@ TEST(Program, SaysOfAnOptionGivenTwiceThatItIs) {
         HasSubstr("--fiber-radius is given 2 times; give it once"));
 }
 
+TEST(Program, BehindTwoHyphensAllWordsAreImages) {
+    EXPECT_THAT(RunTevra({"analyze", "--", "-scan.tif", "--fiber-radius", "3", "-o", "out"}).err,
+                AllOf(HasSubstr("is required"), Not(HasSubstr("'--'"))));
+    EXPECT_THAT(RunTevra({"info", "--", "-scan.tif"}, {.workingFolder = "/tmp"}).err,
+                HasSubstr("-scan.tif: there is no such file"));
+}
+
 TEST(Program, NamesWordsTooManyInTheirOrder) {
     EXPECT_THAT(
         RunTevra({"tensor", "0.7", "0", "0.2"}).err,
