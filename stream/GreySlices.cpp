@@ -11,18 +11,6 @@
 namespace TEVRA::stream {
 namespace {
 
-const IImage::CType& type_of(volume::EPixelType type) {
-    switch (type) {
-    case volume::EPixelType::u8:
-        return IMAGE_GREY_8;
-    case volume::EPixelType::u16:
-        return IMAGE_GREY_16;
-    case volume::EPixelType::f32:
-        break;
-    }
-    return IMAGE_GREY_F;
-}
-
 /// @param nanIsHi whether NaN becomes the largest value, or the smallest.
 void replace(float* pixels, std::size_t count, const std::optional<volume::SValueRange>& finite,
              bool nanIsHi) {
@@ -84,7 +72,7 @@ Impl::SGreyScale CGreySlices::UnitScale(const volume::SValueRange& range) const 
 }
 
 const IImage::CType& CGreySlices::Type() const {
-    return m_window ? IMAGE_GREY_8 : type_of(m_reader.Info().pixelType);
+    return m_window ? IMAGE_GREY_8 : volume::ImageTypeOf(m_reader.Info().pixelType);
 }
 
 SGreySlice CGreySlices::Prepare(const std::byte* raw, std::vector<std::byte>& buffer) const {

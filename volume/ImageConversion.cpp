@@ -19,18 +19,6 @@ namespace {
 constexpr const char* PROGRESS_TEXT = "Reading image...";
 constexpr double LARGEST_GREY = 255.0;
 
-const IImage::CType& image_type(EPixelType type) {
-    switch (type) {
-    case EPixelType::u8:
-        return IMAGE_GREY_8;
-    case EPixelType::u16:
-        return IMAGE_GREY_16;
-    case EPixelType::f32:
-        break;
-    }
-    return IMAGE_GREY_F;
-}
-
 std::unique_ptr<CImage> make_image(const IImage::CType& type, const SImageInfo& info) {
     auto image = std::make_unique<CImage>(type, info.size, CSize(0, 0, 0));
     if (info.spacing) {
@@ -82,6 +70,18 @@ SValueRange range_of(IImageReader& reader) {
 
 } // namespace
 
+const IImage::CType& ImageTypeOf(EPixelType type) noexcept {
+    switch (type) {
+    case EPixelType::u8:
+        return IMAGE_GREY_8;
+    case EPixelType::u16:
+        return IMAGE_GREY_16;
+    case EPixelType::f32:
+        break;
+    }
+    return IMAGE_GREY_F;
+}
+
 std::uint8_t GreyOf(double value, const SGreyWindow& window) {
     if (!(value > window.lo)) {
         return 0;
@@ -113,7 +113,7 @@ void CMaskValues::Add(double value) {
 }
 
 std::unique_ptr<CImage> ReadImage(IImageReader& reader) {
-    std::unique_ptr<CImage> image = make_image(image_type(reader.Info().pixelType), reader.Info());
+    std::unique_ptr<CImage> image = make_image(ImageTypeOf(reader.Info().pixelType), reader.Info());
     auto* bytes = image->Pixels<std::byte>();
     const long long slices = reader.SliceCount();
     CProgressReport report(CProgressMonitor::Obj(), slices, PROGRESS_TEXT);

@@ -11,6 +11,9 @@
 
 namespace TEVRA::volume {
 
+/// GREY_8, GREY_16 or GREY_F.
+const IImage::CType& ImageTypeOf(EPixelType type) noexcept;
+
 /// Grey values that are mapped to the ends of the 8-bit range.
 struct SGreyWindow {
     double lo; ///< becomes 0, as does all below
@@ -40,7 +43,7 @@ class CMaskValues {
 // reader throws, and std::bad_alloc without enough memory. The spacing, if the file states one, is put into
 // the image's header.
 
-/// The image as it is: GREY_8, GREY_16 or GREY_F.
+/// The image as it is, of the type that goes with its pixels.
 std::unique_ptr<CImage> ReadImage(IImageReader& reader);
 
 /// The extent of the image's grey values; from 0 to 0 if none is finite.

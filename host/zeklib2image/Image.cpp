@@ -4,6 +4,7 @@
 #include "zeklib2core/Exception.h"
 #include "zeklib2core/String.h"
 #include "zeklib2image/DeferredCopies.h"
+#include "zeklib2image/PackedAccess.h"
 
 #include <cstring>
 #include <limits>
@@ -51,74 +52,23 @@ std::size_t checked_bytes(const IImage::CType& type, const CSize& size, const CS
     return bytes;
 }
 
-/// Access to a region of contiguous pixels.
-class CContiguousAccess : public IImage::IAccess {
+/// Access that is counted while it lives and may write.
+class CWritingAccess : public CPackedAccess {
   public:
-    /// @param writers counts this access while it lives; null for a read-only one.
-    CContiguousAccess(std::byte* pixels, const CSize& size, std::size_t bytesPerPixel,
-                      std::shared_ptr<std::atomic<int>> writers)
-        : m_pixels(pixels), m_region(pixels), m_size(size),
-          m_bytesPerPixel(static_cast<std::ptrdiff_t>(bytesPerPixel)), m_writers(std::move(writers)) {
-        if (m_writers) {
-            ++*m_writers;
-        }
+    CWritingAccess(std::byte* pixels, const CSize& size, std::size_t bytesPerPixel,
+                   std::shared_ptr<std::atomic<int>> writers)
+        : CPackedAccess(pixels, size, bytesPerPixel), m_pixels(pixels), m_writers(std::move(writers)) {
+        ++*m_writers;
     }
-    ~CContiguousAccess() override {
-        if (m_writers) {
-            --*m_writers;
-        }
-    }
-    CContiguousAccess(const CContiguousAccess&) = delete;
-    CContiguousAccess& operator=(const CContiguousAccess&) = delete;
+    ~CWritingAccess() override { --*m_writers; }
+    CWritingAccess(const CWritingAccess&) = delete;
+    CWritingAccess& operator=(const CWritingAccess&) = delete;
 
-    void SetRegion(const CPos& first, const CPos& last) override {
-        constexpr const char* function = "TEVRA::IImage::IAccess::SetRegion";
-        const int dim = m_size.Dim();
-        bool inside = first.Dim() == dim && last.Dim() == dim;
-        for (int axis = 0; inside && axis < dim; ++axis) {
-            inside = first[axis] >= 0 && first[axis] <= last[axis] && last[axis] < m_size[axis];
-        }
-        if (!inside) {
-            CString message("The region from %1 to %2 does not lie in an image of size %3.",
-                            CString::eEncodingUtf8);
-            message.Arg(first.ToString()).Arg(last.ToString()).Arg(m_size.ToString());
-            throw CExBadParam(TEVRA_LOCATION(SOURCE, function, __LINE__), message.c_str());
-        }
-        std::ptrdiff_t offset = 0;
-        for (int axis = 0; axis < dim; ++axis) {
-            offset += static_cast<std::ptrdiff_t>(first[axis]) * Stride(axis);
-        }
-        m_region = m_pixels + offset;
-    }
-
-    void* Data() override {
-        if (!m_writers) {
-            throw CException(TEVRA_LOCATION(SOURCE, "TEVRA::IImage::IAccess::Data", __LINE__),
-                             "The image access is read-only.");
-        }
-        return m_region;
-    }
-
-    const void* ConstData() const override { return m_region; }
-
-    std::ptrdiff_t Stride(int axis) const override {
-        if (axis < 0 || axis >= m_size.Dim()) {
-            return 0;
-        }
-        std::ptrdiff_t stride = m_bytesPerPixel;
-        for (int lower = 0; lower < axis; ++lower) {
-            stride *= static_cast<std::ptrdiff_t>(m_size[lower]);
-        }
-        return stride;
-    }
-
-    bool IsReadOnly() const noexcept override { return !m_writers; }
+    void* Data() override { return m_pixels + region_offset(); }
+    bool IsReadOnly() const noexcept override { return false; }
 
   private:
     std::byte* m_pixels;
-    std::byte* m_region;
-    CSize m_size;
-    std::ptrdiff_t m_bytesPerPixel;
     std::shared_ptr<std::atomic<int>> m_writers;
 };
 
@@ -154,7 +104,7 @@ IImage::IAccess* CImage::CreateAccess(bool readOnly) {
         return std::as_const(*this).CreateAccess(true);
     }
     prepare_to_change();
-    return new CContiguousAccess(m_memory.Data(), m_size, m_type.BytesPerPixel(), m_writers);
+    return new CWritingAccess(m_memory.Data(), m_size, m_type.BytesPerPixel(), m_writers);
 }
 
 IImage::IAccess* CImage::CreateAccess(bool readOnly) const {
@@ -163,9 +113,7 @@ IImage::IAccess* CImage::CreateAccess(bool readOnly) const {
                           "A constant image gives read-only access only.");
     }
     prepare_to_look();
-    // The access never writes: it is read-only.
-    return new CContiguousAccess(const_cast<std::byte*>(m_memory.Data()), m_size, m_type.BytesPerPixel(),
-                                 nullptr);
+    return new CPackedAccess(m_memory.Data(), m_size, m_type.BytesPerPixel());
 }
 
 CImage& CImage::Resize(const CSize& size, const CSize& border) {

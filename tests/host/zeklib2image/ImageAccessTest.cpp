@@ -100,7 +100,7 @@ TEST(ImageAccess, RefusesRegionsOutsideTheImage) {
     const void* before = access->ConstData();
     test::ExpectThrown<CExBadParam>([&] { access->SetRegion(CPos(0, 0), CPos(5, 3)); },
                                     {"The region from (0,0) to (5,3) does not lie in an image of size (5,4).",
-                                     "TEVRA::IImage::IAccess::SetRegion", "host/zeklib2image/Image"});
+                                     "TEVRA::IImage::IAccess::SetRegion", "host/zeklib2image/PackedAccess"});
     EXPECT_THROW(access->SetRegion(CPos(-1, 0), CPos(2, 2)), CExBadParam);
     EXPECT_THROW(access->SetRegion(CPos(2, 2), CPos(1, 2)), CExBadParam) << "corners the wrong way round";
     EXPECT_THROW(access->SetRegion(CPos(0, 0, 0), CPos(1, 1, 0)), CExBadParam) << "another dimension";
@@ -119,8 +119,9 @@ TEST(ImageAccess, ForReadingHandsOutNoPointerToWriteThrough) {
     const auto access = open(image, true);
     EXPECT_TRUE(access->IsReadOnly());
     EXPECT_NE(access->ConstData(), nullptr);
-    test::ExpectThrown([&] { access->Data(); }, {"The image access is read-only.",
-                                                 "TEVRA::IImage::IAccess::Data", "host/zeklib2image/Image"});
+    test::ExpectThrown(
+        [&] { access->Data(); },
+        {"The image access is read-only.", "TEVRA::IImage::IAccess::Data", "host/zeklib2image/PackedAccess"});
 }
 
 TEST(ImageAccess, ForWritingReadsToo) {
