@@ -21,18 +21,6 @@ namespace {
     throw CUsageError(argument.name + ": '" + argument.text + "' is not " + expected);
 }
 
-std::vector<std::string_view> split_at_commas(std::string_view text) {
-    std::vector<std::string_view> parts;
-    for (;;) {
-        const std::size_t comma = text.find(',');
-        parts.push_back(text.substr(0, comma));
-        if (comma == std::string_view::npos) {
-            return parts;
-        }
-        text.remove_prefix(comma + 1);
-    }
-}
-
 std::optional<double> finite_number(std::string_view text) {
     const std::optional<double> number = volume::ParseNumber(text);
     return number && std::isfinite(*number) ? number : std::nullopt;
@@ -49,7 +37,7 @@ void RequireName(const SArgument& argument) {
 
 std::vector<double> ReadNumbers(const SArgument& argument) {
     std::vector<double> numbers;
-    for (const std::string_view part : split_at_commas(argument.text)) {
+    for (const std::string_view part : volume::SplitAtCommas(argument.text)) {
         const std::optional<double> number = finite_number(part);
         if (!number) {
             refuse(argument, "a list of finite numbers separated by commas, as in 0.5,0.5,1");
@@ -61,7 +49,7 @@ std::vector<double> ReadNumbers(const SArgument& argument) {
 
 std::vector<long long> ReadWholeNumbers(const SArgument& argument) {
     std::vector<long long> numbers;
-    for (const std::string_view part : split_at_commas(argument.text)) {
+    for (const std::string_view part : volume::SplitAtCommas(argument.text)) {
         const std::optional<long long> number = volume::ParseWholeNumber(part);
         if (!number) {
             refuse(argument, "a list of whole numbers separated by commas, as in 64,64,32");
@@ -87,7 +75,7 @@ std::array<double, 3> ReadDirection(const SArgument& argument, std::size_t fewes
 
 std::vector<std::string> ReadNames(const SArgument& argument, const std::vector<std::string>& known) {
     std::vector<std::string> names;
-    for (const std::string_view part : split_at_commas(argument.text)) {
+    for (const std::string_view part : volume::SplitAtCommas(argument.text)) {
         const std::string name(part);
         if (std::find(known.begin(), known.end(), name) == known.end()) {
             std::vector<std::string> nearestFirst = known;
@@ -142,7 +130,7 @@ jobs::SLength ReadLengthOrPixels(const SArgument& argument) {
 
 SGivenSpacing ReadSpacing(const SArgument& argument) {
     SGivenSpacing spacing;
-    for (const std::string_view part : split_at_commas(argument.text)) {
+    for (const std::string_view part : volume::SplitAtCommas(argument.text)) {
         const std::optional<jobs::SLength> length = jobs::ParseLength(part);
         if (!length) {
             refuse(argument, "a length greater than 0 or several separated by commas, as in 0.5, 0.5um or "

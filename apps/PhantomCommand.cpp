@@ -11,6 +11,7 @@
 #include "report/Json.h"
 #include "volume/Failure.h"
 #include "volume/MetaImageWriter.h"
+#include "volume/NumberText.h"
 #include "volume/TiffWriter.h"
 
 #include <CLI/App.hpp>
@@ -25,6 +26,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -192,12 +194,9 @@ Vector read_spacing(const SPhantomArguments& arguments, int dim) {
         return {1.0, 1.0, 1.0};
     }
     std::vector<double> lengths;
-    std::string rest = *arguments.spacing;
-    for (std::size_t comma = 0; comma != std::string::npos;) {
-        comma = rest.find(',');
-        const jobs::SLength length = ReadLength({"--spacing", rest.substr(0, comma)});
+    for (const std::string_view part : volume::SplitAtCommas(*arguments.spacing)) {
+        const jobs::SLength length = ReadLength({"--spacing", std::string(part)});
         lengths.push_back(length.unit.empty() ? length.value : jobs::LengthIn("mm", length));
-        rest = comma == std::string::npos ? "" : rest.substr(comma + 1);
     }
     if (lengths.size() != 1 && lengths.size() != static_cast<std::size_t>(dim)) {
         throw CUsageError("--spacing has " + std::to_string(lengths.size()) + " lengths, but the image has " +
@@ -228,8 +227,15 @@ std::array<double, 2> read_greys(const SPhantomArguments& arguments) {
     return {greys[0], greys[1]};
 }
 
-std::uint64_t read_seed(const SPhantomArguments& arguments) {
-    return static_cast<std::uint64_t>(ReadWholeNumber({"--seed", arguments.seed}, 0));
+/// What does not depend on the kind of phantom; of an image whose size is known.
+template <typename OptionsT>
+void read_common(const SPhantomArguments& arguments, OptionsT& options) {
+    options.directions = read_directions(arguments, options.sizePx.Dim());
+    const std::array<double, 2> greys = read_greys(arguments);
+    options.backgroundGrey = greys[0];
+    options.fiberGrey = greys[1];
+    options.noiseSd = ReadNumber({"--noise", arguments.noise});
+    options.seed = static_cast<std::uint64_t>(ReadWholeNumber({"--seed", arguments.seed}, 0));
 }
 
 phantom::SPhantomOptions read_options(const SPhantomArguments& arguments) {
@@ -239,12 +245,7 @@ phantom::SPhantomOptions read_options(const SPhantomArguments& arguments) {
     options.fiberRadiusPx =
         read_length_px({"--fiber-radius", arguments.fiberRadius}, arguments, options.spacingMm);
     options.places = read_places(arguments, options.spacingMm);
-    options.directions = read_directions(arguments, options.sizePx.Dim());
-    const std::array<double, 2> greys = read_greys(arguments);
-    options.backgroundGrey = greys[0];
-    options.fiberGrey = greys[1];
-    options.noiseSd = ReadNumber({"--noise", arguments.noise});
-    options.seed = read_seed(arguments);
+    read_common(arguments, options);
     return options;
 }
 
@@ -302,12 +303,7 @@ phantom::SSeparateOptions read_separate_options(const SPhantomArguments& argumen
         options.waveLength = wave[1];
     }
     options.places = read_separate_places(arguments, options.fiberRadius);
-    options.directions = read_directions(arguments, options.sizePx.Dim());
-    const std::array<double, 2> greys = read_greys(arguments);
-    options.backgroundGrey = greys[0];
-    options.fiberGrey = greys[1];
-    options.noiseSd = ReadNumber({"--noise", arguments.noise});
-    options.seed = read_seed(arguments);
+    read_common(arguments, options);
     return options;
 }
 

@@ -100,8 +100,10 @@ class CRoom {
         const double reach = 2.0 * m_radius + 2.0 * m_diagonal;
         const double step =
             0.25 * *std::min_element(m_spacing.begin(), m_spacing.begin() + m_dim) + 0.05 * m_radius;
-        for (double way = line.begin; way < line.end; way += step) {
+        double way = line.begin;
+        while (way < line.end) {
             take_ball(line.At(way), reach);
+            way += step;
         }
         take_ball(line.At(line.end), reach);
     }

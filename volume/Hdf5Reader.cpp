@@ -380,13 +380,8 @@ class CHdf5Reader : public IImageReader {
           m_type(stored_type(m_name, m_dataset)), m_conversion(m_name) {
         m_info.format = "HDF5";
         m_info.size = ImageSize(m_name, image_extents(m_extents));
-        m_info.pixelType = HandedOutType(m_type);
-        m_info.storedType = volume::Description(m_type);
-        m_info.isRounded = IsRounded(m_type);
-        const SSpacing spacing = spacing_of(m_dataset, m_info.size.Dim());
-        m_info.spacing = spacing.distances;
-        m_info.spacingUnit = spacing.unit;
-        m_info.spacingNote = spacing.note;
+        SetStoredType(m_info, m_type);
+        SetSpacing(m_info, spacing_of(m_dataset, m_info.size.Dim()));
         check_stored(m_name, m_dataset);
         m_chunks = chunks_of(m_dataset);
         LimitBuffers(LARGEST_CHUNK_CACHE_BYTES);

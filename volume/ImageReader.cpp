@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace TEVRA::volume {
 namespace {
@@ -149,6 +150,18 @@ CSize ImageSize(const std::string& path, std::vector<long long> extents) {
                           text + "), but 2 or 3 are needed; extract one 2D or 3D image");
     }
     return extents.size() == 2 ? CSize(extents[0], extents[1]) : CSize(extents[0], extents[1], extents[2]);
+}
+
+void SetStoredType(SImageInfo& info, EStoredType type) {
+    info.pixelType = HandedOutType(type);
+    info.storedType = Description(type);
+    info.isRounded = IsRounded(type);
+}
+
+void SetSpacing(SImageInfo& info, SSpacing spacing) {
+    info.spacing = spacing.distances;
+    info.spacingUnit = std::move(spacing.unit);
+    info.spacingNote = std::move(spacing.note);
 }
 
 } // namespace TEVRA::volume

@@ -169,13 +169,8 @@ std::unique_ptr<IImageReader> OpenMetaImage(const std::string& path) {
     SImageInfo info;
     info.format = "MetaImage";
     info.size = ImageSize(path, extents_of(path, fields));
-    info.pixelType = HandedOutType(type);
-    info.storedType = Description(type);
-    info.isRounded = IsRounded(type);
-    const SSpacing spacing = spacing_of(fields, info.size.Dim());
-    info.spacing = spacing.distances;
-    info.spacingUnit = spacing.unit;
-    info.spacingNote = spacing.note;
+    SetStoredType(info, type);
+    SetSpacing(info, spacing_of(fields, info.size.Dim()));
     const bool bigEndian = fields.IsTrue("BinaryDataByteOrderMSB") || fields.IsTrue("ElementByteOrderMSB");
     return MakeRawPixelsReader(path, info,
                                pixel_bytes(path, fields, info.size.Elements() * BytesPerPixel(type)),

@@ -178,13 +178,11 @@ std::unique_ptr<IImageReader> OpenNifti(const std::string& path) {
     SImageInfo info;
     info.format = "NIfTI";
     info.size = ImageSize(path, header.Extents());
-    info.pixelType = scale ? EPixelType::f32 : HandedOutType(type);
-    info.storedType = Description(type);
-    info.isRounded = IsRounded(type);
-    const SSpacing spacing = spacing_of(header, info.size.Dim());
-    info.spacing = spacing.distances;
-    info.spacingUnit = spacing.unit;
-    info.spacingNote = spacing.note;
+    SetStoredType(info, type);
+    if (scale) {
+        info.pixelType = EPixelType::f32;
+    }
+    SetSpacing(info, spacing_of(header, info.size.Dim()));
     const double offset = header.PixelsOffset();
     if (!(offset >= static_cast<double>(NIFTI1_BYTES) && offset < 1e9)) {
         RefuseHeader(path, "the pixels begin at byte " + NumberText(offset));

@@ -104,9 +104,7 @@ std::unique_ptr<IImageReader> OpenNpy(const std::string& path) {
     SImageInfo info;
     info.format = "NumPy";
     info.size = ImageSize(path, extents);
-    info.pixelType = HandedOutType(numbers.type);
-    info.storedType = Description(numbers.type);
-    info.isRounded = IsRounded(numbers.type);
+    SetStoredType(info, numbers.type);
     info.spacingNote = "a NumPy file states none";
     return MakeRawPixelsReader(
         path, info, OpenFileBytes(path, header.bytes, info.size.Elements() * BytesPerPixel(numbers.type)),

@@ -50,4 +50,16 @@ std::optional<long long> ParseWholeNumber(std::string_view text) {
     return parse<long long>(text);
 }
 
+std::vector<std::string_view> SplitAtCommas(std::string_view text) {
+    std::vector<std::string_view> parts;
+    for (;;) {
+        const std::size_t comma = text.find(',');
+        parts.push_back(text.substr(0, comma));
+        if (comma == std::string_view::npos) {
+            return parts;
+        }
+        text.remove_prefix(comma + 1);
+    }
+}
+
 } // namespace TEVRA::volume

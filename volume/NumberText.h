@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace TEVRA::volume {
 
@@ -16,5 +17,8 @@ double FewestDigits(float value);
 /// The number that a text is, blanks around it ignored, whatever the locale; nothing if it is none.
 std::optional<double> ParseNumber(std::string_view text);
 std::optional<long long> ParseWholeNumber(std::string_view text);
+
+/// "1,2,3" in its parts; one part if there is no comma.
+std::vector<std::string_view> SplitAtCommas(std::string_view text);
 
 } // namespace TEVRA::volume

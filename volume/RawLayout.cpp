@@ -22,18 +22,6 @@ constexpr long long LARGEST_EXTENT = 1'000'000; // three of them times 8 bytes s
         "u32, i32, u64, i64, f32 or f64 (little-endian; big-endian with be behind it, as in u16be)");
 }
 
-std::vector<std::string_view> split_at_commas(std::string_view text) {
-    std::vector<std::string_view> parts;
-    for (;;) {
-        const std::size_t comma = text.find(',');
-        parts.push_back(text.substr(0, comma));
-        if (comma == std::string_view::npos) {
-            return parts;
-        }
-        text.remove_prefix(comma + 1);
-    }
-}
-
 void set_type(SRawLayout& layout, std::string_view type, const std::string& text) {
     constexpr std::array<std::pair<std::string_view, EStoredType>, 10> NAMES{{{"u8", EStoredType::u8},
                                                                               {"u16", EStoredType::u16},
@@ -62,7 +50,7 @@ void set_type(SRawLayout& layout, std::string_view type, const std::string& text
 } // namespace
 
 SRawLayout ParseRawLayout(const std::string& text) {
-    const std::vector<std::string_view> parts = split_at_commas(text);
+    const std::vector<std::string_view> parts = SplitAtCommas(text);
     if (parts.size() != 3 && parts.size() != 4) {
         refuse(text, "it has " + std::to_string(parts.size()) + " parts");
     }

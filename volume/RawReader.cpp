@@ -16,9 +16,7 @@ std::unique_ptr<IImageReader> OpenRaw(const std::string& path, const SRawLayout&
     SImageInfo info;
     info.format = "raw";
     info.size = ImageSize(path, {layout.size[0], layout.size[1], layout.size[2]});
-    info.pixelType = HandedOutType(layout.type);
-    info.storedType = Description(layout.type);
-    info.isRounded = IsRounded(layout.type);
+    SetStoredType(info, layout.type);
     info.spacingNote = "a raw file states none";
     return MakeRawPixelsReader(path, info, OpenFileBytes(path, 0, expected),
                                {layout.type, layout.byteOrder,

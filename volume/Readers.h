@@ -2,6 +2,8 @@
 #pragma once
 
 #include "volume/ImageReader.h"
+#include "volume/Spacing.h"
+#include "volume/StoredPixels.h"
 
 #include <memory>
 #include <string>
@@ -26,5 +28,9 @@ std::unique_ptr<IImageReader> OpenRaw(const std::string& path, const SRawLayout&
 /// The size of an image with these extents, x first: trailing extents of 1 beyond the second are dropped.
 /// @param path named in errors. @throws CInputError unless 2 or 3 extents remain, all 1 or more.
 CSize ImageSize(const std::string& path, std::vector<long long> extents);
+
+/// What follows from the type of stored pixels: type handed out, description, whether values are rounded.
+void SetStoredType(SImageInfo& info, EStoredType type);
+void SetSpacing(SImageInfo& info, SSpacing spacing);
 
 } // namespace TEVRA::volume

@@ -126,13 +126,10 @@ class CPngReader : public IImageReader {
     explicit CPngReader(const std::string& path) : m_path(path), m_png(ReadPngInfo(path)) {
         m_info.format = "PNG";
         m_info.size = ImageSize(path, {m_png.width, m_png.height});
-        m_info.pixelType = HandedOutType(m_png.type);
+        SetStoredType(m_info, m_png.type);
         m_info.storedType = NumberDescription(ENumberKind::unsignedInteger, m_png.bits);
-        const SSpacing spacing =
-            SpacingFromResolution(m_png.xPixelsPerMm, m_png.yPixelsPerMm, 2, "the PNG resolution");
-        m_info.spacing = spacing.distances;
-        m_info.spacingUnit = spacing.unit;
-        m_info.spacingNote = spacing.note;
+        SetSpacing(m_info,
+                   SpacingFromResolution(m_png.xPixelsPerMm, m_png.yPixelsPerMm, 2, "the PNG resolution"));
     }
 
     const SImageInfo& Info() const override { return m_info; }

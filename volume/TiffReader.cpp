@@ -49,13 +49,9 @@ class CTiffReader : public IImageReader {
         const long long slices = headless ? axes.images : static_cast<long long>(m_file.Pages().size());
         m_info.format = description.bigTiff ? "BigTIFF" : "TIFF";
         m_info.size = ImageSize(path, {page.width, page.height, slices});
-        m_info.pixelType = HandedOutType(page.type);
-        m_info.storedType = StoredDescription(page);
-        m_info.isRounded = IsRounded(page.type);
-        SSpacing spacing = TiffSpacing(description.text, description.resolution, m_info.size.Dim());
-        m_info.spacing = spacing.distances;
-        m_info.spacingUnit = std::move(spacing.unit);
-        m_info.spacingNote = std::move(spacing.note);
+        SetStoredType(m_info, page.type);
+        m_info.storedType = StoredDescription(page); // which may have fewer bits
+        SetSpacing(m_info, TiffSpacing(description.text, description.resolution, m_info.size.Dim()));
         if (headless) {
             m_headless.emplace(headless_pixels(path, m_file, slices));
         }

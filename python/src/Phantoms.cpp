@@ -46,6 +46,15 @@ phantom::DirectionLaw directions_of(const py::dict& values, int dim) {
     return phantom::SBetaFamily{beta.value_or(1.0), symmetryAxis};
 }
 
+/// What does not depend on the kind of phantom; of an image whose size is known.
+template <typename OptionsT>
+void read_common(const py::dict& values, OptionsT& options) {
+    options.directions = directions_of(values, options.sizePx.Dim());
+    std::tie(options.backgroundGrey, options.fiberGrey) = get<std::pair<double, double>>(values, "grey");
+    options.noiseSd = get<double>(values, "noise");
+    options.seed = get<std::uint64_t>(values, "seed");
+}
+
 phantom::SPhantomOptions overlapping_of(const py::dict& values, const std::string& layout) {
     phantom::SPhantomOptions options;
     options.sizePx = size_of(values);
@@ -57,10 +66,7 @@ phantom::SPhantomOptions overlapping_of(const py::dict& values, const std::strin
     } else {
         options.places = phantom::SRandomPlaces{get<double>(values, "volume_fraction")};
     }
-    options.directions = directions_of(values, options.sizePx.Dim());
-    std::tie(options.backgroundGrey, options.fiberGrey) = get<std::pair<double, double>>(values, "grey");
-    options.noiseSd = get<double>(values, "noise");
-    options.seed = get<std::uint64_t>(values, "seed");
+    read_common(values, options);
     return options;
 }
 
@@ -87,10 +93,7 @@ phantom::SSeparateOptions separate_of(const py::dict& values, const std::string&
         std::tie(options.waveAmplitude, options.waveLength) = *wave;
     }
     options.places = places_of(values, layout);
-    options.directions = directions_of(values, options.sizePx.Dim());
-    std::tie(options.backgroundGrey, options.fiberGrey) = get<std::pair<double, double>>(values, "grey");
-    options.noiseSd = get<double>(values, "noise");
-    options.seed = get<std::uint64_t>(values, "seed");
+    read_common(values, options);
     return options;
 }
 
