@@ -13,6 +13,7 @@
 #include <cmath>
 #include <iomanip>
 #include <numbers>
+#include <ostream>
 #include <random>
 #include <sstream>
 #include <string>
@@ -136,6 +137,15 @@ struct SDocumentCase {
     bool fourthOrder;
     bool mask;
 };
+
+std::string name_of(const SDocumentCase& asked) {
+    return std::to_string(asked.dim) + "d" + (asked.subfields ? "WithSubfields" : "") +
+           (asked.fourthOrder ? "WithFourthOrder" : "") + (asked.mask ? "WithMask" : "");
+}
+
+void PrintTo(const SDocumentCase& asked, std::ostream* out) {
+    *out << name_of(asked);
+}
 
 class AnalyzeDocument : public Analyze, public testing::WithParamInterface<SDocumentCase> {};
 
@@ -270,13 +280,8 @@ std::vector<SDocumentCase> all_document_cases() {
     return cases;
 }
 
-std::string document_case_name(const testing::TestParamInfo<SDocumentCase>& info) {
-    const SDocumentCase& asked = info.param;
-    return std::to_string(asked.dim) + "d" + (asked.subfields ? "WithSubfields" : "") +
-           (asked.fourthOrder ? "WithFourthOrder" : "") + (asked.mask ? "WithMask" : "");
-}
-
-INSTANTIATE_TEST_SUITE_P(Kinds, AnalyzeDocument, testing::ValuesIn(all_document_cases()), document_case_name);
+INSTANTIATE_TEST_SUITE_P(Kinds, AnalyzeDocument, testing::ValuesIn(all_document_cases()),
+                         [](const auto& asked) { return name_of(asked.param); });
 
 TEST_F(Analyze, NamesSubfieldsByTheirLowerCorners) {
     write("image.mha", ParallelFibers({512, 512}, 1));

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <csignal>
 #include <numbers>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -211,6 +212,10 @@ struct SWrongUsage {
     Words options;
     const char* message;
 };
+
+void PrintTo(const SWrongUsage& usage, std::ostream* out) {
+    *out << usage.name;
+}
 
 class PhantomWrongUsage : public PhantomCommand, public testing::WithParamInterface<SWrongUsage> {};
 

@@ -15,6 +15,7 @@
 #include <csignal>
 #include <fstream>
 #include <limits>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -80,6 +81,10 @@ struct SNarrowCase {
     const char* estimator;
     std::size_t megabytes;
 };
+
+void PrintTo(const SNarrowCase& one, std::ostream* out) {
+    *out << one.name;
+}
 
 class StreamingEstimators : public Streaming, public testing::WithParamInterface<SNarrowCase> {};
 

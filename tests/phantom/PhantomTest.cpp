@@ -13,6 +13,7 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
+#include <ostream>
 #include <span>
 #include <string>
 #include <vector>
@@ -487,6 +488,10 @@ struct SRefusal {
     void (*spoil)(SPhantomOptions&);
     const char* message;
 };
+
+void PrintTo(const SRefusal& refusal, std::ostream* out) {
+    *out << refusal.name;
+}
 
 class PhantomRefusal : public testing::TestWithParam<SRefusal> {};
 

@@ -5,7 +5,17 @@
 
 #include <algorithm>
 #include <iterator>
+#include <ostream>
 #include <vector>
+
+namespace TEVRA::Impl {
+
+/// For GoogleTest.
+inline void PrintTo(EInstructionSet set, std::ostream* out) {
+    *out << NameOf(set);
+}
+
+} // namespace TEVRA::Impl
 
 namespace TEVRA::test {
 

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -280,6 +281,10 @@ struct SRefusal {
     Orders orders;
     const char* message;
 };
+
+void PrintTo(const SRefusal& refusal, std::ostream* out) {
+    *out << refusal.name;
+}
 
 class DerivativeRefusal : public testing::TestWithParam<SRefusal> {};
 

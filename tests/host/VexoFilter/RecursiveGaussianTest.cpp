@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <ostream>
 #include <random>
 #include <span>
 #include <vector>
@@ -61,6 +62,10 @@ struct SAccuracy {
     double response;         // largest error as a share of the peak
     double secondDifference; // largest error as a share of its peak
 };
+
+void PrintTo(const SAccuracy& promised, std::ostream* out) {
+    *out << "sigma " << promised.sigmaPx << " px";
+}
 
 class ImpulseResponse : public testing::TestWithParam<SAccuracy> {};
 

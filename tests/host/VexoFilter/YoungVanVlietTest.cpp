@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <ostream>
 #include <random>
 #include <thread>
 #include <vector>
@@ -102,6 +103,10 @@ struct SAgainstDirect {
     double sigmaPx;
     double tolerancePerAxis; // as a share of the grey values' range
 };
+
+void PrintTo(const SAgainstDirect& one, std::ostream* out) {
+    *out << "sigma " << one.sigmaPx << " px";
+}
 
 class AgainstDirectConvolution : public testing::TestWithParam<SAgainstDirect> {};
 
@@ -451,6 +456,10 @@ struct SRefusal {
     CSize inSize;
     const char* message;
 };
+
+void PrintTo(const SRefusal& refusal, std::ostream* out) {
+    *out << refusal.name;
+}
 
 class GaussianRefusal : public testing::TestWithParam<SRefusal> {};
 

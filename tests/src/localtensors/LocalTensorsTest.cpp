@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ostream>
 
 namespace {
 
@@ -75,6 +76,10 @@ struct SCase {
     double radius;
     double along;
 };
+
+void PrintTo(const SCase& one, std::ostream* out) {
+    *out << one.name;
+}
 
 class PlainComputation : public testing::TestWithParam<SCase> {};
 
