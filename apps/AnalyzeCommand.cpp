@@ -11,6 +11,7 @@
 
 #include "Axes/AxisAngles.h"
 #include "jobs/AnalyzeJob.h"
+#include "jobs/NoForeground.h"
 #include "jobs/Ranks.h"
 #include "jobs/Texts.h"
 #include "volume/FileIdentity.h"
@@ -332,33 +333,18 @@ std::array<long long, 3> per_axis(const char* option, const std::vector<long lon
     return size;
 }
 
-/// Why there was nothing to measure, and what to do.
-std::string no_foreground_text(stream::CNoForegroundError::EReason reason, const report::SRunRecord& record) {
-    if (reason == stream::CNoForegroundError::EReason::constantImage) {
-        return "no foreground: all pixels of the image have the same grey value; check that it is the right "
-               "image, and the grey window if one is given";
+/// What to do where no pixel exceeds the threshold.
+std::string threshold_advice(jobs::CNoForegroundError::EReason reason, bool isDark) {
+    using enum jobs::CNoForegroundError::EReason;
+    if (reason == constantImage || reason == emptyMask) {
+        return "";
     }
-    if (record.parameters.maskPath) {
-        return "no foreground: the mask selects no pixel inside the image's border; "
-               "check that the mask is not empty or inverted";
+    if (reason == threshold) {
+        return "; give another --threshold, or none for an automatic one";
     }
-    const Impl::SAnalysisRequest& request = record.parameters.request;
-    const bool isDark = request.contrast == Impl::EFiberContrast::dark;
-    const std::string none = std::string("no foreground: no pixel inside the image's border is ") +
-                             (isDark ? "darker" : "brighter") + " than ";
-    // Bright layers, which have no axis, are not lines either.
-    const std::string line = request.estimator == stream::LINE_VOTING.name
-                                 ? std::string(" and near a ") + (isDark ? "dark" : "bright") + " line"
-                                 : "";
-    if (request.threshold) {
-        return none + "the --threshold of " + jobs::RoundedText(*request.threshold) +
-               " in the smoothed image" + line + "; give another one, or none for an automatic threshold";
-    }
-    return none + jobs::RoundedText(request.otsuFactor.value_or(1.0)) + " times the automatic threshold" +
-           line +
-           "; give a smaller --otsu-factor, a --threshold, or the fibers as "
-           "--mask" +
-           (isDark ? "" : " (fibers must be brighter than what is around them, or see --dark-fibers)");
+    return isDark ? "; give a smaller --otsu-factor, a --threshold, or the fibers as --mask"
+                  : "; give a smaller --otsu-factor, a --threshold, or the fibers as --mask (fibers must be "
+                    "brighter than what is around them, or see --dark-fibers)";
 }
 
 /// The mean direction as it is printed: what rounds to 0 is 0, and of the two signs of an axis that one for which the
@@ -455,8 +441,10 @@ class CAnalyzeRun {
         }
         try {
             job->Run();
-        } catch (const stream::CNoForegroundError& failure) {
-            jobs::FailTogether(m_ranks, CWorkError(no_foreground_text(failure.Reason(), job->Record())));
+        } catch (const jobs::CNoForegroundError& failure) {
+            const bool isDark = job->Record().parameters.request.contrast == Impl::EFiberContrast::dark;
+            jobs::FailTogether(m_ranks,
+                               CWorkError(failure.what() + threshold_advice(failure.Reason(), isDark)));
         }
         say_warnings(*job);
         if (m_ranks.IsFirst()) {

@@ -47,17 +47,15 @@ struct SBetaOptions {
     bool json = false;
 };
 
-constexpr std::array<const char*, 3> TYPE_NAMES{"girdle", "cluster", "intermediate"};
-
 std::optional<EDistributionType> read_type(const std::optional<std::string>& text) {
     if (!text) {
         return std::nullopt;
     }
-    const auto found = std::find(TYPE_NAMES.begin(), TYPE_NAMES.end(), *text);
-    if (found == TYPE_NAMES.end()) {
-        throw CUsageError("--type: '" + *text + "' is not girdle, cluster or intermediate");
+    const std::optional<EDistributionType> type = jobs::DistributionTypeNamed(*text);
+    if (!type) {
+        throw CUsageError("--type: '" + *text + "' is not " + jobs::DistributionTypeNames());
     }
-    return static_cast<EDistributionType>(found - TYPE_NAMES.begin());
+    return type;
 }
 
 jobs::SymmetryAxis read_axis(const std::string& text) {
@@ -250,8 +248,6 @@ void warn_of_choice(const jobs::SAxisChoice& choice) {
     }
 }
 
-constexpr std::array<const char*, 4> EVIDENCE_NAMES{"none", "weak", "clear", "unknown"};
-
 void print_text(const jobs::SBetaEstimate& result) {
     const auto print_name = [](const char* name) {
         std::cout << std::left << std::setw(18) << name << std::right;
@@ -266,7 +262,7 @@ void print_text(const jobs::SBetaEstimate& result) {
     print_name("sample size");
     std::cout << std::setw(12) << result.sampleSize << '\n';
     print_name("type");
-    std::cout << std::setw(12) << TYPE_NAMES[static_cast<std::size_t>(result.type)] << '\n';
+    std::cout << std::setw(12) << jobs::NameOf(result.type) << '\n';
     print_row("eigenvalues", result.eigenvalues);
     if (result.axis) {
         print_row("axis", *result.axis);
@@ -278,15 +274,14 @@ void print_text(const jobs::SBetaEstimate& result) {
         print_row("  beta", std::array{result.choice->otherFit.beta});
         print_row("  log-likelihood", std::array{result.choice->otherFit.logLikelihood});
         print_name("evidence");
-        std::cout << std::setw(12) << EVIDENCE_NAMES[static_cast<std::size_t>(result.choice->evidence)]
-                  << '\n';
+        std::cout << std::setw(12) << jobs::NameOf(result.choice->evidence) << '\n';
     }
 }
 
 void print_json(const jobs::SBetaEstimate& result) {
     nlohmann::ordered_json json;
     json["sample_size"] = result.sampleSize;
-    json["type"] = TYPE_NAMES[static_cast<std::size_t>(result.type)];
+    json["type"] = jobs::NameOf(result.type);
     json["eigenvalues"] = result.eigenvalues;
     json["axis"] = nullptr;
     if (result.axis) {
@@ -298,7 +293,7 @@ void print_json(const jobs::SBetaEstimate& result) {
     if (result.choice) {
         const jobs::SAxisChoice& choice = *result.choice;
         json["axis_choice"] = {{"eigenvalue", choice.isOfLargest ? "largest" : "smallest"},
-                               {"evidence", EVIDENCE_NAMES[static_cast<std::size_t>(choice.evidence)]},
+                               {"evidence", jobs::NameOf(choice.evidence)},
                                {"isotropy_statistic", choice.isotropyStatistic},
                                {"other_axis", choice.otherAxis},
                                {"other_beta", choice.otherFit.beta},

@@ -174,6 +174,15 @@ void say_result(const report::SFilterRecord& record, const std::string& folder, 
                 "': " + names);
 }
 
+/// "index.mha (number of the direction), ...".
+std::string outputs_text() {
+    std::string text;
+    for (const report::SOutput& output : report::FilterOutputs()) {
+        text += (text.empty() ? "" : ", ") + std::string(output.file) + " (" + output.content + ")";
+    }
+    return text;
+}
+
 void run(const SFilterOptions& options) {
     RequireName({"-o", options.outputFolder});
     const SArgument major{"--major", options.major};
@@ -285,13 +294,9 @@ SCommand AddFilterCommand(CLI::App& program) {
     parser->add_flag("--dry-run", options->dryRun, "Only print how much memory the filters will need");
     parser->add_flag("--quiet", options->quiet, "Print nothing but warnings and errors");
     parser->footer(
-        "The image is continued by the level of its background where filters reach beyond it.\n\n"
-        "Results: index.mha (number of the direction, 255 for background), response.mha (strongest filter "
-        "answer), colatitude.mha and longitude.mha (radians, -1 for background; in 2D the angle from the x "
-        "axis "
-        "is the colatitude), histogram.json (per number: direction and pixel count), tensor.json, run.json "
-        "(input, parameters, background, threshold).\n\n"
-        "Example: tevra filter fibers.tif --major 12 --minor 5 --resolution medium -o results");
+        "The image is continued by the level of its background where filters reach beyond it.\n\nResults: " +
+        outputs_text() +
+        ".\n\nExample: tevra filter fibers.tif --major 12 --minor 5 --resolution medium -o results");
     return {parser, [options] { run(*options); }};
 }
 

@@ -4,6 +4,7 @@
 #include "jobs/FileChecks.h"
 #include "jobs/ImageFiles.h"
 #include "jobs/MessageNames.h"
+#include "jobs/NoForeground.h"
 #include "jobs/Ranks.h"
 #include "jobs/Texts.h"
 
@@ -57,17 +58,21 @@ CAnalyzeJob::CAnalyzeJob(const SAnalyzeTask& task, stream::ICommunicator& ranks)
     record_task();
 }
 
-report::SOutputWishes CAnalyzeJob::wishes() const {
+CAnalyzeJob::STarget CAnalyzeJob::own_target() const {
+    return {m_task.outputFolder, m_task.withMaps, m_task.withMaps && m_analysis->HasConfidence()};
+}
+
+report::SOutputWishes CAnalyzeJob::wishes(const STarget& target) const {
     return {.dim = image_size().Dim(),
             .subfields = m_task.request.HasSubfields(),
-            .maps = m_task.withMaps && m_task.maps.angles,
+            .maps = target.withMaps && m_task.maps.angles,
             .fourthOrder = m_task.request.withFourthOrder,
             .exports = m_task.exports,
-            .confidence = m_withConfidenceMap,
+            .confidence = target.withConfidence,
             .report = m_task.withReport,
             .pictures = m_task.withPictures,
-            .vectors = m_task.withMaps && m_task.maps.vectors,
-            .colors = m_task.withMaps && m_task.maps.colors,
+            .vectors = target.withMaps && m_task.maps.vectors,
+            .colors = target.withMaps && m_task.maps.colors,
             .mapEnding = NameOf(m_task.maps.format)};
 }
 
@@ -101,12 +106,11 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
             m_analysis->Add(*m_sections);
             m_analysis->Add(*m_directions);
         }
-        m_withConfidenceMap = m_task.withMaps && m_analysis->HasConfidence();
         record_geometry();
         record_memory();
         warn(WarningsOfRequest(m_task.request));
         if (m_ranks.IsFirst() && purpose == EPurpose::run && !m_task.outputFolder.empty()) {
-            announce_files();
+            announce_files(own_target());
         }
     });
     if (purpose == EPurpose::run) {
@@ -115,8 +119,8 @@ void CAnalyzeJob::Plan(EPurpose purpose) {
     m_earlier = common_state(m_analysis->Earlier());
 }
 
-void CAnalyzeJob::announce_files() {
-    m_files.emplace(m_task.outputFolder, names_of_outputs(wishes()),
+void CAnalyzeJob::announce_files(const STarget& target) {
+    m_files.emplace(target.folder, names_of_outputs(wishes(target)),
                     InputFilesOf(m_task.input.image, m_task.input.mask));
 }
 
@@ -133,7 +137,7 @@ void CAnalyzeJob::Run() {
         m_analysis->DropCheckpoint(); // before its room is taken anew
     }
     const double start = m_clock.Seconds();
-    const std::unique_ptr<CMapFiles> maps = new_maps();
+    const std::unique_ptr<CMapFiles> maps = new_maps(own_target());
     if (maps) {
         m_sinks.Add(*maps);
     }
@@ -143,6 +147,8 @@ void CAnalyzeJob::Run() {
         FailTogether(m_ranks, CWorkError("mask '" + m_task.maskPath.value_or("") + "': " + failure.what()));
     } catch (const stream::CNoFiniteValueError& failure) {
         FailTogether(m_ranks, CWorkError(failure.what()));
+    } catch (const stream::CNoForegroundError& failure) {
+        throw CNoForegroundError(failure.Reason(), m_task.input.mask != nullptr, m_task.request);
     }
     if (maps) {
         maps->Close();
@@ -156,8 +162,12 @@ void CAnalyzeJob::Run() {
 
 void CAnalyzeJob::Save() {
     m_clock.Resume();
+    save(own_target());
+}
+
+void CAnalyzeJob::save(const STarget& target) {
     if (m_ranks.IsFirst()) {
-        write_texts();
+        write_texts(target);
         m_files->Commit();
     }
     m_ranks.Meet(); // the results are written
@@ -165,17 +175,15 @@ void CAnalyzeJob::Save() {
 }
 
 void CAnalyzeJob::SaveInto(const std::string& folder, const stream::SFoundSlices* maps) {
-    m_task.outputFolder = folder;
-    m_task.withMaps = maps != nullptr;
-    m_withConfidenceMap = maps != nullptr && maps->confidence != nullptr;
+    const STarget target{folder, maps != nullptr, maps != nullptr && maps->confidence != nullptr};
     m_clock.Resume();
     try {
-        announce_files();
-        if (const std::unique_ptr<CMapFiles> files = new_maps()) {
+        announce_files(target);
+        if (const std::unique_ptr<CMapFiles> files = new_maps(target)) {
             files->TakeAngles(*maps);
             files->Close();
         }
-        Save();
+        save(target);
     } catch (...) {
         m_files.reset(); // what was begun goes
         m_clock.Pause();
@@ -184,12 +192,13 @@ void CAnalyzeJob::SaveInto(const std::string& folder, const stream::SFoundSlices
     m_clock.Pause();
 }
 
-void CAnalyzeJob::write_texts() {
+void CAnalyzeJob::write_texts(const STarget& target) {
+    const report::SOutputWishes wanted = wishes(target);
     m_record.files = m_files->Names();
     CProgressReport progress(CProgressMonitor::Obj(), static_cast<long long>(report::Outputs().size()),
                              "Writing results...");
     for (const report::SOutput& output : report::Outputs()) {
-        if (output.text != nullptr && report::IsWanted(output, wishes())) {
+        if (output.text != nullptr && report::IsWanted(output, wanted)) {
             if (output.file == std::string(report::RUN_RECORD_FILE)) { // the last one
                 m_record.fileChecks = m_files->Checks();
             }
@@ -226,26 +235,18 @@ void CAnalyzeJob::read_grey() {
 }
 
 /// The first process makes the maps, all write into them.
-std::unique_ptr<CMapFiles> CAnalyzeJob::new_maps() {
-    if (!m_task.withMaps) {
+std::unique_ptr<CMapFiles> CAnalyzeJob::new_maps(const STarget& target) {
+    m_record.maps.reset();
+    if (!target.withMaps) {
         return nullptr;
     }
     const SMapSetup setup = map_setup();
-    const report::SOutputWishes wanted = wishes();
-    struct SFile {
-        const char* name;
-        std::string CMapFiles::SPaths::*path;
-    };
-    constexpr std::array FILES{SFile{report::THETA_FILE, &CMapFiles::SPaths::theta},
-                               SFile{report::PHI_FILE, &CMapFiles::SPaths::phi},
-                               SFile{report::CONFIDENCE_FILE, &CMapFiles::SPaths::confidence},
-                               SFile{report::AXES_FILE, &CMapFiles::SPaths::axes},
-                               SFile{report::COLORS_FILE, &CMapFiles::SPaths::colors}};
-    CMapFiles::SPaths paths;
-    for (const SFile& file : FILES) {
-        const std::string name = report::MapFileName(file.name, wanted);
+    const report::SOutputWishes wanted = wishes(target);
+    CMapFiles::Paths paths;
+    for (const auto& [map, file] : MAP_FILES) {
+        const std::string name = report::MapFileName(file, wanted);
         if (m_files && m_files->Has(name)) {
-            paths.*file.path = m_files->PathOf(name.c_str());
+            paths[map] = m_files->PathOf(name.c_str());
         }
     }
     DoTogether(m_ranks, [&] {
@@ -253,8 +254,10 @@ std::unique_ptr<CMapFiles> CAnalyzeJob::new_maps() {
             CMapFiles::Create(paths, setup);
         }
     });
-    for (const SFile& file : FILES) {
-        paths.*file.path = shared_path(paths.*file.path, report::MapFileName(file.name, wanted));
+    for (const auto& [map, file] : MAP_FILES) {
+        const std::filesystem::path place =
+            std::filesystem::path(target.folder) / report::MapFileName(file, wanted);
+        paths[map] = shared_path(paths[map], place.string());
     }
     record_maps(setup);
     return std::make_unique<CMapFiles>(paths, setup);
@@ -289,11 +292,11 @@ void CAnalyzeJob::record_maps(const SMapSetup& setup) {
     maps.noAngle = static_cast<double>(markers.angle);
 }
 
-/// The first process's path of a result file, for all.
-std::string CAnalyzeJob::shared_path(const std::string& path, const std::string& name) const {
+/// The first process's path of a result file, for all. @param place where it will stand: so messages name it.
+std::string CAnalyzeJob::shared_path(const std::string& path, const std::string& place) const {
     std::string shared = SharedText(m_ranks, path);
     if (!shared.empty()) {
-        NameInMessages(shared, (std::filesystem::path(m_task.outputFolder) / name).string());
+        NameInMessages(shared, place);
     }
     return shared;
 }

@@ -88,7 +88,7 @@ class CAnalyzeJob {
     std::string ScratchFolder() const;
 
     /// The analysis; maps are written on the way. Progress goes to the calling thread's monitor.
-    /// @throws stream::CNoForegroundError; CWorkError for a mask that is none; what CStreamingAnalysis
+    /// @throws CNoForegroundError; CWorkError for a mask that is none; what CStreamingAnalysis
     /// throws.
     void Run();
     /// Writes the other results, and lets all files appear.
@@ -110,11 +110,20 @@ class CAnalyzeJob {
     const CResultFiles& Files() const { return *m_files; }
 
   private:
+    /// What is to be written, and where.
+    struct STarget {
+        std::string folder;          ///< empty: nothing
+        bool withMaps = false;       ///< of `SMapChoice`
+        bool withConfidence = false; ///< among them, as far as the choice wants it
+    };
+
     const CSize& image_size() const { return m_task.input.image.Info().size; }
-    report::SOutputWishes wishes() const;
+    /// Of the run itself, after it is planned.
+    STarget own_target() const;
+    report::SOutputWishes wishes(const STarget& target) const;
     std::optional<stream::SCheckpointFiles> checkpoint_files() const;
     stream::CCheckpoint::EState common_state(stream::CCheckpoint::EState own) const;
-    void announce_files();
+    void announce_files(const STarget& target);
     void record_task();
     void record_geometry();
     void record_memory();
@@ -122,13 +131,14 @@ class CAnalyzeJob {
     void warn(const std::vector<SWarning>& warnings);
     void read_grey();
     void collect_pictures();
-    std::unique_ptr<CMapFiles> new_maps();
+    std::unique_ptr<CMapFiles> new_maps(const STarget& target);
     SMapSetup map_setup() const;
     void record_maps(const SMapSetup& setup);
-    std::string shared_path(const std::string& path, const std::string& name) const;
-    void write_texts();
+    std::string shared_path(const std::string& path, const std::string& place) const;
+    void write_texts(const STarget& target);
+    void save(const STarget& target);
 
-    SAnalyzeTask m_task;
+    SAnalyzeTask m_task; // with its request completed
     stream::ICommunicator& m_ranks;
     CRunClock m_clock;
     report::SRunRecord m_record;
@@ -143,7 +153,6 @@ class CAnalyzeJob {
     stream::CCheckpoint::EState m_earlier = stream::CCheckpoint::EState::absent;
     stream::SStreamResult m_result;
     std::vector<SWarning> m_warnings;
-    bool m_withConfidenceMap = false;
 };
 
 } // namespace TEVRA::jobs

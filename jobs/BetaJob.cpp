@@ -7,6 +7,7 @@
 #include "VexoNumeric/Numeric.h"
 #include "jobs/Failure.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 
@@ -112,6 +113,47 @@ EEvidence evidence_of(const SBetaFit& chosen, const SAxisChoice& choice) {
 }
 
 } // namespace
+
+const char* NameOf(EDistributionType type) noexcept {
+    switch (type) {
+    case CEstimationBeta::eGirdle:
+        return "girdle";
+    case CEstimationBeta::eCluster:
+        return "cluster";
+    case CEstimationBeta::eIntermediate:
+        break;
+    }
+    return "intermediate";
+}
+
+std::optional<EDistributionType> DistributionTypeNamed(std::string_view name) noexcept {
+    const auto* const found = std::find_if(DISTRIBUTION_TYPES.begin(), DISTRIBUTION_TYPES.end(),
+                                           [name](EDistributionType type) { return name == NameOf(type); });
+    return found == DISTRIBUTION_TYPES.end() ? std::nullopt : std::optional(*found);
+}
+
+std::string DistributionTypeNames() {
+    std::string names;
+    for (const EDistributionType type : DISTRIBUTION_TYPES) {
+        names += names.empty() ? "" : type == DISTRIBUTION_TYPES.back() ? " or " : ", ";
+        names += NameOf(type);
+    }
+    return names;
+}
+
+const char* NameOf(EEvidence evidence) noexcept {
+    switch (evidence) {
+    case EEvidence::none:
+        return "none";
+    case EEvidence::weak:
+        return "weak";
+    case EEvidence::clear:
+        return "clear";
+    case EEvidence::unknown:
+        break;
+    }
+    return "unknown";
+}
 
 SBetaEstimate EstimateBeta(const CDirectionSample& sample, const SBetaParameters& parameters) {
     if (sample.Count() < 1) {

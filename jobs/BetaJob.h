@@ -7,11 +7,22 @@
 
 #include <array>
 #include <optional>
+#include <string>
+#include <string_view>
 #include <variant>
 
 namespace TEVRA::jobs {
 
 using EDistributionType = CEstimationBeta::EDistributionType;
+inline constexpr std::array<EDistributionType, 3> DISTRIBUTION_TYPES{
+    CEstimationBeta::eGirdle, CEstimationBeta::eCluster, CEstimationBeta::eIntermediate};
+
+/// "girdle", "cluster" or "intermediate".
+const char* NameOf(EDistributionType type) noexcept;
+/// The type of that name; none if there is none.
+std::optional<EDistributionType> DistributionTypeNamed(std::string_view name) noexcept;
+/// All names, for messages: "girdle, cluster or intermediate".
+std::string DistributionTypeNames();
 
 /// The axis is found from the sample.
 struct SPrincipalAxis {};
@@ -35,6 +46,8 @@ enum class EEvidence {
     clear,   ///< neither
     unknown, ///< beta is at a limit, and its likelihood infinite
 };
+/// "none", "weak", "clear" or "unknown".
+const char* NameOf(EEvidence evidence) noexcept;
 
 /// The choice between the axes of the largest and of the smallest eigenvalue.
 struct SAxisChoice {

@@ -34,13 +34,6 @@ namespace {
 using EParameter = CFilterParameterError::EParameter;
 using EResolution = CFilterOrientations::EOrientationResolution;
 
-constexpr const char* INDEX = "index.mha";
-constexpr const char* RESPONSE = "response.mha";
-constexpr const char* COLATITUDE = "colatitude.mha";
-constexpr const char* LONGITUDE = "longitude.mha";
-constexpr const char* HISTOGRAM = "histogram.json";
-constexpr const char* TENSOR = "tensor.json";
-
 EResolution resolution_of(const std::string& name) {
     for (const EResolution id :
          {CFilterOrientations::eCoarse, CFilterOrientations::eMedium, CFilterOrientations::eFine}) {
@@ -152,6 +145,16 @@ void require_complete(bool isComplete) {
     }
 }
 
+std::vector<std::string> names_of_outputs() {
+    std::vector<std::string> names;
+    for (const report::SOutput& output : report::FilterOutputs()) {
+        if (output.file != std::string(report::RUN_RECORD_FILE)) {
+            names.emplace_back(output.file);
+        }
+    }
+    return names;
+}
+
 report::SBoxTensor tensor_of(const CFilterOrientations& estimator, const report::SPixelBox& box) {
     const std::size_t dim = box.lower.size();
     CMatrix<double> tensor(dim, dim);
@@ -253,9 +256,7 @@ void CFilterJob::Plan(EPurpose purpose) {
                          "filters or a smaller part of the image, or allow more memory");
     }
     if (purpose == EPurpose::run) {
-        m_files.emplace(m_task.outputFolder,
-                        std::vector<std::string>{INDEX, RESPONSE, COLATITUDE, LONGITUDE, HISTOGRAM, TENSOR},
-                        InputFilesOf(m_task.image, m_task.mask));
+        m_files.emplace(m_task.outputFolder, names_of_outputs(), InputFilesOf(m_task.image, m_task.mask));
         m_record.files = m_files->Names();
         require_room();
     }
@@ -264,8 +265,8 @@ void CFilterJob::Plan(EPurpose purpose) {
 /// For the maps, beside which the tables are nothing.
 void CFilterJob::require_room() {
     const std::size_t pixels = size().Elements();
-    std::vector<SRoomOfFile> files{{m_files->PathOf(INDEX), pixels}};
-    for (const char* const name : {RESPONSE, COLATITUDE, LONGITUDE}) {
+    std::vector<SRoomOfFile> files{{m_files->PathOf(report::INDEX_FILE), pixels}};
+    for (const char* const name : {report::RESPONSE_FILE, report::COLATITUDE_FILE, report::LONGITUDE_FILE}) {
         files.push_back({m_files->PathOf(name), pixels * sizeof(float)});
     }
     RequireRoom(files);
@@ -389,8 +390,8 @@ void CFilterJob::count_directions() {
 
 void CFilterJob::Save() {
     write_maps();
-    m_files->WriteText(HISTOGRAM, report::HistogramJson(m_directions));
-    m_files->WriteText(TENSOR, report::TensorJson(m_tensor));
+    m_files->WriteText(report::HISTOGRAM_FILE, report::HistogramJson(m_directions));
+    m_files->WriteText(report::TENSOR_FILE, report::TensorJson(m_tensor));
     m_record.fileChecks = m_files->Checks();
     m_record.seconds.total = m_clock.Seconds();
     m_files->WriteText(report::RUN_RECORD_FILE, report::RunJson(m_record));
@@ -407,11 +408,11 @@ void CFilterJob::write_maps() {
         answers[i] =
             static_cast<float>(static_cast<double>(answers[i]) / m_scale + m_record.background.level);
     }
-    write_map(RESPONSE, first);
+    write_map(report::RESPONSE_FILE, first);
     require_complete(m_estimator->GetOrientations(first, second));
-    write_map(COLATITUDE, first);
-    write_map(LONGITUDE, second);
-    write_map(INDEX, *m_estimator->Index());
+    write_map(report::COLATITUDE_FILE, first);
+    write_map(report::LONGITUDE_FILE, second);
+    write_map(report::INDEX_FILE, *m_estimator->Index());
 }
 
 void CFilterJob::write_map(const char* name, const IImage& map) {

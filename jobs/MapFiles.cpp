@@ -17,55 +17,45 @@ namespace {
 
 using stream::SFoundSlices;
 
-enum class EContent { theta, phi, confidence, axes, colors };
-
 /// Rows are turned into bytes of a file as many at a time as fit into this.
 constexpr std::size_t BUFFER_BYTES = std::size_t{1} << 20;
 
 constexpr double DEGREES = 180.0 / std::numbers::pi;
 
-const char* name_of(EContent content) {
-    switch (content) {
-    case EContent::phi:
-        return "phi";
-    case EContent::confidence:
-        return "confidence";
-    case EContent::axes:
-        return "axes";
-    case EContent::colors:
-        return "rgb";
-    case EContent::theta:
-        break;
-    }
-    return "theta";
+/// "theta": that of its file.
+std::string name_of(EMap map) {
+    const auto* const file = std::find_if(MAP_FILES.begin(), MAP_FILES.end(),
+                                          [map](const auto& mapAndFile) { return mapAndFile.first == map; });
+    const std::string name = file->second;
+    return name.substr(0, name.rfind('.'));
 }
 
-std::string angle_text(const SMapSetup& setup, EContent content) {
+std::string angle_text(const SMapSetup& setup, EMap map) {
     const bool isDegrees = setup.choice.angleUnit == EAngleUnit::degrees;
     const std::string unit = isDegrees ? " in degrees" : " in radians";
     const std::string none = isDegrees ? "-181" : "-4.1415925";
     if (setup.imageSize.Dim() == 2) {
         return "angle of fiber axes from x towards y" + unit + "; " + none + " where there is no fiber";
     }
-    return content == EContent::phi ? "angle of fiber axes in the x-y plane from x towards y" + unit + "; " +
-                                          none + " where there is no fiber"
-                                    : "angle of fiber axes to z" + unit + "; -1 where there is no fiber";
+    return map == EMap::phi ? "angle of fiber axes in the x-y plane from x towards y" + unit + "; " + none +
+                                  " where there is no fiber"
+                            : "angle of fiber axes to z" + unit + "; -1 where there is no fiber";
 }
 
-std::string content_text(const SMapSetup& setup, EContent content) {
+std::string content_text(const SMapSetup& setup, EMap map) {
     std::string text;
-    switch (content) {
-    case EContent::theta:
-    case EContent::phi:
-        text = angle_text(setup, content);
+    switch (map) {
+    case EMap::theta:
+    case EMap::phi:
+        text = angle_text(setup, map);
         break;
-    case EContent::confidence:
+    case EMap::confidence:
         text = "how sure fiber axes are, 0 to 1; 0 where there is no fiber";
         break;
-    case EContent::axes:
+    case EMap::axes:
         text = "fiber axes as unit vectors x, y, z of either sign; 0, 0, 0 where there is no fiber";
         break;
-    case EContent::colors:
+    case EMap::colors:
         text = std::string(setup.imageSize.Dim() == 3 ? "fiber axes as red |x|, green |y|, blue |z|"
                                                       : "fiber axes as colors around a circle") +
                ", the greyer the less sure; black where there is no fiber";
@@ -74,11 +64,11 @@ std::string content_text(const SMapSetup& setup, EContent content) {
     return text + "; tevra " + setup.programVersion;
 }
 
-volume::SSliceFileInfo info_of(const SMapSetup& setup, EContent content) {
+volume::SSliceFileInfo info_of(const SMapSetup& setup, EMap map) {
     volume::SSliceFileInfo info{MapSize(setup)};
-    if (content == EContent::axes) {
+    if (map == EMap::axes) {
         info.channels = volume::EChannels::vector;
-    } else if (content == EContent::colors) {
+    } else if (map == EMap::colors) {
         info.channels = volume::EChannels::color;
         info.numberType = volume::EPixelType::u8;
     }
@@ -87,8 +77,8 @@ volume::SSliceFileInfo info_of(const SMapSetup& setup, EContent content) {
     for (std::size_t axis = 0; axis < 3; ++axis) {
         info.firstCentre[axis] = 0.5 * (setup.spacing ? (*setup.spacing)[axis] : 1.0);
     }
-    info.name = name_of(content);
-    info.content = content_text(setup, content);
+    info.name = name_of(map);
+    info.content = content_text(setup, map);
     return info;
 }
 
@@ -152,20 +142,20 @@ SMapMarkers MapMarkers(EAngleUnit unit) noexcept {
 /// One file.
 class CMapFiles::CMap {
   public:
-    CMap(EContent content, const std::string& path, const SMapSetup& setup)
-        : m_content(content), m_setup(setup),
-          m_layout(LayoutOf(setup.choice.format, info_of(setup, content))), m_file(path, m_layout) {
+    CMap(EMap map, const std::string& path, const SMapSetup& setup)
+        : m_map(map), m_setup(setup), m_layout(LayoutOf(setup.choice.format, info_of(setup, map))),
+          m_file(path, m_layout) {
         m_layout.head.clear(); // of a page per slice it may be large
     }
 
-    static void Create(EContent content, const std::string& path, const SMapSetup& setup) {
-        volume::CSliceFile::Create(path, LayoutOf(setup.choice.format, info_of(setup, content)));
+    static void Create(EMap map, const std::string& path, const SMapSetup& setup) {
+        volume::CSliceFile::Create(path, LayoutOf(setup.choice.format, info_of(setup, map)));
     }
 
     void Write(const SFoundSlices& found) {
-        const bool isAngle = m_content == EContent::theta || m_content == EContent::phi;
+        const bool isAngle = m_map == EMap::theta || m_map == EMap::phi;
         const bool isAsFound =
-            m_content == EContent::confidence || (isAngle && m_setup.choice.angleUnit == EAngleUnit::radians);
+            m_map == EMap::confidence || (isAngle && m_setup.choice.angleUnit == EAngleUnit::radians);
         if (isAsFound && m_setup.choice.stride == 1) {
             m_file.WriteSlices(found.slices.first, found.slices.Count(), numbers(found));
             return;
@@ -178,13 +168,11 @@ class CMapFiles::CMap {
     }
 
     void Close() { m_file.Close(); }
-    EContent Content() const noexcept { return m_content; }
+    EMap Map() const noexcept { return m_map; }
 
   private:
     const float* numbers(const SFoundSlices& found) const noexcept {
-        return m_content == EContent::phi          ? found.phi
-               : m_content == EContent::confidence ? found.confidence
-                                                   : found.theta;
+        return m_map == EMap::phi ? found.phi : m_map == EMap::confidence ? found.confidence : found.theta;
     }
 
     /// Some rows at a time; of a vector in planes one component after the other.
@@ -218,10 +206,10 @@ class CMapFiles::CMap {
         const auto first = static_cast<std::size_t>(((z - found.slices.first) * size[1] + y) * size[0]);
         for (long long x = 0; x < size[0]; x += m_setup.choice.stride) {
             const std::size_t pixel = first + static_cast<std::size_t>(x);
-            if (m_content == EContent::colors) {
+            if (m_map == EMap::colors) {
                 const Impl::SColor color = color_at(found, pixel);
                 put(std::array{color.red, color.green, color.blue});
-            } else if (m_content != EContent::axes) {
+            } else if (m_map != EMap::axes) {
                 put(number_at(found, pixel));
             } else if (m_layout.isPlanar) {
                 put(axis_at(found, pixel)[plane]);
@@ -234,48 +222,35 @@ class CMapFiles::CMap {
 
     float number_at(const SFoundSlices& found, std::size_t pixel) const noexcept {
         const float number = numbers(found)[pixel];
-        if (m_content == EContent::confidence || m_setup.choice.angleUnit == EAngleUnit::radians) {
+        if (m_map == EMap::confidence || m_setup.choice.angleUnit == EAngleUnit::radians) {
             return number;
         }
         const SMapMarkers markers = MapMarkers(EAngleUnit::degrees);
-        const bool isColatitude = m_content == EContent::theta && found.phi != nullptr;
+        const bool isColatitude = m_map == EMap::theta && found.phi != nullptr;
         return isColatitude ? in_degrees(number, Impl::NO_COLATITUDE, markers.colatitude)
                             : in_degrees(number, Impl::NO_ANGLE, markers.angle);
     }
 
-    EContent m_content;
+    EMap m_map;
     const SMapSetup& m_setup;
     volume::SSliceFileLayout m_layout;
     volume::CSliceFile m_file;
     std::vector<std::byte> m_buffer;
 };
 
-namespace {
-
-std::vector<std::pair<EContent, std::string>> wanted(const CMapFiles::SPaths& paths) {
-    std::vector<std::pair<EContent, std::string>> maps;
-    for (const auto& [content, path] :
-         {std::pair(EContent::theta, paths.theta), std::pair(EContent::phi, paths.phi),
-          std::pair(EContent::confidence, paths.confidence), std::pair(EContent::axes, paths.axes),
-          std::pair(EContent::colors, paths.colors)}) {
+void CMapFiles::Create(const Paths& paths, const SMapSetup& setup) {
+    for (const auto& [map, path] : paths) {
         if (!path.empty()) {
-            maps.emplace_back(content, path);
+            CMap::Create(map, path, setup);
         }
     }
-    return maps;
 }
 
-} // namespace
-
-void CMapFiles::Create(const SPaths& paths, const SMapSetup& setup) {
-    for (const auto& [content, path] : wanted(paths)) {
-        CMap::Create(content, path, setup);
-    }
-}
-
-CMapFiles::CMapFiles(const SPaths& paths, const SMapSetup& setup) : m_setup(setup) {
-    for (const auto& [content, path] : wanted(paths)) {
-        m_maps.push_back(std::make_unique<CMap>(content, path, m_setup));
+CMapFiles::CMapFiles(const Paths& paths, const SMapSetup& setup) : m_setup(setup) {
+    for (const auto& [map, path] : paths) {
+        if (!path.empty()) {
+            m_maps.push_back(std::make_unique<CMap>(map, path, m_setup));
+        }
     }
 }
 
@@ -283,7 +258,7 @@ CMapFiles::~CMapFiles() = default;
 
 bool CMapFiles::WantsConfidence() const {
     return std::any_of(m_maps.begin(), m_maps.end(), [](const std::unique_ptr<CMap>& map) {
-        return map->Content() == EContent::confidence || map->Content() == EContent::colors;
+        return map->Map() == EMap::confidence || map->Map() == EMap::colors;
     });
 }
 

@@ -1,18 +1,32 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "report/Outputs.h"
 #include "stream/SliceSink.h"
 #include "volume/SliceFile.h"
 #include "zeklib2image/Size.h"
 
 #include <array>
 #include <cstddef>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace TEVRA::jobs {
+
+/// The maps that there are.
+enum class EMap { theta, phi, confidence, axes, colors };
+
+/// Their files, by the names that report::Outputs has.
+inline constexpr std::array<std::pair<EMap, const char*>, 5> MAP_FILES{
+    {{EMap::theta, report::THETA_FILE},
+     {EMap::phi, report::PHI_FILE},
+     {EMap::confidence, report::CONFIDENCE_FILE},
+     {EMap::axes, report::AXES_FILE},
+     {EMap::colors, report::COLORS_FILE}}};
 
 enum class EAngleUnit { radians, degrees };
 
@@ -50,19 +64,13 @@ SMapMarkers MapMarkers(EAngleUnit unit) noexcept;
 /// into the same files.
 class CMapFiles : public stream::ISliceSink {
   public:
-    /// Empty where a map is not wanted.
-    struct SPaths {
-        std::string theta;
-        std::string phi;
-        std::string confidence;
-        std::string axes;
-        std::string colors;
-    };
+    /// Empty or missing where a map is not wanted.
+    using Paths = std::map<EMap, std::string>;
 
     /// Makes the files in their full size. One process does, before the others open them.
-    static void Create(const SPaths& paths, const SMapSetup& setup);
+    static void Create(const Paths& paths, const SMapSetup& setup);
 
-    CMapFiles(const SPaths& paths, const SMapSetup& setup);
+    CMapFiles(const Paths& paths, const SMapSetup& setup);
     ~CMapFiles() override;
 
     bool WantsConfidence() const override;

@@ -93,10 +93,24 @@ constexpr std::array OUTPUTS{
     SOutput{RUN_RECORD_FILE, "input, parameters, threshold, foreground share", always, run_text},
 };
 
+constexpr std::array FILTER_OUTPUTS{
+    SOutput{INDEX_FILE, "number of the direction, 255 for background"},
+    SOutput{RESPONSE_FILE, "strongest filter answer"},
+    SOutput{COLATITUDE_FILE, "radians, -1 for background; in 2D the angle from the x axis"},
+    SOutput{LONGITUDE_FILE, "radians, -1 for background"},
+    SOutput{HISTOGRAM_FILE, "per number: direction and pixel count"},
+    SOutput{TENSOR_FILE, "the mean tensor"},
+    SOutput{RUN_RECORD_FILE, "input, parameters, background, threshold"},
+};
+
 } // namespace
 
 std::span<const SOutput> Outputs() {
     return OUTPUTS;
+}
+
+std::span<const SOutput> FilterOutputs() {
+    return FILTER_OUTPUTS;
 }
 
 std::vector<std::string> ExportNames() {

@@ -52,13 +52,13 @@ struct SReport {
     const SPictureData* pictures = nullptr; ///< for those that show any
 };
 
-/// A file that the field-by-field analysis writes.
+/// A file that the field-by-field analysis or the filter bank writes.
 struct SOutput {
     const char* file = "";
     const char* content = ""; ///< for help texts
     EOutputCondition condition = EOutputCondition::always;
     std::string (*text)(const SReport&) =
-        nullptr;                      ///< null for images, which are written while the analysis runs
+        nullptr; ///< null for images, which are written while the analysis runs, and of the bank
     const char* exportName = nullptr; ///< what it is asked for by, of those that are exported
 };
 
@@ -76,13 +76,23 @@ inline constexpr const char* AXES_FILE = "axes.mha";
 inline constexpr const char* CONFIDENCE_FILE = "confidence.mha";
 inline constexpr const char* COLORS_FILE = "rgb.mha";
 inline constexpr const char* RUN_RECORD_FILE = "run.json";
+// Of the filter bank:
+inline constexpr const char* INDEX_FILE = "index.mha";
+inline constexpr const char* RESPONSE_FILE = "response.mha";
+inline constexpr const char* COLATITUDE_FILE = "colatitude.mha";
+inline constexpr const char* LONGITUDE_FILE = "longitude.mha";
+inline constexpr const char* HISTOGRAM_FILE = "histogram.json";
+inline constexpr const char* TENSOR_FILE = "tensor.json";
 
-/// All outputs, in the order in which they appear. The last is the run record: where it stands, the others
+/// All outputs of the analysis, in the order in which they appear. The last is the run record: where it stands, the others
 /// are complete.
 ///
 /// A new output is a row here and the function that makes its text. Whoever announces, writes, removes or
 /// explains outputs reads this table.
 std::span<const SOutput> Outputs();
+
+/// Those of the filter bank: all of them, always. The last is the run record.
+std::span<const SOutput> FilterOutputs();
 
 /// The names by which files for other programs are asked for.
 std::vector<std::string> ExportNames();

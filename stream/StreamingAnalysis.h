@@ -39,9 +39,9 @@ class CNoForegroundError : public std::runtime_error {
 /// What is analysed.
 struct SStreamInput {
     volume::IImageReader& image;
-    volume::IImageReader* mask = nullptr;        ///< of the same size; null for the automatic foreground
-    std::optional<volume::SGreyWindow> window{}; ///< brings the image to 8 bit; none: its own precision
-    const SEstimator* estimator = &HESSIAN;      ///< how axes are found
+    volume::IImageReader* mask = nullptr;            ///< of the same size; null for the automatic foreground
+    std::optional<volume::SGreyWindow> window{};     ///< brings the image to 8 bit; none: its own precision
+    const SEstimator* estimator = DEFAULT_ESTIMATOR; ///< how axes are found
 };
 
 /// The request as it is carried out and recorded: with the estimator's name and all that is left to it. Without a factor

@@ -2,6 +2,7 @@
 #include "jobs/AnalyzeJob.h"
 #include "jobs/Directions.h"
 #include "jobs/Length.h"
+#include "jobs/NoForeground.h"
 #include "jobs/Texts.h"
 #include "python/src/ArrayReader.h"
 #include "python/src/Arrays.h"
@@ -162,26 +163,16 @@ jobs::SAnalyzeTask task_of(volume::IImageReader& image, volume::IImageReader* ma
     return task;
 }
 
-/// Why there was nothing to measure, and what to do.
-std::string no_foreground_text(stream::CNoForegroundError::EReason reason, const report::SRunRecord& record) {
-    if (reason == stream::CNoForegroundError::EReason::constantImage) {
-        return "no foreground: all pixels of the image have the same grey value; check that it is the right "
-               "image, and the grey window if one is given";
+/// What to do where no pixel exceeds the threshold.
+std::string threshold_advice(jobs::CNoForegroundError::EReason reason, bool isDark) {
+    using enum jobs::CNoForegroundError::EReason;
+    if (reason == constantImage || reason == emptyMask) {
+        return "";
     }
-    if (record.parameters.maskPath) {
-        return "no foreground: mask selects no pixel inside the image's border; check that it is not empty "
-               "or "
-               "inverted";
-    }
-    const Impl::SAnalysisRequest& request = record.parameters.request;
-    const bool isDark = request.contrast == Impl::EFiberContrast::dark;
-    return std::string("no foreground: no pixel inside the image's border is ") +
-           (isDark ? "darker" : "brighter") + " than " +
-           (request.threshold
-                ? "the threshold of " + jobs::RoundedText(*request.threshold)
-                : jobs::RoundedText(request.otsuFactor.value_or(1.0)) + " times the automatic threshold") +
-           "; give another threshold or otsu_factor, or the fibers as mask" +
-           (isDark ? "" : ", or dark_fibers=True if they are darker than what is around them");
+    return isDark ? "; give another threshold or otsu_factor, or the fibers as mask"
+                  : "; give another threshold or otsu_factor, or the fibers as mask, or dark_fibers=True if "
+                    "they are "
+                    "darker than what is around them";
 }
 
 const char* argument_of(jobs::SLayoutFault::EReason reason) {
@@ -459,8 +450,9 @@ class CAnalysis {
             m_job.emplace(m_task, *m_ranks);
             m_job->Plan(jobs::CAnalyzeJob::EPurpose::run);
             m_job->Run();
-        } catch (const stream::CNoForegroundError& failure) {
-            throw jobs::CWorkError(no_foreground_text(failure.Reason(), m_job->Record()));
+        } catch (const jobs::CNoForegroundError& failure) {
+            const bool isDark = m_task.request.contrast == Impl::EFiberContrast::dark;
+            throw jobs::CWorkError(failure.what() + threshold_advice(failure.Reason(), isDark));
         } catch (const jobs::CLayoutError& failure) {
             throw CArgumentError(argument_of(failure.Fault().reason), failure.what());
         }

@@ -20,8 +20,6 @@ namespace {
 using Vector = std::array<double, 3>;
 using Doubles = py::array_t<double, py::array::c_style | py::array::forcecast>;
 
-constexpr std::array<const char*, 3> TYPE_NAMES{"girdle", "cluster", "intermediate"};
-constexpr std::array<const char*, 4> EVIDENCE_NAMES{"none", "weak", "clear", "unknown"};
 constexpr std::array<const char*, 3> LIMIT_NAMES{"none", "along", "across"};
 
 py::array distances(const CArrayImage& theta, const CArrayImage& phi, const Vector& reference) {
@@ -35,12 +33,11 @@ py::array distances(const CArrayImage& theta, const CArrayImage& phi, const Vect
 }
 
 jobs::EDistributionType type_of(const std::string& name) {
-    for (std::size_t at = 0; at < TYPE_NAMES.size(); ++at) {
-        if (name == TYPE_NAMES[at]) {
-            return static_cast<jobs::EDistributionType>(at);
-        }
+    const std::optional<jobs::EDistributionType> type = jobs::DistributionTypeNamed(name);
+    if (!type) {
+        throw CArgumentError("type", "'" + name + "' is not " + jobs::DistributionTypeNames());
     }
-    throw CArgumentError("type", "'" + name + "' is not girdle, cluster or intermediate");
+    return *type;
 }
 
 /// @param axis none: the principal one; "z": that of the angles; else a vector.
@@ -58,10 +55,19 @@ jobs::SymmetryAxis axis_of(const std::optional<Vector>& axis, bool isOfAngles) {
     return *unit;
 }
 
+std::vector<std::string> distribution_types() {
+    std::vector<std::string> names;
+    names.reserve(jobs::DISTRIBUTION_TYPES.size());
+    for (const jobs::EDistributionType type : jobs::DISTRIBUTION_TYPES) {
+        names.emplace_back(jobs::NameOf(type));
+    }
+    return names;
+}
+
 py::dict dict_of(const jobs::SBetaEstimate& estimate) {
     py::dict values;
     values["beta"] = estimate.fit.beta;
-    values["type"] = TYPE_NAMES[static_cast<std::size_t>(estimate.type)];
+    values["type"] = jobs::NameOf(estimate.type);
     values["axis"] = estimate.axis ? py::cast(*estimate.axis) : py::object(py::none());
     values["eigenvalues"] = estimate.eigenvalues;
     values["sample_size"] = estimate.sampleSize;
@@ -71,7 +77,7 @@ py::dict dict_of(const jobs::SBetaEstimate& estimate) {
     values["other_axis"] = py::none();
     values["other_beta"] = py::none();
     if (const auto& choice = estimate.choice) {
-        values["evidence"] = EVIDENCE_NAMES[static_cast<std::size_t>(choice->evidence)];
+        values["evidence"] = jobs::NameOf(choice->evidence);
         values["other_axis"] = choice->otherAxis;
         values["other_beta"] = choice->otherFit.beta;
     }
@@ -113,6 +119,7 @@ void BindDirections(py::module_& module) {
     module.def("pointwise_distance", &distances, py::arg("theta"), py::arg("phi"), py::arg("reference"));
     module.def("estimate_beta", &estimate_beta, py::arg("theta"), py::arg("phi"), py::arg("type"),
                py::arg("axis"), py::arg("is_axis_of_angles"));
+    module.def("distribution_types", &distribution_types);
 }
 
 } // namespace TEVRA::python

@@ -105,7 +105,7 @@ def estimate_beta(theta: Any, phi: Any, *, axis: Union[None, str, Sequence[float
     if angles[0].shape != angles[1].shape:
         raise ValueError(f"phi: has shape {angles[1].shape}, but theta has {angles[0].shape}")
     if type is not None:
-        check.choice("type", type, ("girdle", "cluster", "intermediate"))
+        check.choice("type", type, _tevra.distribution_types())
     of_angles = isinstance(axis, str)
     if of_angles:
         check.choice("axis", axis, ("angles",))

@@ -320,8 +320,11 @@ TEST_F(AnalyzeFailure, ARadiusTooSmallForAVolume) {
 }
 
 TEST_F(AnalyzeFailure, AThresholdThatNothingReaches) {
-    expect_image_refusal("volume.mha", {"no foreground", "--threshold of 1000"}, {"--threshold", "1000"});
-    expect_image_refusal("volume.mha", {"no foreground", "darker than the --threshold of -1"},
+    expect_image_refusal("volume.mha",
+                         {"no foreground", "brighter than the threshold of 1000", "another --threshold"},
+                         {"--threshold", "1000"});
+    expect_image_refusal("volume.mha",
+                         {"no foreground", "darker than the threshold of -1", "another --threshold"},
                          {"--threshold", "-1", "--dark-fibers"});
 }
 

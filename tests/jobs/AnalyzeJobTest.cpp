@@ -39,6 +39,7 @@ class AnalyzeJob : public testing::Test {
   protected:
     SAnalyzeTask task() {
         SAnalyzeTask task{.input = {m_image}};
+        task.input.estimator = &stream::HESSIAN; // the fastest
         task.request.fiberRadius = 3.0;
         task.request.lengthUnit = "px";
         task.outputFolder = m_folder / "out";
@@ -48,6 +49,13 @@ class AnalyzeJob : public testing::Test {
         task.withPictures = false;
         task.programVersion = "1.2.3";
         return task;
+    }
+    /// A run that writes its results.
+    void run_and_save(const SAnalyzeTask& wanted) {
+        CAnalyzeJob job(wanted, *m_ranks);
+        job.Plan(CAnalyzeJob::EPurpose::run);
+        job.Run();
+        job.Save();
     }
     json read(const char* file) const { return json::parse(test::ReadFile(m_folder / "out" / file)); }
 
@@ -82,10 +90,7 @@ TEST_F(AnalyzeJob, RecordsTheRequestAsItIs) {
     wanted.request.otsuFactor = 1.125;
     wanted.spacing = {0.5, 0.5, 0.5};
     wanted.spacingOrigin = report::ESpacingOrigin::option;
-    CAnalyzeJob job(wanted, *m_ranks);
-    job.Plan(CAnalyzeJob::EPurpose::run);
-    job.Run();
-    job.Save();
+    run_and_save(wanted);
     const json record = read("run.json");
     EXPECT_EQ(record["version"], "1.2.3");
     EXPECT_EQ(record["parameters"]["fiber_radius"], 1.5);
@@ -115,12 +120,7 @@ TEST_F(AnalyzeJob, ResultsThatWereKeptAreSavedAsThoseOfARunIntoTheFolder) {
     SAnalyzeTask wanted = task();
     wanted.request.subfieldPx = {10, 10, 10};
     wanted.withMaps = true;
-    {
-        CAnalyzeJob job(wanted, *m_ranks);
-        job.Plan(CAnalyzeJob::EPurpose::run);
-        job.Run();
-        job.Save();
-    }
+    run_and_save(wanted);
     stream::CMapsInMemory maps(m_size);
     wanted.withMaps = false;
     wanted.outputFolder.clear();
@@ -138,20 +138,26 @@ TEST_F(AnalyzeJob, ResultsThatWereKeptAreSavedAsThoseOfARunIntoTheFolder) {
     }
     EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "tables"),
                 ElementsAre("profiles.csv", "result.json", "run.json", "subfields.csv"));
-    EXPECT_EQ(json::parse(test::ReadFile(m_folder / "later" / "run.json"))["files"],
-              read("run.json")["files"]);
+    const auto record_in = [&](const char* folder) {
+        return json::parse(test::ReadFile(m_folder / folder / "run.json"));
+    };
+    EXPECT_EQ(record_in("later")["files"], read("run.json")["files"]);
+    EXPECT_EQ(record_in("later")["maps"], read("run.json")["maps"]);
+    EXPECT_TRUE(record_in("tables")["maps"].is_null());
+}
+
+TEST_F(AnalyzeJob, WhoeverNamesNoEstimatorGetsTheDefaultOne) {
+    SAnalyzeTask wanted{.input = {m_image}};
+    wanted.request.fiberRadius = 3.0;
+    EXPECT_EQ(CAnalyzeJob(wanted, *m_ranks).Record().parameters.request.estimator,
+              stream::DEFAULT_ESTIMATOR->name);
 }
 
 TEST_F(AnalyzeJob, KeptResultsWithConfidenceAreSavedWithAndWithoutItsMap) {
     SAnalyzeTask wanted = task();
-    wanted.input.estimator = stream::DEFAULT_ESTIMATOR;
+    wanted.input.estimator = &stream::LINE_VOTING;
     wanted.withMaps = true;
-    {
-        CAnalyzeJob job(wanted, *m_ranks);
-        job.Plan(CAnalyzeJob::EPurpose::run);
-        job.Run();
-        job.Save();
-    }
+    run_and_save(wanted);
     stream::CMapsInMemory maps(m_size, stream::CMapsInMemory::EMaps::anglesAndConfidence);
     wanted.withMaps = false;
     wanted.outputFolder.clear();

@@ -40,6 +40,15 @@ double cosine(const Vector& a, const Vector& b) {
     return std::abs(a[0] * b[0] + a[1] * b[1] + a[2] * b[2]);
 }
 
+TEST(DistributionTypes, AreFoundByTheirNames) {
+    EXPECT_EQ(DistributionTypeNames(), "girdle, cluster or intermediate");
+    for (const EDistributionType type : DISTRIBUTION_TYPES) {
+        EXPECT_EQ(DistributionTypeNamed(NameOf(type)), type);
+    }
+    EXPECT_EQ(DistributionTypeNamed("cluster"), CEstimationBeta::eCluster);
+    EXPECT_EQ(DistributionTypeNamed("Cluster"), std::nullopt);
+}
+
 class BetaOfFamily : public testing::TestWithParam<double> {};
 
 TEST_P(BetaOfFamily, IsFoundWithoutNamingTheAxis) {

@@ -41,9 +41,13 @@ struct SMaps {
 
 class MapFiles : public testing::Test {
   protected:
-    CMapFiles::SPaths paths(const std::string& prefix) const {
+    CMapFiles::Paths paths(const std::string& prefix) const {
         const auto path = [&](const char* name) { return (m_folder / (prefix + name)).string(); };
-        return {path("theta"), path("phi"), path("confidence"), path("axes"), path("colors")};
+        return {{EMap::theta, path("theta")},
+                {EMap::phi, path("phi")},
+                {EMap::confidence, path("confidence")},
+                {EMap::axes, path("axes")},
+                {EMap::colors, path("colors")}};
     }
     std::vector<std::string> bytes(const std::string& prefix) const {
         std::vector<std::string> files;
@@ -84,12 +88,12 @@ TEST_F(MapFiles, HoldTheSameBytesHoweverSlicesAndProcessesAreCut) {
 
 TEST_F(MapFiles, AskForConfidenceWhereAFileShowsIt) {
     const SMapSetup setup{CSize(3, 2, 2)};
-    CMapFiles::SPaths some = paths("a");
+    CMapFiles::Paths some = paths("a");
     CMapFiles::Create(some, setup);
     EXPECT_TRUE(CMapFiles(some, setup).WantsConfidence());
-    some.confidence.clear();
+    some[EMap::confidence].clear();
     EXPECT_TRUE(CMapFiles(some, setup).WantsConfidence()); // colors fade with it
-    some.colors.clear();
+    some.erase(EMap::colors);
     EXPECT_FALSE(CMapFiles(some, setup).WantsConfidence());
 }
 

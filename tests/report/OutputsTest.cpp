@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -56,18 +57,22 @@ TEST(Outputs, HoldAReportWhereThisBuildHasItsPage) {
 }
 
 TEST(Outputs, HaveNamesOfTheirOwnAndTheRunRecordIsTheLast) {
-    std::set<std::string> names;
-    for (const SOutput& output : Outputs()) {
-        EXPECT_TRUE(names.insert(output.file).second) << output.file;
-        EXPECT_STRNE(output.content, "") << output.file;
+    for (const std::span<const SOutput> outputs : {Outputs(), FilterOutputs()}) {
+        std::set<std::string> names;
+        for (const SOutput& output : outputs) {
+            EXPECT_TRUE(names.insert(output.file).second) << output.file;
+            EXPECT_STRNE(output.content, "") << output.file;
+        }
+        EXPECT_STREQ(outputs.back().file, RUN_RECORD_FILE);
     }
-    EXPECT_STREQ(Outputs().back().file, RUN_RECORD_FILE);
 }
 
 TEST(Outputs, StandInTheDocumentation) {
     const std::string page = test::ReadFile(TEVRA_COMMAND_LINE_PAGE);
-    for (const SOutput& output : Outputs()) {
-        EXPECT_THAT(page, HasSubstr("`" + std::string(output.file) + "`"));
+    for (const std::span<const SOutput> outputs : {Outputs(), FilterOutputs()}) {
+        for (const SOutput& output : outputs) {
+            EXPECT_THAT(page, HasSubstr("`" + std::string(output.file) + "`"));
+        }
     }
 }
 
