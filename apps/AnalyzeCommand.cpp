@@ -224,6 +224,7 @@ void refuse_contradictions(const SAnalyzeOptions& options) {
 
 std::vector<std::string> map_formats() {
     std::vector<std::string> names;
+    names.reserve(volume::SLICE_FORMATS.size());
     for (const volume::ESliceFormat format : volume::SLICE_FORMATS) {
         names.emplace_back(NameOf(format));
     }

@@ -85,7 +85,8 @@ std::vector<std::string> ReadNames(const SArgument& argument, const std::vector<
             }
             std::string list;
             for (const std::string& one : nearestFirst) {
-                list += (list.empty() ? "" : ", ") + one;
+                list += list.empty() ? "" : ", ";
+                list += one;
             }
             throw CUsageError(argument.name + ": '" + name + "' is none of " + list);
         }

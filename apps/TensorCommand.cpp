@@ -28,7 +28,7 @@ struct STensorOptions {
 };
 
 std::vector<double> read_components(const std::string& text) {
-    const std::vector<double> components = ReadNumbers({"COMPONENTS", text});
+    std::vector<double> components = ReadNumbers({"COMPONENTS", text});
     const std::string wrong = jobs::WrongComponents(components);
     if (!wrong.empty()) {
         throw CUsageError("COMPONENTS: '" + text + "' " + wrong);

@@ -277,7 +277,8 @@ SMapSetup CAnalyzeJob::map_setup() const {
 void CAnalyzeJob::record_maps(const SMapSetup& setup) {
     const SMapMarkers markers = MapMarkers(setup.choice.angleUnit);
     const auto axes = static_cast<std::size_t>(image_size().Dim());
-    report::SRunRecord::SMaps& maps = m_record.maps.emplace();
+    m_record.maps = report::SRunRecord::SMaps{};
+    report::SRunRecord::SMaps& maps = *m_record.maps;
     maps.format = NameOf(setup.choice.format);
     maps.angleUnit = setup.choice.angleUnit == EAngleUnit::degrees ? "deg" : "rad";
     maps.stride = setup.choice.stride;

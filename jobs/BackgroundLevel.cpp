@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstddef>
 #include <span>
+#include <utility>
 
 namespace TEVRA::jobs {
 
@@ -128,15 +129,15 @@ SFlatImage WithoutBackground(const CImage& image, const SGreySplit& split, doubl
     const double largest = std::max(split.brightest - background, background - split.darkest);
     int exponent = 0;
     std::frexp(largest, &exponent); // largest < 2^exponent
-    SFlatImage flat{std::make_unique<CImage>(IMAGE_GREY_F, image.Size(), CSize(0, 0, 0)), background,
-                    std::ldexp(1.0, LARGEST_EXPONENT - exponent)};
-    auto* const values = flat.image->Pixels<float>();
+    const double scale = std::ldexp(1.0, LARGEST_EXPONENT - exponent);
+    auto flat = std::make_unique<CImage>(IMAGE_GREY_F, image.Size(), CSize(0, 0, 0));
+    auto* const values = flat->Pixels<float>();
     with_pixels(image, [&](const auto& pixels) {
         for (std::size_t i = 0; i < pixels.size(); ++i) {
-            values[i] = static_cast<float>((static_cast<double>(pixels[i]) - background) * flat.scale);
+            values[i] = static_cast<float>((static_cast<double>(pixels[i]) - background) * scale);
         }
     });
-    return flat;
+    return {std::move(flat), background, scale};
 }
 
 } // namespace TEVRA::jobs

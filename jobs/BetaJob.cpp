@@ -80,8 +80,8 @@ SPolarSample polar_sample(const CDirectionSample& sample, const Vector& a) {
 }
 
 bool is_of_largest(const Vector& e, std::optional<EDistributionType> type) {
-    if (type == CEstimationBeta::eCluster || type == CEstimationBeta::eGirdle) {
-        return type == CEstimationBeta::eCluster;
+    if (type && *type != CEstimationBeta::eIntermediate) {
+        return *type == CEstimationBeta::eCluster;
     }
     return e[0] - e[1] > e[1] - e[2];
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "jobs/MessageNames.h"
 
+#include <algorithm>
 #include <map>
 #include <mutex>
 
@@ -31,13 +32,13 @@ std::string WithNames(std::string message) {
     SFileNames& files = file_names();
     const std::lock_guard lock(files.mutex);
     // Backwards: of two paths that begin alike the longer one first.
-    for (auto file = files.nameOf.rbegin(); file != files.nameOf.rend(); ++file) {
-        const auto& [path, name] = *file;
+    std::for_each(files.nameOf.rbegin(), files.nameOf.rend(), [&message](const auto& file) {
+        const auto& [path, name] = file;
         for (std::size_t at = message.find(path); at != std::string::npos;
              at = message.find(path, at + name.size())) {
             message.replace(at, path.size(), name);
         }
-    }
+    });
     return message;
 }
 

@@ -161,15 +161,16 @@ class CReplacement {
     }
 
     void undo() noexcept {
-        for (auto step = m_steps.rbegin(); step != m_steps.rend(); ++step) {
-            if (!step->earlier.empty()) {
-                rename(step->earlier.c_str(), step->place.c_str());
-                unlink(step->earlier
-                           .c_str()); // renaming one name of a file to another of its names does nothing
-            } else if (step->isReplaced) {
-                unlink(step->place.c_str());
+        // What cannot be undone stays.
+        std::for_each(m_steps.rbegin(), m_steps.rend(), [](const SStep& step) {
+            if (!step.earlier.empty()) {
+                static_cast<void>(rename(step.earlier.c_str(), step.place.c_str()));
+                unlink(
+                    step.earlier.c_str()); // renaming one name of a file to another of its names does nothing
+            } else if (step.isReplaced) {
+                unlink(step.place.c_str());
             }
-        }
+        });
     }
 
     std::vector<SStep> m_steps;

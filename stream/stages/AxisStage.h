@@ -141,10 +141,11 @@ std::unique_ptr<Impl::IMatrixRows<Dim>> NewRows(const IAxisStage& stage, const C
 
 /// An estimator, as the analysis and its front ends know it.
 struct SEstimator {
-    const char* name;   ///< as in "hessian": for records and options
-    double otsuFactor;  ///< by which Otsu's threshold is multiplied unless told otherwise
-    double borderRadii; ///< fiber radii that are left out at every edge of the image unless told otherwise
-    std::unique_ptr<IAxisStage> (*newStage)(const SStageSetup& setup);
+    const char* name = "";   ///< as in "hessian": for records and options
+    double otsuFactor = 1.0; ///< by which Otsu's threshold is multiplied unless told otherwise
+    double borderRadii =
+        0.0; ///< fiber radii that are left out at every edge of the image unless told otherwise
+    std::unique_ptr<IAxisStage> (*newStage)(const SStageSetup& setup) = nullptr;
     bool takesUnequalSpacing = false;
     bool averagesAlong = false; ///< whether `along` is a length of it
     bool hasWindow = false;     ///< whether `gradientSigma` and `windowSigma` are
