@@ -617,8 +617,9 @@ class CAnalyzeRun {
                         ? ""
                         : ", or --dark-fibers if the fibers are darker than what is around them");
         case jobs::EWarning::unresolvedFibers:
-            return "; check --fiber-radius, or take --estimator structure-tensor for what is not resolved: "
-                   "tows, fine "
+            return std::string("; check ") + (m_options.raw ? "--raw and " : "") +
+                   "--fiber-radius, or take --estimator structure-tensor for what is not resolved: tows, "
+                   "fine "
                    "textures";
         case jobs::EWarning::smallRadius:
         case jobs::EWarning::largeRadius:

@@ -896,6 +896,9 @@ TEST_F(Analyze, WarnsOfFibersThatAreNotResolvedWhereTheEstimatorCanTell) {
                 AllOf(HasSubstr("warning: the mean confidence of axes is 0."),
                       HasSubstr("--estimator structure-tensor")));
     EXPECT_EQ(run()["warnings"][0]["kind"], "unresolved-fibers");
+    WriteFile(m_folder / "noise.raw", noise.pixels);
+    EXPECT_THAT(analyze("noise.raw", {"--quiet", "--raw", "48,40,36,u8"}).err,
+                HasSubstr("check --raw and --fiber-radius"));
     EXPECT_EQ(run()["warnings"][0]["value"], run()["confidence"]["mean"]);
     EXPECT_THAT(run()["warnings"][0]["text"].get<std::string>(), testing::Not(HasSubstr("--")));
     EXPECT_GT(run()["confidence"]["doubtful_fraction"], 0.2);
