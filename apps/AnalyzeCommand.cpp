@@ -621,6 +621,8 @@ class CAnalyzeRun {
                    "--fiber-radius, or take --estimator structure-tensor for what is not resolved: tows, "
                    "fine "
                    "textures";
+        case jobs::EWarning::thickPixels:
+            return "; take --estimator structure-tensor, or an image with thinner pixels";
         case jobs::EWarning::smallRadius:
         case jobs::EWarning::largeRadius:
         case jobs::EWarning::nanPixels:

@@ -2,7 +2,11 @@
 #include "jobs/Warnings.h"
 
 #include "jobs/Texts.h"
+#include "stream/stages/Estimators.h"
 
+#include "LocalTensors/Scales.h"
+
+#include <algorithm>
 #include <cmath>
 
 namespace TEVRA::jobs {
@@ -21,6 +25,21 @@ double binning_factor(double radiusPx) {
     return std::round(radiusPx / BINNED_RADIUS_PX);
 }
 
+std::size_t longest_side(const Impl::SAnalysisRequest& request) {
+    return static_cast<std::size_t>(std::max_element(request.spacing.begin(), request.spacing.end()) -
+                                    request.spacing.begin());
+}
+
+bool has_too_thick_pixels(const Impl::SAnalysisRequest& request) {
+    if (request.estimator != stream::LINE_VOTING.name) {
+        return false;
+    }
+    constexpr double ROUNDING = 1e-6;
+    const double sigma =
+        Impl::SLocalScales::LineVoting(request.fiberRadius, request.spacing, 3).derivativeSigma;
+    return sigma < (LEAST_DERIVATIVE_SIGMA_PX - ROUNDING) * request.spacing[longest_side(request)];
+}
+
 } // namespace
 
 const char* WarningName(EWarning kind) {
@@ -29,6 +48,8 @@ const char* WarningName(EWarning kind) {
         return "small-radius";
     case EWarning::largeRadius:
         return "large-radius";
+    case EWarning::thickPixels:
+        return "thick-pixels";
     case EWarning::nanPixels:
         return "nan-pixels";
     case EWarning::infinitePixels:
@@ -55,6 +76,9 @@ std::string WarningText(const SWarning& warning, const Impl::SAnalysisRequest& r
                RoundedText(factor) + "; with " + RoundedText(warning.value / factor, 2) +
                " px it has the same axes in a fraction of the time";
     }
+    case EWarning::thickPixels:
+        return std::string("pixels are ") + RoundedText(warning.value, 3) + " fiber radii long along " +
+               "xyz"[longest_side(request)] + ": line voting's axes lean towards that direction";
     case EWarning::nanPixels:
         return count_text(warning.value) +
                (warning.value == 1.0 ? " pixel has no value (NaN) and counts as "
@@ -76,14 +100,18 @@ std::string WarningText(const SWarning& warning, const Impl::SAnalysisRequest& r
 }
 
 std::vector<SWarning> WarningsOfRequest(const Impl::SAnalysisRequest& request) {
+    std::vector<SWarning> warnings;
     const double radiusPx = request.FiberRadiusPx();
     if (radiusPx < SMALL_RADIUS_PX) {
-        return {{EWarning::smallRadius, radiusPx}};
+        warnings.push_back({EWarning::smallRadius, radiusPx});
+    } else if (radiusPx > LARGE_RADIUS_PX) {
+        warnings.push_back({EWarning::largeRadius, radiusPx});
     }
-    if (radiusPx > LARGE_RADIUS_PX) {
-        return {{EWarning::largeRadius, radiusPx}};
+    if (has_too_thick_pixels(request)) {
+        warnings.push_back(
+            {EWarning::thickPixels, request.spacing[longest_side(request)] / request.fiberRadius});
     }
-    return {};
+    return warnings;
 }
 
 std::vector<SWarning> WarningsOfResult(const report::SRunRecord& record) {

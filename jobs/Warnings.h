@@ -14,6 +14,7 @@ namespace TEVRA::jobs {
 enum class EWarning {
     smallRadius,     ///< fiber radius in pixels
     largeRadius,     ///< likewise
+    thickPixels,     ///< longest side of pixels per fiber radius
     nanPixels,       ///< pixels without a value; how many
     infinitePixels,  ///< how many
     tinyForeground,  ///< share of the image that counts as fiber
@@ -37,12 +38,16 @@ inline constexpr double LARGE_RADIUS_PX = 10.0;
 /// The radius that binning should bring about.
 inline constexpr double BINNED_RADIUS_PX = 4.5;
 
+/// Line voting's axes lean towards the longest side of pixels if its derivatives reach less than so many of them: the
+/// tensor errs by 0.003 with 0.5, by 0.03 with 0.45 and by 0.1 with 0.38 (docs/estimators.md).
+inline constexpr double LEAST_DERIVATIVE_SIGMA_PX = 0.5;
+
 /// As the run record names it: "unresolved-fibers".
 const char* WarningName(EWarning kind);
 /// What is wrong, in one sentence without an end; front ends add what to do in their own words.
 std::string WarningText(const SWarning& warning, const Impl::SAnalysisRequest& request);
 
-/// What can be said before the image is read.
+/// What can be said before the image is read. @param request completed.
 std::vector<SWarning> WarningsOfRequest(const Impl::SAnalysisRequest& request);
 /// What a finished analysis warns of. @param record of its input, request, foreground and confidence.
 std::vector<SWarning> WarningsOfResult(const report::SRunRecord& record);

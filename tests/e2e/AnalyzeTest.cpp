@@ -881,6 +881,21 @@ TEST_F(Analyze, WarnsOfAForegroundThatIsHardlyTheFibers) {
     EXPECT_EQ(run()["warnings"][0]["value"], run()["foreground"]["share"]);
 }
 
+TEST_F(Analyze, WarnsOfPixelsTooThickForLineVoting) {
+    write("fibers.mha", ParallelFibers(VOLUME, 0));
+    const Words thick{"--spacing", "1,1,4", "--quiet"};
+    EXPECT_THAT(analyze_with_radius("3", "fibers.mha", thick).err,
+                AllOf(HasSubstr("warning: pixels are 1.33 fiber radii long along z"),
+                      HasSubstr("--estimator structure-tensor")));
+    EXPECT_EQ(run()["warnings"][0]["kind"], "thick-pixels");
+    EXPECT_THAT(run()["warnings"][0]["text"].get<std::string>(), testing::Not(HasSubstr("--")));
+    EXPECT_EQ(analyze_with_radius("3", "fibers.mha", {"--spacing", "1,1,3", "--quiet"}).err, "");
+    EXPECT_EQ(analyze_with_radius("3", "fibers.mha",
+                                  {"--spacing", "1,1,4", "--quiet", "--estimator", "structure-tensor"})
+                  .err,
+              "");
+}
+
 TEST_F(Analyze, WarnsOfFibersThatAreNotResolvedWhereTheEstimatorCanTell) {
     write("fibers.mha", ParallelFibers(VOLUME, 0));
     analyze("fibers.mha");

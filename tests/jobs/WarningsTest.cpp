@@ -98,13 +98,36 @@ TEST(Warnings, NameTheFactorToBinAnImageByWhoseFibersAreAboveTenPixels) {
     }
 }
 
+TEST(Warnings, TellOfPixelsThatAreLongerThanTheFiberRadiusWhereLineVotingLeans) {
+    Impl::SAnalysisRequest request;
+    request.fiberRadius = 0.15;
+    request.spacing = {0.05, 0.05, 0.15};
+    request.estimator = "line-voting";
+    EXPECT_THAT(WarningsOfRequest(request), IsEmpty());
+    request.spacing = {0.05, 0.2, 0.05};
+    const std::vector<SWarning> warnings = WarningsOfRequest(request);
+    ASSERT_EQ(warnings.size(), 1U);
+    EXPECT_EQ(warnings[0].kind, EWarning::thickPixels);
+    EXPECT_NEAR(warnings[0].value, 4.0 / 3.0, 1e-12);
+    EXPECT_THAT(WarningText(warnings[0], request), HasSubstr("1.33 fiber radii long along y"));
+    request.estimator = "structure-tensor";
+    EXPECT_THAT(WarningsOfRequest(request), IsEmpty());
+    request.estimator = "line-voting";
+    request.fiberRadius =
+        0.09; // of thin fibers the derivatives have a pixel, half of one that is twice as long
+    request.spacing = {0.05, 0.05, 0.1};
+    const std::vector<SWarning> ofThin = WarningsOfRequest(request);
+    ASSERT_EQ(ofThin.size(), 1U);
+    EXPECT_EQ(ofThin[0].kind, EWarning::smallRadius);
+}
+
 TEST(Warnings, HaveNamesOfTheirOwn) {
     const std::set<std::string> names{
-        WarningName(EWarning::smallRadius),     WarningName(EWarning::largeRadius),
-        WarningName(EWarning::nanPixels),       WarningName(EWarning::infinitePixels),
-        WarningName(EWarning::tinyForeground),  WarningName(EWarning::hugeForeground),
-        WarningName(EWarning::unresolvedFibers)};
-    EXPECT_EQ(names.size(), 7U);
+        WarningName(EWarning::smallRadius),    WarningName(EWarning::largeRadius),
+        WarningName(EWarning::thickPixels),    WarningName(EWarning::nanPixels),
+        WarningName(EWarning::infinitePixels), WarningName(EWarning::tinyForeground),
+        WarningName(EWarning::hugeForeground), WarningName(EWarning::unresolvedFibers)};
+    EXPECT_EQ(names.size(), 8U);
 }
 
 } // namespace
