@@ -24,13 +24,11 @@ EReason reason_of(stream::CNoForegroundError::EReason reason, bool hasMask,
 std::string text_of(EReason reason, const Impl::SAnalysisRequest& request) {
     if (reason == EReason::constantImage) {
         return "no foreground: all pixels of the image have the same grey value; check that it is the right "
-               "image, and "
-               "the grey window if one is given";
+               "image, and the grey window if one is given";
     }
     if (reason == EReason::emptyMask) {
         return "no foreground: the mask selects no pixel inside the image's border; check that it is not "
-               "empty or "
-               "inverted";
+               "empty or inverted";
     }
     const bool isDark = request.contrast == Impl::EFiberContrast::dark;
     const std::string limit =
