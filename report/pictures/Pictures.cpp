@@ -213,7 +213,10 @@ double middle_of(const Impl::SAnalysisResult& result, std::size_t axis, const Im
 void draw_profile(CRaster& picture, const Impl::SAnalysisResult& result, std::size_t axis,
                   const std::string& unit, const std::array<double, 4>& frame) {
     constexpr std::array COLORS{SColor{0, 114, 178}, SColor{213, 94, 0}, SColor{0, 158, 115}};
-    const auto [left, top, right, bottom] = frame;
+    const double left = frame[0]; // no structured binding: Clang 14 lets no function capture one
+    const double top = frame[1];
+    const double right = frame[2];
+    const double bottom = frame[3];
     const auto axes = static_cast<std::size_t>(result.dim);
     std::vector<const Impl::SProfileSlice*> slices;
     for (const Impl::SProfileSlice& slice : result.profiles[axis]) {

@@ -133,8 +133,7 @@ void CRaster::Blend(int x, int y, SColor color, double opacity) {
             continue;
         }
         const double before = std::to_integer<int>(pixel[at]);
-        pixel[at] =
-            static_cast<std::byte>(static_cast<int>(before + (channels[at] - before) * opacity + 0.5));
+        pixel[at] = static_cast<std::byte>(std::lround(before + (channels[at] - before) * opacity));
     }
 }
 
@@ -199,10 +198,9 @@ void CRaster::Polygon(std::span<const SPoint> points, SColor color) {
         for (int x = static_cast<int>(by_x.first->x); x <= static_cast<int>(by_x.second->x); ++x) {
             int covered = 0;
             for (int sample = 0; sample < SAMPLES * SAMPLES; ++sample) {
-                covered +=
-                    is_inside(x + (sample % SAMPLES + 0.5) / SAMPLES, y + (sample / SAMPLES + 0.5) / SAMPLES)
-                        ? 1
-                        : 0; // NOLINT(*-integer-division)
+                const int column = sample % SAMPLES;
+                const int row = sample / SAMPLES;
+                covered += is_inside(x + (column + 0.5) / SAMPLES, y + (row + 0.5) / SAMPLES) ? 1 : 0;
             }
             Blend(x, y, color, static_cast<double>(covered) / (SAMPLES * SAMPLES));
         }
