@@ -28,8 +28,8 @@ inline constexpr STensorOrder VOIGT_ORDER{"voigt", {{{1, 1}, {2, 2}, {3, 3}, {2,
 inline constexpr STensorOrder ABAQUS_ORDER{"abaqus", {{{1, 1}, {2, 2}, {3, 3}, {1, 2}, {1, 3}, {2, 3}}}, ""};
 inline constexpr STensorOrder MOLDFLOW_ORDER{
     "moldflow",
-    {{{1, 1}, {2, 2}, {3, 3}, {1, 2}, {2, 3}, {1, 3}}},
-    "its makers publish no order of the six components: go by the names of the columns"};
+    {{{1, 1}, {2, 2}, {3, 3}, {1, 2}, {1, 3}, {2, 3}}},
+    "the order in which its programming interface takes tensors (UserPlot.AddTensorData)"};
 
 /// Orientation tensors of the whole field, whose `id` is "field", and of the listed subfields in an order; in 2D
 /// without the components of axis 3.
