@@ -252,7 +252,8 @@ std::string ProfilesCsv(const SAnalysisResult& result, const std::string& length
         {"slice_px", [](const SProfileSlice& slice) { return CellText(slice.slicePx); }},
         {with_unit("position", lengthUnit),
          [](const SProfileSlice& slice) { return CellText(slice.position); }},
-        {"number_of_subfields", [](const SProfileSlice& slice) { return CellText(slice.subfields); }}};
+        {"number_of_subfields", [](const SProfileSlice& slice) { return CellText(slice.subfields); }},
+        {"mean_confidence", [](const SProfileSlice& slice) { return optional_text(slice.meanConfidence); }}};
     append_field_columns(columns, result, reference);
     append_fourth_order_columns(columns, result);
     std::string table;

@@ -338,6 +338,7 @@ py::dict profile_of(const std::vector<Impl::SProfileSlice>& slices, int dimensio
     py::array_t<double> directions({rows, dim});
     py::array_t<double> anisotropy(rows);
     py::array_t<double> difference(rows);
+    py::array_t<double> confidence(rows);
     for (py::ssize_t row = 0; row < rows; ++row) {
         const Impl::SProfileSlice& slice = slices[static_cast<std::size_t>(row)];
         const bool isThere = slice.values.has_value() && slice.subfields > 0;
@@ -346,6 +347,7 @@ py::dict profile_of(const std::vector<Impl::SProfileSlice>& slices, int dimensio
         position.mutable_at(row) = slice.position;
         anisotropy.mutable_at(row) = isThere ? slice.values->anisotropy : NONE;
         difference.mutable_at(row) = isThere ? slice.differenceRad : NONE;
+        confidence.mutable_at(row) = slice.meanConfidence.value_or(NONE);
         for (py::ssize_t i = 0; i < dim; ++i) {
             const auto at = static_cast<std::size_t>(i);
             eigenvalues.mutable_at(row, i) = isThere ? slice.values->eigenvalues[at] : NONE;
@@ -365,6 +367,7 @@ py::dict profile_of(const std::vector<Impl::SProfileSlice>& slices, int dimensio
     columns["mean_directions"] = directions;
     columns["anisotropy"] = anisotropy;
     columns["difference"] = difference;
+    columns["confidence"] = confidence;
     return columns;
 }
 

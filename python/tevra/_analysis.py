@@ -278,10 +278,10 @@ class Result(AxisField):
         """Averages of the subfields slice by slice along "x", "y" or "z": a dict of arrays, one entry per slice.
 
         "slice_px": lower corner of the slice; "position": the same as a length; "tensors", "eigenvalues",
-        "mean_directions", "anisotropy", "difference" as of subfields.
+        "mean_directions", "anisotropy", "difference" as of subfields; "confidence": theirs on average, NaN where there is none.
 
-        >>> sorted(tevra.analyze(image, 3, subfield=10).profile("x"))[:2]
-        ['anisotropy', 'difference']
+        >>> sorted(tevra.analyze(image, 3, subfield=10).profile("x"))[:3]
+        ['anisotropy', 'confidence', 'difference']
         """
         axes = "xyz"[: self.dim]
         check.choice("axis", axis, tuple(axes))

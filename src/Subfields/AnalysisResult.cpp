@@ -22,14 +22,19 @@ struct SSliceSums {
     long long subfields = 0;
     STensor2 tensor;
     STensor4 tensor4;
+    std::optional<double> confidence;
 
-    void Add(const STensorValues& values) {
+    void Add(const SFieldResult& subfield) {
+        const STensorValues& values = subfield.values;
         if (subfields++ == 0) {
             tensor = values.tensor;
             tensor4 = values.tensor4;
         } else {
             tensor += values.tensor;
             tensor4 += values.tensor4;
+        }
+        if (subfield.meanConfidence) {
+            confidence = confidence.value_or(0.0) + *subfield.meanConfidence;
         }
     }
 };
@@ -143,7 +148,7 @@ std::array<std::vector<SProfileSlice>, 3> AveragedProfiles(const SAnalysisResult
         for (int axis = 0; axis < result.dim; ++axis) {
             SSliceSums& slice = slicesOfAxis[static_cast<std::size_t>(axis)][subfield.box.Point0()[axis]];
             if (isValid) {
-                slice.Add(subfield.values);
+                slice.Add(subfield);
             }
         }
     }
@@ -157,6 +162,9 @@ std::array<std::vector<SProfileSlice>, 3> AveragedProfiles(const SAnalysisResult
             slice.values = sums.subfields > 0 ? std::optional(averaged(sums)) : zeros;
             slice.status = sums.subfields > 0 ? EFieldStatus::ok : EFieldStatus::noSubfields;
             slice.differenceRad = slice.values ? difference(*slice.values, result) : 0.0;
+            if (sums.confidence) {
+                slice.meanConfidence = *sums.confidence / static_cast<double>(sums.subfields);
+            }
             profiles[axis].push_back(std::move(slice));
         }
     }

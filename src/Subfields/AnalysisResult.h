@@ -19,7 +19,8 @@ struct SProfileSlice {
     long long subfields = 0;               ///< that the averages are made of: those with status ok
     std::optional<STensorValues> values{}; ///< all zero without such subfields; none if the image has none
     EFieldStatus status = EFieldStatus::ok;
-    double differenceRad = 0.0; ///< angle to the whole field's mean direction, [0, pi/2]
+    double differenceRad = 0.0;             ///< angle to the whole field's mean direction, [0, pi/2]
+    std::optional<double> meanConfidence{}; ///< average of the subfields' own; none without such
 };
 
 /// Histogram of the smoothed grey values, in bins of equal width.

@@ -740,7 +740,7 @@ TEST_F(Analyze, MarksSubfieldsWithoutForeground) {
                 HasSubstr("s06_06_06,6,6,6,16,16,16,11,11,11,0,0,,,No foreground pixels in this "
                           "subfield.,,,,,,,,,,,,,,,,\n"));
     EXPECT_THAT(ReadFile(m_folder / "out/profiles.csv"),
-                HasSubstr("x,6,6,0,no valid subfields,,,,,,,,,,,,,,,,\n"));
+                HasSubstr("x,6,6,0,,no valid subfields,,,,,,,,,,,,,,,,\n"));
 }
 
 TEST_F(Analyze, SaysWhichPixelsLieInNoSubfield) {

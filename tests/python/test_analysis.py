@@ -205,6 +205,7 @@ def test_profiles_are_averages_along_an_axis(dense):
     for row, start in enumerate(profile["slice_px"]):
         valid = (starts == start) & (np.array(result.status) == result.status[0])
         np.testing.assert_allclose(profile["tensors"][row], result.tensors[valid].mean(axis=0), atol=1e-12)
+        np.testing.assert_allclose(profile["confidence"][row], result.confidence[valid].mean(), atol=1e-12)
 
 
 def test_a_result_shows_itself_in_notebooks_and_plots(here, dense):

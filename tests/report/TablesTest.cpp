@@ -196,18 +196,22 @@ TEST(ProfilesCsv, HasOneRowPerAxisAndSliceWithItsPositionInTheUnit) {
     SAnalysisResult result = make_result(2);
     result.profiles[0] = {make_slice(2, 5, 2.5, 4), make_slice(2, 105, 52.5, 3)};
     result.profiles[1] = {make_slice(2, 0, 0.0, 7)};
-    EXPECT_THAT(lines_of(ProfilesCsv(result, "mm")),
-                ElementsAre("axis,slice_px,position_mm,number_of_subfields,status,a_xx,a_xy,a_yy,lambda_1,"
-                            "lambda_2,mean_x,mean_y,anisotropy,difference_rad",
-                            "x,5,2.5,4,ok,100,101,103,104,105,106,107,0.25,0.125",
-                            "x,105,52.5,3,ok,100,101,103,104,105,106,107,0.25,0.125",
-                            "y,0,0,7,ok,100,101,103,104,105,106,107,0.25,0.125"));
+    result.profiles[0].front().meanConfidence = 0.75;
+    EXPECT_THAT(
+        lines_of(ProfilesCsv(result, "mm")),
+        ElementsAre(
+            "axis,slice_px,position_mm,number_of_subfields,mean_confidence,status,a_xx,a_xy,a_yy,lambda_1,"
+            "lambda_2,mean_x,mean_y,anisotropy,difference_rad",
+            "x,5,2.5,4,0.75,ok,100,101,103,104,105,106,107,0.25,0.125",
+            "x,105,52.5,3,,ok,100,101,103,104,105,106,107,0.25,0.125",
+            "y,0,0,7,,ok,100,101,103,104,105,106,107,0.25,0.125"));
 }
 
 TEST(ProfilesCsv, NamesNoUnitWhereNoneIsKnown) {
     SAnalysisResult result = make_result(2);
     result.profiles[0] = {make_slice(2, 5, 2.5, 4)};
-    EXPECT_TRUE(ProfilesCsv(result, "").starts_with("axis,slice_px,position,number_of_subfields,status,"));
+    EXPECT_TRUE(ProfilesCsv(result, "")
+                    .starts_with("axis,slice_px,position,number_of_subfields,mean_confidence,status,"));
 }
 
 TEST(ProfilesCsv, LeavesTheValuesOfSlicesWithoutSubfieldsEmpty) {
@@ -215,7 +219,7 @@ TEST(ProfilesCsv, LeavesTheValuesOfSlicesWithoutSubfieldsEmpty) {
     SProfileSlice slice = make_slice(2, 5, 5.0, 0); // its values stand for zeros
     slice.status = Impl::EFieldStatus::noSubfields;
     result.profiles[1] = {slice};
-    EXPECT_EQ(lines_of(ProfilesCsv(result, "px"))[1], "y,5,5,0,no valid subfields,,,,,,,,,");
+    EXPECT_EQ(lines_of(ProfilesCsv(result, "px"))[1], "y,5,5,0,,no valid subfields,,,,,,,,,");
 }
 
 TEST(ProfilesCsv, ASliceWithoutValuesKeepsCountStatusAndPosition) {
@@ -224,7 +228,7 @@ TEST(ProfilesCsv, ASliceWithoutValuesKeepsCountStatusAndPosition) {
     slice.values.reset();
     slice.status = Impl::EFieldStatus::noSubfields;
     result.profiles[2] = {slice};
-    EXPECT_EQ(lines_of(ProfilesCsv(result, "px"))[1], "z,5,5,0,no valid subfields,,,,,,,,,,,,,,,,");
+    EXPECT_EQ(lines_of(ProfilesCsv(result, "px"))[1], "z,5,5,0,,no valid subfields,,,,,,,,,,,,,,,,");
 }
 
 /// The header line of a table that may begin with a head.

@@ -109,6 +109,12 @@ TEST_F(AnalysisResult, TellsHowSureTheAxesAreAsFarAsTheEstimatorKnows) {
     EXPECT_EQ(absolute.subfields[1].meanConfidence, 0.5);
     EXPECT_EQ(absolute.subfields[2].meanConfidence, std::nullopt) << "without axes";
     EXPECT_EQ(absolute.subfields[2].doubtfulFraction, std::nullopt) << "without axes";
+    ASSERT_EQ(absolute.profiles[0].size(), 3U);
+    EXPECT_EQ(absolute.profiles[0][0].meanConfidence, 0.75);
+    EXPECT_EQ(absolute.profiles[0][1].meanConfidence, 0.5);
+    EXPECT_EQ(absolute.profiles[0][2].meanConfidence, std::nullopt) << "without axes";
+    EXPECT_EQ(absolute.profiles[1][0].meanConfidence, 0.625) << "of two subfields";
+    EXPECT_EQ(result_of(tiles, parameters()).profiles[0][0].meanConfidence, std::nullopt);
     const SAnalysisResult relative = result_of(tiles, parameters(), EConfidence::relative);
     EXPECT_EQ(relative.field.meanConfidence, 0.5625);
     EXPECT_EQ(relative.field.doubtfulFraction, std::nullopt);
