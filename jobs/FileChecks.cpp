@@ -101,11 +101,13 @@ std::optional<report::SFileCheck> check_of(const CFileBytes& files, const std::s
     constexpr off_t BLOCK_BYTES = 4096;
     CFnv1a hash;
     const off_t bytes = files.Bytes();
+    report::SFileCheck check{name, static_cast<unsigned long long>(bytes), {}};
     if (bytes <= WHOLE_BYTES) {
         if (!files.AddTo(hash, 0, bytes)) {
             return std::nullopt;
         }
     } else {
+        check.checksumOf = std::to_string(BLOCKS) + " blocks of " + std::to_string(BLOCK_BYTES) + " bytes";
         const off_t lastBlock = bytes - BLOCK_BYTES;
         for (off_t block = 0; block < BLOCKS; ++block) {
             // The first and the last block are those of the file; the quotient first, for large files.
@@ -116,7 +118,8 @@ std::optional<report::SFileCheck> check_of(const CFileBytes& files, const std::s
             }
         }
     }
-    return report::SFileCheck{name, static_cast<unsigned long long>(bytes), hash.Text()};
+    check.checksum = hash.Text();
+    return check;
 }
 
 } // namespace

@@ -44,6 +44,7 @@ Json ToJson(const SRunInput& input) {
     json["path"] = input.path;
     json["bytes"] = input.check ? Json(input.check->bytes) : Json(nullptr);
     json["checksum"] = input.check ? Json(input.check->checksum) : Json(nullptr);
+    json["checksum_of"] = input.check ? Json(input.check->checksumOf) : Json(nullptr);
     json["format"] = input.format;
     json["size_px"] = input.sizePx;
     json["pixel_type"] = input.storedType;

@@ -30,6 +30,7 @@ struct SFileCheck {
     std::string name;
     unsigned long long bytes = 0;
     std::string checksum;
+    std::string checksumOf = "all bytes"; ///< or of which ones, as in "64 blocks of 4096 bytes"
 };
 
 /// The image a run worked on.

@@ -175,7 +175,8 @@ EForegroundShare ForegroundShare(const SRunForeground& foreground) {
 std::string SourceText(const SRunRecord& record) {
     std::string text = "tevra " + record.version + "; image " + record.input.path;
     if (const auto& check = record.input.check) {
-        text += " (" + std::to_string(check->bytes) + " bytes, checksum " + check->checksum + ")";
+        text += " (" + std::to_string(check->bytes) + " bytes, checksum " + check->checksum + " of " +
+                check->checksumOf + ")";
     }
     text += "; estimator " + record.parameters.request.estimator + "; run.json has all parameters";
     std::replace_if(

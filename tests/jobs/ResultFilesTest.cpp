@@ -198,6 +198,7 @@ TEST(FileChecks, SeeAChangeAnywhereInSmallFilesAndALargeOneEverywhere) {
     ASSERT_TRUE(whole);
     EXPECT_EQ(whole->name, "name");
     EXPECT_EQ(whole->bytes, bytes.size());
+    EXPECT_EQ(whole->checksumOf, "all bytes");
     bytes[54321] = 'b';
     test::WriteFile(folder / "a", bytes);
     EXPECT_NE(CheckOf(folder / "a", "")->checksum, whole->checksum);
@@ -205,6 +206,7 @@ TEST(FileChecks, SeeAChangeAnywhereInSmallFilesAndALargeOneEverywhere) {
     std::string large(5'000'001, 'a');
     test::WriteFile(folder / "a", large);
     const auto sampled = CheckOf(folder / "a", "");
+    EXPECT_EQ(sampled->checksumOf, "64 blocks of 4096 bytes");
     for (std::size_t first = 0; first < large.size(); first += 500'000) { // a tenth of the file
         std::string changed = large;
         std::fill_n(changed.begin() + static_cast<std::ptrdiff_t>(first),

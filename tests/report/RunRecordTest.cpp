@@ -21,7 +21,7 @@ SRunRecord make_record() {
     record.input.path = "scan.tif";
     record.input.format = "TIFF";
     record.input.sizePx = {128, 64, 32};
-    record.input.check = {"", 524288, "af63bd4c8601b7be"};
+    record.input.check = {"", 524288, "af63bd4c8601b7be", "64 blocks of 4096 bytes"};
     record.input.storedType = "16-bit unsigned integer";
     record.input.spacing = {0.5, 0.5, 0.5};
     record.input.lengthUnit = "mm";
@@ -58,7 +58,7 @@ SRunRecord make_record() {
 TEST(RunRecord, HoldsWhatWasRunOnWhat) {
     const json expected = json::parse(R"({
         "program": "tevra", "version": "1.2.3", "command": "analyze", "start_time": "2030-01-02T03:04:05Z",
-        "input": {"path": "scan.tif", "bytes": 524288, "checksum": "af63bd4c8601b7be", "format": "TIFF", "size_px": [128, 64, 32],
+        "input": {"path": "scan.tif", "bytes": 524288, "checksum": "af63bd4c8601b7be", "checksum_of": "64 blocks of 4096 bytes", "format": "TIFF", "size_px": [128, 64, 32],
                   "pixel_type": "16-bit unsigned integer", "spacing": [0.5, 0.5, 0.5], "length_unit": "mm",
                   "spacing_origin": "header", "converted_to_8_bit": true, "grey_window": [100.0, 4000.0],
                   "nan_pixels": 0, "infinite_pixels": 0},
