@@ -12,9 +12,11 @@
 #include "report/HtmlReport.h"
 #include "stream/Failure.h"
 #include "stream/RankSlices.h"
+#include "stream/Workers.h"
 #include "volume/Deflate.h"
 #include "volume/MetaImageWriter.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <filesystem>
@@ -195,19 +197,39 @@ void CAnalyzeJob::SaveInto(const std::string& folder, const stream::SFoundSlices
 void CAnalyzeJob::write_texts(const STarget& target) {
     const report::SOutputWishes wanted = wishes(target);
     m_record.files = m_files->Names();
-    CProgressReport progress(CProgressMonitor::Obj(), static_cast<long long>(report::Outputs().size()),
-                             "Writing results...");
+    // Tables grow with the subfields: they are made one after the other, so that one is in memory at a time. Pictures are
+    // made beside them.
+    std::vector<std::vector<const report::SOutput*>> tasks(1);
+    const report::SOutput* record = nullptr;
     for (const report::SOutput& output : report::Outputs()) {
-        if (output.text != nullptr && report::IsWanted(output, wanted)) {
-            if (output.file == std::string(report::RUN_RECORD_FILE)) { // the last one
-                m_record.fileChecks = m_files->Checks();
-            }
-            m_record.totalSeconds = m_clock.Seconds();
-            m_files->WriteText(
-                output.file, output.text({m_result.analysis, m_record, m_sections ? &m_pictures : nullptr}));
+        if (output.text == nullptr || !report::IsWanted(output, wanted)) {
+            continue;
         }
-        progress.Step(); // the last chance to stop
+        if (output.file == std::string(report::RUN_RECORD_FILE)) {
+            record = &output; // tells of the others
+        } else if (report::ShowsPictures(output)) {
+            tasks.push_back({&output});
+        } else {
+            tasks.front().push_back(&output);
+        }
     }
+    const auto write = [this](const report::SOutput* output) {
+        m_files->WriteText(output->file,
+                           output->text({m_result.analysis, m_record, m_sections ? &m_pictures : nullptr}));
+    };
+    CProgressReport progress(CProgressMonitor::Obj(), 3, "Writing results...");
+    stream::CWorkers workers(m_record.parameters.threads);
+    complete_pictures(workers);
+    progress.Step();
+    workers.Run(static_cast<long long>(tasks.size()), [&](long long task) {
+        const auto& outputs = tasks[static_cast<std::size_t>(task)];
+        std::for_each(outputs.begin(), outputs.end(), write);
+    });
+    progress.Step();
+    m_record.fileChecks = m_files->Checks();
+    m_record.totalSeconds = m_clock.Seconds();
+    write(record);
+    progress.Step(); // the last chance to stop
 }
 
 /// What was kept of the image, from all processes.
@@ -218,7 +240,23 @@ void CAnalyzeJob::collect_pictures() {
     if (!m_sections->HasGrey()) { // an earlier run has read it
         read_grey();
     }
-    m_pictures = {m_sections->Collect(m_ranks), m_directions->Counts(m_ranks), volume::Deflated};
+    m_pictures.sections = m_sections->Collect(m_ranks);
+    m_pictures.directions = m_directions->Counts(m_ranks);
+    m_pictures.pack = volume::Deflated;
+}
+
+/// What several outputs show, or what can be made piece by piece.
+void CAnalyzeJob::complete_pictures(ITaskRunner& runner) {
+    if (!m_sections) {
+        return;
+    }
+    if (image_size().Dim() == 3) {
+        m_pictures.density = report::DensityOfDirections(m_pictures.directions);
+    }
+    if (m_task.withReport && report::HasReportPage()) {
+        m_pictures.packedSections =
+            report::PackedSections(m_pictures.sections, volume::DeflatedNoise, runner);
+    }
 }
 
 /// Hands this process's slices of the image to the sections.

@@ -131,6 +131,7 @@ class CAnalyzeJob {
     void warn(const std::vector<SWarning>& warnings);
     void read_grey();
     void collect_pictures();
+    void complete_pictures(ITaskRunner& runner);
     std::unique_ptr<CMapFiles> new_maps(const STarget& target);
     SMapSetup map_setup() const;
     void record_maps(const SMapSetup& setup);

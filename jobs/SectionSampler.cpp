@@ -40,7 +40,7 @@ float value_at(volume::EPixelType type, const std::byte* pixels, std::size_t at)
 }
 
 std::uint8_t byte_of(double share) {
-    return static_cast<std::uint8_t>(std::lround(255.0 * std::clamp(share, 0.0, 1.0)));
+    return static_cast<std::uint8_t>(255.0 * std::clamp(share, 0.0, 1.0) + 0.5);
 }
 
 } // namespace
@@ -146,31 +146,40 @@ void CSectionSampler::AddRow(const stream::SAxisRow& row) {
     if (row.confidence != nullptr && !m_hasConfidence.load(std::memory_order_relaxed)) {
         m_hasConfidence.store(true, std::memory_order_relaxed);
     }
-    const float none = row.angles.phi != nullptr ? Impl::NO_COLATITUDE : Impl::NO_ANGLE;
     for (SSums& section : m_sections) {
-        const auto add_one = [&](long long x) {
-            if (row.angles.theta[x] != none) {
-                add(section, {x, row.y, row.z}, SParts::Of(row, x));
-            }
-        };
         if (section.axis == 0) {
-            add_one(section.slicePx);
+            add_block(section, row, {section.slicePx, section.slicePx + 1});
         } else if (section.slicePx == (section.axis == 1 ? row.y : row.z)) {
-            for (long long x = 0; x < m_sizePx[0]; ++x) {
-                add_one(x);
+            for (long long x = 0; x < m_sizePx[0]; x += m_blockPx[0]) {
+                add_block(section, row, {x, std::min(x + m_blockPx[0], m_sizePx[0])});
             }
         }
     }
 }
 
-/// Other threads may add to the same block: in whatever order, the sum is the same.
-void CSectionSampler::add(SSums& section, const std::array<long long, 3>& at, const SParts& parts) {
+/// Adds the pixels of a row that lie in one block of a section. Other threads may add to the same block: in whatever
+/// order, the sum is the same.
+void CSectionSampler::add_block(SSums& section, const stream::SAxisRow& row, const stream::SSliceRange& xs) {
+    const float none = row.angles.phi != nullptr ? Impl::NO_COLATITUDE : Impl::NO_ANGLE;
+    std::array<std::uint32_t, SParts::COUNT> summands{};
+    for (long long x = xs.first; x < xs.end; ++x) {
+        if (row.angles.theta[x] != none) {
+            const SParts parts = SParts::Of(row, x);
+            ++summands[0];
+            summands[1] += parts.direction[0];
+            summands[2] += parts.direction[1];
+            summands[3] += parts.direction[2];
+            summands[4] += parts.confidence;
+        }
+    }
+    if (summands[0] == 0) {
+        return;
+    }
+    const std::array<long long, 3> at{xs.first, row.y, row.z};
     const long long right = at[section.right] / m_blockPx[section.right];
     const long long down = at[section.down] / m_blockPx[section.down];
     std::uint32_t* const sums =
         section.axes.data() + static_cast<std::size_t>(down * section.size[0] + right) * SParts::COUNT;
-    const std::array<std::uint32_t, SParts::COUNT> summands{1, parts.direction[0], parts.direction[1],
-                                                            parts.direction[2], parts.confidence};
     for (std::size_t part = 0; part < summands.size(); ++part) {
         std::atomic_ref(sums[part]).fetch_add(summands[part], std::memory_order_relaxed);
     }
@@ -249,10 +258,10 @@ report::SSections CSectionSampler::Collect(stream::ICommunicator& ranks) {
     for (const SSums& section : m_sections) {
         greys.insert(greys.end(), section.grey.begin(), section.grey.end());
     }
-    std::sort(greys.begin(), greys.end());
     const auto percentile = [&greys](double share) {
-        return static_cast<double>(
-            greys[static_cast<std::size_t>(share * static_cast<double>(greys.size() - 1))]);
+        const auto at = static_cast<std::ptrdiff_t>(share * static_cast<double>(greys.size() - 1));
+        std::nth_element(greys.begin(), greys.begin() + at, greys.end());
+        return static_cast<double>(greys[static_cast<std::size_t>(at)]);
     };
     kept.blockPx = m_blockPx;
     kept.greyRange = {percentile(DARKEST), percentile(BRIGHTEST)};

@@ -61,7 +61,7 @@ class CSectionSampler : public stream::ISliceSink, public stream::IAxisAccumulat
     void choose_blocks(const std::array<double, 3>& spacing);
     void add_sections();
     long long pixels_of(const std::array<long long, 3>& blockPx) const;
-    void add(SSums& section, const std::array<long long, 3>& at, const SParts& parts);
+    void add_block(SSums& section, const stream::SAxisRow& row, const stream::SSliceRange& xs);
     void take_grey_slice(long long z, const std::byte* pixels);
     report::SSection finished(const SSums& sums, const std::array<double, 2>& greyRange) const;
 

@@ -2,7 +2,6 @@
 #include "report/HtmlReport.h"
 
 #include "report/Base64.h"
-#include "report/DirectionDensity.h"
 #include "report/Tables.h"
 #include "report/web/Page.h"
 
@@ -110,16 +109,16 @@ double rounded(double value) {
     return std::isfinite(value) ? std::round(value * DIGITS) / DIGITS : value;
 }
 
-Json directions_json(const std::vector<unsigned long long>& counts, int dim) {
+Json directions_json(const SPictureData& pictures, int dim) {
     Json json;
     json["counts"] = nullptr;
     json["density"] = nullptr;
     if (dim == 2) {
-        json["counts"] = counts;
+        json["counts"] = pictures.directions;
         return json;
     }
     Json values = Json::array();
-    for (const float value : DensityOfDirections(counts).values) {
+    for (const float value : pictures.density.values) {
         values.push_back(std::isnan(value) ? Json(nullptr) : Json(rounded(static_cast<double>(value))));
     }
     json["density"] = values;
@@ -127,7 +126,7 @@ Json directions_json(const std::vector<unsigned long long>& counts, int dim) {
     return json;
 }
 
-Json section_json(const SSection& section, BytePacker pack) {
+std::string packed_planes(const SSection& section, BytePacker pack) {
     std::vector<std::byte> planes;
     const auto append = [&planes](const std::vector<std::uint8_t>& plane) {
         const auto bytes = std::as_bytes(std::span(plane));
@@ -140,24 +139,39 @@ Json section_json(const SSection& section, BytePacker pack) {
     append(section.coverage);
     append(section.confidence);
     const std::string packed = pack(planes);
-    Json json;
-    json["axis"] = std::string(1, AXES[section.axis]);
-    json["slice_px"] = section.slicePx;
-    json["size"] = section.size;
-    json["has_confidence"] = !section.confidence.empty();
-    json["planes"] = Base64(std::as_bytes(std::span(packed)));
-    return json;
+    return Base64(std::as_bytes(std::span(packed)));
 }
 
-Json sections_json(const SPictureData& pictures) {
+std::string text_of(const Json& json) {
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+/// Adds a member to the text of an object. @param value as JSON.
+void add_member(std::string& object, std::string_view key, std::string_view value) {
+    object.pop_back();
+    object.append(",\"").append(key).append("\":").append(value).append("}");
+}
+
+/// The planes are megabytes of letters that need no quoting: written as they are, past the JSON library.
+std::string sections_text(const SPictureData& pictures) {
+    std::string images = "[";
+    for (std::size_t at = 0; at < pictures.sections.sections.size(); ++at) {
+        const SSection& section = pictures.sections.sections[at];
+        Json json;
+        json["axis"] = std::string(1, AXES[section.axis]);
+        json["slice_px"] = section.slicePx;
+        json["size"] = section.size;
+        json["has_confidence"] = !section.confidence.empty();
+        std::string image = text_of(json);
+        add_member(image, "planes", '"' + pictures.packedSections.at(at) + '"');
+        images.append(at > 0 ? "," : "").append(image);
+    }
     Json json;
     json["block_px"] = pictures.sections.blockPx;
     json["grey_range"] = pictures.sections.greyRange;
-    json["images"] = Json::array();
-    for (const SSection& section : pictures.sections.sections) {
-        json["images"].push_back(section_json(section, pictures.pack));
-    }
-    return json;
+    std::string text = text_of(json);
+    add_member(text, "images", images + ']');
+    return text;
 }
 
 /// The colors of angles from 0 to 179 degrees.
@@ -198,6 +212,15 @@ bool HasReportPage() {
     return !web::Page().empty();
 }
 
+std::vector<std::string> PackedSections(const SSections& sections, BytePacker pack, ITaskRunner& runner) {
+    std::vector<std::string> packed(sections.sections.size());
+    runner.Run(static_cast<long long>(packed.size()), [&](long long at) {
+        packed[static_cast<std::size_t>(at)] =
+            packed_planes(sections.sections[static_cast<std::size_t>(at)], pack);
+    });
+    return packed;
+}
+
 std::string ReportJson(const Impl::SAnalysisResult& result, const SRunRecord& record,
                        const SPictureData* pictures) {
     Json json;
@@ -212,14 +235,11 @@ std::string ReportJson(const Impl::SAnalysisResult& result, const SRunRecord& re
     json["field"] = field_json(result.field);
     add_tables(json, result, record.parameters);
     json["histogram"] = histogram_json(result);
-    json["directions"] = nullptr;
-    json["sections"] = nullptr;
-    if (pictures != nullptr) {
-        json["directions"] = directions_json(pictures->directions, result.dim);
-        json["sections"] = sections_json(*pictures);
-    }
+    json["directions"] = pictures != nullptr ? directions_json(*pictures, result.dim) : Json(nullptr);
     json["angle_colors"] = result.dim == 2 ? angle_colors() : Json(nullptr);
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    std::string text = text_of(json);
+    add_member(text, "sections", pictures != nullptr ? sections_text(*pictures) : "null");
+    return text;
 }
 
 std::string ForScriptElement(const std::string& json) {

@@ -87,7 +87,7 @@ constexpr std::array OUTPUTS{
             VOIGT_ORDER.name},
     SOutput{"tensors_abaqus.csv", "as a11 a22 a33 a12 a13 a23", exported, tensors_text<ABAQUS_ORDER>,
             ABAQUS_ORDER.name},
-    SOutput{"tensors_moldflow.csv", "as a11 a22 a33 a12 a23 a13", exported, tensors_text<MOLDFLOW_ORDER>,
+    SOutput{"tensors_moldflow.csv", "as a11 a22 a33 a12 a13 a23", exported, tensors_text<MOLDFLOW_ORDER>,
             MOLDFLOW_ORDER.name},
     SOutput{"fields.vtu", "fields for ParaView and other programs with VTK", exported, vtu_text, "vtk"},
     SOutput{RUN_RECORD_FILE, "input, parameters, threshold, foreground share", always, run_text},
@@ -161,6 +161,11 @@ bool IsWanted(const SOutput& output, const SOutputWishes& wishes) {
         break;
     }
     return true;
+}
+
+bool ShowsPictures(const SOutput& output) {
+    return output.condition == EOutputCondition::report || output.condition == EOutputCondition::pictures ||
+           output.condition == profilePictures;
 }
 
 } // namespace TEVRA::report

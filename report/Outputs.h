@@ -104,4 +104,7 @@ std::string MapFileName(const char* file, const SOutputWishes& wishes);
 
 bool IsWanted(const SOutput& output, const SOutputWishes& wishes);
 
+/// Whether its text is made from SReport::pictures, whatever the number of subfields.
+bool ShowsPictures(const SOutput& output);
+
 } // namespace TEVRA::report

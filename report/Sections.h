@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "report/DirectionDensity.h"
+
 #include "Axes/DirectionColor.h"
 
 #include <array>
@@ -40,6 +42,9 @@ struct SPictureData {
     SSections sections;
     std::vector<unsigned long long> directions; ///< axes by the cells of CDirectionGrid, in 2D of CAngleGrid
     BytePacker pack = nullptr;
+    // Made from these once for all that show them:
+    SDirectionDensity density{};               ///< in 3D
+    std::vector<std::string> packedSections{}; ///< see PackedSections; for reports only
 };
 
 } // namespace TEVRA::report

@@ -7,17 +7,37 @@
 
 namespace TEVRA::volume {
 
-std::string Deflated(std::span<const std::byte> bytes) {
-    auto length = compressBound(static_cast<uLong>(bytes.size()));
-    std::string packed(length, '\0');
-    const int status = compress2(reinterpret_cast<Bytef*>(packed.data()), &length,
-                                 reinterpret_cast<const Bytef*>(bytes.data()),
-                                 static_cast<uLong>(bytes.size()), Z_DEFAULT_COMPRESSION);
-    if (status != Z_OK) { // with this much room it can only lack memory
+namespace {
+
+std::string deflated(std::span<const std::byte> bytes, int level, int strategy) {
+    constexpr int WINDOW_BITS = 15; // with zlib's header
+    constexpr int MEMORY = 8;       // zlib's usual amount
+    z_stream stream{};
+    if (deflateInit2(&stream, level, Z_DEFLATED, WINDOW_BITS, MEMORY, strategy) != Z_OK) {
+        throw std::bad_alloc(); // it can only lack memory
+    }
+    std::string packed(deflateBound(&stream, static_cast<uLong>(bytes.size())), '\0');
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<std::byte*>(bytes.data())); // only read
+    stream.avail_in = static_cast<uInt>(bytes.size());
+    stream.next_out = reinterpret_cast<Bytef*>(packed.data());
+    stream.avail_out = static_cast<uInt>(packed.size());
+    const int status = deflate(&stream, Z_FINISH); // with this much room in one go
+    packed.resize(stream.total_out);
+    deflateEnd(&stream);
+    if (status != Z_STREAM_END) {
         throw std::bad_alloc();
     }
-    packed.resize(length);
     return packed;
+}
+
+} // namespace
+
+std::string Deflated(std::span<const std::byte> bytes) {
+    return deflated(bytes, 2, Z_DEFAULT_STRATEGY);
+}
+
+std::string DeflatedNoise(std::span<const std::byte> bytes) {
+    return deflated(bytes, 1, Z_RLE);
 }
 
 } // namespace TEVRA::volume

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "report/pictures/Pictures.h"
 
-#include "report/DirectionDensity.h"
 #include "report/pictures/Raster.h"
 
 #include <algorithm>
@@ -75,10 +74,14 @@ struct SPanel {
 
 void draw_section(CRaster& picture, const SPanel& panel, int left, int top) {
     const SSection& section = *panel.section;
+    std::vector<long long> columns;
+    for (int x = 0; x < panel.width; ++x) {
+        columns.push_back(x * section.size[0] / panel.width);
+    }
     for (int y = 0; y < panel.height; ++y) {
+        const long long row = y * section.size[1] / panel.height * section.size[0];
         for (int x = 0; x < panel.width; ++x) {
-            const auto at = static_cast<std::size_t>(y * section.size[1] / panel.height * section.size[0] +
-                                                     x * section.size[0] / panel.width);
+            const auto at = static_cast<std::size_t>(row + columns[static_cast<std::size_t>(x)]);
             const std::uint8_t grey = section.grey[at];
             picture.Blend(left + x, top + y, {grey, grey, grey});
             picture.Blend(left + x, top + y,
@@ -166,6 +169,20 @@ double density_at(const SDirectionDensity& density, double x, double y) {
     return weights > 0.0 ? sum / weights : 0.0;
 }
 
+/// Colors of values from 0 to 1: as many as a screen shows apart.
+using ShareColors = std::array<SColor, 256>;
+ShareColors share_colors() {
+    ShareColors colors;
+    for (std::size_t at = 0; at < colors.size(); ++at) {
+        colors[at] = Impl::ColorOfShare(static_cast<double>(at) / static_cast<double>(colors.size() - 1));
+    }
+    return colors;
+}
+SColor color_of(const ShareColors& colors, double share) {
+    const double last = static_cast<double>(colors.size() - 1);
+    return colors[static_cast<std::size_t>(std::lround(std::clamp(share, 0.0, 1.0) * last))];
+}
+
 double draw_pole_figure(CRaster& picture, const SDirectionDensity& density, SPoint centre, double radius) {
     double most = 1.5;
     for (const float value : density.values) {
@@ -173,12 +190,13 @@ double draw_pole_figure(CRaster& picture, const SDirectionDensity& density, SPoi
             most = std::max(most, static_cast<double>(value));
         }
     }
+    const ShareColors colors = share_colors();
     for (int y = static_cast<int>(centre.y - radius); y <= static_cast<int>(centre.y + radius); ++y) {
         for (int x = static_cast<int>(centre.x - radius); x <= static_cast<int>(centre.x + radius); ++x) {
             const double dx = (x + 0.5 - centre.x) / radius;
             const double dy = (y + 0.5 - centre.y) / radius;
             if (dx * dx + dy * dy <= 1.0) {
-                picture.Blend(x, y, Impl::ColorOfShare(density_at(density, dx, dy) / most));
+                picture.Blend(x, y, color_of(colors, density_at(density, dx, dy) / most));
             }
         }
     }
@@ -345,8 +363,7 @@ std::string DirectionsPng(const Impl::SAnalysisResult& result, const SPictureDat
         picture.Text({centre.x, SIZE + 30}, "area of petals: share of axes in 5 degrees", LETTERS, INK,
                      EAnchor::middle);
     } else {
-        const double most =
-            draw_pole_figure(picture, DensityOfDirections(pictures.directions), centre, RADIUS);
+        const double most = draw_pole_figure(picture, pictures.density, centre, RADIUS);
         draw_value_bar(picture, {centre.x - 160, SIZE - 10}, 320, most);
         picture.Text({centre.x, SIZE + 70}, "density of directions seen along z; even: 1", LETTERS, INK,
                      EAnchor::middle);

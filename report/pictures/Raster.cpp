@@ -2,6 +2,7 @@
 #include "report/pictures/Raster.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cmath>
 #include <cstdint>
@@ -87,14 +88,23 @@ void append_number(std::string& bytes, std::uint32_t number) {
     }
 }
 
-/// The checksum of PNG's chunks (ISO 3309), bit by bit: pictures are small.
-std::uint32_t checksum_of(std::string_view bytes) {
-    std::uint32_t sum = 0xFFFFFFFFU;
-    for (const char byte : bytes) {
-        sum ^= static_cast<unsigned char>(byte);
+/// What each byte does to the checksum of PNG's chunks (ISO 3309).
+constexpr std::array<std::uint32_t, 256> CHECKSUMS = [] {
+    std::array<std::uint32_t, 256> sums{};
+    for (std::uint32_t byte = 0; byte < sums.size(); ++byte) {
+        std::uint32_t sum = byte;
         for (int bit = 0; bit < 8; ++bit) {
             sum = (sum & 1U) != 0U ? sum >> 1 ^ 0xEDB88320U : sum >> 1;
         }
+        sums[byte] = sum;
+    }
+    return sums;
+}();
+
+std::uint32_t checksum_of(std::string_view bytes) {
+    std::uint32_t sum = 0xFFFFFFFFU;
+    for (const char byte : bytes) {
+        sum = CHECKSUMS[(sum ^ static_cast<unsigned char>(byte)) & 0xFFU] ^ sum >> 8;
     }
     return ~sum;
 }
@@ -112,10 +122,10 @@ void append_chunk(std::string& png, std::string_view name, std::string_view data
 CRaster::CRaster(int width, int height, SColor background)
     : m_width(width), m_height(height),
       m_bytes(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3) {
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            Blend(x, y, background);
-        }
+    for (std::size_t at = 0; at < m_bytes.size(); at += 3) {
+        m_bytes[at] = std::byte{background.red};
+        m_bytes[at + 1] = std::byte{background.green};
+        m_bytes[at + 2] = std::byte{background.blue};
     }
 }
 
@@ -162,16 +172,19 @@ void CRaster::Polyline(std::span<const SPoint> points, double width, SColor colo
     };
     for (int y = first(top - reach, 0.0); y <= std::min(bottom + reach, m_height - 1.0); ++y) {
         for (int x = first(left - reach, 0.0); x <= std::min(right + reach, m_width - 1.0); ++x) {
-            double nearest = reach;
+            double nearest = reach * reach; // squared
             for (std::size_t at = 0; at + 1 < points.size(); ++at) {
                 const SPoint along{points[at + 1].x - points[at].x, points[at + 1].y - points[at].y};
                 const SPoint own{x + 0.5 - points[at].x, y + 0.5 - points[at].y};
                 const double squared = along.x * along.x + along.y * along.y;
                 const double share =
                     squared > 0.0 ? std::clamp((own.x * along.x + own.y * along.y) / squared, 0.0, 1.0) : 0.0;
-                nearest = std::min(nearest, std::hypot(own.x - share * along.x, own.y - share * along.y));
+                const SPoint off{own.x - share * along.x, own.y - share * along.y};
+                nearest = std::min(nearest, off.x * off.x + off.y * off.y);
             }
-            Blend(x, y, color, std::clamp(0.5 * width + 0.5 - nearest, 0.0, 1.0));
+            if (nearest < reach * reach) {
+                Blend(x, y, color, std::clamp(0.5 * width + 0.5 - std::sqrt(nearest), 0.0, 1.0));
+            }
         }
     }
 }
@@ -240,10 +253,13 @@ std::string CRaster::Png(BytePacker pack) const {
     const std::size_t rowBytes = static_cast<std::size_t>(m_width) * 3;
     std::vector<std::byte> rows;
     rows.reserve(m_bytes.size() + static_cast<std::size_t>(m_height));
-    for (std::size_t at = 0; at < m_bytes.size(); at += rowBytes) {
-        rows.push_back(std::byte{0}); // no filter
-        rows.insert(rows.end(), m_bytes.begin() + static_cast<std::ptrdiff_t>(at),
-                    m_bytes.begin() + static_cast<std::ptrdiff_t>(at + rowBytes));
+    for (std::size_t row = 0; row < m_bytes.size(); row += rowBytes) {
+        rows.push_back(
+            std::byte{2}); // filter: difference to the row above, whose bytes count as 0 for the first
+        for (std::size_t at = row; at < row + rowBytes; ++at) {
+            const int above = at < rowBytes ? 0 : std::to_integer<int>(m_bytes[at - rowBytes]);
+            rows.push_back(static_cast<std::byte>(std::to_integer<int>(m_bytes[at]) - above));
+        }
     }
     std::string png("\x89PNG\r\n\x1A\n", 8);
     append_chunk(png, "IHDR", header);

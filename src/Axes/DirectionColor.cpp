@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "Axes/DirectionColor.h"
 
+#include "Axes/OrientationSums.h"
+
 #include <algorithm>
 #include <cmath>
 #include <numbers>
@@ -14,7 +16,7 @@ constexpr double RADIUS = 0.14;
 constexpr double TILT_RAD = 40.0 / 180.0 * std::numbers::pi;
 
 std::uint8_t byte_of(double share) {
-    return static_cast<std::uint8_t>(std::lround(255.0 * std::clamp(share, 0.0, 1.0)));
+    return static_cast<std::uint8_t>(255.0 * std::clamp(share, 0.0, 1.0) + 0.5);
 }
 
 /// From the intensity of light, [0, 1], to the value of a screen.
@@ -42,10 +44,7 @@ SColor ColorOfAngles(const SAxisAngles& angles) {
     if (angles.colatitudeRad < 0.0F) { // a marker
         return {};
     }
-    const double colatitude = angles.colatitudeRad;
-    const double longitude = angles.longitudeRad;
-    const double sine = std::sin(colatitude);
-    return ColorOfAxis({sine * std::cos(longitude), sine * std::sin(longitude), std::cos(colatitude)});
+    return ColorOfAxis(AxisOfAngles(angles.colatitudeRad, angles.longitudeRad));
 }
 
 SColor ColorOfAngle(double angleRad) {

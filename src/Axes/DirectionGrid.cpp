@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "Axes/DirectionGrid.h"
 
+#include "Axes/Approximations.h"
+
 #include <algorithm>
 #include <cmath>
 #include <numbers>
@@ -11,22 +13,27 @@ namespace {
 constexpr double PI = std::numbers::pi;
 
 /// Cells of the rings inside ring number `ring`, and that ring's own.
-std::size_t cells_inside(std::size_t ring) {
+template <typename Integer>
+Integer cells_inside(Integer ring) {
     return 4 * ring * ring;
 }
-std::size_t cells_of(std::size_t ring) {
+template <typename Integer>
+Integer cells_of(Integer ring) {
     return 4 * (2 * ring + 1);
 }
 
 } // namespace
 
+// Called for every axis of an image: a polynomial and no division. Numbers with sign, as they are converted faster.
 std::size_t CDirectionGrid::CellOf(const SAxisAngles& angles) {
     // 1 - cos is 2 sin^2 of the half, which loses no digits near the pole.
-    const double radius = std::numbers::sqrt2 * std::sin(0.5 * static_cast<double>(angles.colatitudeRad));
-    const auto ring = std::min(static_cast<std::size_t>(radius * static_cast<double>(RINGS)), RINGS - 1);
-    const double turn = 0.5 + static_cast<double>(angles.longitudeRad) / (2.0 * PI); // [0, 1]
-    const auto sector = static_cast<std::size_t>(std::max(0.0, turn) * static_cast<double>(cells_of(ring)));
-    return cells_inside(ring) + std::min(sector, cells_of(ring) - 1);
+    const double half = 0.5 * static_cast<double>(angles.colatitudeRad);
+    const double radius = std::numbers::sqrt2 * OddSeries(SPolynomials::sine, half, half * half);
+    const auto ring = std::min(static_cast<long long>(radius * static_cast<double>(RINGS)),
+                               static_cast<long long>(RINGS) - 1);
+    const double turn = 0.5 + static_cast<double>(angles.longitudeRad) * (0.5 / PI); // [0, 1]
+    const auto sector = static_cast<long long>(std::max(0.0, turn) * static_cast<double>(cells_of(ring)));
+    return static_cast<std::size_t>(cells_inside(ring) + std::min(sector, cells_of(ring) - 1));
 }
 
 std::array<double, 3> CDirectionGrid::CentreOf(std::size_t cell) {

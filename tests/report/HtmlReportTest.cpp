@@ -87,7 +87,6 @@ SPictureData worst_pictures(long long pixels) {
         return bytes;
     };
     SPictureData pictures;
-    pictures.pack = volume::Deflated;
     pictures.directions.assign(Impl::CDirectionGrid::CELLS, 2);
     SSection section;
     section.size = {pixels, 1};
@@ -96,6 +95,9 @@ SPictureData worst_pictures(long long pixels) {
     section.coverage = noise();
     section.confidence = noise();
     pictures.sections.sections.push_back(section);
+    pictures.density = DensityOfDirections(pictures.directions);
+    Impl::CTasksInTurn runner;
+    pictures.packedSections = PackedSections(pictures.sections, volume::DeflatedNoise, runner);
     return pictures;
 }
 

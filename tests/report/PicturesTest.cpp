@@ -123,6 +123,7 @@ SPictureData layers() {
         }
         pictures.sections.sections.push_back(section);
     }
+    pictures.density = DensityOfDirections(pictures.directions);
     return pictures;
 }
 
