@@ -20,17 +20,20 @@ function writeMetaImage(path, size, spacing, grey) {
     writeFileSync(path, Buffer.concat([Buffer.from(`${header.join("\n")}\n`), pixels]));
 }
 
-/** Bright lines, `DISTANCE` apart, at the places of a line's cross-section. */
+/** Bright lines at multiples of `DISTANCE`, at the places of a line's cross-section. */
 export const DISTANCE = 16;
 const line = (u, v) => {
-    const [du, dv] = [u, v].map((place) => (place % DISTANCE) - DISTANCE / 2);
+    const [du, dv] = [u, v].map((place) => ((place + DISTANCE / 2) % DISTANCE) - DISTANCE / 2);
     return 40 + 180 * Math.exp(-(du * du + dv * dv) / 12);
 };
 
 /** Three layers one above the other, with fibers along x, y and z. */
 export const LAYER = 48;
+export const LAYERS_SIZE = [96, 96, 3 * LAYER];
+/** A pixel on a fiber along x, one on a fiber along y, and one on a fiber along z; all in the section across y in the middle. */
+export const ON_FIBERS = [[40, 48, 16], [32, 48, LAYER + 16], [48, 48, 2 * LAYER + 24]];
 export function writeLayers(path) {
-    writeMetaImage(path, [96, 96, 3 * LAYER], [0.5, 0.5, 0.5], (x, y, z) =>
+    writeMetaImage(path, LAYERS_SIZE, [0.5, 0.5, 0.5], (x, y, z) =>
         z < LAYER ? line(y, z) : z < 2 * LAYER ? line(x, z) : line(x, y));
 }
 

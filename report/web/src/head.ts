@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // What was analysed, the most important numbers in words, and what to beware of.
-import { AXES, type Report } from "./data";
+import { AXES, tensorOf, type Axis, type Report } from "./data";
 import { el, part } from "./dom";
 import { fixed, percent, significant, whole, withUnit } from "./format";
 
@@ -9,38 +9,78 @@ function numberOf(report: Report, key: string): number {
     return typeof value === "number" ? value : NaN;
 }
 
+type Shape = "nearly parallel" | "mostly aligned" | "partly aligned" | "hardly aligned" | "mostly in one plane" | "in all directions";
+
 /** How eigenvalues share between fibers of one direction, of one plane and of all directions; the sum is 1. */
-function shapeOf(lambda: number[]): string {
+function shapeOf(lambda: number[]): Shape {
+    const one = lambda[0] - lambda[1];
     if (lambda.length === 2) {
-        const one = lambda[0] - lambda[1];
         return one > 0.8 ? "nearly parallel" : one > 0.2 ? "partly aligned" : "hardly aligned";
     }
-    const one = lambda[0] - lambda[1];
     const plane = 2 * (lambda[1] - lambda[2]);
     const all = 3 * lambda[2];
     if (one > 0.8) {
         return "nearly parallel";
     }
-    if (one >= plane && one >= all) {
-        return "mostly aligned";
+    return one >= plane && one >= all ? "mostly aligned" : plane >= all ? "mostly in one plane" : "in all directions";
+}
+
+/** The axis of the image that a direction is nearest to, and how far off that is in degrees. */
+function nearestAxis(direction: number[]): { name: Axis; off: number } {
+    const sizes = direction.map(Math.abs);
+    const at = sizes.indexOf(Math.max(...sizes));
+    return { name: AXES[at], off: (Math.acos(Math.min(1, sizes[at] / Math.hypot(...direction))) * 180) / Math.PI };
+}
+
+function alongText(direction: number[]): string {
+    const { name, off } = nearestAxis(direction);
+    if (off < 0.5) {
+        return `along ${name}`;
     }
-    if (plane >= all) {
-        return "mostly in one plane";
+    if (off <= 20) {
+        return `along ${name}, ${fixed(off, 0)}° off`;
     }
-    return all > 0.8 ? "in all directions alike" : "in all directions, with a preference";
+    if (direction.length === 2) {
+        const angle = (Math.atan2(direction[1], direction[0]) * 180) / Math.PI;
+        return `at ${fixed((angle + 180) % 180, 0)}° from x`;
+    }
+    return `in a direction ${fixed(off, 0)}° from ${name}`;
+}
+
+/** The eigenvector of a symmetric matrix that belongs to an eigenvalue of its own: what is across all rows of A - λ. */
+function eigenvector(matrix: number[][], lambda: number): number[] {
+    const rows = matrix.map((row, i) => row.map((value, j) => (i === j ? value - lambda : value)));
+    const crosses = [[0, 1], [0, 2], [1, 2]].map(([i, j]) => [0, 1, 2].map((k) =>
+        rows[i][(k + 1) % 3] * rows[j][(k + 2) % 3] - rows[i][(k + 2) % 3] * rows[j][(k + 1) % 3]));
+    const lengths = crosses.map((cross) => Math.hypot(...cross));
+    return crosses[lengths.indexOf(Math.max(...lengths))];
 }
 
 export function inWords(report: Report): string {
     const axes = AXES.slice(0, report.dim);
-    const mean = axes.map((axis) => Math.abs(numberOf(report, `mean_${axis}`)));
-    const nearest = mean.indexOf(Math.max(...mean));
-    const axis = axes[nearest];
-    const off = (Math.acos(Math.min(1, mean[nearest])) * 180) / Math.PI;
+    const mean = axes.map((axis) => numberOf(report, `mean_${axis}`));
     const lambda = axes.map((_, at) => numberOf(report, `lambda_${at + 1}`));
+    if (![...mean, ...lambda].every(Number.isFinite)) {
+        return "No direction was found.";
+    }
+    const along = alongText(mean);
+    const { name } = nearestAxis(mean);
+    const share = `a_${name}${name} = ${fixed(numberOf(report, `a_${name}${name}`), 2)}`;
     const shape = shapeOf(lambda);
-    const direction =
-        off < 0.5 ? `Fibers lie mostly along ${axis}` : `Fibers lie mostly along ${axis}, ${fixed(off, 0)}° off`;
-    return `${direction}; ${shape}; a_${axis}${axis} = ${fixed(numberOf(report, `a_${axis}${axis}`), 2)}.`;
+    switch (shape) {
+        case "hardly aligned":
+            return `Fibers are hardly aligned; a little more of them lie ${along}; ${share}.`;
+        case "in all directions":
+            return lambda[0] < 0.4 ? `Fibers lie in all directions alike; ${share}.`
+                : `Fibers lie in all directions, with a preference: ${along}; ${share}.`;
+        case "mostly in one plane": {
+            const normal = nearestAxis(eigenvector(tensorOf((component) => numberOf(report, component), 3), lambda[2]));
+            return `Fibers lie mostly in one plane, across ${normal.name}${normal.off < 0.5 ? "" : ` (${fixed(normal.off, 0)}° off)`}; `
+                + `in it most of them ${along}; ${share}.`;
+        }
+        default:
+            return `Fibers lie mostly ${along}; ${shape}; ${share}.`;
+    }
 }
 
 /** A sentence of the program's, which begins and ends as notes on a terminal do. */
@@ -100,8 +140,8 @@ export function headOf(report: Report, subfieldsWithout: number): HTMLElement {
         card("Mean direction", `(${mean})`, `${axes.join(", ")}; the sign means nothing`, "mean"),
         card("Orientation tensor", `(${diagonal})`, axes.map((axis) => `a_${axis}${axis}`).join(", "), "diagonal"),
         card("Eigenvalues", `(${lambda})`, "largest first; their sum is 1", "lambda"),
-        card("Anisotropy", fixed(numberOf(report, "anisotropy"), 3), "0: all directions alike, 1: parallel fibers",
-            "anisotropy"),
+        card("Anisotropy", fixed(numberOf(report, "anisotropy"), 3),
+            `0: all directions alike, 1: ${dim === 3 ? "parallel fibers or a plane of them" : "parallel fibers"}`, "anisotropy"),
         card("Foreground", percent(record.foreground.share), `${whole(record.foreground.pixels)} pixels count as fiber`,
             "foreground"),
     ];

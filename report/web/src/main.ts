@@ -4,7 +4,7 @@ import { el } from "./dom";
 import { directionsOf } from "./directions";
 import { headOf } from "./head";
 import { methodOf } from "./method";
-import { replot } from "./plot";
+import { plotForPaper, replot } from "./plot";
 import { profilesOf } from "./profiles";
 import { sectionsOf } from "./sections";
 import { subfieldsOf } from "./subfields";
@@ -38,6 +38,35 @@ function themeButton(): HTMLElement {
     return button;
 }
 
+/** On paper everything is light, and figures are as wide as it is. They are drawn anew, as colors and sizes are drawn into them. */
+function preparePrinting(): void {
+    const root = document.documentElement;
+    let chosen: string | null = null; // theme before; null if nothing is being printed
+    const begin = () => {
+        if (chosen === null) {
+            chosen = root.dataset.theme ?? "";
+            root.dataset.theme = "light";
+            plotForPaper(true);
+            document.dispatchEvent(new Event("theme"));
+        }
+    };
+    const end = () => {
+        if (chosen !== null) {
+            if (chosen === "") {
+                delete root.dataset.theme;
+            } else {
+                root.dataset.theme = chosen;
+            }
+            chosen = null;
+            plotForPaper(false);
+            document.dispatchEvent(new Event("theme"));
+        }
+    };
+    window.addEventListener("beforeprint", begin);
+    window.addEventListener("afterprint", end);
+    window.matchMedia("print").addEventListener("change", (event) => (event.matches ? begin() : end()));
+}
+
 function show(report: Report): void {
     const place = document.getElementById("report") as HTMLElement;
     const subfields = report.subfields.csv === null ? null : Table.parse(report.subfields.csv);
@@ -55,6 +84,7 @@ function show(report: Report): void {
             headOf(report, without), sectionsOf(report), directionsOf(report), profilesOf(report, profiles, subfields),
             subfieldsOf(report, subfields), methodOf(report)),
         el("footer", {}, `tevra ${report.record.version}`));
+    preparePrinting();
     place.dataset.ready = "true";
 }
 

@@ -24,6 +24,7 @@ function render(place: HTMLElement, figure: Figure): void {
         margin: { l: 60, r: 16, t: 16, b: 48 },
         hovermode: "x unified", hoverlabel: { bgcolor: variable("--card"), font: { color: variable("--text") } },
         legend: { orientation: "h", y: 1.02, yanchor: "bottom" },
+        modebar: { bgcolor: "rgba(0,0,0,0)", color: variable("--soft"), activecolor: variable("--link") },
         ...figure.layout,
     };
     void Plotly.react(place, figure.data, layout, {
@@ -41,4 +42,15 @@ export function replot(): void {
     for (const [place, figure] of drawn) {
         render(place, figure());
     }
+}
+
+/** Width of what is printed on A4 and on letter paper, both of which it fits. */
+const PAPER_WIDTH_PX = 680;
+
+/** Draws all figures for paper, as wide as it is, or for the screen again. */
+export function plotForPaper(isOnPaper: boolean): void {
+    for (const place of drawn.keys()) {
+        place.style.width = isOnPaper ? `${PAPER_WIDTH_PX}px` : "";
+    }
+    replot();
 }

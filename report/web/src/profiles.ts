@@ -42,8 +42,14 @@ export function profilesOf(report: Report, profiles: Table | null, subfields: Ta
             marker: { symbol: MARKERS[at], size: 7 }, visible: component[0] === component[1] ? true : "legendonly",
             hovertemplate: "%{y:.3f}",
         }));
-        data.push({ x, y: column("anisotropy"), name: "anisotropy", mode, yaxis: "y2", showlegend: false,
+        const confidence = column("mean_confidence");
+        const hasConfidence = confidence.some(Number.isFinite);
+        data.push({ x, y: column("anisotropy"), name: "anisotropy", mode, yaxis: "y2", showlegend: hasConfidence,
             line: line(3), marker: { symbol: MARKERS[3], size: 7 }, hovertemplate: "%{y:.3f}" });
+        if (hasConfidence) {
+            data.push({ x, y: confidence, name: "mean confidence", mode, yaxis: "y2",
+                line: { ...line(5), dash: "dot" }, marker: { symbol: MARKERS[5], size: 7 }, hovertemplate: "%{y:.3f}" });
+        }
         data.push({ x, y: column("difference_rad", 180 / Math.PI), name: "difference", mode, yaxis: "y3", showlegend: false,
             line: { ...line(4), dash: "solid" }, marker: { symbol: MARKERS[4], size: 7 }, hovertemplate: "%{y:.1f}°" });
         return {
@@ -51,7 +57,7 @@ export function profilesOf(report: Report, profiles: Table | null, subfields: Ta
             layout: {
                 xaxis: { ...axisStyle(`${axis}${unit === "" ? "" : ` (${unit})`}`), anchor: "y3" },
                 yaxis: { ...axisStyle("tensor"), domain: [0.56, 1], rangemode: "tozero" },
-                yaxis2: { ...axisStyle("anisotropy"), domain: [0.29, 0.5], range: [0, 1.02] },
+                yaxis2: { ...axisStyle(hasConfidence ? "anisotropy,<br>confidence" : "anisotropy"), domain: [0.29, 0.5], range: [0, 1.02] },
                 yaxis3: { ...axisStyle("difference (°)"), domain: [0, 0.22], rangemode: "tozero" },
             },
         };
@@ -62,7 +68,7 @@ export function profilesOf(report: Report, profiles: Table | null, subfields: Ta
     });
     queueMicrotask(() => plot(place, draw));
     return part("profiles", title,
-        el("p", {}, "Subfields averaged slice by slice: components of the orientation tensor, anisotropy, and the angle "
+        el("p", {}, "Subfields averaged slice by slice: components of the orientation tensor, anisotropy, confidence of estimators that know it, and the angle "
             + "between the slice's and the whole field's mean direction. Positions are the middles of the slices."),
         el("div", { class: "controls" }, controls), place);
 }

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Sections through the image with the direction of fibers as color.
-import { css, directionAt, directionColor, gradientOf, SEQUENTIAL, type Color, type Palette } from "./colors";
+import { css, directionColor, gradientOf, SEQUENTIAL, type Color } from "./colors";
 import { AXES, type Axis, type Report, type SectionImage } from "./data";
 import { choice, el, missing, part, svg } from "./dom";
 import { fixed, percent, significant, withUnit } from "./format";
+import { onPalette, palette, paletteChoice, sphereLegend } from "./palette";
 
 type Layer = "directions" | "confidence" | "foreground" | "none";
 
@@ -18,7 +19,6 @@ interface Planes {
 interface View {
     layer: Layer;
     opacity: number;
-    palette: Palette;
 }
 
 const FOREGROUND: Color = [255, 176, 0];
@@ -53,7 +53,7 @@ class Panel {
     private readonly slider: HTMLInputElement;
     private readonly output = el("output");
     private readonly planes: (Planes | null)[];
-    private view: View = { layer: "directions", opacity: 1, palette: "rgb" };
+    private view: View = { layer: "directions", opacity: 1 };
 
     constructor(private readonly report: Report, readonly axis: Axis, private readonly images: SectionImage[]) {
         const [right, down] = alongAxes(axis);
@@ -115,7 +115,7 @@ class Panel {
         const along = AXES.indexOf(this.axis);
         const count = this.report.record.input.size_px[along] ?? 1;
         const position = withUnit(significant((image.slice_px + 0.5) * this.report.spacing[along], 4), this.report.length_unit);
-        this.output.textContent = `${position} (slice ${image.slice_px} of ${count})`;
+        this.output.textContent = `${position} (slice ${image.slice_px} of 0 to ${count - 1})`;
         this.slider.setAttribute("aria-valuetext", this.output.textContent);
         this.canvas.setAttribute("aria-label", this.report.dim === 2 ? "The image with the direction of fibers as color"
             : `Section across ${this.axis} at ${position}`);
@@ -136,14 +136,15 @@ class Panel {
     private paint(image: SectionImage, planes: Planes): void {
         const context = this.canvas.getContext("2d") as CanvasRenderingContext2D;
         const picture = context.createImageData(image.size[0], image.size[1]);
-        const { layer, opacity, palette } = this.view;
+        const { layer, opacity } = this.view;
+        const used = palette();
         for (let pixel = 0; pixel < planes.grey.length; ++pixel) {
             const grey = planes.grey[pixel];
             let color: Color | null = null;
             if (planes.coverage[pixel] > 0) {
                 if (layer === "directions") {
                     const [red, green, blue] = planes.color.map((plane) => plane[pixel]);
-                    color = this.report.dim === 3 ? directionColor(red, green, blue, palette) : [red, green, blue];
+                    color = this.report.dim === 3 ? directionColor(red, green, blue, used) : [red, green, blue];
                 } else if (layer === "confidence" && planes.confidence) {
                     color = SEQUENTIAL[planes.confidence[pixel]];
                 } else if (layer === "foreground") {
@@ -209,26 +210,6 @@ class Panel {
     }
 }
 
-/** A sphere seen along z: the color of every direction. */
-function sphere(palette: Palette): HTMLCanvasElement {
-    const size = 160;
-    const canvas = el("canvas", { width: size, height: size, role: "img",
-        "aria-label": "Colors of directions: a half-sphere seen along z" });
-    const context = canvas.getContext("2d") as CanvasRenderingContext2D;
-    const picture = context.createImageData(size, size);
-    for (let j = 0; j < size; ++j) {
-        for (let i = 0; i < size; ++i) {
-            const axis = directionAt((2 * (i + 0.5)) / size - 1, (2 * (j + 0.5)) / size - 1);
-            if (axis) {
-                const [x, y, z] = axis.map((component) => Math.round(255 * Math.abs(component)));
-                picture.data.set([...directionColor(x, y, z, palette), 255], 4 * (j * size + i));
-            }
-        }
-    }
-    context.putImageData(picture, 0, 0);
-    return canvas;
-}
-
 /** All angles around a circle, x to the right and y down. */
 function wheel(colors: [number, number, number][]): SVGElement {
     const at = (degree: number, radius: number) => {
@@ -256,7 +237,7 @@ export function sectionsOf(report: Report): HTMLElement {
         return part("sections", title, missing("No sections of the image were kept."));
     }
     const axes: Axis[] = report.dim === 3 ? ["z", "y", "x"] : ["z"];
-    const view: View = { layer: "directions", opacity: 1, palette: "rgb" };
+    const view: View = { layer: "directions", opacity: 1 };
     const panels = axes.map((axis) => new Panel(report, axis, sections.images.filter((image) => image.axis === axis)));
     const hover = el("p", { class: "hover", "aria-live": "off" }, "\u00a0");
     const legend = el("div", { class: "legend" });
@@ -267,11 +248,7 @@ export function sectionsOf(report: Report): HTMLElement {
             if (report.dim === 2) {
                 legend.replaceChildren(wheel(report.angle_colors ?? []), el("p", {}, "Color: the angle of fibers from x"));
             } else {
-                legend.replaceChildren(
-                    el("div", { class: "sphere" }, sphere(view.palette), el("span", { class: "of-x" }, "x"), el("span", { class: "of-y" }, "y"),
-                        el("span", { class: "of-z" }, "z")),
-                    el("p", {}, view.palette === "rgb" ? "Color: |x|, |y|, |z| of the fiber's direction as red, green, blue"
-                        : "Color: fibers along x are yellow, along y green, along z blue"));
+                legend.replaceChildren(...sphereLegend("the fiber's direction"));
             }
         } else if (view.layer === "confidence") {
             const bar = el("div", { class: "bar" });
@@ -310,12 +287,8 @@ export function sectionsOf(report: Report): HTMLElement {
             update();
         }),
         el("div", { class: "slide short" }, el("label", { for: "opacity" }, "Opacity"), opacity),
-        ...(report.dim === 3
-            ? [choice("palette", "Colors", [{ value: "rgb", text: "red, green, blue" }, { value: "safe", text: "for all eyes" }], view.palette, (value) => {
-                view.palette = value as Palette;
-                update();
-            })]
-            : []));
+        ...(report.dim === 3 ? [paletteChoice("palette")] : []));
+    onPalette(update);
     const grid = el("div", { class: "panels" }, ...panels.map((panel) => panel.element));
     const extent = (at: number) => report.record.input.size_px[at] * report.spacing[at];
     if (report.dim === 3) { // the same scale for all of them
@@ -329,6 +302,6 @@ export function sectionsOf(report: Report): HTMLElement {
         : "Pixels are those of the image.";
     queueMicrotask(update);
     return part("sections", title,
-        el("p", {}, report.dim === 3 ? "Click into a section to move the others there. " : "", kept),
+        el("p", {}, ...(report.dim === 3 ? [el("span", { class: "on-screen" }, "Click into a section to move the others there. ")] : []), kept),
         controls, el("div", { class: "with-legend" }, grid, legend), hover);
 }

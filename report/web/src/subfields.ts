@@ -5,6 +5,7 @@ import { AXES, tensorOf, type Report, type Table } from "./data";
 import { choice, el, missing, part } from "./dom";
 import { degrees, fixed, percent, significant, whole } from "./format";
 import { GlyphView, type Glyph } from "./glyphs";
+import { onPalette, palette, paletteChoice, sphereLegend } from "./palette";
 import { SubfieldTable } from "./table";
 
 type Coloring = "direction" | "anisotropy" | "confidence" | "difference" | "foreground";
@@ -44,7 +45,7 @@ function glyphsOf(report: Report, table: Table, coloring: Coloring): { glyphs: G
         const tensor = tensorOf((name) => table.number(row, name), dim);
         const color: Color = scale === null
             ? dim === 3
-                ? directionColor(...(mean.map((value) => Math.round(255 * Math.abs(value))) as Color), "rgb")
+                ? directionColor(...(mean.map((value) => Math.round(255 * Math.abs(value))) as Color), palette())
                 : (report.angle_colors ?? [])[Math.round((Math.atan2(mean[1], mean[0]) * 180) / Math.PI + 360) % 180] ?? [120, 120, 120]
             : Number.isFinite(values[at]) ? sequential(values[at] / most) : [128, 128, 128];
         return {
@@ -70,12 +71,14 @@ export function subfieldsOf(report: Report, table: Table | null): HTMLElement {
     const list = new SubfieldTable(table);
     const legend = el("div", { class: "legend wide" });
     const chosen = el("p", { class: "chosen", role: "status" }, "Click an ellipsoid, or an id in the table.");
+    const colors = paletteChoice("glyph-palette");
     const draw = () => {
         const { glyphs, most } = glyphsOf(report, table, coloring);
         view.show(glyphs);
+        colors.hidden = coloring !== "direction" || report.dim === 2;
         if (coloring === "direction") {
-            legend.replaceChildren(el("p", {}, report.dim === 3
-                ? "Color: |x|, |y|, |z| of the mean direction as red, green, blue." : "Color: angle of the mean direction, as in the image."));
+            legend.replaceChildren(...(report.dim === 3 ? sphereLegend("the mean direction")
+                : [el("p", {}, "Color: angle of the mean direction, as in the image.")]));
             return;
         }
         const bar = el("div", { class: "bar" });
@@ -100,13 +103,14 @@ export function subfieldsOf(report: Report, table: Table | null): HTMLElement {
     const controls = el("div", { class: "controls" }, choice("coloring", "Color by", options, coloring, (value) => {
         coloring = value as Coloring;
         draw();
-    }));
+    }), colors);
+    onPalette(draw);
     const download = el("a", { href: `data:text/csv;charset=utf-8,${encodeURIComponent(report.subfields.csv ?? "")}`, download: "subfields.csv" },
         "Save the table as subfields.csv");
     queueMicrotask(draw);
     Object.assign(view.element, { placeOf: (row: number) => view.placeOf(row) });
     return part("subfields", title,
-        el("p", {}, `The orientation tensor of ${whole(table.rows.length)} subfields: half axes as long as its eigenvalues, each brought to the size of its `
-            + `subfield. ${report.dim === 3 ? "Drag or press arrow keys to turn them" : "Seen as the image is"}; + and − zoom.`),
-        controls, view.element, legend, chosen, list.element, el("p", {}, download));
+        el("p", {}, `The orientation tensor of ${whole(table.rows.length)} subfields: half axes as long as its eigenvalues, each brought to the size of its subfield. `,
+            el("span", { class: "on-screen" }, `${report.dim === 3 ? "Drag or press arrow keys to turn them" : "Seen as the image is"}; + and − zoom.`)),
+        controls, view.element, legend, chosen, list.element, el("p", { class: "on-screen" }, download));
 }

@@ -6,6 +6,21 @@ import { significant } from "./format";
 
 const PAGE = 25;
 
+/** Columns that the page shows first, and that are printed; what a column's name begins with. */
+const FIRST = ["id", "center_", "foreground_fraction", "a_xx", "a_yy", "a_zz", "anisotropy", "mean_confidence", "difference_rad"];
+/** Those that come last: where a subfield lies is told by its middle. */
+const LAST = [/^[xyz][01]_px$/, /^foreground_pixels$/];
+
+/** Numbers of the columns in the order of the page. */
+function orderOf(columns: string[]): { order: number[]; first: number } {
+    const rank = (column: string) => {
+        const first = FIRST.findIndex((start) => (start.endsWith("_") ? column.startsWith(start) : column === start));
+        return first >= 0 ? first : FIRST.length + (LAST.some((pattern) => pattern.test(column)) ? 1 : 0);
+    };
+    const order = columns.map((_, at) => at).sort((a, b) => rank(columns[a]) - rank(columns[b]) || a - b);
+    return { order, first: columns.filter((column) => rank(column) < FIRST.length).length };
+}
+
 export class SubfieldTable {
     readonly element: HTMLElement;
     onSelect: (row: number) => void = () => undefined;
@@ -15,7 +30,8 @@ export class SubfieldTable {
     private ascending = true;
     private page = 0;
     private selected = -1;
-    private readonly heads: HTMLTableCellElement[] = [];
+    private readonly columns: { order: number[]; first: number };
+    private readonly heads = new Map<number, HTMLTableCellElement>();
     private readonly body = el("tbody");
     private readonly status = el("span", { role: "status" });
     private readonly before = el("button", { type: "button" }, "Previous");
@@ -23,12 +39,14 @@ export class SubfieldTable {
 
     constructor(private readonly table: Table) {
         this.order = table.rows.map((_, row) => row);
+        this.columns = orderOf(table.columns);
         const head = el("tr");
-        table.columns.forEach((column, at) => {
+        this.columns.order.forEach((at, place) => {
+            const column = table.columns[at];
             const button = el("button", { type: "button", "data-column": column }, column);
             button.addEventListener("click", () => this.sort(at));
-            const cell = el("th", { scope: "col", "aria-sort": "none" }, button);
-            this.heads.push(cell);
+            const cell = el("th", { scope: "col", "aria-sort": "none", class: this.classOf(place) }, button);
+            this.heads.set(at, cell);
             head.append(cell);
         });
         this.before.addEventListener("click", () => this.show(this.page - 1));
@@ -36,8 +54,13 @@ export class SubfieldTable {
         this.element = el("div", { class: "subfield-table" },
             el("div", { class: "scroll", tabindex: 0, role: "region", "aria-label": "Table of subfields" },
                 el("table", {}, el("thead", {}, head), this.body)),
-            el("div", { class: "pager" }, this.before, this.status, this.after));
+            el("div", { class: "pager" }, this.before, this.status, this.after),
+            el("p", { class: "on-paper" }, "More columns are in subfields.csv."));
         this.show(0);
+    }
+
+    private classOf(place: number): string | undefined {
+        return place < this.columns.first ? undefined : "on-screen";
     }
 
     private sort(column: number): void {
@@ -72,16 +95,17 @@ export class SubfieldTable {
 
     private rowOf(row: number): HTMLTableRowElement {
         const line = el("tr", { "data-row": row, class: row === this.selected ? "selected" : undefined });
-        this.table.rows[row].forEach((text, at) => {
+        this.columns.order.forEach((at, place) => {
+            const text = this.table.rows[row][at];
             const number = Number(text);
             const isNumber = text !== "" && !Number.isNaN(number);
             const shown = isNumber && !Number.isInteger(number) ? significant(number, 4) : text;
-            if (at === 0) {
+            if (place === 0) {
                 const button = el("button", { type: "button", "aria-pressed": row === this.selected ? "true" : "false" }, text);
                 button.addEventListener("click", () => this.onSelect(row));
                 line.append(el("th", { scope: "row" }, button));
             } else {
-                line.append(el("td", { class: isNumber ? "number" : undefined, title: shown === text ? undefined : text }, shown));
+                line.append(el("td", { class: [isNumber ? "number" : "", this.classOf(place) ?? ""].join(" ").trim() || undefined, title: shown === text ? undefined : text }, shown));
             }
         });
         return line;
