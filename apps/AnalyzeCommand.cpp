@@ -429,6 +429,7 @@ class CAnalyzeRun {
             }
             job.emplace(task, m_ranks);
             say_radius(*job, image->Info());
+            warn_of_broken_spacing(image->Info());
         });
         job->Plan(m_options.dryRun ? jobs::CAnalyzeJob::EPurpose::estimate
                                    : jobs::CAnalyzeJob::EPurpose::run);
@@ -536,6 +537,14 @@ class CAnalyzeRun {
             "fiber radius " + jobs::RadiusText(request, dim) + "; spacing " +
             (spacing.origin == report::ESpacingOrigin::none ? "none" : stream::SpacingText(request, dim)) +
             " (" + spacing.note + ")");
+    }
+
+    /// A length that was meant in the unit of the header would be taken for pixels.
+    void warn_of_broken_spacing(const volume::SImageInfo& info) {
+        if (info.isSpacingBroken && !m_settings.spacing && m_ranks.IsFirst()) {
+            m_console.Warn("the spacing that the file states is none (" + info.spacingNote +
+                           "), so that lengths are in pixels; give the right one as --spacing");
+        }
     }
 
     void say_grey_values(const volume::SImageInfo& info) {

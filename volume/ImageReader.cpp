@@ -162,6 +162,7 @@ void SetSpacing(SImageInfo& info, SSpacing spacing) {
     info.spacing = spacing.distances;
     info.spacingUnit = std::move(spacing.unit);
     info.spacingNote = std::move(spacing.note);
+    info.isSpacingBroken = spacing.isBroken;
 }
 
 } // namespace TEVRA::volume

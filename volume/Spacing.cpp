@@ -83,7 +83,7 @@ SSpacing CheckedSpacing(const std::array<double, 3>& distances, const std::strin
                         const std::string& source) {
     for (std::size_t axis = 0; axis < static_cast<std::size_t>(dim); ++axis) {
         if (!is_positive(distances[axis])) {
-            return {std::nullopt, "", source + " is no length: " + NumberText(distances[axis])};
+            return {std::nullopt, "", source + " is no length: " + NumberText(distances[axis]), true};
         }
     }
     return {std::array<double, 3>{distances[0], distances[1], dim == 2 ? 1.0 : distances[2]}, unit, source};

@@ -13,6 +13,7 @@ struct SSpacing {
     std::optional<std::array<double, 3>> distances; ///< x, y, z (2D: z is 1)
     std::string unit;                               ///< "mm", "um" or empty
     std::string note;                               ///< where they are from, or why there are none
+    bool isBroken = false;                          ///< some are stated, but they are no lengths
 };
 
 /// A unit of length as one of those we keep: `factor` of `unit` make one of it.

@@ -67,6 +67,18 @@ TEST_F(Reading, MapsOfAnImageWithoutSpacingStateNone) {
     EXPECT_THAT(ReadFile(m_folder / "stated/theta.mha"), HasSubstr("ElementSpacing = 1 1 1\n"));
 }
 
+TEST_F(Reading, ASpacingThatIsNoneIsWarnedOf) {
+    WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22, 20}, 0), "0.5 0.5 0");
+    const Words words = {"analyze", "image.mha", "--fiber-radius", "3", "-o", "out", "--quiet"};
+    EXPECT_THAT(done(words), AllOf(HasSubstr("tevra: warning: the spacing that the file states is none "),
+                                   HasSubstr("is no length: 0"), HasSubstr("lengths are in pixels")));
+    Words more = words;
+    more.insert(more.end(), {"--spacing", "1"});
+    EXPECT_EQ(done(more), "");
+    WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22, 20}, 0));
+    EXPECT_EQ(done(words), "");
+}
+
 TEST_F(Reading, ResultsDoNotLieAmongTheSlicesOfTheImage) {
     fs::create_directory(m_folder / "scan");
     const SGreyImage slice = ParallelFibers({24, 22}, 0);
