@@ -22,8 +22,8 @@ struct SImageInfo {
     std::optional<std::array<double, 3>> spacing; ///< x, y, z (2D: z is 1); nothing if the file states none
     std::string spacingUnit;                      ///< "mm" or "um"; empty if the file states none
     std::string spacingNote;                      ///< where the spacing is from, or why there is none
-    bool isSpacingBroken = false;                 ///< one is stated, but it is no length
-    bool isRounded = false;    ///< the file's type has values that the floats handed out can only come near
+    bool isRounded = false; ///< the file's type has values that the floats handed out can only come near
+    bool isSpacingBroken = false; ///< the file states a spacing that is no length
     std::string missingSlices; ///< of a folder: numbers that no file has, as in "12, 15 to 17"; empty if none
 };
 

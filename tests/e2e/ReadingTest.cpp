@@ -70,13 +70,13 @@ TEST_F(Reading, MapsOfAnImageWithoutSpacingStateNone) {
 TEST_F(Reading, ASpacingThatIsNoneIsWarnedOf) {
     WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22, 20}, 0), "0.5 0.5 0");
     const Words words = {"analyze", "image.mha", "--fiber-radius", "3", "-o", "out", "--quiet"};
-    EXPECT_THAT(done(words), AllOf(HasSubstr("tevra: warning: the spacing that the file states is none "),
-                                   HasSubstr("is no length: 0"), HasSubstr("lengths are in pixels")));
+    EXPECT_THAT(run(words).err, AllOf(HasSubstr("tevra: warning: the spacing that the file states is none "),
+                                      HasSubstr("is no length: 0"), HasSubstr("lengths are in pixels")));
     Words more = words;
     more.insert(more.end(), {"--spacing", "1"});
-    EXPECT_EQ(done(more), "");
+    EXPECT_EQ(run(more).err, "");
     WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22, 20}, 0));
-    EXPECT_EQ(done(words), "");
+    EXPECT_EQ(run(words).err, "");
 }
 
 TEST_F(Reading, ResultsDoNotLieAmongTheSlicesOfTheImage) {
