@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The grid of pixels must not turn axes: what is left of the error when all voxels of parallel fibers are averaged is
 // the grid's doing, and no larger sample removes it. Differences of neighbouring pixels in place of derivatives of
-// Gaussians would turn them by 0.4 degrees.
+// Gaussians would turn them by 0.2 to 1.2 degrees.
 #include "FilterOrientations/LineVotingOrientations.h"
 #include "FilterOrientations/StructureTensorOrientations.h"
 #include "phantom/Phantom.h"
