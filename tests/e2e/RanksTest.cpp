@@ -204,7 +204,7 @@ class ResumingRanks : public Ranks {
         return started(processes, command).Wait();
     }
     void run_until_killed(int processes, const std::string& command = "exec \"$@\"") {
-        // On a busy machine a job may be over before it is killed.
+        // On a busy machine a job may be over, or at its last files, before it is killed.
         constexpr int ATTEMPTS = 5;
         bool isKilled = false;
         for (int attempt = 0; attempt < ATTEMPTS && !isKilled; ++attempt) {
@@ -212,7 +212,6 @@ class ResumingRanks : public Ranks {
             isKilled = kills_in_time(processes, command);
         }
         ASSERT_TRUE(isKilled);
-        ASSERT_EQ(records(), processes);
         ASSERT_FALSE(fs::exists(m_folder / "out/result.json"));
     }
     /// How many processes have recorded that their slices are smooth, in the folder of the results or
@@ -251,14 +250,16 @@ class ResumingRanks : public Ranks {
 
   private:
     bool kills_in_time(int processes, const std::string& command) const {
-        CProgramRun job = started(processes, "echo $$ > pid$OMPI_COMM_WORLD_RANK; " + command);
+        // Nice to this one, which must not wait for a processor when the records are there.
+        CProgramRun job =
+            started(processes, "echo $$ > pid$OMPI_COMM_WORLD_RANK; renice -n 19 $$ > /dev/null; " + command);
         while (!job.HasEnded() && records() < processes) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         if (!job.HasEnded()) {
             kill(std::stoi(ReadFile(m_folder / ("pid" + std::to_string(processes - 1)))), SIGKILL);
         }
-        return job.Wait().status != 0;
+        return job.Wait().status != 0 && records() == processes;
     }
     CProgramRun started(int processes, const std::string& command) const {
         Words words = {"analyze", "image.mha", "--threads", "1", "-o", "out"};
