@@ -12,20 +12,20 @@ constexpr std::size_t HUGE_PAGE_BYTES = std::size_t{2} << 20U;
 
 } // namespace
 
-std::shared_ptr<float> NewHugePages(std::size_t floats) {
+std::shared_ptr<void> NewHugePages(std::size_t bytes) {
     // Room to begin with such a page; what is never written takes no memory.
-    const std::size_t bytes = floats * sizeof(float) + HUGE_PAGE_BYTES;
-    void* const block = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    const std::size_t mapped = bytes + HUGE_PAGE_BYTES;
+    void* const block = mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (block == MAP_FAILED) { // NOLINT(performance-no-int-to-ptr): the system's macro
         throw std::bad_alloc();
     }
     const std::size_t misaligned = reinterpret_cast<std::uintptr_t>(block) % HUGE_PAGE_BYTES;
     auto* const first = static_cast<std::byte*>(block) + (HUGE_PAGE_BYTES - misaligned) % HUGE_PAGE_BYTES;
 #if defined(MADV_HUGEPAGE)
-    madvise(first, floats * sizeof(float), MADV_HUGEPAGE); // only advice
+    madvise(first, bytes, MADV_HUGEPAGE); // only advice
 #endif
-    const std::shared_ptr<void> owner(block, [bytes](void* memory) { munmap(memory, bytes); });
-    return {owner, reinterpret_cast<float*>(first)};
+    const std::shared_ptr<void> owner(block, [mapped](void* memory) { munmap(memory, mapped); });
+    return {owner, first};
 }
 
 } // namespace TEVRA::stream

@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <span>
+#include <type_traits>
 #include <utility>
 
 namespace TEVRA::Impl {
@@ -21,6 +23,11 @@ constexpr std::size_t LEAST_BAND_ROWS = 16;
 constexpr std::size_t LEAST_FILTERED_ROWS = 64;
 /// Tasks for each thread, so that none waits long for the others.
 constexpr int TASKS_PER_THREAD = 4;
+
+/// What votes and products, plain numbers below 1 of an image that spans 1, are multiplied by: the largest stay
+/// within the range of half-precision numbers, and the weakest votes are not lost. A power of 2 changes no digit.
+constexpr double HALF_SCALE = 0x1p16;
+static_assert(HALF_SCALE * 0.99 < LARGEST_HALF);
 
 enum EOrder : std::size_t { smoothed = 0, first = 1, second = 2 };
 
@@ -83,11 +90,11 @@ std::vector<float> both_sides(const std::vector<float>& weights, std::size_t ord
 class CRows {
   public:
     CRows(std::size_t rows, std::size_t count)
-        : m_stride(RowStride(count)), m_numbers(NewRowMemory(rows * m_stride)) {
-        std::fill_n(m_numbers.get(), rows * m_stride, 0.0F);
+        : m_stride(RowStride<float>(count)), m_numbers(NewRowMemory(rows * m_stride * sizeof(float))) {
+        std::fill_n(Row(0), rows * m_stride, 0.0F);
     }
-    float* Row(std::size_t row) { return m_numbers.get() + row * m_stride; }
-    static std::size_t Floats(std::size_t rows, std::size_t count) { return rows * RowStride(count); }
+    float* Row(std::size_t row) { return static_cast<float*>(m_numbers.get()) + row * m_stride; }
+    static std::size_t Floats(std::size_t rows, std::size_t count) { return rows * RowStride<float>(count); }
 
   private:
     std::size_t m_stride;
@@ -100,6 +107,16 @@ void repeat_border(float* row, std::size_t width, std::size_t margin, std::size_
         std::copy_n(row, entries, row - entries * (x + 1));
         std::copy_n(row + entries * (width - 1), entries, row + entries * (width + x));
     }
+}
+
+void smooth(const SPlaneKernels& kernels, const SSmoothedRows<float, float>& rows) {
+    kernels.smooth(rows);
+}
+void smooth(const SPlaneKernels& kernels, const SSmoothedRows<float, HalfBits>& rows) {
+    kernels.smoothIntoHalves(rows);
+}
+void smooth(const SPlaneKernels& kernels, const SSmoothedRows<HalfBits, float>& rows) {
+    kernels.smoothOutOfHalves(rows);
 }
 
 /// Hands a matrix that has no closed form to the decomposition.
@@ -118,9 +135,20 @@ bool decompose(const EntryT& entry_of, EEigenvalue which, std::array<double, Dim
 } // namespace
 
 template <std::size_t Dim>
-CLocalTensors<Dim>::CRing::CRing(long long slices, std::size_t sliceFloats, const NewMemory& newMemory)
-    : m_slices(slices), m_sliceFloats(sliceFloats),
-      m_memory(newMemory(static_cast<std::size_t>(slices) * sliceFloats)) {}
+template <typename NumberT>
+CLocalTensors<Dim>::CRing<NumberT>::CRing(long long slices, std::size_t rows, std::size_t rowNumbers,
+                                          const NewMemory& newMemory)
+    : m_slices(slices), m_stride(RowStride<NumberT>(rowNumbers)),
+      m_sliceNumbers(SliceStride<NumberT>(rows * m_stride)),
+      m_memory(newMemory(Bytes(slices, rows, rowNumbers))) {}
+
+template <std::size_t Dim>
+template <typename NumberT>
+std::size_t CLocalTensors<Dim>::CRing<NumberT>::Bytes(long long slices, std::size_t rows,
+                                                      std::size_t rowNumbers) {
+    return static_cast<std::size_t>(slices) * SliceStride<NumberT>(rows * RowStride<NumberT>(rowNumbers)) *
+           sizeof(NumberT);
+}
 
 /// Derivatives, votes or products, and their sums within a slice, row after row of a band.
 template <std::size_t Dim>
@@ -135,17 +163,16 @@ class CLocalTensors<Dim>::CPlaneWork {
           m_windowY(tensors.m_reach.window[1]), m_across(3, tensors.m_width + 2 * margin(m_marginX)),
           m_fields(m_recipe.fields.size() * field_rows(m_reachY), tensors.m_width),
           m_derivatives(m_recipe.derivatives.size() * static_cast<std::size_t>(ROW_BATCH), tensors.m_width),
-          m_votes(1, ENTRIES * tensors.m_width + 2 * margin(ENTRIES * m_windowX)),
+          m_votes(1, votes_floats(tensors.m_width, m_windowX)), m_sums(ROW_BATCH, BLOCK),
           m_gathered(field_rows(m_windowY), ENTRIES * tensors.m_width), m_isEmpty(field_rows(m_windowY)) {}
 
     static std::size_t Floats(std::size_t width, const SLocalReach& reach, const SDerivatives& recipe) {
         const std::size_t reachX = margin(static_cast<std::size_t>(reach.derivative[0]));
-        const std::size_t windowX = margin(ENTRIES * static_cast<std::size_t>(reach.window[0]));
         return CRows::Floats(3, width + 2 * reachX) +
                CRows::Floats(recipe.fields.size() * field_rows(reach.derivative[1]), width) +
                CRows::Floats(recipe.derivatives.size() * static_cast<std::size_t>(ROW_BATCH), width) +
-               CRows::Floats(1, ENTRIES * width + 2 * windowX) +
-               CRows::Floats(field_rows(reach.window[1]), ENTRIES * width);
+               CRows::Floats(1, votes_floats(width, static_cast<std::size_t>(reach.window[0]))) +
+               CRows::Floats(ROW_BATCH, BLOCK) + CRows::Floats(field_rows(reach.window[1]), ENTRIES * width);
     }
 
     void Run(const SBand& band) {
@@ -173,6 +200,13 @@ class CLocalTensors<Dim>::CPlaneWork {
     /// cache line.
     static std::size_t margin(std::size_t reach) { return RoundedToGroup(reach); }
 
+    /// Votes of some rows stand pixel by pixel, those of all rows together: sums along x then are sums of whole
+    /// registers, as those along y and z.
+    static constexpr std::size_t BLOCK = static_cast<std::size_t>(ROW_BATCH) * ENTRIES;
+    static std::size_t votes_floats(std::size_t width, std::size_t reach) {
+        return BLOCK * (width + 2 * reach) + ROW_GROUP;
+    }
+
     /// A row of sums along x; beyond the image that of the nearest one or nothing. Null where there is no vote.
     const float* gathered_row(long long y) {
         const auto height = static_cast<long long>(m_tensors.m_height);
@@ -191,21 +225,32 @@ class CLocalTensors<Dim>::CPlaneWork {
         for (std::size_t i = 0; i < m_rows.size(); ++i) {
             const float* const row = gathered_row(y - m_windowY + static_cast<long long>(i));
             isEmpty = isEmpty && row == nullptr;
-            m_rows[i] = row != nullptr ? row : m_tensors.m_zeros.get();
+            m_rows[i] = row != nullptr ? row : m_tensors.m_zeros.data();
         }
-        std::array<float*, static_cast<std::size_t>(ROW_BATCH)> out{};
-        for (std::size_t j = 0; j < static_cast<std::size_t>(outputs); ++j) {
+        const auto sum = [&](auto& ring) { sum_rows(y, static_cast<std::size_t>(outputs), isEmpty, ring); };
+        if constexpr (Dim == 3) {
+            with_planar_ring(m_tensors, [&](auto& planar) { sum(planar.slices); });
+        } else {
+            sum(m_tensors.m_tensorRing);
+        }
+    }
+
+    template <typename NumberT>
+    void sum_rows(long long y, std::size_t outputs, bool isEmpty, CRing<NumberT>& ring) {
+        std::array<NumberT*, static_cast<std::size_t>(ROW_BATCH)> out{};
+        for (std::size_t j = 0; j < outputs; ++j) {
             const std::size_t at = static_cast<std::size_t>(y) + j;
-            out[j] = m_tensors.m_planarRing.At(m_z) + at * m_tensors.m_tensorStride;
+            out[j] = ring.Row(m_z, at);
             m_tensors.m_isEmpty[m_tensors.empty_index(m_z, at)] = isEmpty ? 1 : 0;
             if (isEmpty) {
-                std::fill_n(out[j], m_tensors.m_tensorStride, 0.0F);
+                std::fill_n(out[j], ring.Stride(), NumberT{});
             }
         }
         if (!isEmpty) {
             const SWeights& weights = m_tensors.m_window[1];
-            m_kernels.smooth({m_rows.data(), weights.radius, weights.bothSides[smoothed].data(), out.data(),
-                              static_cast<std::size_t>(outputs), ENTRIES * m_tensors.m_width});
+            smooth(m_kernels, SSmoothedRows<float, NumberT>{m_rows.data(), weights.radius,
+                                                            weights.bothSides[smoothed].data(), out.data(),
+                                                            outputs, ENTRIES * m_tensors.m_width});
         }
     }
 
@@ -252,16 +297,16 @@ class CLocalTensors<Dim>::CPlaneWork {
     }
 
     void filter_across(long long y, const std::array<float*, 3>& out) {
-        const std::size_t offset = static_cast<std::size_t>(y) * m_tensors.m_greyStride;
+        const auto row = static_cast<std::size_t>(y);
         if constexpr (Dim == 2) {
-            std::copy_n(m_tensors.m_greyRing.At(0) + offset, m_tensors.m_width, out[0]);
+            std::copy_n(m_tensors.m_greyRing.Row(0, row), m_tensors.m_width, out[0]);
         } else {
             const SWeights& weights = m_tensors.m_derivative[2];
             const auto reach = static_cast<long long>(weights.radius);
             m_rows.resize(2 * weights.radius + 1);
             for (long long k = -reach; k <= reach; ++k) {
                 m_rows[static_cast<std::size_t>(k + reach)] =
-                    m_tensors.m_greyRing.At(m_tensors.clamped(m_z + k)) + offset;
+                    m_tensors.m_greyRing.Row(m_tensors.clamped(m_z + k), row);
             }
             SFilteredRow job{m_rows.data(),
                              weights.radius,
@@ -282,20 +327,31 @@ class CLocalTensors<Dim>::CPlaneWork {
             make_fields(m_nextField);
         }
         make_derivatives(y, count);
-        for (long long row = 0; row < count; ++row) {
-            const auto slot = static_cast<std::size_t>(y + row) % field_rows(m_windowY);
+        const bool isVoting = m_tensors.m_scales.kind == ELocalTensor::lineVotes;
+        float* const votes = m_votes.Row(0) + BLOCK * m_windowX;
+        if (isVoting) {
+            std::fill_n(votes, BLOCK * m_tensors.m_width, 0.0F);
+        }
+        bool isEmpty = true;
+        for (std::size_t row = 0; row < static_cast<std::size_t>(count); ++row) {
             std::array<const float*, 6> derivatives{};
             for (std::size_t number = 0; number < m_recipe.derivatives.size(); ++number) {
-                derivatives[number] = derivative_row(number, static_cast<std::size_t>(row));
+                derivatives[number] = derivative_row(number, row);
             }
-            float* const votes = m_votes.Row(0) + margin(ENTRIES * m_windowX);
-            m_isEmpty[slot] = m_tensors.m_scales.kind == ELocalTensor::lineVotes
-                                  ? !vote(derivatives, votes)
-                                  : !multiply(derivatives, votes);
-            if (!m_isEmpty[slot]) {
-                gather_along(votes, m_gathered.Row(slot));
-            }
+            const bool isRowEmpty = isVoting ? !vote(derivatives, votes + ENTRIES * row)
+                                             : !multiply(derivatives, votes + ENTRIES * row);
+            m_isEmpty[gathered_slot(y, row)] = isRowEmpty;
+            isEmpty = isEmpty && isRowEmpty;
         }
+        if (!isVoting) {
+            repeat_border(votes, m_tensors.m_width, m_windowX, BLOCK);
+        }
+        if (!isEmpty) {
+            gather_along(y, static_cast<std::size_t>(count));
+        }
+    }
+    std::size_t gathered_slot(long long y, std::size_t row) const {
+        return (static_cast<std::size_t>(y) + row) % field_rows(m_windowY);
     }
 
     void make_derivatives(long long y, long long count) {
@@ -317,22 +373,36 @@ class CLocalTensors<Dim>::CPlaneWork {
         }
     }
 
-    void gather_along(const float* votes, float* out) {
+    /// Sums along x of the votes of `count` rows from y on.
+    void gather_along(long long y, std::size_t count) {
+        constexpr auto TOGETHER = static_cast<std::size_t>(ROW_BATCH);
         const SWeights& weights = m_tensors.m_window[0];
-        m_rows.resize(2 * m_windowX + 1);
-        for (std::size_t k = 0; k < m_rows.size(); ++k) {
-            m_rows[k] = votes + ENTRIES * k - ENTRIES * m_windowX;
+        const std::size_t width = m_tensors.m_width;
+        std::array<float*, TOGETHER> sums{};
+        std::array<float*, TOGETHER> rows{};
+        for (std::size_t i = 0; i < TOGETHER; ++i) {
+            sums[i] = m_sums.Row(i);
+            rows[i] = m_gathered.Row(gathered_slot(y, i));
         }
-        m_kernels.filter({m_rows.data(),
-                          weights.radius,
-                          {weights.of[smoothed].data(), nullptr, nullptr},
-                          {out, nullptr, nullptr},
-                          ENTRIES * m_tensors.m_width});
+        m_rows.resize(TOGETHER + 2 * weights.radius);
+        for (std::size_t begin = 0; begin < width; begin += TOGETHER) {
+            const std::size_t pixels = std::min(TOGETHER, width - begin);
+            for (std::size_t i = 0; i < pixels + 2 * weights.radius; ++i) {
+                m_rows[i] = m_votes.Row(0) + BLOCK * (begin + i);
+            }
+            m_kernels.smooth({m_rows.data(), weights.radius, weights.bothSides[smoothed].data(), sums.data(),
+                              pixels, BLOCK});
+            for (std::size_t i = 0; i < pixels; ++i) {
+                for (std::size_t row = 0; row < count; ++row) {
+                    std::memcpy(rows[row] + ENTRIES * (begin + i), sums[i] + ENTRIES * row,
+                                ENTRIES * sizeof(float));
+                }
+            }
+        }
     }
 
     /// @return whether there is any vote. Beyond the image there is none.
     bool vote(const std::array<const float*, 6>& hessian, float* votes) {
-        std::fill_n(votes, ENTRIES * m_tensors.m_width, 0.0F);
         std::size_t voting = 0;
         std::array<unsigned short, SEGMENT_PIXELS>
             failed; // NOLINT(cppcoreguidelines-pro-type-member-init): output
@@ -343,7 +413,9 @@ class CLocalTensors<Dim>::CPlaneWork {
             }
             segment.count = std::min(SEGMENT_PIXELS, m_tensors.m_width - begin);
             segment.squaredSigma = m_tensors.m_squaredSigma;
-            segment.votes = votes + ENTRIES * begin;
+            segment.scale = HALF_SCALE;
+            segment.votes = votes + BLOCK * begin;
+            segment.pixelFloats = BLOCK;
             segment.failed = failed.data();
             const SVotesFound found = m_kernels.votes[Dim - 2](segment);
             voting += found.voting;
@@ -386,15 +458,16 @@ class CLocalTensors<Dim>::CPlaneWork {
         entry = 0;
         for (std::size_t i = 0; i < Dim; ++i) {
             for (std::size_t j = i; j < Dim; ++j) {
-                segment.votes[ENTRIES * pixel + entry++] =
-                    static_cast<float>(strength * strength * axis[i] * axis[j]);
+                segment.votes[BLOCK * pixel + entry++] =
+                    static_cast<float>(segment.scale * strength * strength * axis[i] * axis[j]);
             }
         }
     }
 
     bool multiply(const std::array<const float*, 6>& gradient, float* products) {
-        m_kernels.products[Dim - 2](gradient.data(), m_tensors.m_width, products);
-        repeat_border(products, m_tensors.m_width, m_windowX, ENTRIES);
+        m_kernels.products[Dim - 2](gradient.data(), m_tensors.m_width,
+                                    static_cast<float>(HALF_SCALE * m_tensors.m_squaredSigma), BLOCK,
+                                    products);
         return true;
     }
 
@@ -410,6 +483,7 @@ class CLocalTensors<Dim>::CPlaneWork {
     CRows m_fields;
     CRows m_derivatives;
     CRows m_votes;
+    CRows m_sums; // of some pixels along x
     CRows m_gathered;
     std::vector<bool> m_isEmpty;
     std::vector<const float*> m_rows;
@@ -424,9 +498,8 @@ CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, long
     : m_width(static_cast<std::size_t>(size[0])), m_height(static_cast<std::size_t>(size[1])),
       m_depth(Dim == 3 ? size[2] : 1), m_scales(scales), m_reach(ReachOf(scales, static_cast<int>(Dim))),
       m_grey(grey), m_fill(std::move(fill)), m_kernels(PlaneKernelsOf(set)),
-      m_squaredSigma(scales.derivativeSigma * scales.derivativeSigma), m_greyStride(RowStride(m_width)),
-      m_tensorStride(RowStride(ENTRIES * m_width)), m_zeros(NewRowMemory(m_tensorStride)) {
-    std::fill_n(m_zeros.get(), m_tensorStride, 0.0F);
+      m_squaredSigma(scales.derivativeSigma * scales.derivativeSigma),
+      m_zeros(RoundedToGroup(ENTRIES * m_width)) {
     for (std::size_t axis = 0; axis < Dim; ++axis) {
         const double spacing = scales.spacing[axis];
         const auto weights_of = [](const std::vector<SSampledKernel>& kernels) {
@@ -455,18 +528,17 @@ CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, long
             m_lookUps.offsets[step - 1][axis] = distance * scales.along / scales.spacing[axis];
         }
     }
-    const std::size_t tensorFloats = SliceStride(m_height * m_tensorStride);
-    const std::size_t greyFloats = SliceStride(m_height * m_greyStride);
+    const SRingSlices kept = kept_slices(m_reach, slabSlices);
+    m_greyRing = CRing<float>(kept.grey, m_height, m_width, newMemory);
+    m_isEmpty.resize(static_cast<std::size_t>(std::max(kept.planar, 1LL)) * m_height);
     if constexpr (Dim == 3) {
-        m_greyRing = CRing(2 * m_reach.derivative[2] + 2 * BATCH, greyFloats, newMemory);
-        m_planarRing = CRing(2 * m_reach.window[2] + BATCH, tensorFloats, newMemory);
-        m_tensorRing = CRing(2 * m_reach.along[2] + slabSlices, tensorFloats, newMemory);
-        m_isEmpty.resize(static_cast<std::size_t>(2 * m_reach.window[2] + BATCH) * m_height);
-    } else {
-        m_greyRing = CRing(1, greyFloats, newMemory);
-        m_planarRing = CRing(1, tensorFloats, newMemory);
-        m_isEmpty.resize(m_height);
+        with_planar_ring(*this, [&](auto& planar) {
+            planar.slices =
+                std::decay_t<decltype(planar.slices)>(kept.planar, m_height, ENTRIES * m_width, newMemory);
+            planar.zeros.resize(RoundedToGroup(ENTRIES * m_width));
+        });
     }
+    m_tensorRing = CRing<float>(kept.tensors, m_height, ENTRIES * m_width, newMemory);
     m_tensorEnd = std::max(slices.first - m_reach.along[2], 0LL);
     m_planarEnd = std::max(m_tensorEnd - m_reach.window[2], 0LL);
     const SPlanes asked = GreySlices(size, slices, scales);
@@ -485,18 +557,35 @@ SPlanes CLocalTensors<Dim>::GreySlices(const CSize& size, const SPlanes& slices,
 
 template <std::size_t Dim>
 std::size_t CLocalTensors<Dim>::Bytes(const CSize& size, long long slabSlices, const SLocalScales& scales) {
-    const SLocalReach reach = ReachOf(scales, static_cast<int>(Dim));
-    const auto slices = [](long long count, std::size_t floats) {
-        return static_cast<std::size_t>(count) * floats * sizeof(float);
-    };
+    const SRingSlices kept = kept_slices(ReachOf(scales, static_cast<int>(Dim)), slabSlices);
+    const auto width = static_cast<std::size_t>(size[0]);
     const auto height = static_cast<std::size_t>(size[1]);
-    const std::size_t grey = SliceStride(height * RowStride(static_cast<std::size_t>(size[0])));
-    const std::size_t tensor = SliceStride(height * RowStride(ENTRIES * static_cast<std::size_t>(size[0])));
+    return CRing<float>::Bytes(kept.grey, height, width) +
+           (scales.kind == ELocalTensor::lineVotes
+                ? CRing<HalfBits>::Bytes(kept.planar, height, ENTRIES * width)
+                : CRing<float>::Bytes(kept.planar, height, ENTRIES * width)) +
+           CRing<float>::Bytes(kept.tensors, height, ENTRIES * width);
+}
+
+/// In 2D tensors are complete when they are gathered within the slice.
+template <std::size_t Dim>
+typename CLocalTensors<Dim>::SRingSlices CLocalTensors<Dim>::kept_slices(const SLocalReach& reach,
+                                                                         long long slabSlices) {
     if constexpr (Dim == 2) {
-        return slices(1, grey) + slices(1, tensor);
+        return {1, 0, 1};
     }
-    return slices(2 * reach.derivative[2] + 2 * BATCH, grey) +
-           slices(2 * reach.window[2] + BATCH + 2 * reach.along[2] + slabSlices, tensor);
+    return {2 * reach.derivative[2] + 2 * BATCH, 2 * reach.window[2] + BATCH,
+            2 * reach.along[2] + slabSlices};
+}
+
+template <std::size_t Dim>
+template <typename TensorsT, typename UseT>
+void CLocalTensors<Dim>::with_planar_ring(TensorsT& tensors, const UseT& use) {
+    if (tensors.m_scales.kind == ELocalTensor::lineVotes) {
+        use(tensors.m_planarVotes);
+    } else {
+        use(tensors.m_planarProducts);
+    }
 }
 
 template <std::size_t Dim>
@@ -523,12 +612,12 @@ template <std::size_t Dim>
 void CLocalTensors<Dim>::fill_grey(long long end) {
     for (; m_greyEnd < std::min(end, m_greyLimit); ++m_greyEnd) {
         float* const slice = m_greyRing.At(m_greyEnd);
-        m_fill(m_greyEnd, slice, m_greyStride);
+        m_fill(m_greyEnd, slice, m_greyRing.Stride());
         for (std::size_t y = 0; y < m_height; ++y) {
-            float* const row = slice + y * m_greyStride;
+            float* const row = slice + y * m_greyRing.Stride();
             std::transform(row, row + m_width, row,
                            [this](float grey) { return (grey - m_grey.offset) * m_grey.factor; });
-            std::fill(row + m_width, row + m_greyStride, 0.0F);
+            std::fill(row + m_width, row + m_greyRing.Stride(), 0.0F);
         }
     }
 }
@@ -574,8 +663,11 @@ void CLocalTensors<Dim>::make_tensors(long long end, ITaskRunner& runner) {
     make_planar(std::min(planes.end + m_reach.window[2], m_depth), runner);
     if constexpr (Dim == 3) {
         const std::vector<SBand> parts = bands(1, LEAST_BAND_ROWS, runner);
-        runner.Run(static_cast<long long>(parts.size()),
-                   [&](long long task) { gather_across(planes, parts[static_cast<std::size_t>(task)]); });
+        with_planar_ring(*this, [&](const auto& planar) {
+            runner.Run(static_cast<long long>(parts.size()), [&](long long task) {
+                gather_across(planes, parts[static_cast<std::size_t>(task)], planar);
+            });
+        });
     }
     m_tensorEnd = planes.end;
 }
@@ -587,11 +679,13 @@ std::size_t CLocalTensors<Dim>::empty_index(long long z, std::size_t y) const {
 }
 
 template <std::size_t Dim>
-void CLocalTensors<Dim>::gather_across(const SPlanes& planes, const SBand& band) {
+template <typename NumberT>
+void CLocalTensors<Dim>::gather_across(const SPlanes& planes, const SBand& band,
+                                       const SPlanarRing<NumberT>& planar) {
     const SWeights& weights = m_window[2];
     const auto reach = static_cast<long long>(weights.radius);
     const auto outputs = static_cast<std::size_t>(planes.Count());
-    std::vector<const float*> rows(outputs + 2 * weights.radius);
+    std::vector<const NumberT*> rows(outputs + 2 * weights.radius);
     std::vector<float*> out(outputs);
     for (std::size_t y = band.first; y < band.end; ++y) {
         bool isEmpty = true;
@@ -601,21 +695,22 @@ void CLocalTensors<Dim>::gather_across(const SPlanes& planes, const SBand& band)
             const long long at = clamped(z);
             if ((isOutside && m_scales.kind == ELocalTensor::lineVotes) ||
                 m_isEmpty[empty_index(at, y)] != 0) {
-                rows[i] = m_zeros.get();
+                rows[i] = planar.zeros.data();
             } else {
-                rows[i] = m_planarRing.At(at) + y * m_tensorStride;
+                rows[i] = planar.slices.Row(at, y);
                 isEmpty = false;
             }
         }
         for (std::size_t j = 0; j < outputs; ++j) {
-            out[j] = m_tensorRing.At(planes.first + static_cast<long long>(j)) + y * m_tensorStride;
+            out[j] = m_tensorRing.Row(planes.first + static_cast<long long>(j), y);
             if (isEmpty) {
-                std::fill_n(out[j], m_tensorStride, 0.0F);
+                std::fill_n(out[j], m_tensorRing.Stride(), 0.0F);
             }
         }
         if (!isEmpty) {
-            m_kernels.smooth({rows.data(), weights.radius, weights.bothSides[smoothed].data(), out.data(),
-                              outputs, ENTRIES * m_width});
+            smooth(m_kernels, SSmoothedRows<NumberT, float>{rows.data(), weights.radius,
+                                                            weights.bothSides[smoothed].data(), out.data(),
+                                                            outputs, ENTRIES * m_width});
         }
     }
 }
@@ -678,25 +773,31 @@ void CLocalTensors<Dim>::find_axes(std::size_t count, CLocalWorkspace<Dim>& work
     }
 }
 
+/// Where the tensors around a slice stand.
+template <std::size_t Dim>
+STensorVolume CLocalTensors<Dim>::volume_around(long long z, CLocalWorkspace<Dim>& work) const {
+    STensorVolume volume{};
+    volume.extents[0] = static_cast<long long>(m_width);
+    volume.extents[1] = static_cast<long long>(m_height);
+    volume.extents[2] = m_depth;
+    volume.rowFloats = m_tensorRing.Stride();
+    volume.firstSlice = std::max(z - m_reach.along[2], 0LL);
+    work.m_planes.clear();
+    for (long long at = volume.firstSlice; at <= std::min(z + m_reach.along[2], m_depth - 1); ++at) {
+        work.m_planes.push_back(m_tensorRing.At(at));
+    }
+    volume.planes = work.m_planes.data();
+    return volume;
+}
+
 template <std::size_t Dim>
 void CLocalTensors<Dim>::FindMatrices(long long z, std::size_t y, const unsigned char* foreground,
                                       const std::array<float*, ENTRIES>& rows, float* confidence,
                                       CLocalWorkspace<Dim>& work) const {
     const auto entries = entries_of(work);
     std::fill_n(confidence, m_width, 0.0F);
-    const CRing& ring = Dim == 3 ? m_tensorRing : m_planarRing;
-    STensorVolume volume{};
-    volume.extents[0] = static_cast<long long>(m_width);
-    volume.extents[1] = static_cast<long long>(m_height);
-    volume.extents[2] = m_depth;
-    volume.rowFloats = m_tensorStride;
-    volume.firstSlice = std::max(z - m_reach.along[2], 0LL);
-    work.m_planes.clear();
-    for (long long at = volume.firstSlice; at <= std::min(z + m_reach.along[2], m_depth - 1); ++at) {
-        work.m_planes.push_back(ring.At(at));
-    }
-    volume.planes = work.m_planes.data();
-    const float* const own = ring.At(z) + y * m_tensorStride;
+    const STensorVolume volume = volume_around(z, work);
+    const float* const own = m_tensorRing.Row(z, y);
     for (std::size_t begin = 0; begin < m_width; begin += SEGMENT_PIXELS) {
         const std::size_t count = pick(foreground, begin, work);
         if (count == 0) {

@@ -55,8 +55,7 @@ class CLocalTensors {
   public:
     /// Writes the grey values of slice `z` into `rows`, row y at `rows + y * rowFloats`; must be finite.
     using FillSlice = std::function<void(long long z, float* rows, std::size_t rowFloats)>;
-    /// Gives memory for so many numbers.
-    using NewMemory = std::function<RowMemory(std::size_t floats)>;
+    using NewMemory = std::function<RowMemory(std::size_t bytes)>;
     static constexpr std::size_t ENTRIES = Dim * (Dim + 1) / 2;
 
     /// @param size of the image. @param slices whose matrices are wanted. @param slabSlices at most prepared at a
@@ -99,22 +98,48 @@ class CLocalTensors {
         std::size_t first, end;
     };
 
-    /// Slices of some step, the last few of them.
+    /// Slices of some step, the last few of them; rows of `rowNumbers` numbers each.
+    template <typename NumberT>
     class CRing {
       public:
         CRing() = default;
-        CRing(long long slices, std::size_t sliceFloats, const NewMemory& newMemory);
-        float* At(long long z) { return m_memory.get() + slot(z); }
-        const float* At(long long z) const { return m_memory.get() + slot(z); }
+        CRing(long long slices, std::size_t rows, std::size_t rowNumbers, const NewMemory& newMemory);
+        NumberT* At(long long z) { return numbers() + slot(z); }
+        const NumberT* At(long long z) const { return numbers() + slot(z); }
+        NumberT* Row(long long z, std::size_t y) { return At(z) + y * m_stride; }
+        const NumberT* Row(long long z, std::size_t y) const { return At(z) + y * m_stride; }
+        std::size_t Stride() const { return m_stride; }
+        /// Memory of such a ring.
+        static std::size_t Bytes(long long slices, std::size_t rows, std::size_t rowNumbers);
 
       private:
-        std::size_t slot(long long z) const { return static_cast<std::size_t>(z % m_slices) * m_sliceFloats; }
+        NumberT* numbers() const { return static_cast<NumberT*>(m_memory.get()); }
+        std::size_t slot(long long z) const {
+            return static_cast<std::size_t>(z % m_slices) * m_sliceNumbers;
+        }
         long long m_slices = 1;
-        std::size_t m_sliceFloats = 0;
+        std::size_t m_stride = 0;
+        std::size_t m_sliceNumbers = 0;
         RowMemory m_memory;
+    };
+    /// Tensors gathered within slices, to be gathered across them.
+    template <typename NumberT>
+    struct SPlanarRing {
+        CRing<NumberT> slices;
+        std::vector<NumberT> zeros; // a row of nothing
     };
     class CPlaneWork;
 
+    /// How many slices of each step are kept.
+    struct SRingSlices {
+        long long grey, planar, tensors;
+    };
+    static SRingSlices kept_slices(const SLocalReach& reach, long long slabSlices);
+    /// Calls `use` with the ring in use. Votes are kept in half the memory: their sum across slices evens out what
+    /// that rounds away. The axis of products is that of their smallest eigenvalue, which the rounding of the
+    /// largest would drown.
+    template <typename TensorsT, typename UseT>
+    static void with_planar_ring(TensorsT& tensors, const UseT& use);
     std::size_t pick(const unsigned char* foreground, std::size_t begin, CLocalWorkspace<Dim>& work) const;
     void find_axes(std::size_t count, CLocalWorkspace<Dim>& work) const;
     static std::array<float*, ENTRIES> entries_of(CLocalWorkspace<Dim>& work);
@@ -122,7 +147,9 @@ class CLocalTensors {
     void fill_grey(long long end);
     void make_planar(long long end, ITaskRunner& runner);
     void make_tensors(long long end, ITaskRunner& runner);
-    void gather_across(const SPlanes& planes, const SBand& band);
+    template <typename NumberT>
+    void gather_across(const SPlanes& planes, const SBand& band, const SPlanarRing<NumberT>& planar);
+    STensorVolume volume_around(long long z, CLocalWorkspace<Dim>& work) const;
     std::vector<SBand> bands(long long planes, std::size_t leastRows, const ITaskRunner& runner) const;
     long long clamped(long long z) const;
     std::size_t empty_index(long long z, std::size_t y) const;
@@ -139,13 +166,12 @@ class CLocalTensors {
     std::array<SWeights, 3> m_window;
     SLookUps m_lookUps{};
     double m_squaredSigma;
-    std::size_t m_greyStride;
-    std::size_t m_tensorStride;
-    CRing m_greyRing;
-    CRing m_planarRing;                   // gathered within slices
-    CRing m_tensorRing;                   // gathered across slices, too
+    CRing<float> m_greyRing;
+    SPlanarRing<HalfBits> m_planarVotes; // gathered within slices, or ...
+    SPlanarRing<float> m_planarProducts;
+    CRing<float> m_tensorRing;            // gathered across slices, too
     std::vector<unsigned char> m_isEmpty; // by slice of the planar ring and row: no votes
-    RowMemory m_zeros;
+    std::vector<float> m_zeros;
     long long m_greyEnd;
     long long m_greyLimit;
     long long m_planarEnd;

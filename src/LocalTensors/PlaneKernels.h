@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Axes/Segments.h"
+#include "Numeric/HalfFloats.h"
 
 #include <cstddef>
 
@@ -30,12 +31,14 @@ struct SFilteredRow {
     std::size_t count;
 };
 
-/// Up to eight rows that follow each other along the filtered axis, smoothed.
+/// Up to eight rows that follow each other along the filtered axis, smoothed. Rows are kept in single precision or
+/// in 16 bits; sums are in single precision.
+template <typename FromT, typename ToT>
 struct SSmoothedRows {
-    const float* const* rows; ///< outputs + 2 radius of them; output j is centred at rows[radius + j]
+    const FromT* const* rows; ///< outputs + 2 radius of them; output j is centred at rows[radius + j]
     std::size_t radius;
     const float* weights; ///< from distance -radius to radius
-    float* const* out;
+    ToT* const* out;
     std::size_t outputs; ///< 1 to MOST_SMOOTHED_ROWS
     std::size_t count;
 };
@@ -49,7 +52,9 @@ struct SVoteSegment {
     const float* hessian[6]; ///< rows xx, xy[, xz], yy[, yz, zz]
     std::size_t count;       ///< at most SEGMENT_PIXELS
     double squaredSigma;     ///< makes the line strength a plain number
-    float* votes;            ///< interleaved entries of every pixel; receives those of pixels that vote
+    double scale;            ///< that votes are multiplied by
+    float* votes;            ///< entries of every pixel; receives those of pixels that vote
+    std::size_t pixelFloats; ///< from one pixel's entries to the next
     unsigned short* failed;  ///< receives pixels whose axis has no closed form
 };
 
@@ -74,20 +79,24 @@ struct SLookUps {
 
 struct SPlaneKernels {
     void (*filter)(const SFilteredRow&);
-    void (*smooth)(const SSmoothedRows&);
-    /// Products of gradient components, interleaved. @param gradient rows x, y[, z].
-    void (*products[2])(const float* const* gradient, std::size_t count, float* products);
+    void (*smooth)(const SSmoothedRows<float, float>&);
+    void (*smoothIntoHalves)(const SSmoothedRows<float, HalfBits>&);
+    void (*smoothOutOfHalves)(const SSmoothedRows<HalfBits, float>&);
+    /// Products of gradient components times `scale`. @param gradient rows x, y[, z]. @param pixelFloats from one
+    /// pixel's products to the next.
+    void (*products[2])(const float* const* gradient, std::size_t count, float scale, std::size_t pixelFloats,
+                        float* products);
     SVotesFound (*votes[2])(const SVoteSegment&);
     /// Tensors of picked pixels of a row, one array per entry.
     void (*gather[2])(const float* row, const unsigned short* pixels, std::size_t count,
                       float* const* entries);
-    /// Unit eigenvectors of packed tensors. @return number of `failed` ones.
-    std::size_t (*axes[2])(const float* const* entries, std::size_t count, bool isSmallest,
-                           double* const* axis, unsigned short* failed);
     /// Weighted means of tensors along axes. @param x, count: the row's pixels; @param y, z: the row.
     void (*lookUp[2])(const STensorVolume& volume, const SLookUps& steps, const unsigned short* pixels,
                       std::size_t count, long long firstX, long long y, long long z,
                       const double* const* axis, float* const* entries);
+    /// Unit eigenvectors of packed tensors. @return number of `failed` ones.
+    std::size_t (*axes[2])(const float* const* entries, std::size_t count, bool isSmallest,
+                           double* const* axis, unsigned short* failed);
     /// How sure the axes of packed tensors are, in [0, 1]; 0 for those that are zero or no numbers.
     void (*confidence[2])(const float* const* entries, std::size_t count, bool isSmallest, float* confidence);
 };

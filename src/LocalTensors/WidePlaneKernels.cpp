@@ -13,7 +13,6 @@ namespace {
 
 // An alias would lose the count. NOLINTBEGIN(modernize-use-using)
 typedef int FloatMask __attribute__((vector_size(FLOATS * sizeof(int))));
-typedef float Voxel __attribute__((vector_size(VOXEL_LOAD * sizeof(float))));
 typedef int Whole __attribute__((vector_size(WIDTH * sizeof(int))));
 // NOLINTEND(modernize-use-using)
 static_assert(ROW_GROUP % (2 * FLOATS) == 0);
@@ -29,6 +28,14 @@ TEVRA_LANES_INLINE Floats load(const float* from) {
 
 TEVRA_LANES_INLINE void store(const Floats& floats, float* to) {
     __builtin_memcpy(to, &floats, sizeof floats);
+}
+
+TEVRA_LANES_INLINE Floats load(const HalfBits* from) {
+    return LoadHalves<FLOATS>(from);
+}
+
+TEVRA_LANES_INLINE void store(const Floats& floats, HalfBits* to) {
+    StoreHalves<FLOATS>(floats, to);
 }
 
 TEVRA_LANES_INLINE Floats all(float value) {
@@ -115,28 +122,33 @@ constexpr std::size_t SMOOTHED_TOGETHER = 4;
 static_assert(MOST_SMOOTHED_ROWS % SMOOTHED_TOGETHER == 0);
 
 /// How far ahead along rows memory is asked for.
-constexpr std::size_t PREFETCHED_FLOATS = 4 * FLOATS;
+constexpr std::size_t PREFETCHED = 4 * FLOATS;
 
 /// Adds one row to the outputs from `FirstOutput` to `EndOutput` - 1. @param weights of the row for output 0.
-template <std::size_t FirstOutput, std::size_t EndOutput, std::size_t Outputs>
-TEVRA_LANES_INLINE void add_row(const float* from, const float* weights, Floats (&sums)[Outputs][2]) {
+template <std::size_t FirstOutput, std::size_t EndOutput, typename FromT, std::size_t Outputs,
+          std::size_t Registers>
+TEVRA_LANES_INLINE void add_row(const FromT* from, const float* weights, Floats (&sums)[Outputs][Registers]) {
     // Many rows side by side are more than the processor foresees.
-    __builtin_prefetch(from + PREFETCHED_FLOATS);
-    __builtin_prefetch(from + PREFETCHED_FLOATS + FLOATS);
-    const Floats low = load(from);
-    const Floats high = load(from + FLOATS);
+    for (std::size_t line = 0; line < Registers * sizeof(FromT) / sizeof(HalfBits); line += 2) {
+        __builtin_prefetch(from + PREFETCHED + line * FLOATS / 2);
+    }
+    Floats values[Registers];
+    for (std::size_t part = 0; part < Registers; ++part) {
+        values[part] = load(from + part * FLOATS);
+    }
 #pragma GCC unroll 8
     for (std::size_t j = FirstOutput; j < EndOutput; ++j) {
         const Floats weight = all(*(weights - j));
-        sums[j][0] += weight * low;
-        sums[j][1] += weight * high;
+        for (std::size_t part = 0; part < Registers; ++part) {
+            sums[j][part] += weight * values[part];
+        }
     }
 }
 
 /// The first rows count for the first outputs only, ...
-template <std::size_t Row, std::size_t Outputs>
-TEVRA_LANES_INLINE void add_first_rows(const float* const* rows, std::size_t x, const float* weights,
-                                       Floats (&sums)[Outputs][2]) {
+template <std::size_t Row, typename FromT, std::size_t Outputs, std::size_t Registers>
+TEVRA_LANES_INLINE void add_first_rows(const FromT* const* rows, std::size_t x, const float* weights,
+                                       Floats (&sums)[Outputs][Registers]) {
     if constexpr (Row + 1 < Outputs) {
         add_row<0, Row + 1>(rows[Row] + x, weights + Row, sums);
         add_first_rows<Row + 1>(rows, x, weights, sums);
@@ -144,9 +156,9 @@ TEVRA_LANES_INLINE void add_first_rows(const float* const* rows, std::size_t x, 
 }
 
 /// ... and the last ones for the last.
-template <std::size_t Row, std::size_t Outputs>
-TEVRA_LANES_INLINE void add_last_rows(const float* const* rows, std::size_t x, const float* weights,
-                                      Floats (&sums)[Outputs][2]) {
+template <std::size_t Row, typename FromT, std::size_t Outputs, std::size_t Registers>
+TEVRA_LANES_INLINE void add_last_rows(const FromT* const* rows, std::size_t x, const float* weights,
+                                      Floats (&sums)[Outputs][Registers]) {
     if constexpr (Row < Outputs) {
         add_row<Row, Outputs>(rows[Row] + x, weights + Row, sums);
         add_last_rows<Row + 1>(rows, x, weights, sums);
@@ -154,27 +166,38 @@ TEVRA_LANES_INLINE void add_last_rows(const float* const* rows, std::size_t x, c
 }
 
 /// Each of the rows is loaded once for all outputs; the sums of each go through the rows in ascending order.
-template <std::size_t Outputs>
-void smooth_rows(const float* const* rows, std::size_t radius, const float* weights, float* const* out,
-                 std::size_t count) {
+template <std::size_t Registers, std::size_t Outputs, typename FromT, typename ToT>
+TEVRA_LANES_INLINE void smooth_column(const FromT* const* rows, std::size_t radius, const float* weights,
+                                      ToT* const* out, std::size_t x) {
     const std::size_t taps = 2 * radius + 1; // not less than outputs
-    for (std::size_t x = 0; x < count; x += 2 * FLOATS) {
-        Floats sums[Outputs][2]{};
-        add_first_rows<0>(rows, x, weights, sums);
-        for (std::size_t row = Outputs - 1; row < taps; ++row) {
-            add_row<0, Outputs>(rows[row] + x, weights + row, sums);
-        }
-        add_last_rows<1>(rows + taps - 1, x, weights + taps - 1, sums);
+    Floats sums[Outputs][Registers]{};
+    add_first_rows<0>(rows, x, weights, sums);
+    for (std::size_t row = Outputs - 1; row < taps; ++row) {
+        add_row<0, Outputs>(rows[row] + x, weights + row, sums);
+    }
+    add_last_rows<1>(rows + taps - 1, x, weights + taps - 1, sums);
 #pragma GCC unroll 8
-        for (std::size_t j = 0; j < Outputs; ++j) {
-            store(sums[j][0], out[j] + x);
-            store(sums[j][1], out[j] + x + FLOATS);
+    for (std::size_t j = 0; j < Outputs; ++j) {
+        for (std::size_t part = 0; part < Registers; ++part) {
+            store(sums[j][part], out[j] + x + part * FLOATS);
         }
     }
 }
 
-template <std::size_t Outputs>
-bool smooth_next(const SSmoothedRows& job, std::size_t& done) {
+template <std::size_t Outputs, typename FromT, typename ToT>
+void smooth_rows(const FromT* const* rows, std::size_t radius, const float* weights, ToT* const* out,
+                 std::size_t count) {
+    std::size_t x = 0;
+    for (; x + FLOATS < count; x += 2 * FLOATS) {
+        smooth_column<2, Outputs>(rows, radius, weights, out, x);
+    }
+    if (x < count) {
+        smooth_column<1, Outputs>(rows, radius, weights, out, x);
+    }
+}
+
+template <std::size_t Outputs, typename FromT, typename ToT>
+bool smooth_next(const SSmoothedRows<FromT, ToT>& job, std::size_t& done) {
     if (job.outputs - done < Outputs || 2 * job.radius + 1 < Outputs) {
         return false;
     }
@@ -183,7 +206,8 @@ bool smooth_next(const SSmoothedRows& job, std::size_t& done) {
     return true;
 }
 
-void smooth(const SSmoothedRows& job) {
+template <typename FromT, typename ToT>
+void smooth(const SSmoothedRows<FromT, ToT>& job) {
     std::size_t done = 0;
     while (done < job.outputs) {
         static_cast<void>(smooth_next<SMOOTHED_TOGETHER>(job, done) || smooth_next<3>(job, done) ||
@@ -192,13 +216,14 @@ void smooth(const SSmoothedRows& job) {
 }
 
 template <std::size_t Dim>
-void products(const float* const* gradient, std::size_t count, float* out) {
+void products(const float* const* gradient, std::size_t count, float scale, std::size_t pixelFloats,
+              float* out) {
     for (std::size_t x = 0; x < count; ++x) {
-        float* const pixel = out + ENTRIES<Dim> * x;
+        float* const pixel = out + pixelFloats * x;
         std::size_t entry = 0;
         for (std::size_t i = 0; i < Dim; ++i) {
             for (std::size_t j = i; j < Dim; ++j) {
-                pixel[entry++] = gradient[i][x] * gradient[j][x];
+                pixel[entry++] = scale * gradient[i][x] * gradient[j][x];
             }
         }
     }
@@ -308,13 +333,14 @@ TEVRA_LANES_INLINE Real trace(const SHessian2<Real>& h) {
     return h.xx + h.yy;
 }
 
-/// A vote's weight: the square of the line strength, in units of the range.
+/// A vote's weight: the square of the line strength, in units of the range, times `scale`.
 template <typename MatrixT, typename VectorT>
-TEVRA_LANES_INLINE Real weight_of(const MatrixT& h, const VectorT& axis, const Real& squaredSigma) {
+TEVRA_LANES_INLINE Real weight_of(const MatrixT& h, const VectorT& axis, const Real& squaredSigma,
+                                  const Real& scale) {
     const Real along = value_along(h, axis);
     const SOtherTwo across = other_two(h, along);
     const Real strength = squaredSigma * (-(across.mean + across.offset) - Abs(along));
-    return Select(strength < Real(LEAST_LINE_STRENGTH), Real(0.0), Real(strength * strength));
+    return Select(strength < Real(LEAST_LINE_STRENGTH), Real(0.0), Real(scale * strength * strength));
 }
 
 template <std::size_t Dim>
@@ -333,13 +359,14 @@ SVotesFound votes(const SVoteSegment& segment) {
         return static_cast<const float*>(packed[entry].values);
     };
     const Real squaredSigma(segment.squaredSigma);
+    const Real scale(segment.scale);
     SVotesFound result{count, 0};
     for (std::size_t at = 0; at < count; at += WIDTH) {
         Real::Mask found{};
         if constexpr (Dim == 3) {
             const auto h = matrix3(entry_of, at);
             const auto [axis, isFound] = EigenAxis<true>(h);
-            const Real weight = weight_of(h, axis, squaredSigma);
+            const Real weight = weight_of(h, axis, squaredSigma, scale);
             found = isFound;
             Access::StoreFloats(weight * axis.x * axis.x, products[0]);
             Access::StoreFloats(weight * axis.x * axis.y, products[1]);
@@ -350,7 +377,7 @@ SVotesFound votes(const SVoteSegment& segment) {
         } else {
             const auto h = matrix2(entry_of, at);
             const auto [axis, isFound] = EigenAxis<true>(h);
-            const Real weight = weight_of(h, axis, squaredSigma);
+            const Real weight = weight_of(h, axis, squaredSigma, scale);
             found = isFound;
             Access::StoreFloats(weight * axis.x * axis.x, products[0]);
             Access::StoreFloats(weight * axis.x * axis.y, products[1]);
@@ -362,7 +389,7 @@ SVotesFound votes(const SVoteSegment& segment) {
                 segment.failed[result.failed++] = picked[at + lane];
                 continue;
             }
-            float* const vote = segment.votes + entries * picked[at + lane];
+            float* const vote = segment.votes + segment.pixelFloats * picked[at + lane];
             for (std::size_t entry = 0; entry < entries; ++entry) {
                 vote[entry] = products[entry][lane];
             }
@@ -371,11 +398,20 @@ SVotesFound votes(const SVoteSegment& segment) {
     return result;
 }
 
+/// A voxel's tensor, and what stands behind it.
+using Voxel = SLanes<VOXEL_LOAD>::Floats;
+
+TEVRA_LANES_INLINE Voxel load_voxel(const float* from) {
+    Voxel voxel;
+    __builtin_memcpy(&voxel, from, sizeof voxel);
+    return voxel;
+}
+
 template <std::size_t Dim>
 void gather(const float* row, const unsigned short* pixels, std::size_t count, float* const* out) {
     constexpr std::size_t entries = ENTRIES<Dim>;
     for (std::size_t i = 0; i < count; ++i) {
-        const float* const voxel = row + entries * pixels[i];
+        const Voxel voxel = load_voxel(row + entries * pixels[i]);
         for (std::size_t entry = 0; entry < entries; ++entry) {
             out[entry][i] = voxel[entry];
         }
@@ -430,12 +466,6 @@ TEVRA_LANES_INLINE Whole nearest(const Real& values) {
 TEVRA_LANES_INLINE long long clamped(long long value, long long extent) {
     const long long low = value < 0 ? 0 : value;
     return low < extent ? low : extent - 1;
-}
-
-TEVRA_LANES_INLINE Voxel load_voxel(const float* from) {
-    Voxel voxel;
-    __builtin_memcpy(&voxel, from, sizeof voxel);
-    return voxel;
 }
 
 constexpr std::size_t STEPS = 3;
@@ -656,12 +686,14 @@ void confidence(const float* const* entries, std::size_t count, bool isSmallest,
 } // namespace
 
 extern const SPlaneKernels PLANE_KERNELS{filter,
-                                         smooth,
+                                         smooth<float, float>,
+                                         smooth<float, HalfBits>,
+                                         smooth<HalfBits, float>,
                                          {products<2>, products<3>},
                                          {votes<2>, votes<3>},
                                          {gather<2>, gather<3>},
-                                         {axes<2>, axes<3>},
                                          {look_up<2>, look_up<3>},
+                                         {axes<2>, axes<3>},
                                          {confidence<2>, confidence<3>}};
 
 } // namespace TEVRA::Impl::planes::TEVRA_WIDE

@@ -8,6 +8,9 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#ifdef __x86_64__
+#include <cpuid.h>
+#endif
 
 /// Instruction sets that inner loops are compiled for (`tevra_add_wide_sources`), which of them is in use, and
 /// the choice of a table of loops by it. Shared by the host's filters and the library's kernels.
@@ -16,8 +19,8 @@ namespace TEVRA::Impl {
 /// All give the same bits; they differ in speed only.
 enum class EInstructionSet {
     baseline, ///< What every processor of the platform has.
-    avx2,
-    avx512 ///< The subsets F, DQ, BW and VL.
+    avx2,     ///< With the conversions F16C, as every processor that has it.
+    avx512    ///< The subsets F, DQ, BW and VL.
 };
 
 /// Every set by ascending speed, whether or not this processor has it.
@@ -47,15 +50,27 @@ constexpr std::optional<EInstructionSet> InstructionSetNamed(std::string_view na
     return std::nullopt;
 }
 
+#ifdef __x86_64__
+/// Whether the processor has the conversions F16C, for which not every compiler has a name to ask by.
+inline bool ConvertsHalfFloats() noexcept {
+    unsigned eax = 0;
+    unsigned ebx = 0;
+    unsigned ecx = 0;
+    unsigned edx = 0;
+    return __get_cpuid(1, &eax, &ebx, &ecx, &edx) != 0 && (ecx & bit_F16C) != 0;
+}
+#endif
+
 /// Whether loops for the set were built and this processor runs them.
 inline bool IsSupported(EInstructionSet set) noexcept {
 #ifdef __x86_64__
     if (set == EInstructionSet::avx2) {
-        return __builtin_cpu_supports("avx2") != 0;
+        return __builtin_cpu_supports("avx2") != 0 && ConvertsHalfFloats();
     }
     if (set == EInstructionSet::avx512) {
-        return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
-               __builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vl") != 0;
+        return ConvertsHalfFloats() && __builtin_cpu_supports("avx512f") != 0 &&
+               __builtin_cpu_supports("avx512dq") != 0 && __builtin_cpu_supports("avx512bw") != 0 &&
+               __builtin_cpu_supports("avx512vl") != 0;
     }
 #endif
     return set == EInstructionSet::baseline;

@@ -38,11 +38,15 @@ std::array<double, 3> axis_at(const SMaps& maps, std::size_t i, std::size_t dim)
     return {std::sin(theta) * std::cos(phi), std::sin(theta) * std::sin(phi), std::cos(theta)};
 }
 
-SDeviations deviations(const SMaps& maps, const std::vector<SPlainAxis>& truth, std::size_t dim) {
+SDeviations deviations(const SMaps& maps, const std::vector<SPlainAxis>& truth, std::size_t dim,
+                       const std::vector<unsigned char>& wanted) {
     SDeviations result;
     std::array<double, 9> tensor{};
     double count = 0.0;
     for (std::size_t i = 0; i < truth.size(); ++i) {
+        if (!wanted.empty() && wanted[i] == 0) {
+            continue;
+        }
         const bool isFound = maps.theta[i] >= 0.0F;
         if (isFound != truth[i].isFound) {
             ++result.differentMarkers;
@@ -107,9 +111,11 @@ SPlainImage Fibers(const std::array<long long, 3>& extents, double radius,
     SPlainImage image{extents,
                       std::vector<double>(static_cast<std::size_t>(extents[0] * extents[1] * extents[2]))};
     for (double& value : image.values) {
-        value = 20.0 + normal(random);
+        value = BACKGROUND + normal(random);
     }
     const int count = isVolume ? 6 : 4;
+    const double edge =
+        *std::min_element(spacing.begin(), spacing.begin() + (isVolume ? 3 : 2)); // as wide as a pixel
     for (int fiber = 0; fiber < count; ++fiber) {
         std::array<double, 3> axis{normal(random), normal(random), isVolume ? normal(random) : 0.0};
         const double length = std::hypot(axis[0], axis[1], axis[2]);
@@ -127,9 +133,9 @@ SPlainImage Fibers(const std::array<long long, 3>& extents, double radius,
                     const double along = at[0] * axis[0] + at[1] * axis[1] + at[2] * axis[2];
                     const double square = at[0] * at[0] + at[1] * at[1] + at[2] * at[2] - along * along;
                     const double distance = std::sqrt(std::max(square, 0.0));
-                    const double share = std::clamp(radius + 0.5 - distance, 0.0, 1.0);
+                    const double share = std::clamp((radius - distance) / edge + 0.5, 0.0, 1.0);
                     double& value = image.values[image.Index(x, y, z)];
-                    value = std::max(value, 20.0 + 180.0 * share);
+                    value = std::max(value, BACKGROUND + CONTRAST * share);
                 }
             }
         }
@@ -140,8 +146,19 @@ SPlainImage Fibers(const std::array<long long, 3>& extents, double radius,
     return image;
 }
 
-void ExpectPlainAxes(const SMaps& maps, const std::vector<SPlainAxis>& truth, std::size_t dim) {
-    const SDeviations found = deviations(maps, truth, dim);
+std::vector<unsigned char> AtFibers(const SPlainImage& image) {
+    std::vector<unsigned char> wanted(image.values.size());
+    std::transform(image.values.begin(), image.values.end(), wanted.begin(),
+                   [](double value) { return value > BACKGROUND + 0.25 * CONTRAST ? 1 : 0; });
+    return wanted;
+}
+
+void ExpectPlainAxes(const SMaps& maps, const std::vector<SPlainAxis>& truth, std::size_t dim,
+                     const std::vector<unsigned char>& wanted) {
+    if (!wanted.empty()) {
+        EXPECT_LE(quantile(deviations(maps, truth, dim, {}).degrees, 0.5), 0.01);
+    }
+    const SDeviations found = deviations(maps, truth, dim, wanted);
     ASSERT_GT(found.degrees.size(), 500U);
     EXPECT_LE(quantile(found.degrees, 0.5), 0.01);
     EXPECT_LE(quantile(found.degrees, 0.99), 0.02);

@@ -27,11 +27,20 @@ std::unique_ptr<CImage> FloatImage(const SPlainImage& image);
 
 SMaps MapsOf(const CLocalTensorOrientations& estimator);
 
+inline constexpr double BACKGROUND = 20.0; ///< of `Fibers` ...
+inline constexpr double CONTRAST = 180.0;  ///< ... that are brighter by this
+
 /// A few bright fibers with soft edges at random places, and a little noise; floats. The same for the same seed.
 SPlainImage Fibers(const std::array<long long, 3>& extents, double radius,
                    const std::array<double, 3>& spacing, unsigned seed);
 
-/// Fails the test unless the maps are the plain axes, but for what single precision does to them.
-void ExpectPlainAxes(const SMaps& maps, const std::vector<SPlainAxis>& truth, std::size_t dim);
+/// Not 0 at pixels of fibers of `Fibers`.
+std::vector<unsigned char> AtFibers(const SPlainImage& image);
+
+/// Fails the test unless the maps are the plain axes, but for what single precision does to them. @param wanted not 0
+/// where every axis counts; elsewhere their median does. Where hardly anything votes, votes kept in 16 bits are rounded
+/// to what a 24th power of 2 of the strongest is. By default everywhere.
+void ExpectPlainAxes(const SMaps& maps, const std::vector<SPlainAxis>& truth, std::size_t dim,
+                     const std::vector<unsigned char>& wanted = {});
 
 } // namespace TEVRA::test

@@ -46,7 +46,7 @@ TEST(LineVotingInMemory, GivesThePlainAxesOfAVolumeInThickSlices) {
     const auto mask = full_mask(pixels->Size());
     const SMaps maps = votes_of(*pixels, 0.15, mask.get());
     const SPlainScales plain{EPlainKind::lineVoting, {0.05, 0.05, 0.1}, 0.075, 0.105, 0.15};
-    ExpectPlainAxes(maps, PlainAxes(image, plain), 3);
+    ExpectPlainAxes(maps, PlainAxes(image, plain), 3, AtFibers(image));
     SLineVotingOptions cubes;
     cubes.spacing = {0.05, 0.05, 0.05};
     EXPECT_NE(votes_of(*pixels, 0.15, mask.get(), cubes), maps) << "what is given goes before the header";
@@ -59,7 +59,8 @@ TEST(LineVotingInMemory, GivesThePlainAxesOfAPlaneWithTheLengthAlongTheFiberThat
     SLineVotingOptions options;
     options.along = 1.5;
     const SMaps maps = votes_of(*pixels, 3.0, mask.get(), options);
-    ExpectPlainAxes(maps, PlainAxes(image, {EPlainKind::lineVoting, CUBES, 1.5, 2.1, 1.5}), 2);
+    ExpectPlainAxes(maps, PlainAxes(image, {EPlainKind::lineVoting, CUBES, 1.5, 2.1, 1.5}), 2,
+                    AtFibers(image));
 }
 
 TEST(StructureTensorInMemory, GivesThePlainAxesWithTheLengthsThatItIsGiven) {

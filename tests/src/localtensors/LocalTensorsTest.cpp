@@ -101,7 +101,8 @@ TEST_P(PlainComputation, GivesTheSameAxesAndConfidence) {
                                 std::max({c.radius / 3.0, least, 0.7 * most}), c.radius, c.along};
     CTasksInTurn inTurn;
     const SMaps maps = dim == 3 ? maps_of<3>(image, scales, inTurn) : maps_of<2>(image, scales, inTurn);
-    ExpectPlainAxes(maps, PlainAxes(image, plain), dim);
+    ExpectPlainAxes(maps, PlainAxes(image, plain), dim,
+                    isVoting ? AtFibers(image) : std::vector<unsigned char>());
 }
 
 constexpr std::array<double, 3> CUBES{1.0, 1.0, 1.0};
