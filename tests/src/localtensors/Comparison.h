@@ -38,8 +38,8 @@ SPlainImage Fibers(const std::array<long long, 3>& extents, double radius,
 std::vector<unsigned char> AtFibers(const SPlainImage& image);
 
 /// Fails the test unless the maps are the plain axes, but for what single precision does to them. @param wanted not 0
-/// where every axis counts; elsewhere their median does. Where hardly anything votes, votes kept in 16 bits are rounded
-/// to what a 24th power of 2 of the strongest is. By default everywhere.
+/// where every axis counts; elsewhere their median does. Where hardly anything votes, sums
+/// of votes in 16 bits have few digits left. By default everywhere.
 void ExpectPlainAxes(const SMaps& maps, const std::vector<SPlainAxis>& truth, std::size_t dim,
                      const std::vector<unsigned char>& wanted = {});
 
