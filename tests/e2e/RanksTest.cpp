@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // `tevra analyze` by several processes; built with MPI only.
 #include "e2e/Images.h"
+#include "e2e/KilledRun.h"
 #include "e2e/ProgramRun.h"
 #include "e2e/Results.h"
 #include "support/TemporaryFolder.h"
@@ -10,13 +11,9 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <system_error>
-#include <thread>
 #include <vector>
 
 namespace TEVRA::test {
@@ -199,40 +196,24 @@ class ResumingRanks : public Ranks {
     /// So many subfields that much is left to do after the smoothing.
     static Words options() { return {"--fiber-radius", "3", "--subfield", "8", "--maps", "--resume"}; }
 
-    /// @param command for the shell of every process, in which "$@" is the program with its arguments.
+    /// @param command as of ShellLauncher.
     SOutcome run_shells(int processes, const std::string& command) {
-        return started(processes, command).Wait();
+        return RunTevra(arguments(),
+                        {.workingFolder = m_folder.Path(), .launcher = ShellLauncher(processes, command)});
     }
     void run_until_killed(int processes, const std::string& command = "exec \"$@\"") {
-        // On a busy machine a job may be over, or at its last files, before it is killed.
-        constexpr int ATTEMPTS = 5;
-        bool isKilled = false;
-        for (int attempt = 0; attempt < ATTEMPTS && !isKilled; ++attempt) {
-            fs::remove_all(m_folder / "out");
-            isKilled = kills_in_time(processes, command);
-        }
-        ASSERT_TRUE(isKilled);
+        ASSERT_TRUE(RunUntilKilled({.workingFolder = m_folder.Path(),
+                                    .arguments = arguments(),
+                                    .processes = processes,
+                                    .command = command})
+                        .has_value());
         ASSERT_FALSE(fs::exists(m_folder / "out/result.json"));
-    }
-    /// How many processes have recorded that their slices are smooth, in the folder of the results or
-    /// another.
-    int records() const {
-        int count = 0;
-        std::error_code ignored;
-        for (fs::recursive_directory_iterator entry(m_folder.Path(), ignored), end; entry != end; ++entry) {
-            const std::string name = entry->path().filename().string();
-            count += name.starts_with(".tevra-resume") && !name.ends_with(".scratch") &&
-                             !name.ends_with(".new") && !name.ends_with(".lock")
-                         ? 1
-                         : 0;
-        }
-        return count;
     }
     Json seconds() const { return Json::parse(ReadFile(m_folder / "out/run.json"))["seconds"]; }
     void expect_results_of_a_whole_run() {
         ASSERT_EQ(run(1, "whole", options()).status, 0);
         ExpectSameResults(m_folder / "out", m_folder / "whole");
-        EXPECT_EQ(records(), 0);
+        EXPECT_EQ(ResumeRecords(m_folder.Path()), 0);
         EXPECT_THAT(OutputsIn(m_folder / "out"),
                     ElementsAre("confidence.mha", "phi.mha", "profiles.csv", "result.json", "run.json",
                                 "subfields.csv", "theta.mha"));
@@ -249,25 +230,11 @@ class ResumingRanks : public Ranks {
     }
 
   private:
-    bool kills_in_time(int processes, const std::string& command) const {
-        // Nice to this one, which must not wait for a processor when the records are there.
-        CProgramRun job =
-            started(processes, "echo $$ > pid$OMPI_COMM_WORLD_RANK; renice -n 19 $$ > /dev/null; " + command);
-        while (!job.HasEnded() && records() < processes) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        if (!job.HasEnded()) {
-            kill(std::stoi(ReadFile(m_folder / ("pid" + std::to_string(processes - 1)))), SIGKILL);
-        }
-        return job.Wait().status != 0 && records() == processes;
-    }
-    CProgramRun started(int processes, const std::string& command) const {
+    static Words arguments() {
         Words words = {"analyze", "image.mha", "--threads", "1", "-o", "out"};
         const Words more = options();
         words.insert(words.end(), more.begin(), more.end());
-        return CProgramRun(words, {.workingFolder = m_folder.Path(),
-                                   .launcher = {"mpirun", "--oversubscribe", "-n", std::to_string(processes),
-                                                "sh", "-c", command, "sh"}});
+        return words;
     }
 };
 

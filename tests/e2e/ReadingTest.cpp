@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // What the commands say of the files they read, and what they take from them.
 #include "e2e/Images.h"
+#include "e2e/KilledRun.h"
 #include "e2e/ProgramRun.h"
 #include "support/TemporaryFolder.h"
 
@@ -10,14 +11,11 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
-#include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <hdf5.h>
@@ -202,19 +200,7 @@ TEST_F(Reading, AResumedRunNoticesNewPixelsBehindAnOldHeader) {
     WriteFile(m_folder / "image.mhd", header);
     WriteFile(m_folder / "image.raw", fibers.pixels);
     const Words words = {"analyze", "image.mhd", "--fiber-radius", "3", "-o", "out", "--resume", "--maps"};
-    CProgramRun stopped(words, {.workingFolder = m_folder.Path()});
-    const auto has_record = [this] {
-        const Words names =
-            fs::exists(m_folder / "out") ? CTemporaryFolder::EntriesOf(m_folder / "out") : Words{};
-        return std::any_of(names.begin(), names.end(), [](const std::string& name) {
-            return name.starts_with(".tevra-resume") && name.ends_with("-1-of-1");
-        });
-    };
-    while (!stopped.HasEnded() && !has_record()) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    stopped.Signal(SIGKILL);
-    ASSERT_EQ(stopped.Wait().status, 128 + SIGKILL);
+    ASSERT_TRUE(RunUntilKilled({.workingFolder = m_folder.Path(), .arguments = words}).has_value());
     // As a copy that keeps times would: the size and the time of writing are those of before.
     const auto time = fs::last_write_time(m_folder / "image.raw");
     WriteFile(m_folder / "image.raw", ParallelFibers(image.size, 2).pixels);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Memory, scratch files and threads of `tevra analyze`.
 #include "e2e/Images.h"
+#include "e2e/KilledRun.h"
 #include "e2e/ProgramRun.h"
 #include "e2e/Results.h"
 #include "support/TemporaryFolder.h"
@@ -9,7 +10,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -255,24 +255,18 @@ class Resuming : public Streaming {
   protected:
     Resuming() { write_volume(180); }
 
-    /// @param folder that the record of the finished smoothing goes to.
-    void run_until_killed(const Words& more, const std::string& folder = "out") {
+    /// The arguments of an analysis into `out` that another one can go on with.
+    Words resumable(const Words& more) const {
         Words words = {"analyze", "image.raw", "--raw", m_layout,  "--fiber-radius",
                        "3",       "-o",        "out",   "--resume"};
         words.insert(words.end(), more.begin(), more.end());
-        CProgramRun killed(words, {.workingFolder = m_folder.Path()});
-        while (!killed.HasEnded() && !has_record(folder)) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        killed.Signal(SIGKILL);
-        ASSERT_EQ(killed.Wait().status, 128 + SIGKILL);
+        return words;
     }
-    bool has_record(const std::string& folder) const {
-        const Words names =
-            fs::exists(m_folder / folder) ? CTemporaryFolder::EntriesOf(m_folder / folder) : Words{};
-        return std::any_of(names.begin(), names.end(), [](const std::string& name) {
-            return name.starts_with(".tevra-resume") && name.ends_with("-1-of-1");
-        });
+    void run_until_killed(const Words& more, int signal = SIGKILL) {
+        const auto killed = RunUntilKilled(
+            {.workingFolder = m_folder.Path(), .arguments = resumable(more), .signal = signal});
+        ASSERT_TRUE(killed.has_value());
+        ASSERT_EQ(killed->status, 128 + signal);
     }
     Words kept_files() const {
         Words names;
@@ -324,7 +318,7 @@ TEST_F(Resuming, AnotherImageOrRadiusStartsOver) {
 TEST_F(Resuming, OneFolderForScratchServesAnalysesWithResultsInOthers) {
     fs::create_directory(m_folder / "disk");
     const Words options = {"--subfield", "50", "--maps", "--scratch", "disk", "--resume"};
-    run_until_killed({options.begin(), options.end() - 1}, "disk");
+    run_until_killed({options.begin(), options.end() - 1});
     EXPECT_THAT(kept_files(), ElementsAre());
     const Words kept = CTemporaryFolder::EntriesOf(m_folder / "disk");
     EXPECT_THAT(kept, ElementsAre(MatchesRegex("\\.tevra-resume-[0-9a-f]+-1-of-1"),
@@ -338,13 +332,7 @@ TEST_F(Resuming, OneFolderForScratchServesAnalysesWithResultsInOthers) {
 }
 
 TEST_F(Resuming, ARunStoppedByCtrlCIsContinuedToo) {
-    Words words = {"analyze", "image.raw", "--raw", m_layout, "--fiber-radius", "3", "-o", "out", "--resume"};
-    CProgramRun stopped(words, {.workingFolder = m_folder.Path()});
-    while (!stopped.HasEnded() && !fs::exists(m_folder / "out/.tevra-resume-1-of-1")) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    stopped.Signal(SIGINT);
-    ASSERT_EQ(stopped.Wait().status, 130);
+    run_until_killed({}, SIGINT);
     EXPECT_THAT(
         OutputsIn(m_folder / "out"),
         ElementsAre(".tevra-resume-1-of-1", MatchesRegex("\\.tevra-resume-1-of-1-[0-9a-f]{16}\\.scratch")));
@@ -354,10 +342,10 @@ TEST_F(Resuming, ARunStoppedByCtrlCIsContinuedToo) {
 TEST_F(Resuming, SlicesInASharedScratchFolderAreOfOneRunAtATime) {
     // As in two containers, whose results lie in different folders of one name.
     fs::create_directory(m_folder / "disk");
-    const Words options = {"--subfield", "50", "--maps", "--resume", "--scratch", "disk"};
-    Words words = {"analyze", "image.raw", "--raw", m_layout, "--fiber-radius", "3", "-o", "out"};
-    words.insert(words.end(), options.begin(), options.end());
-    CProgramRun first(words, {.workingFolder = m_folder.Path()});
+    const Words options = {"--subfield", "50", "--maps", "--scratch", "disk", "--resume"};
+    // Nice to the second one, which is to meet it at work.
+    CProgramRun first(resumable({options.begin(), options.end() - 1}),
+                      {.workingFolder = m_folder.Path(), .launcher = {"nice", "-n", "19"}});
     while (!first.HasEnded() && CTemporaryFolder::EntriesOf(m_folder / "disk").size() < 2) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
