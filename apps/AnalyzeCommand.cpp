@@ -39,7 +39,6 @@ namespace {
 /// The options as given.
 struct SAnalyzeOptions {
     std::vector<std::string> images;
-    std::string image; ///< the one at work
     std::string fiberRadius;
     std::string outputFolder;
     std::string estimator = stream::DEFAULT_ESTIMATOR->name;
@@ -408,8 +407,11 @@ std::string tensor_text(const Impl::STensorValues& values) {
 /// One run of the command: from the files named to the files written.
 class CAnalyzeRun {
   public:
-    CAnalyzeRun(const SAnalyzeOptions& options, stream::ICommunicator& ranks)
-        : m_options(options), m_settings(read_settings(options, ranks)), m_ranks(ranks),
+    /// @param folder for the results. All but the names must outlive the object.
+    CAnalyzeRun(const SAnalyzeOptions& options, const SAnalyzeSettings& settings, std::string image,
+                std::string folder, stream::ICommunicator& ranks)
+        : m_options(options), m_settings(settings), m_image(std::move(image)), m_folder(std::move(folder)),
+          m_ranks(ranks),
           m_console(options.quiet || !ranks.IsFirst() ? EVerbosity::quiet : EVerbosity::normal) {}
 
     void Run() {
@@ -417,10 +419,10 @@ class CAnalyzeRun {
         std::unique_ptr<volume::IImageReader> mask;
         std::optional<jobs::CAnalyzeJob> job;
         jobs::DoTogether(m_ranks, [&] {
-            image = OpenInput(m_options.image, m_options.raw);
-            RefuseResultsAmongSlices(m_options.image, m_options.outputFolder);
+            image = OpenInput(m_image, m_options.raw);
+            RefuseResultsAmongSlices(m_image, m_folder);
             if (!m_options.allowGaps && m_ranks.IsFirst()) {
-                WarnOfMissingSlices(m_options.image, image->Info(), m_console);
+                WarnOfMissingSlices(m_image, image->Info(), m_console);
             }
             jobs::SAnalyzeTask task = task_of(*image);
             if (m_options.mask) {
@@ -498,12 +500,12 @@ class CAnalyzeRun {
         task.withPictures = m_options.pictures || !(m_options.noReport || m_options.noPictures);
         task.exports = m_settings.exports;
         task.reference = reference_in(dim);
-        task.outputFolder = m_options.outputFolder;
+        task.outputFolder = m_folder;
         task.scratchFolder = m_options.scratch;
         task.resumes = m_options.resume;
         task.threads = m_settings.threads;
         task.memoryBytes = m_settings.memoryBytes;
-        task.imagePath = m_options.image;
+        task.imagePath = m_image;
         task.maskPath = m_options.mask;
         if (spacing.origin != report::ESpacingOrigin::none) {
             task.spacing = spacing.length;
@@ -511,7 +513,7 @@ class CAnalyzeRun {
         task.spacingOrigin = spacing.origin;
         task.programVersion = ProgramVersion();
         task.imageIdentity =
-            volume::FileIdentity(image) + "as " + m_options.image + "; raw " + m_options.raw.value_or("-");
+            volume::FileIdentity(image) + "as " + m_image + "; raw " + m_options.raw.value_or("-");
         return task;
     }
 
@@ -562,7 +564,7 @@ class CAnalyzeRun {
         if (state == stream::CCheckpoint::EState::reusable) {
             m_console.Say("going on with the smoothed slices of an earlier run");
         } else if (state == stream::CCheckpoint::EState::other) {
-            m_console.Warn("the earlier run in '" + m_options.outputFolder +
+            m_console.Warn("the earlier run in '" + m_folder +
                            "' was of another image, radius, window, number of processes or version, or its "
                            "files are incomplete; starting over");
         }
@@ -660,7 +662,7 @@ class CAnalyzeRun {
         for (const std::string& name : job.Files().Names()) {
             names += " " + name;
         }
-        m_console.Say("wrote into '" + m_options.outputFolder + "': " + names);
+        m_console.Say("wrote into '" + m_folder + "': " + names);
         say_report(job);
         SayEarlierFiles(job.Files(), m_console);
     }
@@ -688,7 +690,9 @@ class CAnalyzeRun {
     }
 
     const SAnalyzeOptions& m_options;
-    SAnalyzeSettings m_settings;
+    const SAnalyzeSettings& m_settings;
+    std::string m_image;
+    std::string m_folder;
     stream::ICommunicator& m_ranks;
     CConsole m_console;
     Impl::SAnalysisResult m_result;
@@ -697,13 +701,13 @@ class CAnalyzeRun {
 
 /// One image into the folder, or several into folders in it.
 void analyze(const SAnalyzeOptions& options, stream::ICommunicator& ranks) {
-    SAnalyzeOptions one = options;
-    if (options.images.size() == 1) {
-        one.image = options.images.front();
-        CAnalyzeRun(one, ranks).Run();
+    const SAnalyzeSettings settings = read_settings(options, ranks);
+    if (options.images.size() == 1 || options.dryRun) {
+        for (const std::string& image : options.images) {
+            CAnalyzeRun(options, settings, image, options.outputFolder, ranks).Run();
+        }
         return;
     }
-    read_settings(options, ranks); // what is wrong with them is wrong for all
     std::size_t number = 0;
     const auto analyze_one = [&](report::SBatchEntry& entry, const std::string& folder) {
         if (ranks.IsFirst() && !options.quiet) {
@@ -711,20 +715,11 @@ void analyze(const SAnalyzeOptions& options, stream::ICommunicator& ranks) {
                 .Say("image " + std::to_string(++number) + " of " + std::to_string(options.images.size()) +
                      ": " + entry.image);
         }
-        one.image = entry.image;
-        one.outputFolder = folder;
-        CAnalyzeRun run(one, ranks);
+        CAnalyzeRun run(options, settings, entry.image, folder, ranks);
         run.Run();
         entry.dim = run.Result().dim;
         entry.field = run.Result().field;
     };
-    if (options.dryRun) {
-        for (const std::string& image : options.images) {
-            one.image = image;
-            CAnalyzeRun(one, ranks).Run();
-        }
-        return;
-    }
     AnalyzeAll(options.images, options.outputFolder, ranks, analyze_one);
 }
 
