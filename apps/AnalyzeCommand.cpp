@@ -431,7 +431,7 @@ class CAnalyzeRun {
             }
             job.emplace(task, m_ranks);
             say_radius(*job, image->Info());
-            warn_of_broken_spacing(image->Info());
+            say_warnings(*job); // before the layout is checked: a broken spacing may be why it does not fit
         });
         job->Plan(m_options.dryRun ? jobs::CAnalyzeJob::EPurpose::estimate
                                    : jobs::CAnalyzeJob::EPurpose::run);
@@ -541,14 +541,6 @@ class CAnalyzeRun {
             " (" + spacing.note + ")");
     }
 
-    /// A length that was meant in the unit of the header would be taken for pixels.
-    void warn_of_broken_spacing(const volume::SImageInfo& info) {
-        if (info.isSpacingBroken && !m_settings.spacing && m_ranks.IsFirst()) {
-            m_console.Warn("the spacing that the file states is none (" + info.spacingNote +
-                           "), so that lengths are in pixels; give the right one as --spacing");
-        }
-    }
-
     void say_grey_values(const volume::SImageInfo& info) {
         if (const auto& window = m_settings.greyWindow) {
             m_console.Say("grey values brought to 8 bit: " + jobs::RoundedText(window->lo) + " becomes 0, " +
@@ -632,12 +624,16 @@ class CAnalyzeRun {
                    "--fiber-radius, or take --estimator structure-tensor for what is not resolved: tows, "
                    "fine "
                    "textures";
+        case jobs::EWarning::brokenSpacing:
+            return "; give the right one as --spacing";
         case jobs::EWarning::thickPixels:
             return "; take --estimator structure-tensor, or an image with thinner pixels";
         case jobs::EWarning::smallRadius:
         case jobs::EWarning::largeRadius:
+        case jobs::EWarning::lossyPixels:
         case jobs::EWarning::nanPixels:
         case jobs::EWarning::infinitePixels:
+        case jobs::EWarning::vagueDirection:
             break;
         }
         return {};

@@ -198,6 +198,7 @@ void run(const SFilterOptions& options) {
     if (!options.allowGaps) {
         WarnOfMissingSlices(options.image, image->Info(), console);
     }
+    WarnOfLosses(image->Info(), console);
     const CSize& size = image->Info().size;
     parameters.majorWidth = width_px(major, image->Info());
     parameters.minorWidth = width_px(minor, image->Info());

@@ -19,6 +19,12 @@ void WarnOfMissingSlices(const std::string& path, const volume::SImageInfo& info
     }
 }
 
+void WarnOfLosses(const volume::SImageInfo& info, CConsole& console) {
+    if (!info.lossyCompression.empty()) {
+        console.Warn(jobs::LossText(info.lossyCompression));
+    }
+}
+
 void SayRounding(const std::optional<jobs::SRoundingNote>& note, CConsole& console) {
     if (note) {
         note->isSerious ? console.Warn(note->text) : console.Say(note->text);

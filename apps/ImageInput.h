@@ -38,6 +38,9 @@ extern const char* const ALLOW_GAPS_OPTION_HELP;
 /// Warns if the image is a folder that seems to lack slices.
 void WarnOfMissingSlices(const std::string& path, const volume::SImageInfo& info, CConsole& console);
 
+/// Warns if pixels were compressed in a way that changes them.
+void WarnOfLosses(const volume::SImageInfo& info, CConsole& console);
+
 /// Says by how much values were rounded when they became floats; warns if that takes much of their contrast.
 void SayRounding(const std::optional<jobs::SRoundingNote>& note, CConsole& console);
 

@@ -66,6 +66,9 @@ void print_text(const volume::SImageInfo& info, const volume::SValueRange& value
     print_row("pixel type", info.storedType);
     print_row("spacing", spacing_text(info));
     print_row("values", values_text(values));
+    if (!info.lossyCompression.empty()) {
+        print_row("losses", "by " + info.lossyCompression);
+    }
     if (!info.missingSlices.empty()) {
         print_row("missing", "slices with the numbers " + info.missingSlices);
     }
@@ -94,6 +97,8 @@ void print_json(const volume::SImageInfo& info, const volume::SValueRange& value
     json["infinite_pixels"] = values.infiniteCount;
     json["missing_slices"] = info.missingSlices.empty() ? nlohmann::ordered_json(nullptr)
                                                         : nlohmann::ordered_json(info.missingSlices);
+    json["lossy_compression"] = info.lossyCompression.empty() ? nlohmann::ordered_json(nullptr)
+                                                              : nlohmann::ordered_json(info.lossyCompression);
     json["largest_rounding"] = largestRounding;
     std::cout << report::ToText(json);
 }
@@ -103,6 +108,7 @@ volume::SValueRange read_values(volume::IImageReader& reader, const SInfoOptions
     if (!options.allowGaps) {
         WarnOfMissingSlices(options.image, reader.Info(), console);
     }
+    WarnOfLosses(reader.Info(), console);
     const volume::SValueRange values = volume::ValueRange(reader);
     if (const auto note = jobs::RoundingNote(reader.Info(), reader.LargestRounding(), values);
         note && note->isSerious) {

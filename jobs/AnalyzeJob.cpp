@@ -58,6 +58,7 @@ CAnalyzeJob::CAnalyzeJob(const SAnalyzeTask& task, stream::ICommunicator& ranks)
     : m_task(task), m_ranks(ranks) {
     m_task.request = stream::Completed(task.input, task.request);
     record_task();
+    warn(WarningsOfImage(task.input.image.Info(), task.spacingOrigin));
 }
 
 CAnalyzeJob::STarget CAnalyzeJob::own_target() const {
@@ -427,6 +428,9 @@ void CAnalyzeJob::record_result() {
     m_record.input.infinitePixels = m_result.range.infiniteCount;
     m_record.input.largestRounding = m_ranks.Largest(m_task.input.image.LargestRounding());
     warn(WarningsOfResult(m_record));
+    if (m_ranks.IsFirst()) {
+        warn(WarningsOfDirection(m_result.analysis.field.values));
+    }
 }
 
 void CAnalyzeJob::warn(const std::vector<SWarning>& warnings) {

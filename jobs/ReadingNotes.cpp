@@ -13,6 +13,11 @@ std::optional<std::string> MissingSlicesNote(const std::string& path, const volu
            "; what is there is read as if it were whole";
 }
 
+std::string LossText(const std::string& compression) {
+    return "pixels were compressed with losses (" + compression +
+           "), whose traces are measured like fibers; take the original if there is one";
+}
+
 std::optional<SRoundingNote> RoundingNote(const volume::SImageInfo& info, double largestRounding,
                                           const volume::SValueRange& range) {
     constexpr double SERIOUS = 1.0 / 65536.0;

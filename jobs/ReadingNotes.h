@@ -12,6 +12,9 @@ namespace TEVRA::jobs {
 /// What a folder of slices lacks, if its numbers tell; nothing if it seems whole.
 std::optional<std::string> MissingSlicesNote(const std::string& path, const volume::SImageInfo& info);
 
+/// That pixels were compressed in a way that changes them. @param compression its name.
+std::string LossText(const std::string& compression);
+
 /// What was lost when values became floats.
 struct SRoundingNote {
     std::string text;

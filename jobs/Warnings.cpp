@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "jobs/Warnings.h"
 
+#include "jobs/ReadingNotes.h"
 #include "jobs/Texts.h"
 #include "stream/stages/Estimators.h"
 
@@ -44,6 +45,10 @@ bool has_too_thick_pixels(const Impl::SAnalysisRequest& request) {
 
 const char* WarningName(EWarning kind) {
     switch (kind) {
+    case EWarning::brokenSpacing:
+        return "broken-spacing";
+    case EWarning::lossyPixels:
+        return "lossy-pixels";
     case EWarning::smallRadius:
         return "small-radius";
     case EWarning::largeRadius:
@@ -58,6 +63,8 @@ const char* WarningName(EWarning kind) {
         return "tiny-foreground";
     case EWarning::hugeForeground:
         return "huge-foreground";
+    case EWarning::vagueDirection:
+        return "vague-direction";
     case EWarning::unresolvedFibers:
         break;
     }
@@ -66,37 +73,57 @@ const char* WarningName(EWarning kind) {
 
 std::string WarningText(const SWarning& warning, const Impl::SAnalysisRequest& request) {
     const bool isDark = request.contrast == Impl::EFiberContrast::dark;
+    const double value = warning.value.value_or(0.0);
     switch (warning.kind) {
+    case EWarning::brokenSpacing:
+        return "the spacing that the file states is none (" + warning.note +
+               "), so that lengths are in pixels";
+    case EWarning::lossyPixels:
+        return LossText(warning.note);
     case EWarning::smallRadius:
-        return "the fiber radius is " + RoundedText(warning.value) + " px: below " +
-               RoundedText(SMALL_RADIUS_PX) + " px the pixels limit the accuracy of axes";
+        return "the fiber radius is " + RoundedText(value) + " px: below " + RoundedText(SMALL_RADIUS_PX) +
+               " px the pixels limit the accuracy of axes";
     case EWarning::largeRadius: {
-        const double factor = binning_factor(warning.value);
-        return "the fiber radius is " + RoundedText(warning.value) + " px: bin the image by " +
-               RoundedText(factor) + "; with " + RoundedText(warning.value / factor, 2) +
+        const double factor = binning_factor(value);
+        return "the fiber radius is " + RoundedText(value) + " px: bin the image by " + RoundedText(factor) +
+               "; with " + RoundedText(value / factor, 2) +
                " px it has the same axes in a fraction of the time";
     }
     case EWarning::thickPixels:
-        return std::string("pixels are ") + RoundedText(warning.value, 3) + " fiber radii long along " +
+        return std::string("pixels are ") + RoundedText(value, 3) + " fiber radii long along " +
                "xyz"[longest_side(request)] + ": line voting's axes lean towards that direction";
     case EWarning::nanPixels:
-        return count_text(warning.value) +
-               (warning.value == 1.0 ? " pixel has no value (NaN) and counts as "
-                                     : " pixels have no value (NaN) and count as ") +
+        return count_text(value) +
+               (value == 1.0 ? " pixel has no value (NaN) and counts as "
+                             : " pixels have no value (NaN) and count as ") +
                (isDark ? "brightest" : "darkest");
     case EWarning::infinitePixels:
-        return count_text(warning.value) + (warning.value == 1.0
-                                                ? " pixel is infinite and counts as darkest or brightest"
-                                                : " pixels are infinite and count as darkest or brightest");
+        return count_text(value) + (value == 1.0 ? " pixel is infinite and counts as darkest or brightest"
+                                                 : " pixels are infinite and count as darkest or brightest");
     case EWarning::tinyForeground:
-        return "only " + percent_text(warning.value) + " of the image counts as fiber";
+        return "only " + percent_text(value) + " of the image counts as fiber";
     case EWarning::hugeForeground:
-        return "as much as " + percent_text(warning.value) + " of the image counts as fiber";
+        return "as much as " + percent_text(value) + " of the image counts as fiber";
+    case EWarning::vagueDirection:
+        return "the mean direction means little: the two largest eigenvalues of the tensor differ by less "
+               "than " +
+               RoundedText(LEAST_EIGENVALUE_GAP) + " (" + RoundedText(value, 2) + ")";
     case EWarning::unresolvedFibers:
         break;
     }
-    return "the mean confidence of axes is " + RoundedText(warning.value, 3) + ": below " +
+    return "the mean confidence of axes is " + RoundedText(value, 3) + ": below " +
            RoundedText(UNRESOLVED_CONFIDENCE) + " fibers are not resolved at this radius";
+}
+
+std::vector<SWarning> WarningsOfImage(const volume::SImageInfo& info, report::ESpacingOrigin origin) {
+    std::vector<SWarning> warnings;
+    if (info.isSpacingBroken && origin == report::ESpacingOrigin::none) {
+        warnings.push_back({EWarning::brokenSpacing, std::nullopt, info.spacingNote});
+    }
+    if (!info.lossyCompression.empty()) {
+        warnings.push_back({EWarning::lossyPixels, std::nullopt, info.lossyCompression});
+    }
+    return warnings;
 }
 
 std::vector<SWarning> WarningsOfRequest(const Impl::SAnalysisRequest& request) {
@@ -139,6 +166,12 @@ std::vector<SWarning> WarningsOfResult(const report::SRunRecord& record) {
         warnings.push_back({EWarning::unresolvedFibers, confidence->mean});
     }
     return warnings;
+}
+
+std::vector<SWarning> WarningsOfDirection(const Impl::STensorValues& values) {
+    const double gap = values.eigenvalues[0] - values.eigenvalues[1];
+    return gap < LEAST_EIGENVALUE_GAP ? std::vector<SWarning>{{EWarning::vagueDirection, gap}}
+                                      : std::vector<SWarning>{};
 }
 
 } // namespace TEVRA::jobs

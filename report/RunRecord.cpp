@@ -102,7 +102,8 @@ Json confidence_json(const std::optional<SRunRecord::SConfidence>& confidence) {
 Json warnings_json(const std::vector<SRunRecord::SWarning>& warnings) {
     Json json = Json::array();
     for (const SRunRecord::SWarning& warning : warnings) {
-        json.push_back({{"kind", warning.kind}, {"value", warning.value}, {"text", warning.text}});
+        json.push_back(
+            {{"kind", warning.kind}, {"value", value_or_null(warning.value)}, {"text", warning.text}});
     }
     return json;
 }

@@ -66,9 +66,9 @@ struct SRunRecord {
     };
     /// What makes one doubt the results.
     struct SWarning {
-        std::string kind; ///< as in "tiny-foreground"
-        double value = 0.0;
-        std::string text; ///< for people
+        std::string kind;            ///< as in "tiny-foreground"
+        std::optional<double> value; ///< none of kinds that have no number
+        std::string text;            ///< for people
     };
     /// One pass over the image.
     struct SPass {

@@ -24,6 +24,8 @@ struct SImageInfo {
     std::string spacingNote;                      ///< where the spacing is from, or why there is none
     bool isRounded = false; ///< the file's type has values that the floats handed out can only come near
     bool isSpacingBroken = false; ///< the file states a spacing that is no length
+    std::string
+        lossyCompression;      ///< of pixels that were stored with losses, as in "JPEG"; empty if none were
     std::string missingSlices; ///< of a folder: numbers that no file has, as in "12, 15 to 17"; empty if none
 };
 

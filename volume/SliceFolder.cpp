@@ -62,6 +62,9 @@ class CSliceFolderReader : public IImageReader {
                 m_info = slice->Info();
             }
             check_slice(slice->Info());
+            if (m_info.lossyCompression.empty()) {
+                m_info.lossyCompression = slice->Info().lossyCompression;
+            }
             m_bufferBytes = std::max(m_bufferBytes, slice->BufferBytes());
         }
         m_info.format = format;

@@ -177,6 +177,11 @@ double expansion_of(std::uint16_t compression, double lineBytes) {
     }
 }
 
+/// Name of a compression that changes values; null of others.
+const char* lossy_name(std::uint16_t compression) {
+    return compression == COMPRESSION_JPEG || compression == COMPRESSION_OJPEG ? "JPEG" : nullptr;
+}
+
 std::size_t line_bytes(const STiffPage& page) {
     const auto width = static_cast<std::size_t>(page.width);
     return is_bilevel(page) ? (width + 7) / 8 : width * BytesPerPixel(page.type);
@@ -344,6 +349,9 @@ STiffPage CTiffFile::page_here(const std::string& name) {
     if (TIFFIsCODECConfigured(compression) == 0) {
         throw CInputError(name + ": the pixels are compressed by method " + std::to_string(compression) +
                           ", which cannot be read; save the image uncompressed or with LZW or deflate");
+    }
+    if (const char* const lossy = lossy_name(compression)) {
+        m_description.lossyCompression = lossy;
     }
     check_packed_size(page, name);
     return page;

@@ -50,6 +50,7 @@ struct STiffDescription {
     std::string text; ///< the ImageDescription
     STiffResolution resolution;
     bool uncompressed = false;
+    std::string lossyCompression;        ///< of any page, as in "JPEG"; empty if there is none
     std::uint64_t firstPixelsOffset = 0; ///< where the first page's pixels begin
 };
 

@@ -51,6 +51,7 @@ class CTiffReader : public IImageReader {
         m_info.size = ImageSize(path, {page.width, page.height, slices});
         SetStoredType(m_info, page.type);
         m_info.storedType = StoredDescription(page); // which may have fewer bits
+        m_info.lossyCompression = description.lossyCompression;
         SetSpacing(m_info, TiffSpacing(description.text, description.resolution, m_info.size.Dim()));
         if (headless) {
             m_headless.emplace(headless_pixels(path, m_file, slices));

@@ -379,6 +379,8 @@ const char* advice(jobs::EWarning kind) {
         return "; if that is not so, try another otsu_factor, a threshold, a mask, or dark_fibers";
     case jobs::EWarning::unresolvedFibers:
         return "; check fiber_radius, or take estimator=\"structure-tensor\" for what is not resolved";
+    case jobs::EWarning::brokenSpacing:
+        return "; give the right one as spacing";
     case jobs::EWarning::thickPixels:
         return "; take estimator=\"structure-tensor\", or an image with thinner pixels";
     default:

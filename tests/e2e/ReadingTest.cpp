@@ -69,10 +69,18 @@ TEST_F(Reading, ASpacingThatIsNoneIsWarnedOf) {
     WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22, 20}, 0), "0.5 0.5 0");
     const Words words = {"analyze", "image.mha", "--fiber-radius", "3", "-o", "out", "--quiet"};
     EXPECT_THAT(run(words).err, AllOf(HasSubstr("tevra: warning: the spacing that the file states is none "),
-                                      HasSubstr("is no length: 0"), HasSubstr("lengths are in pixels")));
+                                      HasSubstr("is no length: 0"), HasSubstr("lengths are in pixels"),
+                                      HasSubstr("--spacing")));
+    const auto warnings = [this] { return json::parse(ReadFile(m_folder / "out/run.json"))["warnings"]; };
+    ASSERT_EQ(warnings().size(), 1U);
+    EXPECT_EQ(warnings()[0]["kind"], "broken-spacing");
+    EXPECT_TRUE(warnings()[0]["value"].is_null());
+    EXPECT_THAT(warnings()[0]["text"].get<std::string>(),
+                AllOf(HasSubstr("is no length: 0"), Not(HasSubstr("--"))));
     Words more = words;
     more.insert(more.end(), {"--spacing", "1"});
     EXPECT_EQ(run(more).err, "");
+    EXPECT_EQ(warnings(), json::array());
     WriteMetaImage(m_folder / "image.mha", ParallelFibers({24, 22, 20}, 0));
     EXPECT_EQ(run(words).err, "");
 }

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <set>
 
 namespace TEVRA::jobs {
@@ -68,6 +69,50 @@ TEST(Warnings, TellOfPixelsWithoutValuesAndOfDoubtfulForegroundsInTheirOrder) {
     EXPECT_EQ(WarningsOfResult(record).back().kind, EWarning::infinitePixels);
 }
 
+TEST(Warnings, TellOfSpacingsThatAreNoneUnlessThereIsAnother) {
+    volume::SImageInfo info;
+    info.spacingNote = "the element spacing is no length: 0";
+    EXPECT_THAT(WarningsOfImage(info, report::ESpacingOrigin::none), IsEmpty()) << "the file states none";
+    info.isSpacingBroken = true;
+    EXPECT_THAT(WarningsOfImage(info, report::ESpacingOrigin::option), IsEmpty());
+    const std::vector<SWarning> warnings = WarningsOfImage(info, report::ESpacingOrigin::none);
+    ASSERT_EQ(warnings.size(), 1U);
+    EXPECT_EQ(warnings[0].kind, EWarning::brokenSpacing);
+    EXPECT_FALSE(warnings[0].value.has_value());
+    EXPECT_EQ(WarningText(warnings[0], {}),
+              "the spacing that the file states is none (the element spacing is no "
+              "length: 0), so that lengths are in pixels");
+}
+
+TEST(Warnings, TellOfPixelsThatWereCompressedWithLosses) {
+    volume::SImageInfo info;
+    info.lossyCompression = "JPEG";
+    const std::vector<SWarning> warnings = WarningsOfImage(info, report::ESpacingOrigin::header);
+    ASSERT_EQ(warnings.size(), 1U);
+    EXPECT_EQ(warnings[0].kind, EWarning::lossyPixels);
+    EXPECT_THAT(WarningText(warnings[0], {}), HasSubstr("compressed with losses (JPEG)"));
+}
+
+std::vector<SWarning> warnings_of_eigenvalues(std::size_t dim, const std::array<double, 3>& eigenvalues) {
+    Impl::STensorValues values;
+    values.tensor.dim = dim;
+    values.eigenvalues = eigenvalues;
+    return WarningsOfDirection(values);
+}
+
+TEST(Warnings, TellOfMeanDirectionsWhereTheLargestEigenvalueHardlyStandsApart) {
+    EXPECT_THAT(warnings_of_eigenvalues(3, {0.9, 0.05, 0.05}), IsEmpty());
+    EXPECT_THAT(warnings_of_eigenvalues(3, {0.375, 0.3125, 0.3125}), IsEmpty());
+    EXPECT_THAT(warnings_of_eigenvalues(2, {0.53, 0.47, 0.0}), IsEmpty());
+    EXPECT_EQ(warnings_of_eigenvalues(3, {0.5, 0.5, 0.0}).size(), 1U) << "all directions of a plane alike";
+    EXPECT_EQ(warnings_of_eigenvalues(2, {0.52, 0.48, 0.0}).size(), 1U);
+    const std::vector<SWarning> warnings = warnings_of_eigenvalues(3, {0.375, 0.34375, 0.28125});
+    ASSERT_EQ(warnings.size(), 1U);
+    EXPECT_EQ(warnings[0].kind, EWarning::vagueDirection);
+    EXPECT_EQ(warnings[0].value, 0.03125);
+    EXPECT_THAT(WarningText(warnings[0], {}), HasSubstr("differ by less than 0.05 (0.031)"));
+}
+
 std::vector<SWarning> warnings_of_radius(double radius) {
     Impl::SAnalysisRequest request;
     request.fiberRadius = radius;
@@ -108,7 +153,7 @@ TEST(Warnings, TellOfPixelsThatAreLongerThanTheFiberRadiusWhereLineVotingLeans) 
     const std::vector<SWarning> warnings = WarningsOfRequest(request);
     ASSERT_EQ(warnings.size(), 1U);
     EXPECT_EQ(warnings[0].kind, EWarning::thickPixels);
-    EXPECT_NEAR(warnings[0].value, 4.0 / 3.0, 1e-12);
+    EXPECT_NEAR(warnings[0].value.value(), 4.0 / 3.0, 1e-12);
     EXPECT_THAT(WarningText(warnings[0], request), HasSubstr("1.33 fiber radii long along y"));
     request.estimator = "structure-tensor";
     EXPECT_THAT(WarningsOfRequest(request), IsEmpty());
@@ -123,11 +168,13 @@ TEST(Warnings, TellOfPixelsThatAreLongerThanTheFiberRadiusWhereLineVotingLeans) 
 
 TEST(Warnings, HaveNamesOfTheirOwn) {
     const std::set<std::string> names{
-        WarningName(EWarning::smallRadius),    WarningName(EWarning::largeRadius),
-        WarningName(EWarning::thickPixels),    WarningName(EWarning::nanPixels),
-        WarningName(EWarning::infinitePixels), WarningName(EWarning::tinyForeground),
-        WarningName(EWarning::hugeForeground), WarningName(EWarning::unresolvedFibers)};
-    EXPECT_EQ(names.size(), 8U);
+        WarningName(EWarning::brokenSpacing),   WarningName(EWarning::lossyPixels),
+        WarningName(EWarning::smallRadius),     WarningName(EWarning::largeRadius),
+        WarningName(EWarning::thickPixels),     WarningName(EWarning::nanPixels),
+        WarningName(EWarning::infinitePixels),  WarningName(EWarning::tinyForeground),
+        WarningName(EWarning::hugeForeground),  WarningName(EWarning::vagueDirection),
+        WarningName(EWarning::unresolvedFibers)};
+    EXPECT_EQ(names.size(), 11U);
 }
 
 } // namespace

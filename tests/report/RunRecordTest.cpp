@@ -43,7 +43,8 @@ SRunRecord make_record() {
     record.foreground.pixels = 65536;
     record.foreground.ofPixels = 262144;
     record.confidence = {0.75, 0.25, 0.5, "006"};
-    record.warnings = {{"tiny-foreground", 0.01, "only 1 % of the image counts as fiber"}};
+    record.warnings = {{"broken-spacing", std::nullopt, "the spacing is none"},
+                       {"tiny-foreground", 0.01, "only 1 % of the image counts as fiber"}};
     record.parameters.processes = 2;
     record.maps = {"npy", "deg", 2, {64, 32, 16}, {1.0, 1.0, 1.0}, {0.25, 0.25, 0.25}, -1.0, -181.0};
     record.memory = {1000, 900, 800, "file"};
@@ -70,7 +71,8 @@ TEST(RunRecord, HoldsWhatWasRunOnWhat) {
         "foreground": {"threshold": 97.5, "pixels": 65536, "share": 0.25, "plausibility": "plausible"},
         "confidence": {"mean": 0.75, "doubtful_fraction": 0.25,
                        "lowest_subfield": {"id": "006", "mean": 0.5}},
-        "warnings": [{"kind": "tiny-foreground", "value": 0.01,
+        "warnings": [{"kind": "broken-spacing", "value": null, "text": "the spacing is none"},
+                     {"kind": "tiny-foreground", "value": 0.01,
                       "text": "only 1 % of the image counts as fiber"}],
         "maps": {"format": "npy", "angle_unit": "deg", "stride": 2, "size_px": [64, 32, 16],
                  "spacing": [1.0, 1.0, 1.0], "length_unit": "mm", "first_centre": [0.25, 0.25, 0.25],

@@ -84,6 +84,20 @@ class SliceFolder : public testing::Test {
     std::string m_path = m_folder.Path().string();
 };
 
+TEST_F(SliceFolder, OneSliceThatWasCompressedWithLossesMakesTheImageLossy) {
+    if (TIFFIsCODECConfigured(COMPRESSION_JPEG) == 0) {
+        GTEST_SKIP() << "libtiff was built without JPEG";
+    }
+    write_tiff("a1.tif", 1);
+    write_tiff("a2.tif", 2);
+    EXPECT_EQ(OpenImage(m_folder.Path().string())->Info().lossyCompression, "");
+    STiffOptions options;
+    options.compression = COMPRESSION_JPEG;
+    options.linesPerStrip = 8;
+    WriteTestTiff(file("a2.tif"), SLICE, std::string(SLICE.Elements(), '\x07'), options);
+    EXPECT_EQ(OpenImage(m_folder.Path().string())->Info().lossyCompression, "JPEG");
+}
+
 TEST_F(SliceFolder, ComesInNaturalOrder) {
     for (const int number : {10, 2, 1, 9, 100, 11}) {
         write_tiff("slice" + std::to_string(number) + ".tif", static_cast<std::uint8_t>(number));

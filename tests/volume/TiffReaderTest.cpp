@@ -244,6 +244,29 @@ TEST_F(TiffFileTest, AnImageJStackUnderASinglePageIsReadWhole) {
     }
 }
 
+TEST_F(TiffFileTest, PixelsThatWereCompressedWithLossesAreReadAndSaidToBe) {
+    if (TIFFIsCODECConfigured(COMPRESSION_JPEG) == 0) {
+        GTEST_SKIP() << "libtiff was built without JPEG";
+    }
+    const CSize size(32, 16, 2);
+    std::vector<std::uint8_t> pixels(size.Elements());
+    for (std::size_t i = 0; i < pixels.size(); ++i) { // a slope, which JPEG changes by a few grey values
+        pixels[i] = static_cast<std::uint8_t>(20 + 6 * (i % 32));
+    }
+    STiffOptions options;
+    WriteTestTiff(m_path, size, native_bytes(pixels), options);
+    EXPECT_EQ(OpenImage(m_path)->Info().lossyCompression, "");
+    options.compression = COMPRESSION_JPEG;
+    options.linesPerStrip = 8;
+    WriteTestTiff(m_path, size, native_bytes(pixels), options);
+    const std::unique_ptr<IImageReader> reader = OpenImage(m_path);
+    EXPECT_EQ(reader->Info().lossyCompression, "JPEG");
+    const std::vector<std::uint8_t> read = ReadPixels<std::uint8_t>(*reader, 0, 2);
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+        ASSERT_NEAR(static_cast<int>(read[i]), static_cast<int>(pixels[i]), 12) << i;
+    }
+}
+
 TEST_F(TiffFileTest, ReducedCopiesOfPagesAreLeftOut) {
     STiffOptions options;
     options.tags = [](TIFF* file, long long page) {

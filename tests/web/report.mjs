@@ -292,12 +292,13 @@ test("lines of profiles differ by more than color", async () => {
     await page.close();
 });
 
-/** The same report with other numbers of the whole field. */
-function withField(path, name, values) {
+/** The same report with other numbers of the whole field, and these kinds of warnings. */
+function withField(path, name, values, kinds) {
     const text = readFileSync(path, "utf8");
     const data = /(<script type="application\/json" id="tevra-data">)(.*?)(<\/script>)/s;
     const changed = JSON.parse(data.exec(text)[2]);
     Object.assign(changed.field, values);
+    changed.record.warnings = kinds.map((kind) => ({ kind, value: null, text: `a warning of ${kind}` }));
     const file = join(folder, `${name}.html`);
     writeFileSync(file, text.replace(data, (_, start, __, end) => `${start}${JSON.stringify(changed).replace(/</g, "\\u003c")}${end}`));
     return file;
@@ -322,9 +323,15 @@ test("the first sentence says how fibers lie", async () => {
             "Fibers lie mostly at 125° from x; partly aligned; a_yy = 0.70."],
         [halves, { a_xx: 0.53, a_xy: 0, a_yy: 0.47, lambda_1: 0.53, lambda_2: 0.47, mean_x: 1, mean_y: 0 },
             "Fibers are hardly aligned; a little more of them lie along x; a_xx = 0.53."],
+        [halves, { a_xx: 0.51, a_xy: 0, a_yy: 0.49, lambda_1: 0.51, lambda_2: 0.49, mean_x: 1, mean_y: 0 },
+            "Fibers lie along no direction more than along others; a_xx = 0.51.", "vague-direction"],
+        [layers, { ...diagonal(0.5, 0.48, 0.02), mean_x: 1, mean_y: 0, mean_z: 0 },
+            "Fibers lie mostly in one plane, across z; in it no direction stands out; a_xx = 0.50.", "vague-direction"],
+        [layers, { ...diagonal(0.41, 0.38, 0.21), mean_x: 1, mean_y: 0, mean_z: 0 },
+            "Fibers lie in all directions, none of which stands out; a_xx = 0.41.", "vague-direction"],
     ];
-    for (const [at, [report, values, sentence]] of cases.entries()) {
-        const { page } = await open(withField(report.page, `words-${at}`, values));
+    for (const [at, [report, values, sentence, ...kinds]] of cases.entries()) {
+        const { page } = await open(withField(report.page, `words-${at}`, values, kinds));
         assert.equal(await page.textContent(".words"), sentence);
         await page.close();
     }
@@ -332,7 +339,7 @@ test("the first sentence says how fibers lie", async () => {
     const [c, s] = [Math.cos(30 * degrees), Math.sin(30 * degrees)];
     const turned = { a_xx: 0.5, a_xy: 0, a_xz: 0, a_yy: 0.49 * c * c + 0.01 * s * s, a_yz: 0.48 * c * s, a_zz: 0.49 * s * s + 0.01 * c * c,
         lambda_1: 0.5, lambda_2: 0.49, lambda_3: 0.01, mean_x: 1, mean_y: 0, mean_z: 0 };
-    const { page } = await open(withField(layers.page, "words-turned", turned));
+    const { page } = await open(withField(layers.page, "words-turned", turned, []));
     assert.equal(await page.textContent(".words"), "Fibers lie mostly in one plane, across z (30° off); in it most of them along x; a_xx = 0.50.");
     await page.close();
 });

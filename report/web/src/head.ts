@@ -56,6 +56,16 @@ function eigenvector(matrix: number[][], lambda: number): number[] {
     return crosses[lengths.indexOf(Math.max(...lengths))];
 }
 
+/** The program's warnings, as the record has them. */
+function givenWarnings(report: Report): { kind?: unknown; text?: unknown }[] {
+    const given = report.record.warnings;
+    return (Array.isArray(given) ? given : []).map((one) => (one ?? {}) as { kind?: unknown; text?: unknown });
+}
+
+function isWarnedOf(report: Report, kind: string): boolean {
+    return givenWarnings(report).some((warning) => warning.kind === kind);
+}
+
 export function inWords(report: Report): string {
     const axes = AXES.slice(0, report.dim);
     const mean = axes.map((axis) => numberOf(report, `mean_${axis}`));
@@ -67,16 +77,18 @@ export function inWords(report: Report): string {
     const { name } = nearestAxis(mean);
     const share = `a_${name}${name} = ${fixed(numberOf(report, `a_${name}${name}`), 2)}`;
     const shape = shapeOf(lambda);
+    const isVague = isWarnedOf(report, "vague-direction");
     switch (shape) {
         case "hardly aligned":
-            return `Fibers are hardly aligned; a little more of them lie ${along}; ${share}.`;
+            return isVague ? `Fibers lie along no direction more than along others; ${share}.`
+                : `Fibers are hardly aligned; a little more of them lie ${along}; ${share}.`;
         case "in all directions":
             return lambda[0] < 0.4 ? `Fibers lie in all directions alike; ${share}.`
-                : `Fibers lie in all directions, with a preference: ${along}; ${share}.`;
+                : `Fibers lie in all directions, ${isVague ? "none of which stands out" : `with a preference: ${along}`}; ${share}.`;
         case "mostly in one plane": {
             const normal = nearestAxis(eigenvector(tensorOf((component) => numberOf(report, component), 3), lambda[2]));
             return `Fibers lie mostly in one plane, across ${normal.name}${normal.off < 0.5 ? "" : ` (${fixed(normal.off, 0)}° off)`}; `
-                + `in it most of them ${along}; ${share}.`;
+                + `in it ${isVague ? "no direction stands out" : `most of them ${along}`}; ${share}.`;
         }
         default:
             return `Fibers lie mostly ${along}; ${shape}; ${share}.`;
@@ -92,14 +104,12 @@ function sentence(text: string): string {
 export function warningsOf(report: Report): string[] {
     const { record } = report;
     const texts: string[] = [];
-    const given = record.warnings;
-    for (const one of Array.isArray(given) ? given : []) {
-        const text = (one as { text?: unknown } | null)?.text;
+    for (const { text } of givenWarnings(report)) {
         if (typeof text === "string") {
             texts.push(sentence(text));
         }
     }
-    if (record.input.spacing_origin === "none") {
+    if (record.input.spacing_origin === "none" && !isWarnedOf(report, "broken-spacing")) {
         texts.push("The image states no spacing: lengths are in pixels, which are taken for as long along all axes.");
     }
     const beyond = record.parameters.beyond_subfields_px;
