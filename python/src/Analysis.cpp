@@ -175,9 +175,12 @@ std::string threshold_advice(jobs::CNoForegroundError::EReason reason, bool isDa
                     "darker than what is around them";
 }
 
-const char* argument_of(jobs::SLayoutFault::EReason reason) {
+/// @param hasBorder whether the caller gave it; else it follows from the radius.
+const char* argument_of(jobs::SLayoutFault::EReason reason, bool hasBorder) {
     using enum jobs::SLayoutFault::EReason;
     switch (reason) {
+    case nothingButBorder:
+        return hasBorder ? "border" : "fiber_radius";
     case radiusExceedsSubfield:
     case subfieldsDoNotFit:
         return "subfield";
@@ -461,7 +464,8 @@ class CAnalysis {
             const bool isDark = m_task.request.contrast == Impl::EFiberContrast::dark;
             throw jobs::CWorkError(failure.what() + threshold_advice(failure.Reason(), isDark));
         } catch (const jobs::CLayoutError& failure) {
-            throw CArgumentError(argument_of(failure.Fault().reason), failure.what());
+            throw CArgumentError(argument_of(failure.Fault().reason, m_task.request.border.has_value()),
+                                 failure.what());
         }
     }
 

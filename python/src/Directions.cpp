@@ -9,6 +9,7 @@
 #include "python/src/Progress.h"
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,13 +23,28 @@ using Doubles = py::array_t<double, py::array::c_style | py::array::forcecast>;
 
 constexpr std::array<const char*, 3> LIMIT_NAMES{"none", "along", "across"};
 
+/// Where there is an axis. @param theta, phi of one size, 32-bit floats.
+void require_radians(const CArrayImage& theta, const CArrayImage& phi) {
+    const auto* const thetaAt = static_cast<const float*>(theta.Pixels());
+    const auto* const phiAt = static_cast<const float*>(phi.Pixels());
+    for (std::size_t at = 0; at < theta.Size().Elements(); ++at) {
+        if (!(thetaAt[at] < 0.0F)) {
+            jobs::RequireRadians(static_cast<double>(thetaAt[at]), "theta");
+            jobs::RequireRadians(static_cast<double>(phiAt[at]), "phi");
+        }
+    }
+}
+
 py::array distances(const CArrayImage& theta, const CArrayImage& phi, const Vector& reference) {
     const std::optional<Vector> unit = jobs::UnitVector(reference);
     if (!unit) {
         throw CArgumentError("reference", "has no direction; give a finite vector that is not 0");
     }
     jobs::SDistances result;
-    Work(py::none(), [&] { result = jobs::MeasureDistances(theta, phi, *unit); });
+    Work(py::none(), [&] {
+        require_radians(theta, phi);
+        result = jobs::MeasureDistances(theta, phi, *unit);
+    });
     return ArrayOf(std::move(result.distances));
 }
 

@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "jobs/Failure.h"
-#include "jobs/LayoutCheck.h"
+#include "jobs/MessageNames.h"
 #include "python/src/Bindings.h"
 #include "python/src/Failure.h"
 #include "stream/Failure.h"
-#include "volume/Failure.h"
 
-#include "zeklib2core/Exception.h"
-
+#include <string>
 #include <utility>
 
 namespace TEVRA::python {
@@ -28,6 +25,11 @@ PyObject* new_exception(py::module_& module, const char* name, const char* docum
     return type;
 }
 
+/// Files that are not finished yet are called by the names they will have.
+void set_error(const std::string& message) {
+    PyErr_SetString(g_error, jobs::WithNames(message).c_str());
+}
+
 void translate(std::exception_ptr failure) {
     try {
         std::rethrow_exception(std::move(failure));
@@ -36,21 +38,9 @@ void translate(std::exception_ptr failure) {
     } catch (const CArgumentError& wrong) {
         PyErr_SetString(PyExc_ValueError, wrong.what());
     } catch (const stream::CMemoryLimitError& limit) {
-        PyErr_SetString(
-            g_error,
-            (std::string(limit.what()) + "; give more memory, fewer threads or larger subfields").c_str());
+        set_error(std::string(limit.what()) + "; give more memory, fewer threads or larger subfields");
     } catch (const stream::CScratchError& scratch) {
-        PyErr_SetString(
-            g_error,
-            (std::string(scratch.what()) + "; give another folder as scratch, or more memory").c_str());
-    } catch (const jobs::CWorkError& failed) {
-        PyErr_SetString(g_error, failed.what());
-    } catch (const volume::CInputError& failed) {
-        PyErr_SetString(g_error, failed.what());
-    } catch (const volume::CEnvironmentError& failed) {
-        PyErr_SetString(g_error, failed.what());
-    } catch (const CException& failed) {
-        PyErr_SetString(g_error, failed.what());
+        set_error(std::string(scratch.what()) + "; give another folder as scratch, or more memory");
     } catch (const py::builtin_exception&) {
         throw; // has an exception of Python's own
     } catch (const py::error_already_set&) {
@@ -60,7 +50,7 @@ void translate(std::exception_ptr failure) {
     } catch (const std::invalid_argument&) {
         throw;
     } catch (const std::exception& failed) {
-        PyErr_SetString(g_error, failed.what());
+        set_error(failed.what());
     }
 }
 

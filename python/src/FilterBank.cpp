@@ -29,6 +29,7 @@ class CFilterBank {
     void Compute(const CArrayImage& image, int resolution, const CArrayImage* mask, int threads,
                  const py::object& progress) {
         const auto lock = m_access.Take();
+        m_hasResult = false;
         Work(progress, [&] {
             CParallelism::SetThreads(threads);
             m_estimator.Compute(image, static_cast<EResolution>(resolution), mask);

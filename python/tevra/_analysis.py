@@ -5,6 +5,7 @@ from __future__ import annotations
 
 import json
 import os
+import uuid
 import warnings
 from typing import Any, Dict, Iterator, List, Optional, Sequence, Tuple, Union
 
@@ -26,7 +27,7 @@ EXPORTS = tuple(_tevra.exports())
 
 class ResultWarning(UserWarning):
     """Something makes one doubt a result: foregrounds that are tiny or huge, fibers that are not resolved, pixels
-    without a value. `record["warnings"]` keeps them."""
+    without a value, a mean direction that means little. `record["warnings"]` keeps them."""
 
 
 class AxisField:
@@ -360,9 +361,42 @@ def _new_maps(maps: Maps, shape: Tuple[int, ...], dim: int, with_confidence: boo
     folder = check.path("maps", maps)
     if not os.path.isdir(folder):
         raise ValueError(f"maps: '{folder}' is no folder")
-    for name in names:
-        arrays[name] = np.lib.format.open_memmap(os.path.join(folder, name + ".npy"), "w+", np.float32, shape)
+    try:
+        for name in names:
+            unfinished = os.path.join(folder, f".tevra-maps-{uuid.uuid4().hex}-{name}.npy")
+            arrays[name] = np.lib.format.open_memmap(unfinished, "w+", np.float32, shape)
+    except OSError as error:
+        _drop(arrays)
+        raise _tevra.Error(f"the maps cannot be written into '{folder}': {error.strerror}; free some space or give "
+                           "another folder") from None
     return arrays, memory
+
+
+def _drop(arrays: Dict[str, Optional[np.ndarray]]) -> None:
+    """Removes the files of maps that are not finished."""
+    for array in arrays.values():
+        if isinstance(array, np.memmap) and os.path.exists(array.filename):
+            os.remove(array.filename)
+
+
+def _finished(arrays: Dict[str, Optional[np.ndarray]]) -> Dict[str, Optional[np.ndarray]]:
+    """The maps, those in files under their own names: what was there before is replaced now, and not before."""
+    finished = dict(arrays)
+    for name, array in arrays.items():
+        if isinstance(array, np.memmap):
+            array.flush()
+            place = os.path.join(os.path.dirname(array.filename), name + ".npy")
+            os.replace(array.filename, place)
+            finished[name] = np.load(place, mmap_mode="r+")
+    return finished
+
+
+def _exports(names: Any) -> List[str]:
+    try:
+        given = (names,) if isinstance(names, str) else tuple(names)
+    except TypeError:
+        raise TypeError(f"exports: {names!r} is no sequence of names; there are {', '.join(EXPORTS)}") from None
+    return [check.choice("exports", name, EXPORTS) for name in given]
 
 
 def _run(kind: type, image: Image, fiber_radius: Length, *, estimator: str, mask: Any, maps: Maps, raw: Optional[str],
@@ -417,8 +451,6 @@ def _run(kind: type, image: Image, fiber_radius: Length, *, estimator: str, mask
         if window_ends[0] >= window_ends[1]:
             raise ValueError("grey_window: has its lower grey value second")
     shape = tuple(int(extent) for extent in image.shape) if not check.is_path(image) else reader.shape
-    budget = check.memory(memory)
-    arrays, budget = _new_maps(maps, shape, dim, estimator != "hessian", budget)
     settings = {
         "estimator": estimator,
         "fiber_radius": radius,
@@ -436,17 +468,22 @@ def _run(kind: type, image: Image, fiber_radius: Length, *, estimator: str, mask
         "fourth_order": check.flag("fourth_order", fourth_order),
         "window": window_ends,
         "threads": check.threads(threads),
-        "memory": budget,
+        "memory": check.memory(memory),
         "report": check.flag("report", report),
-        "exports": [check.choice("exports", name, EXPORTS)
-                    for name in ((exports,) if isinstance(exports, str) else exports)],
-        "reference": None if reference is None else check.direction("reference", reference),
+        "exports": _exports(exports),
+        "reference": None if reference is None else check.direction("reference", reference, dim),
         "scratch": None if scratch is None else check.path("scratch", scratch),
         "image_name": _name_of(image, "image"),
         "mask_name": None if mask is None else _name_of(mask, "mask"),
     }
-    analysis = _tevra.Analysis(reader, mask_reader, settings)
-    analysis.run(*(arrays[name] for name in ("theta", "phi", "confidence")), progress)
+    arrays, settings["memory"] = _new_maps(maps, shape, dim, estimator != "hessian", settings["memory"])
+    try:
+        analysis = _tevra.Analysis(reader, mask_reader, settings)
+        analysis.run(*(arrays[name] for name in ("theta", "phi", "confidence")), progress)
+        arrays = _finished(arrays)
+    except BaseException:
+        _drop(arrays)
+        raise
     for text in analysis.warnings():
         warnings.warn(text, ResultWarning, stacklevel=3)
     return kind(analysis, arrays, shape, dim)
@@ -490,8 +527,8 @@ def analyze(image: Image, fiber_radius: Length, *, estimator: str = _tevra.DEFAU
     dark_fibers : fibers are darker than what is around them.
     grey_window : two grey values that become 0 and 255 of 8 bit; None: the image's own precision.
     maps : whether to keep the axis of every pixel, 4 bytes per pixel and map in memory; or a folder that they are
-        written into as theta.npy, phi.npy and confidence.npy and mapped from.
-    reference : direction x, y[, z] that tables hold mean directions against, too.
+        written into as theta.npy, phi.npy and confidence.npy and mapped from; they appear when all is done.
+    reference : direction x, y, in 3D x, y, z, that tables hold mean directions against, too.
     report : whether to keep what report.html shows, so that `Result.save` can write it.
     exports : names out of `EXPORTS`: files for other programs that `Result.save` is to write, too.
     raw : layout of an image file without header, see `read`.

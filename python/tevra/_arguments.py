@@ -14,6 +14,7 @@ Length = Union[float, str]
 Progress = Optional[Callable[[int, int, str], Any]]
 
 MOST_THREADS = 1024
+LARGEST_WHOLE = 2**63 - 1
 _BYTES = {"": 1, "K": 2**10, "M": 2**20, "G": 2**30, "T": 2**40}
 
 
@@ -21,7 +22,10 @@ def number(name: str, value: Any, *, above: Optional[float] = None, least: Optio
     """A finite number; not a truth value."""
     if isinstance(value, bool) or not isinstance(value, numbers.Real):
         raise TypeError(f"{name}: {value!r} is no number")
-    result = float(value)
+    try:
+        result = float(value)
+    except OverflowError:
+        result = math.inf
     if not math.isfinite(result):
         raise ValueError(f"{name}: is {result}, but must be finite")
     if above is not None and result <= above:
@@ -31,12 +35,12 @@ def number(name: str, value: Any, *, above: Optional[float] = None, least: Optio
     return result
 
 
-def whole(name: str, value: Any, *, least: int = 1, most: Optional[int] = None) -> int:
+def whole(name: str, value: Any, *, least: int = 1, most: int = LARGEST_WHOLE) -> int:
     if isinstance(value, bool) or not isinstance(value, numbers.Integral):
         raise TypeError(f"{name}: {value!r} is no whole number")
     result = int(value)
-    if result < least or (most is not None and result > most):
-        allowed = f"{least} or more" if most is None else f"{least} to {most}"
+    if not least <= result <= most:
+        allowed = f"{least} or more" if result < least and most == LARGEST_WHOLE else f"{least} to {most}"
         raise ValueError(f"{name}: is {result}, but must be {allowed}")
     return result
 
@@ -58,6 +62,8 @@ def choice(name: str, value: Any, among: Sequence[str]) -> str:
 def length(name: str, value: Any, *, zero: bool = False) -> Tuple[float, str]:
     """A length as a number, or with a unit as in "2.5um" or "3px"."""
     if isinstance(value, str):
+        if zero and value.strip() == "0":
+            return 0.0, ""
         parsed = _tevra.parse_length(value)
         if parsed is None:
             raise ValueError(f"{name}: '{value}' is no length greater than 0, as in 3 or '2.5um'")
@@ -75,10 +81,12 @@ def vector(name: str, value: Any, sizes: Sequence[int]) -> Tuple[float, ...]:
     return tuple(number(name, component) for component in components)
 
 
-def direction(name: str, value: Any) -> Tuple[float, float, float]:
-    """x, y, z; z is 0 where two are given. Not 0."""
-    x, y, *z = vector(name, value, (2, 3))
+def direction(name: str, value: Any, dim: Optional[int] = None) -> Tuple[float, float, float]:
+    """x, y, z; z is 0 where two are given. Not 0. Of an image of `dim` dimensions: x, y, z in 3D, in the plane in 2D."""
+    x, y, *z = vector(name, value, (3,) if dim == 3 else (2, 3))
     result = (x, y, z[0] if z else 0.0)
+    if dim == 2 and result[2] != 0:
+        raise ValueError(f"{name}: leads out of the plane of a 2D image; give x, y")
     if not any(result):
         raise ValueError(f"{name}: is 0, which is no direction")
     return result

@@ -19,6 +19,12 @@ def _float_map(name: str, values: Any) -> _tevra.ArrayImage:
     return _tevra.ArrayImage(name, values)
 
 
+def _require_two_maps(theta: np.ndarray, phi: np.ndarray) -> None:
+    """One map in both places would give an axis to every pixel all the same. A single direction may have equal angles."""
+    if theta.size > 1 and np.any(theta > 0) and np.array_equal(theta, phi):
+        raise ValueError("phi: holds the same angles as theta; give colatitudes and longitudes")
+
+
 def pointwise_distance(theta: np.ndarray, phi: np.ndarray, reference: Sequence[float]) -> np.ndarray:
     """The angle of every axis of 3D maps to a reference direction; a direction and its opposite are the same.
 
@@ -27,7 +33,8 @@ def pointwise_distance(theta: np.ndarray, phi: np.ndarray, reference: Sequence[f
     theta, phi : [z, y, x], float32, C-contiguous, radians: colatitude, negative where there is no axis, and longitude.
     reference : x, y, z; its length does not matter.
 
-    Returns float32 of the same shape: radians, [0, pi/2]; -1 where there is no axis. Raises `TypeError`, `ValueError`.
+    Returns float32 of the same shape: radians, [0, pi/2]; -1 where there is no axis. Raises `TypeError`, `ValueError`, also
+    for one map in both places, and `Error` for angles that are no radians.
 
     >>> theta = np.full((2, 2, 2), np.pi / 2, np.float32)
     >>> phi = np.zeros((2, 2, 2), np.float32)
@@ -40,6 +47,7 @@ def pointwise_distance(theta: np.ndarray, phi: np.ndarray, reference: Sequence[f
         raise ValueError(f"theta: has shape {theta.shape}, but maps of 3D images are needed")
     if phi.shape != theta.shape:
         raise ValueError(f"phi: has shape {phi.shape}, but theta has {theta.shape}")
+    _require_two_maps(theta, phi)
     return _tevra.pointwise_distance(*maps, direction)
 
 
@@ -89,8 +97,8 @@ def estimate_beta(theta: Any, phi: Any, *, axis: Union[None, str, Sequence[float
     type : "girdle", "cluster" or "intermediate"; None: found from the sample. With `axis` None a cluster is measured
         from the axis of the largest eigenvalue, a girdle from that of the smallest.
 
-    Returns a `BetaEstimate`. Raises `ValueError` for a sample without directions, `Error` for angles that are no
-    radians.
+    Returns a `BetaEstimate`. Raises `ValueError` for a sample without directions and for the same angles in both places,
+    `Error` for angles that are no radians.
 
     >>> phantom = tevra.phantom((64, 64, 64), 3, beta=0.2, overlap=True, seed=2)
     >>> bool(tevra.estimate_beta(phantom.theta, phantom.phi).beta < 0.5)
@@ -104,6 +112,7 @@ def estimate_beta(theta: Any, phi: Any, *, axis: Union[None, str, Sequence[float
             raise TypeError(f"{name}: is no array of numbers") from None
     if angles[0].shape != angles[1].shape:
         raise ValueError(f"phi: has shape {angles[1].shape}, but theta has {angles[0].shape}")
+    _require_two_maps(*angles)
     if type is not None:
         check.choice("type", type, _tevra.distribution_types())
     of_angles = isinstance(axis, str)

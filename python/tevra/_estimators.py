@@ -45,7 +45,9 @@ def _corners(box: Any, shape: Tuple[int, ...]) -> Tuple[Tuple[int, int, int], Tu
 
 
 def _spatial(shape: Tuple[int, ...]) -> Tuple[int, ...]:
-    """Without a z axis of one slice, which counts as none."""
+    """Of the last result, without a z axis of one slice, which counts as none."""
+    if not shape:
+        raise _tevra.Error("there is no result yet; call compute first")
     return shape[1:] if len(shape) == 3 and shape[0] == 1 else shape
 
 
@@ -329,8 +331,6 @@ class FilterOrientations:
         >>> tevra.FilterOrientations(12, 4).compute(tevra.phantom((32, 32), 2).image).directions[0]
         array([1., 0.])
         """
-        if not self._shape:
-            raise _tevra.Error("there is no result yet; call compute first")
         return _tevra.filter_directions(self._resolution, len(_spatial(self._shape)))
 
     def orientation_tensor(self, box: Any = None) -> Tuple[np.ndarray, int]:

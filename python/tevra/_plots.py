@@ -61,16 +61,14 @@ def plot_result(result: Any, axis: Any, slice_index: Optional[int]) -> Any:
         axis.set_xlim(0, result.shape[-1])
         axis.set_ylim(result.shape[-2], 0)
         axis.set_aspect("equal")
-    boxes = result.boxes
-    if result.dim == 3 and len(result):
-        boxes = boxes[(boxes[:, 2, 0] <= index) & (index < boxes[:, 2, 1])]
-        chosen = np.flatnonzero((result.boxes[:, 2, 0] <= index) & (index < result.boxes[:, 2, 1]))
-    else:
-        chosen = np.arange(len(result))
-    if len(chosen):
-        centers = result.boxes[chosen][:, :2].mean(axis=2) - 0.5
-        length = 0.4 * float((result.boxes[chosen][:, :2, 1] - result.boxes[chosen][:, :2, 0]).min())
-        half = length * result.mean_directions[chosen][:, :2]
+    is_shown = np.ones(len(result), bool)
+    if result.dim == 3:
+        is_shown = (result.boxes[:, 2, 0] <= index) & (index < result.boxes[:, 2, 1])
+    if is_shown.any():
+        corners = result.boxes[is_shown, :2]
+        centers = corners.mean(axis=2) - 0.5
+        length = 0.4 * float((corners[:, :, 1] - corners[:, :, 0]).min())
+        half = length * result.mean_directions[is_shown, :2]
         for (x, y), (dx, dy) in zip(centers, half):
             if np.isfinite(dx):
                 axis.plot([x - dx, x + dx], [y - dy, y + dy], color="white", linewidth=2.5, zorder=2)

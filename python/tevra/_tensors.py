@@ -95,8 +95,12 @@ class TensorRank4(_tevra.TensorRank4):
         from . import _arguments as check
         super().__init__(check.whole("dim", dim, least=2, most=3))
 
-    def __array__(self, dtype: Any = None) -> np.ndarray:
-        return self.array if dtype is None else self.array.astype(dtype)
+    def __array__(self, dtype: Any = None, copy: Any = None) -> np.ndarray:
+        if dtype is None or np.dtype(dtype) == self.array.dtype:
+            return self.array.copy() if copy else self.array
+        if copy is False:
+            raise ValueError(f"dtype: {dtype} needs a copy of the numbers, which are float64")
+        return self.array.astype(dtype)
 
     def contract(self) -> np.ndarray:
         """The sum over the last two indices being equal, (d, d): of an orientation tensor that of second order.

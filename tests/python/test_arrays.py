@@ -257,6 +257,10 @@ def test_rank_4_tensors_are_views():
     first /= 2
     np.testing.assert_array_equal(np.asarray(first), (1 + second.array) / 2)
     assert isinstance(first, tevra.TensorRank4)
+    assert np.shares_memory(np.asarray(first), first.array) and np.asarray(first, np.float32).dtype == np.float32
+    assert not np.shares_memory(first.__array__(copy=True), first.array)
+    with pytest.raises(ValueError, match="copy"):
+        first.__array__(np.float32, copy=False)
     for wrong in (1, 4):
         with pytest.raises(ValueError, match="^dim"):
             tevra.TensorRank4(wrong)

@@ -33,7 +33,9 @@ IMAGE = lines_image((32, 32, 32))
     ({"along": 1, "estimator": "hessian"}, ValueError), ({"along": 1000}, ValueError),
     ({"window_sigma": 1000, "estimator": "structure-tensor"}, ValueError),
     ({"gradient_sigma": "1000px", "estimator": "structure-tensor"}, ValueError), ({"spacing": "1px"}, ValueError),
-    ({"border": -1}, ValueError), ({"window_sigma": 2}, ValueError), ({"gradient_sigma": 0, "estimator": "structure-tensor"}, ValueError)])
+    ({"border": -1}, ValueError), ({"border": 20}, ValueError), ({"fiber_radius": 12}, ValueError),
+    ({"fiber_radius": 10**400}, ValueError), ({"memory": 10**30}, ValueError), ({"subfield": 10**30}, ValueError),
+    ({"exports": 3}, TypeError), ({"reference": (1, 0)}, ValueError), ({"window_sigma": 2}, ValueError), ({"gradient_sigma": 0, "estimator": "structure-tensor"}, ValueError)])
 def test_wrong_arguments_are_named(arguments, error):
     arguments = {"fiber_radius": 3, **arguments}
     name = next(key for key in arguments if key != "fiber_radius" or len(arguments) == 1)
@@ -75,6 +77,59 @@ def test_a_folder_that_cannot_be_written_is_an_error_and_the_result_stays(here):
         result.save(here / "file")
     result.save(here / "folder")
     assert (here / "folder" / "result.json").exists()
+
+
+def test_files_are_called_by_the_names_they_were_to_have(here):
+    code = ("import resource, signal, tevra\n"
+            "result = tevra.analyze(tevra.phantom((40, 40, 40), 3).image, 3)\n"
+            "signal.signal(signal.SIGXFSZ, signal.SIG_IGN)\n"
+            "resource.setrlimit(resource.RLIMIT_FSIZE, (20000, 20000))\n"
+            "try: result.save('out')\nexcept tevra.Error as error: print(error)\n")
+    said = subprocess.run([sys.executable, "-W", "ignore", "-c", code], check=True, capture_output=True, text=True).stdout
+    assert "out/" in said and "File too large" in said and ".tevra-" not in said
+    assert not (here / "out").exists()
+
+
+def test_a_run_that_fails_leaves_no_maps_and_those_of_before(here):
+    tevra.orientation(IMAGE, 3, maps=here)
+    maps = {path.name: path.read_bytes() for path in here.iterdir()}
+    assert sorted(maps) == ["confidence.npy", "phi.npy", "theta.npy"]
+    with pytest.raises(tevra.Cancelled):
+        tevra.orientation(IMAGE, 2, maps=here, progress=lambda *_: False)
+    with pytest.raises(ValueError, match="^along"):
+        tevra.orientation(IMAGE, 2, maps=here, along=1000)
+    assert {path.name: path.read_bytes() for path in here.iterdir()} == maps
+
+
+def test_maps_may_replace_the_image_they_are_made_of(here):
+    np.save("theta.npy", IMAGE)
+    image = np.load("theta.npy", mmap_mode="r")
+    field = tevra.orientation(image, 3, maps=here)
+    np.testing.assert_array_equal(field.theta, tevra.orientation(IMAGE, 3).theta)
+    np.testing.assert_array_equal(np.load("theta.npy"), field.theta)
+
+
+def test_a_reference_out_of_the_plane_is_refused():
+    with pytest.raises(ValueError, match="^reference: leads out of the plane"):
+        tevra.analyze(IMAGE[4], 3, reference=(1, 0, 1))
+    tevra.analyze(IMAGE[4], 3, reference=(1, 0))
+
+
+def test_a_border_of_0_may_be_a_text():
+    assert tevra.analyze(IMAGE, 3, border="0").record["parameters"]["border_px"] == [0, 0, 0]
+
+
+def test_what_was_not_computed_is_an_error():
+    estimators = (tevra.HessianOrientations(), tevra.LineVoting(), tevra.StructureTensor(), tevra.FilterOrientations(12, 4))
+    for estimator in estimators:
+        with pytest.raises(tevra.Error, match="compute first"):
+            estimator.orientation_tensor()
+    bank = estimators[-1].compute(IMAGE, resolution="coarse")
+    assert bank.index.shape == IMAGE.shape
+    with pytest.raises(tevra.Cancelled):
+        bank.compute(IMAGE[:16], resolution="coarse", progress=lambda *_: False)
+    with pytest.raises(tevra.Error, match="compute first"):
+        bank.index
 
 
 def test_a_mapped_image_is_not_replaced_by_its_results(here):

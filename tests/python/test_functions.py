@@ -79,6 +79,27 @@ def test_wrong_maps_and_references_are_named(theta, phi, reference, name):
         tevra.pointwise_distance(theta, phi, reference)
 
 
+@pytest.mark.parametrize("wrong", [np.nan, 90.0])
+@pytest.mark.parametrize("name", ["theta", "phi"])
+def test_angles_that_are_no_radians_have_no_distance(name, wrong):
+    maps = {"theta": np.full((2, 2, 2), 0.5, np.float32), "phi": np.zeros((2, 2, 2), np.float32)}
+    maps[name][1, 0, 1] = wrong
+    with pytest.raises(tevra.Error, match=f"^{name} holds the angle"):
+        tevra.pointwise_distance(maps["theta"], maps["phi"], (0, 0, 1))
+    maps["theta"][1, 0, 1] = -1
+    assert tevra.pointwise_distance(maps["theta"], maps["phi"], (0, 0, 1))[1, 0, 1] == -1, "no axis, whatever phi is"
+
+
+def test_one_map_in_both_places_is_refused():
+    map_ = np.linspace(0.1, 1.2, 24, dtype=np.float32).reshape(2, 3, 4)
+    for theta, phi in ((map_, map_), (map_, map_.copy())):
+        for call in (lambda: tevra.estimate_beta(theta, phi), lambda: tevra.pointwise_distance(theta, phi, (0, 0, 1))):
+            with pytest.raises(ValueError, match="^phi: holds the same angles as theta"):
+                call()
+    assert tevra.estimate_beta([1.0], [1.0], axis="angles").sample_size == 1
+    assert tevra.pointwise_distance(np.zeros_like(map_), np.zeros_like(map_), (0, 0, 1)).max() == 0, "all along z"
+
+
 def beta_sample(beta, count):
     """Polar angles at even shares of the family's distribution function: cos t = u / sqrt(beta^2 + (1 - beta^2) u^2)."""
     u = (np.arange(count) + 0.5) / count
