@@ -13,10 +13,6 @@ namespace {
 
 constexpr std::string_view AXES = "xyz";
 
-std::string optional_text(const std::optional<double>& number) {
-    return number ? CellText(*number) : std::string();
-}
-
 std::vector<std::string> headers() {
     std::vector<std::string> names{
         "image", "folder", "error", "foreground_fraction", "mean_confidence", "doubtful_fraction", "status"};
@@ -42,8 +38,8 @@ std::vector<std::string> row(const SBatchEntry& entry) {
         return cells;
     }
     const Impl::SFieldResult& field = *entry.field;
-    cells.insert(cells.end(), {CellText(field.foregroundFraction), optional_text(field.meanConfidence),
-                               optional_text(field.doubtfulFraction), StatusText(field.status)});
+    cells.insert(cells.end(), {CellText(field.foregroundFraction), CellText(field.meanConfidence),
+                               CellText(field.doubtfulFraction), StatusText(field.status)});
     const auto add = [&](bool isThere, double number) {
         cells.push_back(isThere && HasValues(field) ? CellText(number) : std::string());
     };

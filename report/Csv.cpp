@@ -36,6 +36,10 @@ std::string CellText(long long number) {
     return std::to_string(number);
 }
 
+std::string CellText(const std::optional<double>& number) {
+    return number ? CellText(*number) : std::string();
+}
+
 void AppendCsvRow(std::string& table, const std::vector<std::string>& cells) {
     const char* separator = "";
     for (const std::string& cell : cells) {

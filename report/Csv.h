@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,8 @@ namespace TEVRA::report {
 /// The shortest text that reads back as the same double; NaN, Inf and -Inf stand for themselves.
 std::string CellText(double number);
 std::string CellText(long long number);
+/// Empty if there is none.
+std::string CellText(const std::optional<double>& number);
 
 /// Appends a row. Cells with commas, quotes or line breaks are quoted.
 void AppendCsvRow(std::string& table, const std::vector<std::string>& cells);

@@ -24,10 +24,6 @@ using Impl::STensorValues;
 
 constexpr std::string_view AXES = "xyz";
 
-std::string optional_text(const std::optional<double>& number) {
-    return number ? CellText(*number) : std::string();
-}
-
 /// A column: its header, and its cell of a row.
 template <typename RowT>
 struct SColumn {
@@ -225,9 +221,9 @@ std::string SubfieldsCsv(const SAnalysisResult& result, const std::string& lengt
     columns.push_back({"foreground_fraction",
                        [](const SFieldResult& field) { return CellText(field.foregroundFraction); }});
     columns.push_back(
-        {"mean_confidence", [](const SFieldResult& field) { return optional_text(field.meanConfidence); }});
-    columns.push_back({"doubtful_fraction",
-                       [](const SFieldResult& field) { return optional_text(field.doubtfulFraction); }});
+        {"mean_confidence", [](const SFieldResult& field) { return CellText(field.meanConfidence); }});
+    columns.push_back(
+        {"doubtful_fraction", [](const SFieldResult& field) { return CellText(field.doubtfulFraction); }});
     append_field_columns(columns, result, reference);
     return table_of_subfields(result, columns);
 }
@@ -253,7 +249,7 @@ std::string ProfilesCsv(const SAnalysisResult& result, const std::string& length
         {with_unit("position", lengthUnit),
          [](const SProfileSlice& slice) { return CellText(slice.position); }},
         {"number_of_subfields", [](const SProfileSlice& slice) { return CellText(slice.subfields); }},
-        {"mean_confidence", [](const SProfileSlice& slice) { return optional_text(slice.meanConfidence); }}};
+        {"mean_confidence", [](const SProfileSlice& slice) { return CellText(slice.meanConfidence); }}};
     append_field_columns(columns, result, reference);
     append_fourth_order_columns(columns, result);
     std::string table;

@@ -245,8 +245,13 @@ void draw_profile(CRaster& picture, const Impl::SAnalysisResult& result, std::si
     if (slices.empty()) {
         return;
     }
-    const double first = middle_of(result, axis, *slices.front());
-    const double last = middle_of(result, axis, *slices.back());
+    std::vector<double> middles;
+    middles.reserve(slices.size());
+    for (const Impl::SProfileSlice* const slice : slices) {
+        middles.push_back(middle_of(result, axis, *slice));
+    }
+    const double first = middles.front();
+    const double last = middles.back();
     const double extent = last > first ? last - first : 1.0;
     const auto x_of = [&](double position) {
         return left + 12 + (position - first) / extent * (right - left - 24);
@@ -258,8 +263,9 @@ void draw_profile(CRaster& picture, const Impl::SAnalysisResult& result, std::si
         picture.Text({left - 10, y_of(value) + LETTERS / 2}, text_of(value), LETTERS, INK, EAnchor::right);
     }
     const double step = tick_step(extent);
-    for (double position = std::ceil(first / step) * step; position <= last + 1e-9 * extent;
-         position += step) {
+    const auto lastTick = static_cast<long long>(std::floor((last + 1e-9 * extent) / step));
+    for (auto tick = static_cast<long long>(std::ceil(first / step)); tick <= lastTick; ++tick) {
+        const double position = static_cast<double>(tick) * step;
         picture.Line({x_of(position), bottom}, {x_of(position), bottom + 6}, 1.0, INK);
         picture.Text({x_of(position), bottom + 12 + LETTERS}, text_of(position), LETTERS, INK,
                      EAnchor::middle);
@@ -269,9 +275,9 @@ void draw_profile(CRaster& picture, const Impl::SAnalysisResult& result, std::si
                  EAnchor::middle);
     for (std::size_t component = 0; component < axes; ++component) {
         std::vector<SPoint> points;
-        for (const Impl::SProfileSlice* const slice : slices) {
-            points.push_back(
-                {x_of(middle_of(result, axis, *slice)), y_of(slice->values->tensor(component, component))});
+        points.reserve(slices.size());
+        for (std::size_t at = 0; at < slices.size(); ++at) {
+            points.push_back({x_of(middles[at]), y_of(slices[at]->values->tensor(component, component))});
         }
         for (std::size_t at = 0; at + 1 < points.size(); ++at) {
             picture.Line(points[at], points[at + 1], 2.5, COLORS[component]);
