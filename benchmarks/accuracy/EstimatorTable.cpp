@@ -104,24 +104,21 @@ std::vector<SCondition> conditions() {
     add("bundles, parallel, 20 %, r 3", imaged(3, phantom::SFiberBundles{0.2, 12.0}, parallel));
     add("hollow (half the radius), isotropic, 15 %, r 4",
         changed(scattered(4, 0.15, isotropic), [](Options& o) { o.holeRadius = 2; }));
-    add("no blur, no noise, aligned, 25 %, r 3", changed(scattered(3, 0.25, aligned), [](Options& o) {
-            o.blurSigma = 0.0;
-            o.noiseSd = 0.0;
-        }));
-    add("no blur, no noise, isotropic, 15 %, r 3", changed(scattered(3, 0.15, isotropic), [](Options& o) {
-            o.blurSigma = 0.0;
-            o.noiseSd = 0.0;
-        }));
-    add("no blur, no noise, isotropic, 25 %, r 3", changed(scattered(3, 0.25, isotropic), [](Options& o) {
-            o.blurSigma = 0.0;
-            o.noiseSd = 0.0;
-        }));
+    const auto imaged_otherwise = [&](Options options, double blurPx, double noiseSd) {
+        return changed(std::move(options), [&](Options& o) {
+            o.blurSigma = blurPx;
+            o.noiseSd = noiseSd;
+        });
+    };
+    add("no blur, no noise, aligned, 25 %, r 3", imaged_otherwise(scattered(3, 0.25, aligned), 0.0, 0.0));
+    add("no blur, no noise, isotropic, 15 %, r 3", imaged_otherwise(scattered(3, 0.15, isotropic), 0.0, 0.0));
+    add("no blur, no noise, isotropic, 25 %, r 3", imaged_otherwise(scattered(3, 0.25, isotropic), 0.0, 0.0));
     add("blur 2 px, isotropic, 15 %, r 3",
-        changed(scattered(3, 0.15, isotropic), [](Options& o) { o.blurSigma = 2.0; }));
+        imaged_otherwise(scattered(3, 0.15, isotropic), 2.0, USUAL_NOISE_SD));
     add("blur 2 px, isotropic, 25 %, r 3",
-        changed(scattered(3, 0.25, isotropic), [](Options& o) { o.blurSigma = 2.0; }));
+        imaged_otherwise(scattered(3, 0.25, isotropic), 2.0, USUAL_NOISE_SD));
     const auto in_strong_noise = [&](Options options) {
-        return changed(std::move(options), [](Options& o) { o.noiseSd = STRONG_NOISE_SD; });
+        return imaged_otherwise(std::move(options), USUAL_BLUR_PX, STRONG_NOISE_SD);
     };
     add("signal to noise 3, aligned, 25 %, r 3", in_strong_noise(scattered(3, 0.25, aligned)));
     add("signal to noise 3, isotropic, 15 %, r 3", in_strong_noise(scattered(3, 0.15, isotropic)));
@@ -131,14 +128,14 @@ std::vector<SCondition> conditions() {
         list.push_back({"slices " + std::to_string(thickness) + " px thick, isotropic, 15 %, r 3",
                         scattered(3, 0.15, isotropic), thickness});
     }
-    add("wavy (radius of curvature 30 r), 15 %, r 3", changed(scattered(3, 0.15, aligned), [](Options& o) {
+    const auto wavy = [&](double volumeFraction, double waveLength) {
+        return changed(scattered(3, volumeFraction, aligned), [&](Options& o) {
             o.waveAmplitude = 4;
-            o.waveLength = 120;
-        }));
-    add("wavy (radius of curvature 3 r), 10 %, r 3", changed(scattered(3, 0.10, aligned), [](Options& o) {
-            o.waveAmplitude = 4;
-            o.waveLength = 38;
-        }));
+            o.waveLength = waveLength;
+        });
+    };
+    add("wavy (radius of curvature 30 r), 15 %, r 3", wavy(0.15, 120));
+    add("wavy (radius of curvature 3 r), 10 %, r 3", wavy(0.10, 38));
     const auto flat = [&](double radius, double volumeFraction) {
         return changed(scattered(radius, volumeFraction, planar),
                        [](Options& o) { o.sizePx = CSize(512, 512); });

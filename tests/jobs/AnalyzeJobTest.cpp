@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <vector>
 
 namespace TEVRA::jobs {
@@ -50,12 +51,19 @@ class AnalyzeJob : public testing::Test {
         task.programVersion = "1.2.3";
         return task;
     }
-    /// A run that writes its results.
-    void run_and_save(const SAnalyzeTask& wanted) {
-        CAnalyzeJob job(wanted, *m_ranks);
-        job.Plan(CAnalyzeJob::EPurpose::run);
-        job.Run();
-        job.Save();
+    /// A run that is over, but not saved.
+    std::unique_ptr<CAnalyzeJob> run(const SAnalyzeTask& wanted) {
+        auto job = std::make_unique<CAnalyzeJob>(wanted, *m_ranks);
+        job->Plan(CAnalyzeJob::EPurpose::run);
+        job->Run();
+        return job;
+    }
+    /// The same without an output folder, with maps in memory.
+    std::unique_ptr<CAnalyzeJob> run_in_memory(SAnalyzeTask wanted, stream::CMapsInMemory& maps) {
+        wanted.withMaps = false;
+        wanted.outputFolder.clear();
+        wanted.sink = &maps;
+        return run(wanted);
     }
     json read(const char* file) const { return json::parse(test::ReadFile(m_folder / "out" / file)); }
 
@@ -70,15 +78,13 @@ TEST_F(AnalyzeJob, WritesTheOutputsThatTheTaskAsksFor) {
     SAnalyzeTask wanted = task();
     wanted.request.subfieldPx = {10, 10, 10};
     wanted.withMaps = true;
-    CAnalyzeJob job(wanted, *m_ranks);
-    job.Plan(CAnalyzeJob::EPurpose::run);
-    job.Run();
+    const std::unique_ptr<CAnalyzeJob> job = run(wanted);
     EXPECT_FALSE(std::filesystem::exists(m_folder / "out/result.json"));
-    job.Save();
+    job->Save();
     EXPECT_THAT(
         CTemporaryFolder::EntriesOf(m_folder / "out"),
         ElementsAre("phi.mha", "profiles.csv", "result.json", "run.json", "subfields.csv", "theta.mha"));
-    EXPECT_EQ(read("run.json")["files"], json(job.Files().Names()));
+    EXPECT_EQ(read("run.json")["files"], json(job->Files().Names()));
     EXPECT_GT(std::abs(read("result.json")["Field"]["Mean fiber direction"]["x"].get<double>()), 0.99);
 }
 
@@ -90,7 +96,7 @@ TEST_F(AnalyzeJob, RecordsTheRequestAsItIs) {
     wanted.request.otsuFactor = 1.125;
     wanted.spacing = {0.5, 0.5, 0.5};
     wanted.spacingOrigin = report::ESpacingOrigin::option;
-    run_and_save(wanted);
+    run(wanted)->Save();
     const json record = read("run.json");
     EXPECT_EQ(record["version"], "1.2.3");
     EXPECT_EQ(record["parameters"]["fiber_radius"], 1.5);
@@ -108,11 +114,7 @@ TEST_F(AnalyzeJob, AnEstimateTouchesNoFile) {
 }
 
 TEST_F(AnalyzeJob, LeavesNothingBehindWhenItIsNotSaved) {
-    {
-        CAnalyzeJob job(task(), *m_ranks);
-        job.Plan(CAnalyzeJob::EPurpose::run);
-        job.Run();
-    }
+    run(task());
     EXPECT_THAT(m_folder.Entries(), IsEmpty());
 }
 
@@ -120,17 +122,12 @@ TEST_F(AnalyzeJob, ResultsThatWereKeptAreSavedAsThoseOfARunIntoTheFolder) {
     SAnalyzeTask wanted = task();
     wanted.request.subfieldPx = {10, 10, 10};
     wanted.withMaps = true;
-    run_and_save(wanted);
+    run(wanted)->Save();
     stream::CMapsInMemory maps(m_size);
-    wanted.withMaps = false;
-    wanted.outputFolder.clear();
-    wanted.sink = &maps;
-    CAnalyzeJob job(wanted, *m_ranks);
-    job.Plan(CAnalyzeJob::EPurpose::run);
-    job.Run();
+    const std::unique_ptr<CAnalyzeJob> job = run_in_memory(wanted, maps);
     const stream::SFoundSlices all{{0, m_size[2]}, maps.Theta().data(), maps.Phi().data()};
-    job.SaveInto(m_folder / "later", &all);
-    job.SaveInto(m_folder / "tables", nullptr);
+    job->SaveInto(m_folder / "later", &all);
+    job->SaveInto(m_folder / "tables", nullptr);
 
     EXPECT_EQ(CTemporaryFolder::EntriesOf(m_folder / "later"), CTemporaryFolder::EntriesOf(m_folder / "out"));
     for (const char* file : {"phi.mha", "profiles.csv", "result.json", "subfields.csv", "theta.mha"}) {
@@ -157,22 +154,17 @@ TEST_F(AnalyzeJob, KeptResultsWithConfidenceAreSavedWithAndWithoutItsMap) {
     SAnalyzeTask wanted = task();
     wanted.input.estimator = &stream::LINE_VOTING;
     wanted.withMaps = true;
-    run_and_save(wanted);
+    run(wanted)->Save();
     stream::CMapsInMemory maps(m_size, stream::CMapsInMemory::EMaps::anglesAndConfidence);
-    wanted.withMaps = false;
-    wanted.outputFolder.clear();
-    wanted.sink = &maps;
-    CAnalyzeJob job(wanted, *m_ranks);
-    job.Plan(CAnalyzeJob::EPurpose::run);
-    job.Run();
+    const std::unique_ptr<CAnalyzeJob> job = run_in_memory(wanted, maps);
     stream::SFoundSlices all{
         {0, m_size[2]}, maps.Theta().data(), maps.Phi().data(), maps.Confidence().data()};
-    job.SaveInto(m_folder / "later", &all);
+    job->SaveInto(m_folder / "later", &all);
     for (const char* file : {"confidence.mha", "phi.mha", "result.json", "theta.mha"}) {
         EXPECT_EQ(test::ReadFile(m_folder / "later" / file), test::ReadFile(m_folder / "out" / file)) << file;
     }
     all.confidence = nullptr;
-    job.SaveInto(m_folder / "without", &all);
+    job->SaveInto(m_folder / "without", &all);
     EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "without"),
                 ElementsAre("phi.mha", "result.json", "run.json", "theta.mha"));
 }
@@ -180,13 +172,11 @@ TEST_F(AnalyzeJob, KeptResultsWithConfidenceAreSavedWithAndWithoutItsMap) {
 TEST_F(AnalyzeJob, ResultsThatCouldNotBeSavedCanBeSavedElsewhere) {
     SAnalyzeTask wanted = task();
     wanted.outputFolder.clear();
-    CAnalyzeJob job(wanted, *m_ranks);
-    job.Plan(CAnalyzeJob::EPurpose::run);
-    job.Run();
+    const std::unique_ptr<CAnalyzeJob> job = run(wanted);
     std::filesystem::create_directories(m_folder / "taken" / "result.json");
-    EXPECT_THROW(job.SaveInto(m_folder / "taken", nullptr), CWorkError);
+    EXPECT_THROW(job->SaveInto(m_folder / "taken", nullptr), CWorkError);
     EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "taken"), ElementsAre("result.json"));
-    job.SaveInto(m_folder / "free", nullptr);
+    job->SaveInto(m_folder / "free", nullptr);
     EXPECT_THAT(CTemporaryFolder::EntriesOf(m_folder / "free"), ElementsAre("result.json", "run.json"));
 }
 
