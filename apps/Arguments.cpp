@@ -83,12 +83,14 @@ std::vector<std::string> ReadNames(const SArgument& argument, const std::vector<
                 std::stable_partition(nearestFirst.begin(), nearestFirst.end(),
                                       [&nearest](const std::string& one) { return one == *nearest; });
             }
-            std::string list;
+            std::string refusal = argument.name;
+            refusal.append(": '").append(name).append("' is none of ");
+            const char* separator = "";
             for (const std::string& one : nearestFirst) {
-                list += list.empty() ? "" : ", ";
-                list += one;
+                refusal.append(separator).append(one);
+                separator = ", ";
             }
-            throw CUsageError(argument.name + ": '" + name + "' is none of " + list);
+            throw CUsageError(refusal);
         }
         if (std::find(names.begin(), names.end(), name) == names.end()) {
             names.push_back(name);

@@ -149,7 +149,8 @@ SChunks chunks_of(const CHandle& dataset) {
         const hsize_t size = std::max<hsize_t>(chunk[axis], 1);
         chunks.chunkBytes *= static_cast<double>(size);
         if (axis != slice_axis(extents)) {
-            chunks.perLayer *= static_cast<double>((extents[axis] + size - 1) / size);
+            const hsize_t count = (extents[axis] + size - 1) / size;
+            chunks.perLayer *= static_cast<double>(count);
         }
     }
     return chunks;

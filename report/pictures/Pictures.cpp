@@ -75,6 +75,7 @@ struct SPanel {
 void draw_section(CRaster& picture, const SPanel& panel, int left, int top) {
     const SSection& section = *panel.section;
     std::vector<long long> columns;
+    columns.reserve(static_cast<std::size_t>(panel.width));
     for (int x = 0; x < panel.width; ++x) {
         columns.push_back(x * section.size[0] / panel.width);
     }
