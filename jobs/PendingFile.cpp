@@ -37,7 +37,10 @@ static_assert(std::atomic<SSlot::EState>::is_always_lock_free, "read in a signal
 std::array<SSlot, 64> g_slots;
 
 std::size_t register_path(const std::string& path) {
-    for (std::size_t i = 0; i < g_slots.size() && path.size() < PATH_MAX; ++i) {
+    if (path.size() >= PATH_MAX) {
+        throw CWorkError("cannot write '" + path + "': the name is too long; give a shorter one");
+    }
+    for (std::size_t i = 0; i < g_slots.size(); ++i) {
         auto expected = SSlot::EState::free;
         if (g_slots[i].state.compare_exchange_strong(expected, SSlot::EState::taken)) {
             g_slots[i].path[path.copy(g_slots[i].path.data(), PATH_MAX)] = 0;
@@ -45,7 +48,8 @@ std::size_t register_path(const std::string& path) {
             return i;
         }
     }
-    throw CWorkError("cannot write '" + path + "': the name is too long; give a shorter one");
+    throw CWorkError("cannot write '" + path + "': this process writes " + std::to_string(g_slots.size()) +
+                     " files already; let some of them be finished first");
 }
 
 void unregister_path(std::size_t slot) noexcept {

@@ -155,6 +155,19 @@ TEST(PendingFiles, RefuseANameTooLongForTheSystem) {
     EXPECT_NE(failure_of([&] { files.Add(folder / std::string(10000, 'a')); }), "");
 }
 
+TEST(PendingFiles, AreRefusedWhereThereAreTooManyAtATime) {
+    const CTemporaryFolder folder;
+    CPendingFiles files;
+    for (int number = 0; number < 64; ++number) {
+        files.Add(folder / std::to_string(number));
+    }
+    EXPECT_THAT(failure_of([&] { files.Add(folder / "one more"); }),
+                AllOf(HasSubstr("one more"), HasSubstr("writes 64 files already")));
+    EXPECT_EQ(folder.Entries().size(), 64U);
+    files.Commit();
+    files.Add(folder / "one more");
+}
+
 TEST(PendingFiles, HaveNamesThatNobodyCanForetell) {
     const CTemporaryFolder folder;
     std::set<std::string> names;
