@@ -3,6 +3,7 @@
 #include "jobs/Directions.h"
 #include "jobs/Length.h"
 #include "jobs/NoForeground.h"
+#include "jobs/ReadingNotes.h"
 #include "jobs/Texts.h"
 #include "python/src/ArrayReader.h"
 #include "python/src/Arrays.h"
@@ -429,6 +430,15 @@ class CAnalysis {
         for (const jobs::SWarning& warning : job().Warnings()) {
             texts.append(jobs::WarningText(warning, job().Record().parameters.request) +
                          advice(warning.kind));
+        }
+        const report::SRunRecord::SInput& input = job().Record().input;
+        if (const auto note = jobs::MissingSlicesNote(input.path, m_image->Info())) {
+            texts.append(*note + ". Check the folder");
+        }
+        const auto rounding =
+            jobs::RoundingNote(m_image->Info(), input.largestRounding, job().Result().range);
+        if (rounding && rounding->isSerious) {
+            texts.append(rounding->text);
         }
         return texts;
     }

@@ -35,6 +35,16 @@ void require_radians(const CArrayImage& theta, const CArrayImage& phi) {
     }
 }
 
+void require_order(const CArrayImage& theta, const CArrayImage& phi) {
+    const std::size_t count = theta.Size().Elements();
+    if (jobs::LooksSwapped({static_cast<const float*>(theta.Pixels()), count},
+                           {static_cast<const float*>(phi.Pixels()), count})) {
+        throw CArgumentError("theta",
+                             "holds longitudes and phi colatitudes, as it seems; give colatitudes first, "
+                             "and fold those beyond pi/2: pi - theta in their place, and phi + pi");
+    }
+}
+
 py::array distances(const CArrayImage& theta, const CArrayImage& phi, const Vector& reference) {
     const std::optional<Vector> unit = jobs::UnitVector(reference);
     if (!unit) {
@@ -43,6 +53,7 @@ py::array distances(const CArrayImage& theta, const CArrayImage& phi, const Vect
     jobs::SDistances result;
     Work(py::none(), [&] {
         require_radians(theta, phi);
+        require_order(theta, phi);
         result = jobs::MeasureDistances(theta, phi, *unit);
     });
     return ArrayOf(std::move(result.distances));

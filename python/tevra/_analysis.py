@@ -27,7 +27,8 @@ EXPORTS = tuple(_tevra.exports())
 
 class ResultWarning(UserWarning):
     """Something makes one doubt a result: foregrounds that are tiny or huge, fibers that are not resolved, pixels
-    without a value, a mean direction that means little. `record["warnings"]` keeps them."""
+    without a value, a mean direction that means little, slices that a folder lacks, values that lose their contrast as
+    32-bit floats. The record keeps them."""
 
 
 class AxisField:

@@ -203,6 +203,19 @@ def test_warnings_name_arguments():
     assert result.record["warnings"]
 
 
+def test_a_folder_that_lacks_slices_is_warned_of(here):
+    for number in (*range(1, 13), *range(14, 33)):
+        tevra.write(f"s{number:02}.tif", np.ascontiguousarray(IMAGE[number - 1]))
+    with pytest.warns(tevra.ResultWarning, match="lack slices: no file has the number 13;"):
+        tevra.analyze(here, 3, maps=False)
+
+
+def test_values_that_lose_their_contrast_as_floats_are_warned_of(here):
+    (IMAGE.astype("<u4") + 4_000_000_001).tofile("image.raw")
+    with pytest.warns(tevra.ResultWarning, match="were rounded to 32-bit float"):
+        tevra.analyze("image.raw", 3, raw="32,32,32,u32", maps=False)
+
+
 def test_the_module_needs_no_more_than_numpy():
     code = ("import sys\nfor name in ('pandas', 'matplotlib', 'skimage', 'scipy'): sys.modules[name] = None\n"
             "import tevra, numpy as np\nresult = tevra.analyze(tevra.phantom((32, 32), 2).image, 2, subfield=9)\n"

@@ -90,6 +90,13 @@ def test_angles_that_are_no_radians_have_no_distance(name, wrong):
     assert tevra.pointwise_distance(maps["theta"], maps["phi"], (0, 0, 1))[1, 0, 1] == -1, "no axis, whatever phi is"
 
 
+def test_maps_in_the_wrong_order_have_no_distances(dense):
+    field = tevra.orientation(dense.image, 3)
+    tevra.pointwise_distance(field.theta, field.phi, (0, 0, 1))
+    with pytest.raises(ValueError, match="^theta: holds longitudes"):
+        tevra.pointwise_distance(field.phi, field.theta, (0, 0, 1))
+
+
 def test_one_map_in_both_places_is_refused():
     map_ = np.linspace(0.1, 1.2, 24, dtype=np.float32).reshape(2, 3, 4)
     for theta, phi in ((map_, map_), (map_, map_.copy())):
