@@ -27,8 +27,6 @@ constexpr std::size_t SLAB_SLACK = 4 * MEGABYTE;
 /// A subfield's entry in the result document with its text in the result files.
 constexpr std::size_t DOCUMENT_BYTES_PER_TILE = 16384;
 constexpr std::size_t FOURTH_ORDER_BYTES_PER_TILE = 40960;
-/// Slabs of fewer pixels are not worth starting threads for.
-constexpr long long USEFUL_SLAB_PIXELS = 1 << 21;
 constexpr long long USEFUL_SLICES_PER_THREAD = 4;
 /// Strips per slice: enough for processes to work side by side.
 constexpr std::size_t USEFUL_STRIPS = 32;
@@ -107,8 +105,8 @@ SMemoryPlan useful_plan(const SWorkload& workload, const CDemand& demand) {
     SMemoryPlan plan;
     plan.scratchBytes = demand.ScratchBytes();
     const auto slicePixels = static_cast<long long>(demand.SlicePixels());
-    plan.slabSlices = std::max(USEFUL_SLICES_PER_THREAD * workload.threads,
-                               (USEFUL_SLAB_PIXELS + slicePixels - 1) / slicePixels);
+    plan.slabSlices =
+        std::max(USEFUL_SLICES_PER_THREAD * workload.threads, workload.stage.SlabSlices(slicePixels));
     plan.slabSlices = std::clamp(plan.slabSlices, 1LL, demand.Slices());
     const std::size_t strips =
         std::max(USEFUL_STRIPS, STRIPS_PER_PROCESS * static_cast<std::size_t>(workload.processes));

@@ -114,6 +114,11 @@ class IAxisStage {
     /// What the confidence of rows tells, if they have one.
     virtual Impl::EConfidence Confidence() const { return Impl::EConfidence::none; }
 
+    /// Slices that a slab has where memory allows: enough for threads not to wait for each other all the time.
+    virtual long long SlabSlices(long long slicePixels) const {
+        constexpr long long PIXELS = 1LL << 21;
+        return (PIXELS + slicePixels - 1) / slicePixels;
+    }
     /// Readies the slices of a slab, in ascending order, for instance a ring of slices that reaches farther than
     /// the slab. The store has the slices that other processes own, up to the reach.
     virtual void Prepare(const SSliceRange& /*slab*/, const SStageContext& /*context*/) {}

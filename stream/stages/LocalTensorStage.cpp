@@ -65,6 +65,12 @@ class CLocalTensorStage : public IAxisStage {
                                                               : Impl::EConfidence::relative;
     }
 
+    /// Few: the tensors of a slab and of its neighbours shall not leave the caches before they are looked up.
+    long long SlabSlices(long long slicePixels) const override {
+        constexpr long long LEAST = 8;
+        constexpr long long PIXELS = 1LL << 19;
+        return std::max(LEAST, (PIXELS + slicePixels - 1) / slicePixels);
+    }
     void Prepare(const SSliceRange& slab, const SStageContext& context) override {
         if (m_size.Dim() == 3) {
             prepare(m_volume, slab, context);
