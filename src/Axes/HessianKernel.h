@@ -28,7 +28,12 @@ struct SEigenAxis {
     MaskOf<Real> isFound;
 };
 
-struct SHessianLimits {
+/// By the precision of the arithmetic.
+template <typename NumberT>
+struct SHessianLimits;
+
+template <>
+struct SHessianLimits<double> {
     /// Largest residual |H v - lambda v| of a vector that counts as found, against the Frobenius norm of H.
     static constexpr double RESIDUAL = 1e-13;
     /// Least difference of the wanted magnitude to the next, in units of the eigenvalues' spread. Of closer
@@ -42,12 +47,22 @@ struct SHessianLimits {
     static constexpr double LARGEST_NORM = 0x1p400;
 };
 
+/// The same with 24 digits in place of 53: at a double root an error moves the roots by 2^-12.
+template <>
+struct SHessianLimits<float> {
+    static constexpr double RESIDUAL = 0x1p-18;
+    static constexpr double GAP = 0x1p-8;
+    static constexpr double SMALLEST_NORM = 0x1p-44;
+    static constexpr double LARGEST_NORM = 0x1p44;
+};
+
 /// Whether a squared residual is that of an eigenvector.
 template <typename Real>
 TEVRA_LANES_INLINE MaskOf<Real> IsSmallResidual(const Real& squaredResidual, const Real& squaredNorm) {
-    const Real limit(SHessianLimits::RESIDUAL * SHessianLimits::RESIDUAL);
-    return (squaredResidual <= limit * squaredNorm) & (Real(SHessianLimits::SMALLEST_NORM) < squaredNorm) &
-           (squaredNorm < Real(SHessianLimits::LARGEST_NORM));
+    using Limits = SHessianLimits<NumberOf<Real>>;
+    const Real limit(Limits::RESIDUAL * Limits::RESIDUAL);
+    return (squaredResidual <= limit * squaredNorm) & (Real(Limits::SMALLEST_NORM) < squaredNorm) &
+           (squaredNorm < Real(Limits::LARGEST_NORM));
 }
 
 template <typename Real>
@@ -99,7 +114,7 @@ TEVRA_LANES_INLINE SChosenRoot<Real> ChooseRoot(const Real& centre, const Real& 
     const Real nearMagnitude = Abs(offset - distance);
     const Real farMagnitude = offset + distance;
     const Real separateMagnitude = Abs(centre + separate);
-    const Real least = Real(SHessianLimits::GAP) * (Abs(centre) + two);
+    const Real least = Real(SHessianLimits<NumberOf<Real>>::GAP) * (Abs(centre) + two);
     if constexpr (IsSmallest) {
         const auto isSeparate = separateMagnitude < nearMagnitude;
         const Real other = Smaller(Select(isSeparate, nearMagnitude, separateMagnitude), farMagnitude);
@@ -199,7 +214,7 @@ TEVRA_LANES_INLINE SEigenAxis<Real, SVector2<Real>> EigenAxis(const SHessian2<Re
     const Real restX = productX - value * axis.x;
     const Real restY = productY - value * axis.y;
     const Real norm = Real(2.0) * (mean * mean + radius * radius);
-    const Real least = Real(SHessianLimits::GAP) * (Abs(mean) + radius);
+    const Real least = Real(SHessianLimits<NumberOf<Real>>::GAP) * (Abs(mean) + radius);
     const MaskOf<Real> isFound =
         (least < Abs(mean)) & (least < radius) & IsSmallResidual(Real(restX * restX + restY * restY), norm);
     return {axis, isFound};

@@ -4,8 +4,8 @@
 #include <cstddef>
 
 /// What per-pixel kernels ask of their arithmetic type besides + - * / and comparisons: for `double`, and for
-/// several doubles side by side. Every lane rounds as a plain number does, so the count of lanes never
-/// changes a result.
+/// several numbers of double or single precision side by side. Every lane rounds as a plain number does, so the
+/// count of lanes never changes a result.
 ///
 /// Files that are compiled once per instruction set define TEVRA_WIDE as the set's name. It is part of the
 /// name of everything here, so that code for one set is never taken for that of another; nothing here may end
@@ -18,13 +18,27 @@
 namespace TEVRA::Impl {
 inline namespace TEVRA_WIDE {
 
-/// `Count` doubles side by side, a power of 2.
-template <std::size_t Count>
+/// Integers of a number's size.
+template <typename NumberT>
+struct SBitsOf;
+template <>
+struct SBitsOf<double> {
+    using Type = long long;
+    static constexpr Type MAGNITUDE = 0x7fffffffffffffffLL;
+};
+template <>
+struct SBitsOf<float> {
+    using Type = int;
+    static constexpr Type MAGNITUDE = 0x7fffffff;
+};
+
+/// `Count` numbers side by side, a power of 2.
+template <std::size_t Count, typename NumberT = double>
 struct SLanes {
     // An alias would lose the count, which the attribute takes from the template.
     // NOLINTBEGIN(modernize-use-using)
-    typedef double Numbers __attribute__((vector_size(Count * sizeof(double))));
-    typedef long long Bits __attribute__((vector_size(Count * sizeof(long long))));
+    typedef NumberT Numbers __attribute__((vector_size(Count * sizeof(NumberT))));
+    typedef typename SBitsOf<NumberT>::Type Bits __attribute__((vector_size(Count * sizeof(NumberT))));
     typedef float Floats __attribute__((vector_size(Count * sizeof(float))));
     // NOLINTEND(modernize-use-using)
     /// One truth value per lane: all bits set, or none.
@@ -33,7 +47,8 @@ struct SLanes {
     Numbers v;
 
     SLanes() = default;
-    TEVRA_LANES_INLINE explicit SLanes(double value) : v(value - Numbers{}) {} // not +: keeps -0.0
+    TEVRA_LANES_INLINE explicit SLanes(double value)
+        : v(static_cast<NumberT>(value) - Numbers{}) {} // not +: keeps -0.0
 
     TEVRA_LANES_INLINE static SLanes Of(Numbers numbers) {
         SLanes lanes{};
@@ -56,26 +71,29 @@ TEVRA_LANES_INLINE double Abs(double value) {
     return __builtin_fabs(value);
 }
 
-template <std::size_t Count>
-TEVRA_LANES_INLINE SLanes<Count> Abs(const SLanes<Count>& value) {
-    using Lanes = SLanes<Count>;
+template <std::size_t Count, typename NumberT>
+TEVRA_LANES_INLINE SLanes<Count, NumberT> Abs(const SLanes<Count, NumberT>& value) {
+    using Lanes = SLanes<Count, NumberT>;
     const typename Lanes::Bits magnitude =
-        reinterpret_cast<typename Lanes::Bits>(value.v) & 0x7fffffffffffffffLL;
+        reinterpret_cast<typename Lanes::Bits>(value.v) & SBitsOf<NumberT>::MAGNITUDE;
     return Lanes::Of(reinterpret_cast<typename Lanes::Numbers>(magnitude));
 }
 
 TEVRA_LANES_INLINE double SquareRoot(double value) {
     return __builtin_sqrt(value);
 }
+TEVRA_LANES_INLINE float SquareRoot(float value) {
+    return __builtin_sqrtf(value);
+}
 
-template <std::size_t Count>
-TEVRA_LANES_INLINE SLanes<Count> SquareRoot(const SLanes<Count>& value) {
-    double numbers[Count];
+template <std::size_t Count, typename NumberT>
+TEVRA_LANES_INLINE SLanes<Count, NumberT> SquareRoot(const SLanes<Count, NumberT>& value) {
+    NumberT numbers[Count];
     __builtin_memcpy(numbers, &value.v, sizeof numbers);
     for (std::size_t lane = 0; lane < Count; ++lane) {
-        numbers[lane] = __builtin_sqrt(numbers[lane]);
+        numbers[lane] = SquareRoot(numbers[lane]);
     }
-    SLanes<Count> root{};
+    SLanes<Count, NumberT> root{};
     __builtin_memcpy(&root.v, numbers, sizeof numbers);
     return root;
 }
@@ -85,10 +103,11 @@ TEVRA_LANES_INLINE double Select(bool condition, double yes, double no) {
     return condition ? yes : no;
 }
 
-template <std::size_t Count>
-TEVRA_LANES_INLINE SLanes<Count> Select(const typename SLanes<Count>::Mask& condition,
-                                        const SLanes<Count>& yes, const SLanes<Count>& no) {
-    return SLanes<Count>::Of(condition ? yes.v : no.v);
+template <std::size_t Count, typename NumberT>
+TEVRA_LANES_INLINE SLanes<Count, NumberT> Select(const typename SLanes<Count, NumberT>::Mask& condition,
+                                                 const SLanes<Count, NumberT>& yes,
+                                                 const SLanes<Count, NumberT>& no) {
+    return SLanes<Count, NumberT>::Of(condition ? yes.v : no.v);
 }
 
 /// Whether the condition holds in at least one lane.
@@ -151,6 +170,7 @@ struct SLaneAccess;
 
 template <>
 struct SLaneAccess<double> {
+    using Number = double;
     using Mask = bool;
     static constexpr std::size_t COUNT = 1;
     TEVRA_LANES_INLINE static double Load(const float* from) { return static_cast<double>(*from); }
@@ -159,24 +179,26 @@ struct SLaneAccess<double> {
     TEVRA_LANES_INLINE static bool IsSet(bool condition, std::size_t /*lane*/) { return condition; }
 };
 
-template <std::size_t Count>
-struct SLaneAccess<SLanes<Count>> {
-    using Lanes = SLanes<Count>;
+template <std::size_t Count, typename NumberT>
+struct SLaneAccess<SLanes<Count, NumberT>> {
+    using Lanes = SLanes<Count, NumberT>;
+    using Number = NumberT;
     using Mask = typename Lanes::Mask;
     static constexpr std::size_t COUNT = Count;
 
-    /// `Count` floats, widened.
+    /// `Count` floats, widened if need be.
     TEVRA_LANES_INLINE static Lanes Load(const float* from) {
         typename Lanes::Floats floats;
         __builtin_memcpy(&floats, from, sizeof floats);
         return Lanes::Of(__builtin_convertvector(floats, typename Lanes::Numbers));
     }
     TEVRA_LANES_INLINE static Lanes Load(const double* from) {
+        static_assert(sizeof(NumberT) == sizeof(double), "digits would be lost");
         Lanes lanes{};
         __builtin_memcpy(&lanes.v, from, sizeof lanes.v);
         return lanes;
     }
-    TEVRA_LANES_INLINE static void Store(const Lanes& value, double* to) {
+    TEVRA_LANES_INLINE static void Store(const Lanes& value, NumberT* to) {
         __builtin_memcpy(to, &value.v, sizeof value.v);
     }
     /// Rounds to float.
@@ -185,7 +207,7 @@ struct SLaneAccess<SLanes<Count>> {
         __builtin_memcpy(to, &floats, sizeof floats);
     }
     TEVRA_LANES_INLINE static bool AllOf(const Mask& condition) {
-        long long all = -1;
+        typename SBitsOf<NumberT>::Type all = -1;
         for (std::size_t lane = 0; lane < Count; ++lane) {
             all &= condition[lane];
         }
@@ -199,6 +221,10 @@ struct SLaneAccess<SLanes<Count>> {
 /// One truth value per lane.
 template <typename Real>
 using MaskOf = typename SLaneAccess<Real>::Mask;
+
+/// What a lane holds.
+template <typename Real>
+using NumberOf = typename SLaneAccess<Real>::Number;
 
 } // namespace TEVRA_WIDE
 } // namespace TEVRA::Impl

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <vector>
@@ -295,6 +296,126 @@ TEST(HessianKernel, FindsAllButFewAxesInClosedForm) {
         if (kind.name == "zero" || kind.name == "not finite") {
             EXPECT_EQ(closed_forms(kind, count), 0U) << kind.name;
         }
+    }
+}
+
+/// Axes in single precision.
+template <std::size_t Lanes>
+struct SSingleAxes {
+    float components[3][Lanes];
+    bool isFound[Lanes];
+};
+
+template <bool IsSmallest, std::size_t Dim, std::size_t Lanes, std::size_t Count>
+SSingleAxes<Lanes> single_axes(const SGroup<Dim, Count>& group, std::size_t first) {
+    using Real = SLanes<Lanes, float>;
+    using Access = SLaneAccess<Real>;
+    const auto load = [&](std::size_t entry) { return Access::Load(group.entries[entry] + first); };
+    SSingleAxes<Lanes> axes{};
+    MaskOf<Real> found{};
+    if constexpr (Dim == 3) {
+        const auto result =
+            EigenAxis<IsSmallest>(SHessian3<Real>{load(0), load(1), load(2), load(3), load(4), load(5)});
+        found = result.isFound;
+        Access::Store(result.axis.x, axes.components[0]);
+        Access::Store(result.axis.y, axes.components[1]);
+        Access::Store(result.axis.z, axes.components[2]);
+    } else {
+        const auto result = EigenAxis<IsSmallest>(SHessian2<Real>{load(0), load(1), load(2)});
+        found = result.isFound;
+        Access::Store(result.axis.x, axes.components[0]);
+        Access::Store(result.axis.y, axes.components[1]);
+    }
+    for (std::size_t lane = 0; lane < Lanes; ++lane) {
+        axes.isFound[lane] = Access::IsSet(found, lane);
+    }
+    return axes;
+}
+
+template <bool IsSmallest, std::size_t Dim, std::size_t Lanes>
+void expect_single_lanes_to_agree(const SGroup<Dim, MOST_LANES>& group,
+                                  const SSingleAxes<MOST_LANES>& expected) {
+    for (std::size_t first = 0; first < MOST_LANES; first += Lanes) {
+        const auto axes = single_axes<IsSmallest, Dim, Lanes>(group, first);
+        for (std::size_t lane = 0; lane < Lanes; ++lane) {
+            ASSERT_EQ(axes.isFound[lane], expected.isFound[first + lane]) << Lanes << " lanes";
+            for (std::size_t i = 0; i < Dim; ++i) {
+                ASSERT_TRUE(same_bits(axes.components[i][lane], expected.components[i][first + lane]))
+                    << Lanes << " lanes";
+            }
+        }
+    }
+}
+
+/// An axis that is found is one, to what single precision can tell.
+template <bool IsSmallest, std::size_t Dim>
+void expect_single_eigenvectors(const SGroup<Dim, MOST_LANES>& group, const SSingleAxes<MOST_LANES>& axes) {
+    for (std::size_t lane = 0; lane < MOST_LANES; ++lane) {
+        if (!axes.isFound[lane]) {
+            continue;
+        }
+        Hessian<Dim> hessian{};
+        std::array<double, Dim> axis{};
+        for (std::size_t entry = 0; entry < hessian.size(); ++entry) {
+            hessian[entry] = group.entries[entry][lane];
+        }
+        double squares = 0.0;
+        for (std::size_t i = 0; i < Dim; ++i) {
+            axis[i] = static_cast<double>(axes.components[i][lane]);
+            squares += axis[i] * axis[i];
+        }
+        ASSERT_NEAR(squares, 1.0, 1e-6);
+        auto kernel = loaded<Dim>(hessian, IsSmallest ? EEigenvalue::smallest : EEigenvalue::largest);
+        std::array<double, Dim> truth{};
+        ASSERT_TRUE(kernel.Decompose(truth));
+        const double norm = frobenius_norm<Dim>(hessian);
+        const SRayleigh own = rayleigh<Dim>(hessian, axis);
+        ASSERT_LE(own.residual, 5e-6 * norm);
+        ASSERT_NEAR(std::abs(own.value), std::abs(rayleigh<Dim>(hessian, truth).value), 5e-6 * norm)
+            << "another eigenvalue";
+    }
+}
+
+template <bool IsSmallest, std::size_t Dim>
+void expect_single_axes() {
+    std::mt19937_64 random(4);
+    for (const auto& kind : test::HessianKinds<Dim>()) {
+        SCOPED_TRACE(kind.name);
+        for (std::size_t done = 0; done < PER_KIND / 4; done += MOST_LANES) {
+            const auto group = make_group<Dim, MOST_LANES>(kind, random);
+            const auto axes = single_axes<IsSmallest, Dim, MOST_LANES>(group, 0);
+            expect_single_lanes_to_agree<IsSmallest, Dim, 4>(group, axes);
+            expect_single_lanes_to_agree<IsSmallest, Dim, 8>(group, axes);
+            expect_single_eigenvectors<IsSmallest, Dim>(group, axes);
+            if (testing::Test::HasFatalFailure()) {
+                return;
+            }
+        }
+    }
+}
+
+TEST(HessianKernel, InSinglePrecisionGivesTheSameEigenvectorsForFourEightAndSixteenLanesIn3D) {
+    expect_single_axes<true, 3>();
+    expect_single_axes<false, 3>();
+}
+
+TEST(HessianKernel, InSinglePrecisionGivesTheSameEigenvectorsForFourEightAndSixteenLanesIn2D) {
+    expect_single_axes<true, 2>();
+    expect_single_axes<false, 2>();
+}
+
+TEST(HessianKernel, InSinglePrecisionFindsAllButFewAxesInClosedForm) {
+    std::mt19937_64 random(5);
+    for (const auto& kind : test::HessianKinds<3>()) {
+        if (kind.name != "random" && kind.name != "fiber") {
+            continue;
+        }
+        std::size_t found = 0;
+        for (std::size_t done = 0; done < PER_KIND; done += MOST_LANES) {
+            const auto axes = single_axes<true, 3, MOST_LANES>(make_group<3, MOST_LANES>(kind, random), 0);
+            found += static_cast<std::size_t>(std::count(axes.isFound, axes.isFound + MOST_LANES, true));
+        }
+        EXPECT_GE(found, PER_KIND - PER_KIND / 50) << kind.name;
     }
 }
 
