@@ -173,7 +173,7 @@ void AxesOfRow(benchmark::State& state) {
     std::size_t found = 0;
     for (auto _ : state) {
         found = Impl::AxesOfRow<3>(hessians.Pointers(), foreground.data(), ROW, Impl::EEigenvalue::smallest,
-                                   {theta.data(), phi.data()}, set);
+                                   {theta.data(), phi.data()}, Impl::EPlaces::inRow, set);
         benchmark::ClobberMemory();
     }
     if (found != static_cast<std::size_t>(std::count(foreground.begin(), foreground.end(), 1))) {

@@ -20,7 +20,7 @@ std::size_t FindAxes(IMatrixRows<Dim>& rows, long long y, const unsigned char* f
         MarkRow<Dim>(width, angles);
         return 0;
     }
-    return AxesOfRow<Dim>(rows.At(y, foreground), foreground, width, which, angles);
+    return AxesOfRow<Dim>(rows.At(y, foreground), foreground, width, which, angles, rows.Places());
 }
 
 template std::size_t FindAxes<2>(IMatrixRows<2>&, long long, const unsigned char*, std::size_t, EEigenvalue,

@@ -21,6 +21,8 @@ class IMatrixRows {
     /// The matrices of row `y`; valid until the next call.
     /// @param foreground one byte per pixel: only where it is not 0 the matrices are needed.
     virtual const SymmetricRow<Dim>& At(long long y, const unsigned char* foreground) = 0;
+    /// Where in such a row the matrices stand.
+    virtual EPlaces Places() const { return EPlaces::inRow; }
     /// Fetches what the matrices of a row lie in, for stages whose matrices are stored: called while the row before is
     /// being worked on.
     virtual void Prefetch(long long /*y*/, long long /*z*/, const unsigned char* /*foreground*/) {}

@@ -34,13 +34,15 @@ TEVRA_LANES_INLINE void PackPixels(const float* row, const unsigned short* posit
 
 /// Appends the numbers of those pixels of a group that got no axis. @param at the group's first one of `count`.
 /// @return how many there are then.
-TEVRA_LANES_INLINE std::size_t AppendFailed(const Real::Mask& found, std::size_t at, std::size_t count,
+template <typename LanesT>
+TEVRA_LANES_INLINE std::size_t AppendFailed(const MaskOf<LanesT>& found, std::size_t at, std::size_t count,
                                             unsigned short* failed, std::size_t failures) {
-    if (__builtin_expect(Access::AllOf(found), 1)) {
+    using Group = SLaneAccess<LanesT>;
+    if (__builtin_expect(Group::AllOf(found), 1)) {
         return failures;
     }
-    for (std::size_t lane = 0; lane < WIDTH && at + lane < count; ++lane) {
-        if (!Access::IsSet(found, lane)) {
+    for (std::size_t lane = 0; lane < Group::COUNT && at + lane < count; ++lane) {
+        if (!Group::IsSet(found, lane)) {
             failed[failures++] = static_cast<unsigned short>(at + lane);
         }
     }

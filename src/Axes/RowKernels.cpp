@@ -33,10 +33,11 @@ std::size_t decompose(const SAxesOfSegment& segment, std::size_t count) {
     std::size_t failures = 0;
     for (std::size_t i = 0; i < count; ++i) {
         const std::size_t x = segment.failed[i];
+        const std::size_t at = segment.failedAt[i];
         std::size_t entry = 0;
         for (std::size_t row = 0; row < Dim; ++row) {
             for (std::size_t col = row; col < Dim; ++col) {
-                kernel.Set(row, col, static_cast<double>(segment.hessian[entry++][x]));
+                kernel.Set(row, col, static_cast<double>(segment.hessian[entry++][at]));
             }
         }
         std::array<double, Dim> axis{};
@@ -115,22 +116,26 @@ void ForegroundOfRow(const float* smoothed, std::size_t count, double threshold,
 
 template <std::size_t Dim>
 std::size_t AxesOfRow(const SymmetricRow<Dim>& matrices, const unsigned char* foreground, std::size_t count,
-                      EEigenvalue which, const SAngleRow& angles, EInstructionSet set) {
+                      EEigenvalue which, const SAngleRow& angles, EPlaces places, EInstructionSet set) {
     const auto kernel = kernels_of(set).axes[Dim - 2];
     std::size_t found = 0;
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): an output
+    // Outputs. NOLINTBEGIN(cppcoreguidelines-pro-type-member-init)
     std::array<unsigned short, SEGMENT_PIXELS> failed;
+    std::array<unsigned short, SEGMENT_PIXELS> failedAt;
+    // NOLINTEND(cppcoreguidelines-pro-type-member-init)
     for_each_segment(count, [&](std::size_t first, std::size_t length) {
         SAxesOfSegment segment{};
         for (std::size_t entry = 0; entry < matrices.size(); ++entry) {
             segment.hessian[entry] = matrices[entry] + first;
         }
+        segment.places = places;
         segment.foreground = foreground + first;
         segment.count = length;
         segment.isSmallest = which == EEigenvalue::smallest;
         segment.theta = angles.theta + first;
         segment.phi = Dim == 3 ? angles.phi + first : nullptr;
         segment.failed = failed.data();
+        segment.failedAt = failedAt.data();
         const SAxesFound axes = kernel(segment);
         found += axes.foreground - decompose<Dim>(segment, axes.failed);
     });
@@ -202,9 +207,9 @@ template class CRowSums<2>;
 template class CRowSums<3>;
 
 template std::size_t AxesOfRow<2>(const SymmetricRow<2>&, const unsigned char*, std::size_t, EEigenvalue,
-                                  const SAngleRow&, EInstructionSet);
+                                  const SAngleRow&, EPlaces, EInstructionSet);
 template std::size_t AxesOfRow<3>(const SymmetricRow<3>&, const unsigned char*, std::size_t, EEigenvalue,
-                                  const SAngleRow&, EInstructionSet);
+                                  const SAngleRow&, EPlaces, EInstructionSet);
 template void AddRow<2>(CSecondOrderSums<2>&, CFourthOrderSums<2>*, const SConstAngleRow&, std::size_t,
                         EInstructionSet);
 template void AddRow<3>(CSecondOrderSums<3>&, CFourthOrderSums<3>*, const SConstAngleRow&, std::size_t,

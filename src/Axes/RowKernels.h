@@ -4,6 +4,7 @@
 #include "Axes/AxisAngles.h"
 #include "Axes/HessianAxis.h"
 #include "Axes/OrientationSums.h"
+#include "Axes/Segments.h"
 #include "Numeric/InstructionSet.h"
 
 #include <algorithm>
@@ -42,11 +43,12 @@ void ForegroundOfRow(const float* smoothed, std::size_t count, double threshold,
 /// Angles of the axes of a row's foreground pixels; markers elsewhere and where the decomposition failed.
 /// @param foreground one byte per pixel, not 0 for foreground.
 /// @param angles receives `count` angles each; may not overlap the input.
+/// @param matrices readable where the foreground is; a row without foreground is MarkRow's. @param places where in
+/// them the matrices stand; packed ones with PACKING_ROOM behind the last.
 /// @return the number of pixels that got an axis.
-/// @param matrices readable where the foreground is; a row without foreground is MarkRow's.
 template <std::size_t Dim>
 std::size_t AxesOfRow(const SymmetricRow<Dim>& matrices, const unsigned char* foreground, std::size_t count,
-                      EEigenvalue which, const SAngleRow& angles,
+                      EEigenvalue which, const SAngleRow& angles, EPlaces places = EPlaces::inRow,
                       EInstructionSet set = InstructionSetInUse());
 
 /// Angles of a row without foreground: markers.
@@ -100,9 +102,9 @@ extern template class CRowSums<2>;
 extern template class CRowSums<3>;
 
 extern template std::size_t AxesOfRow<2>(const SymmetricRow<2>&, const unsigned char*, std::size_t,
-                                         EEigenvalue, const SAngleRow&, EInstructionSet);
+                                         EEigenvalue, const SAngleRow&, EPlaces, EInstructionSet);
 extern template std::size_t AxesOfRow<3>(const SymmetricRow<3>&, const unsigned char*, std::size_t,
-                                         EEigenvalue, const SAngleRow&, EInstructionSet);
+                                         EEigenvalue, const SAngleRow&, EPlaces, EInstructionSet);
 extern template void AddRow<2>(CSecondOrderSums<2>&, CFourthOrderSums<2>*, const SConstAngleRow&, std::size_t,
                                EInstructionSet);
 extern template void AddRow<3>(CSecondOrderSums<3>&, CFourthOrderSums<3>*, const SConstAngleRow&, std::size_t,

@@ -140,10 +140,10 @@ class CSelection {
 #endif
 
 template <bool IsSmallest>
-TEVRA_LANES_INLINE Real::Mask angles_of(const SPacked (&hessian)[6], std::size_t at, SPacked& theta,
+TEVRA_LANES_INLINE Real::Mask angles_of(const float* const (&hessian)[6], std::size_t at, SPacked& theta,
                                         SPacked& phi) {
     const auto load = [&](std::size_t entry) __attribute__((always_inline)) {
-        return Access::Load(hessian[entry].values + at);
+        return Access::Load(hessian[entry] + at);
     };
     const auto [axis, isFound] =
         EigenAxis<IsSmallest>(SHessian3<Real>{load(0), load(1), load(2), load(3), load(4), load(5)});
@@ -154,10 +154,10 @@ TEVRA_LANES_INLINE Real::Mask angles_of(const SPacked (&hessian)[6], std::size_t
 }
 
 template <bool IsSmallest>
-TEVRA_LANES_INLINE Real::Mask angles_of(const SPacked (&hessian)[3], std::size_t at, SPacked& theta,
+TEVRA_LANES_INLINE Real::Mask angles_of(const float* const (&hessian)[3], std::size_t at, SPacked& theta,
                                         SPacked& /*phi*/) {
     const auto load = [&](std::size_t entry) __attribute__((always_inline)) {
-        return Access::Load(hessian[entry].values + at);
+        return Access::Load(hessian[entry] + at);
     };
     const auto [axis, isFound] = EigenAxis<IsSmallest>(SHessian2<Real>{load(0), load(1), load(2)});
     Access::StoreFloats(FoldedAngle(axis), theta.values + at);
@@ -166,12 +166,12 @@ TEVRA_LANES_INLINE Real::Mask angles_of(const SPacked (&hessian)[3], std::size_t
 
 /// Angles of packed Hessians. @return number of failed ones, whose numbers go to `failed`.
 template <bool IsSmallest, std::size_t Entries>
-std::size_t find_angles(const SPacked (&hessian)[Entries], std::size_t count, SPacked& theta, SPacked& phi,
-                        unsigned short* failed) {
+std::size_t find_angles(const float* const (&hessian)[Entries], std::size_t count, SPacked& theta,
+                        SPacked& phi, unsigned short* failed) {
     std::size_t failures = 0;
     for (std::size_t at = 0; at < count; at += WIDTH) {
         const Real::Mask found = angles_of<IsSmallest>(hessian, at, theta, phi);
-        failures = AppendFailed(found, at, count, failed, failures);
+        failures = AppendFailed<Real>(found, at, count, failed, failures);
     }
     return failures;
 }
@@ -180,12 +180,19 @@ template <std::size_t Dim>
 SAxesFound axes_of_segment(const SAxesOfSegment& segment) {
     constexpr std::size_t ENTRIES = Dim * (Dim + 1) / 2;
     const CSelection foreground(segment.foreground, segment.count);
-    SPacked hessian[ENTRIES];
     // Only what is used of the buffers is written. NOLINTBEGIN(cppcoreguidelines-pro-type-member-init)
+    SPacked packed[ENTRIES];
     SPacked theta;
     SPacked phi;
     // NOLINTEND(cppcoreguidelines-pro-type-member-init)
-    foreground.Pack(segment.hessian, hessian);
+    const bool isPacked = segment.places == EPlaces::packed;
+    if (!isPacked) {
+        foreground.Pack(segment.hessian, packed);
+    }
+    const float* hessian[ENTRIES];
+    for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
+        hessian[entry] = isPacked ? segment.hessian[entry] : packed[entry].values;
+    }
     const std::size_t count = foreground.Count();
     const std::size_t failures = segment.isSmallest
                                      ? find_angles<true>(hessian, count, theta, phi, segment.failed)
@@ -195,7 +202,9 @@ SAxesFound axes_of_segment(const SAxesOfSegment& segment) {
         foreground.Unpack(phi, NO_ANGLE, segment.phi);
     }
     for (std::size_t i = 0; i < failures; ++i) {
-        segment.failed[i] = foreground.Position(segment.failed[i]);
+        const unsigned short number = segment.failed[i];
+        segment.failed[i] = foreground.Position(number);
+        segment.failedAt[i] = isPacked ? number : segment.failed[i];
     }
     return {count, failures};
 }

@@ -13,12 +13,14 @@ inline constexpr std::size_t PARTIAL_SUMS = 8;
 
 struct SAxesOfSegment {
     const float* hessian[6]; ///< rows xx, xy[, xz], yy[, yz, zz]
+    EPlaces places;          ///< of their numbers
     const unsigned char* foreground;
     std::size_t count;
     bool isSmallest; ///< which eigenvalue
     float* theta;
-    float* phi;             ///< not used in 2D
-    unsigned short* failed; ///< receives positions of foreground pixels that got no axis
+    float* phi;               ///< not used in 2D
+    unsigned short* failed;   ///< receives positions of foreground pixels that got no axis, ...
+    unsigned short* failedAt; ///< ... and where their Hessians stand in the rows
 };
 
 struct SAxesFound {

@@ -9,6 +9,12 @@ namespace TEVRA::Impl {
 /// first-level cache.
 inline constexpr std::size_t SEGMENT_PIXELS = 512;
 
+/// Where the numbers of a row's pixels stand.
+enum class EPlaces {
+    inRow, ///< each pixel's at its own place
+    packed ///< those of a segment's foreground pixels one after the other, from the segment's first place on
+};
+
 /// Packed numbers stand in arrays with room for this many more: kernels work on whole registers.
 inline constexpr std::size_t PACKING_ROOM = 16;
 

@@ -22,7 +22,7 @@ class CLocalTensorRows : public IMatrixRows<Dim> {
     CLocalTensorRows(const std::unique_ptr<CLocalTensors<Dim>>& tensors, std::size_t width)
         : m_tensors(tensors), m_confidence(width) {
         for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
-            m_memory[entry].resize(width);
+            m_memory[entry].resize(width + PACKING_ROOM);
             m_written[entry] = m_memory[entry].data();
             m_rows[entry] = m_memory[entry].data();
         }
@@ -34,6 +34,7 @@ class CLocalTensorRows : public IMatrixRows<Dim> {
                                 m_workspace);
         return m_rows;
     }
+    EPlaces Places() const override { return EPlaces::packed; }
     void Confidence(const unsigned char* foreground, float* confidence) override {
         // Rows without foreground are not asked for.
         std::transform(

@@ -247,10 +247,10 @@ class CLocalTensors<Dim>::CPlaneWork {
             }
         }
         if (!isEmpty) {
-            const SWeights& weights = m_tensors.m_window[1];
-            smooth(m_kernels, SSmoothedRows<float, NumberT>{m_rows.data(), weights.radius,
-                                                            weights.bothSides[smoothed].data(), out.data(),
-                                                            outputs, ENTRIES * m_tensors.m_width});
+            const SWindow& window = m_tensors.m_window[1];
+            smooth(m_kernels,
+                   SSmoothedRows<float, NumberT>{m_rows.data(), window.radius, window.weights.data(),
+                                                 out.data(), outputs, ENTRIES * m_tensors.m_width});
         }
     }
 
@@ -376,7 +376,7 @@ class CLocalTensors<Dim>::CPlaneWork {
     /// Sums along x of the votes of `count` rows from y on.
     void gather_along(long long y, std::size_t count) {
         constexpr auto TOGETHER = static_cast<std::size_t>(ROW_BATCH);
-        const SWeights& weights = m_tensors.m_window[0];
+        const SWindow& window = m_tensors.m_window[0];
         const std::size_t width = m_tensors.m_width;
         std::array<float*, TOGETHER> sums{};
         std::array<float*, TOGETHER> rows{};
@@ -384,14 +384,14 @@ class CLocalTensors<Dim>::CPlaneWork {
             sums[i] = m_sums.Row(i);
             rows[i] = m_gathered.Row(gathered_slot(y, i));
         }
-        m_rows.resize(TOGETHER + 2 * weights.radius);
+        m_rows.resize(TOGETHER + 2 * window.radius);
         for (std::size_t begin = 0; begin < width; begin += TOGETHER) {
             const std::size_t pixels = std::min(TOGETHER, width - begin);
-            for (std::size_t i = 0; i < pixels + 2 * weights.radius; ++i) {
+            for (std::size_t i = 0; i < pixels + 2 * window.radius; ++i) {
                 m_rows[i] = m_votes.Row(0) + BLOCK * (begin + i);
             }
-            m_kernels.smooth({m_rows.data(), weights.radius, weights.bothSides[smoothed].data(), sums.data(),
-                              pixels, BLOCK});
+            m_kernels.smooth(
+                {m_rows.data(), window.radius, window.weights.data(), sums.data(), pixels, BLOCK});
             for (std::size_t i = 0; i < pixels; ++i) {
                 for (std::size_t row = 0; row < count; ++row) {
                     std::memcpy(rows[row] + ENTRIES * (begin + i), sums[i] + ENTRIES * row,
@@ -514,7 +514,9 @@ CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, long
         m_derivative[axis] = weights_of({SampledSmoothing(scales.derivativeSigma, spacing),
                                          SampledFirstDerivative(scales.derivativeSigma, spacing),
                                          SampledSecondDerivative(scales.derivativeSigma, spacing)});
-        m_window[axis] = weights_of({SampledSmoothing(scales.windowSigma, spacing)});
+        const SSampledKernel window = SampledSmoothing(scales.windowSigma, spacing);
+        m_lookUps.reach[axis] = m_reach.along[axis];
+        m_window[axis] = {window.Radius(), both_sides(as_floats(window.weights), smoothed)};
     }
     double sum = 1.0;
     for (int step = 1; step <= ALONG_STEPS; ++step) {
@@ -525,12 +527,14 @@ CLocalTensors<Dim>::CLocalTensors(const CSize& size, const SPlanes& slices, long
         const double distance = step * ALONG_REACH_SIGMAS / ALONG_STEPS;
         m_lookUps.weights[step] = static_cast<float>(std::exp(-0.5 * distance * distance) / sum);
         for (std::size_t axis = 0; axis < Dim; ++axis) {
-            m_lookUps.offsets[step - 1][axis] = distance * scales.along / scales.spacing[axis];
+            m_lookUps.offsets[step - 1][axis] =
+                static_cast<float>(distance * scales.along / scales.spacing[axis]);
         }
     }
     const SRingSlices kept = kept_slices(m_reach, slabSlices);
     m_greyRing = CRing<float>(kept.grey, m_height, m_width, newMemory);
-    m_isEmpty.resize(static_cast<std::size_t>(std::max(kept.planar, 1LL)) * m_height);
+    m_emptySlices = std::max(kept.planar, 1LL);
+    m_isEmpty.resize(static_cast<std::size_t>(m_emptySlices) * m_height);
     if constexpr (Dim == 3) {
         with_planar_ring(*this, [&](auto& planar) {
             planar.slices =
@@ -674,18 +678,17 @@ void CLocalTensors<Dim>::make_tensors(long long end, ITaskRunner& runner) {
 
 template <std::size_t Dim>
 std::size_t CLocalTensors<Dim>::empty_index(long long z, std::size_t y) const {
-    const long long slices = Dim == 3 ? 2 * m_reach.window[2] + BATCH : 1;
-    return static_cast<std::size_t>(z % slices) * m_height + y;
+    return static_cast<std::size_t>(z % m_emptySlices) * m_height + y;
 }
 
 template <std::size_t Dim>
 template <typename NumberT>
 void CLocalTensors<Dim>::gather_across(const SPlanes& planes, const SBand& band,
                                        const SPlanarRing<NumberT>& planar) {
-    const SWeights& weights = m_window[2];
-    const auto reach = static_cast<long long>(weights.radius);
+    const SWindow& window = m_window[2];
+    const auto reach = static_cast<long long>(window.radius);
     const auto outputs = static_cast<std::size_t>(planes.Count());
-    std::vector<const NumberT*> rows(outputs + 2 * weights.radius);
+    std::vector<const NumberT*> rows(outputs + 2 * window.radius);
     std::vector<float*> out(outputs);
     for (std::size_t y = band.first; y < band.end; ++y) {
         bool isEmpty = true;
@@ -708,9 +711,8 @@ void CLocalTensors<Dim>::gather_across(const SPlanes& planes, const SBand& band,
             }
         }
         if (!isEmpty) {
-            smooth(m_kernels, SSmoothedRows<NumberT, float>{rows.data(), weights.radius,
-                                                            weights.bothSides[smoothed].data(), out.data(),
-                                                            outputs, ENTRIES * m_width});
+            smooth(m_kernels, SSmoothedRows<NumberT, float>{rows.data(), window.radius, window.weights.data(),
+                                                            out.data(), outputs, ENTRIES * m_width});
         }
     }
 }
@@ -721,17 +723,8 @@ EEigenvalue CLocalTensors<Dim>::Eigenvalue() const noexcept {
 }
 
 template <std::size_t Dim>
-std::array<float*, CLocalTensors<Dim>::ENTRIES> CLocalTensors<Dim>::entries_of(CLocalWorkspace<Dim>& work) {
-    std::array<float*, ENTRIES> entries{};
-    for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
-        entries[entry] = work.m_entries[entry].data();
-    }
-    return entries;
-}
-
-template <std::size_t Dim>
-std::array<double*, Dim> CLocalTensors<Dim>::axes_of(CLocalWorkspace<Dim>& work) {
-    std::array<double*, Dim> axes{};
+std::array<float*, Dim> CLocalTensors<Dim>::axes_of(CLocalWorkspace<Dim>& work) {
+    std::array<float*, Dim> axes{};
     for (std::size_t component = 0; component < Dim; ++component) {
         axes[component] = work.m_axes[component].data();
     }
@@ -753,9 +746,9 @@ std::size_t CLocalTensors<Dim>::pick(const unsigned char* foreground, std::size_
 
 /// Axes of the packed tensors, to look along.
 template <std::size_t Dim>
-void CLocalTensors<Dim>::find_axes(std::size_t count, CLocalWorkspace<Dim>& work) const {
+void CLocalTensors<Dim>::find_axes(const std::array<float*, ENTRIES>& entries, std::size_t count,
+                                   CLocalWorkspace<Dim>& work) const {
     const EEigenvalue which = Eigenvalue();
-    const auto entries = entries_of(work);
     const auto axes = axes_of(work);
     const std::size_t failed = m_kernels.axes[Dim - 2](entries.data(), count, which == EEigenvalue::smallest,
                                                        axes.data(), work.m_failed.data());
@@ -768,9 +761,19 @@ void CLocalTensors<Dim>::find_axes(std::size_t count, CLocalWorkspace<Dim>& work
             axis[0] = 1.0;
         }
         for (std::size_t component = 0; component < Dim; ++component) {
-            axes[component][at] = axis[component];
+            axes[component][at] = static_cast<float>(axis[component]);
         }
     }
+}
+
+/// Whether a packed tensor has anything to see a direction by.
+template <std::size_t Dim>
+bool CLocalTensors<Dim>::has_direction(const std::array<float*, ENTRIES>& entries, std::size_t at) {
+    float trace = 0.0F;
+    for (std::size_t entry = 0, axis = 0; axis < Dim; entry += Dim - axis, ++axis) {
+        trace += entries[entry][at];
+    }
+    return trace > 0.0F && std::isfinite(trace);
 }
 
 /// Where the tensors around a slice stand.
@@ -794,7 +797,6 @@ template <std::size_t Dim>
 void CLocalTensors<Dim>::FindMatrices(long long z, std::size_t y, const unsigned char* foreground,
                                       const std::array<float*, ENTRIES>& rows, float* confidence,
                                       CLocalWorkspace<Dim>& work) const {
-    const auto entries = entries_of(work);
     std::fill_n(confidence, m_width, 0.0F);
     const STensorVolume volume = volume_around(z, work);
     const float* const own = m_tensorRing.Row(z, y);
@@ -803,9 +805,13 @@ void CLocalTensors<Dim>::FindMatrices(long long z, std::size_t y, const unsigned
         if (count == 0) {
             continue;
         }
+        std::array<float*, ENTRIES> entries = rows;
+        for (float*& entry : entries) {
+            entry += begin;
+        }
         m_kernels.gather[Dim - 2](own + ENTRIES * begin, work.m_pixels.data(), count, entries.data());
         if (m_scales.along > 0.0) {
-            find_axes(count, work);
+            find_axes(entries, count, work);
             m_kernels.lookUp[Dim - 2](volume, m_lookUps, work.m_pixels.data(), count,
                                       static_cast<long long>(begin), static_cast<long long>(y), z,
                                       axes_of(work).data(), entries.data());
@@ -813,15 +819,11 @@ void CLocalTensors<Dim>::FindMatrices(long long z, std::size_t y, const unsigned
         m_kernels.confidence[Dim - 2](entries.data(), count, Eigenvalue() == EEigenvalue::smallest,
                                       work.m_confidence.data());
         for (std::size_t i = 0; i < count; ++i) {
-            float trace = 0.0F;
-            for (std::size_t entry = 0, axis = 0; axis < Dim; entry += Dim - axis, ++axis) {
-                trace += entries[entry][i];
-            }
-            const bool isSeen = trace > 0.0F && std::isfinite(trace);
-            const std::size_t x = begin + work.m_pixels[i];
-            confidence[x] = work.m_confidence[i];
-            for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
-                rows[entry][x] = isSeen ? entries[entry][i] : std::numeric_limits<float>::quiet_NaN();
+            confidence[begin + work.m_pixels[i]] = work.m_confidence[i];
+            if (work.m_confidence[i] == 0.0F && !has_direction(entries, i)) {
+                for (float* const entry : entries) {
+                    entry[i] = std::numeric_limits<float>::quiet_NaN();
+                }
             }
         }
     }

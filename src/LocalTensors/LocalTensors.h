@@ -81,18 +81,23 @@ class CLocalTensors {
     /// The matrices of the foreground pixels of a row of a prepared slice, and how sure their axes are; may be
     /// called by several threads at a time. Matrices are NaN where there is nothing to see a direction by.
     /// @param foreground one byte per pixel, not 0 for foreground. @param rows one per entry xx, xy[, xz], yy[, yz,
-    /// zz]; written in the foreground only. @param confidence in [0, 1]; 0 in the background and where there is no
+    /// zz]; receive the foreground's, packed (EPlaces), and have PACKING_ROOM behind the row. @param confidence in [0, 1]; 0 in the background and where there is no
     /// direction.
     void FindMatrices(long long z, std::size_t y, const unsigned char* foreground,
                       const std::array<float*, ENTRIES>& rows, float* confidence,
                       CLocalWorkspace<Dim>& workspace) const;
 
   private:
-    /// A kernel's weights in single precision.
+    /// Weights of smoothing, first and second derivative in single precision.
     struct SWeights {
         std::size_t radius = 0;
-        std::array<std::vector<float>, 3> of;        // smoothing, first, second derivative
+        std::array<std::vector<float>, 3> of;        // at distance 0 to radius
         std::array<std::vector<float>, 3> bothSides; // the same from -radius to radius
+    };
+    /// Weights of a window, from -radius to radius.
+    struct SWindow {
+        std::size_t radius = 0;
+        std::vector<float> weights;
     };
     struct SBand {
         std::size_t first, end;
@@ -141,9 +146,10 @@ class CLocalTensors {
     template <typename TensorsT, typename UseT>
     static void with_planar_ring(TensorsT& tensors, const UseT& use);
     std::size_t pick(const unsigned char* foreground, std::size_t begin, CLocalWorkspace<Dim>& work) const;
-    void find_axes(std::size_t count, CLocalWorkspace<Dim>& work) const;
-    static std::array<float*, ENTRIES> entries_of(CLocalWorkspace<Dim>& work);
-    static std::array<double*, Dim> axes_of(CLocalWorkspace<Dim>& work);
+    void find_axes(const std::array<float*, ENTRIES>& entries, std::size_t count,
+                   CLocalWorkspace<Dim>& work) const;
+    static bool has_direction(const std::array<float*, ENTRIES>& entries, std::size_t at);
+    static std::array<float*, Dim> axes_of(CLocalWorkspace<Dim>& work);
     void fill_grey(long long end);
     void make_planar(long long end, ITaskRunner& runner);
     void make_tensors(long long end, ITaskRunner& runner);
@@ -163,14 +169,15 @@ class CLocalTensors {
     FillSlice m_fill;
     const SPlaneKernels& m_kernels;
     std::array<SWeights, 3> m_derivative; // by axis
-    std::array<SWeights, 3> m_window;
+    std::array<SWindow, 3> m_window;
     SLookUps m_lookUps{};
     double m_squaredSigma;
     CRing<float> m_greyRing;
     SPlanarRing<HalfBits> m_planarVotes; // gathered within slices, or ...
     SPlanarRing<float> m_planarProducts;
     CRing<float> m_tensorRing;            // gathered across slices, too
-    std::vector<unsigned char> m_isEmpty; // by slice of the planar ring and row: no votes
+    long long m_emptySlices = 1;          // as many as the planar ring has, one in 2D
+    std::vector<unsigned char> m_isEmpty; // by these slices and row: no votes
     std::vector<float> m_zeros;
     long long m_greyEnd;
     long long m_greyLimit;
@@ -182,14 +189,12 @@ class CLocalTensors {
 template <std::size_t Dim>
 class CLocalWorkspace {
   public:
-    static constexpr std::size_t ENTRIES = Dim * (Dim + 1) / 2;
     static constexpr std::size_t ROOM = SEGMENT_PIXELS + PACKING_ROOM;
 
   private:
     friend class CLocalTensors<Dim>;
 
-    std::array<std::array<float, ROOM>, ENTRIES> m_entries{};
-    std::array<std::array<double, ROOM>, Dim> m_axes{};
+    std::array<std::array<float, ROOM>, Dim> m_axes{};
     std::array<float, ROOM> m_confidence{};
     std::array<unsigned short, ROOM> m_pixels{};
     std::array<unsigned short, ROOM> m_failed{};

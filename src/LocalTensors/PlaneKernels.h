@@ -73,8 +73,9 @@ struct STensorVolume {
 
 /// Steps along an axis, in pixels per unit of the axis.
 struct SLookUps {
-    double offsets[3][3]; ///< [step][x, y, z]
-    float weights[4];     ///< of the pixel itself and of the steps to either side
+    float offsets[3][3]; ///< [step][x, y, z]
+    long long reach[3];  ///< pixels that the last step goes at most along x, y, z
+    float weights[4];    ///< of the pixel itself and of the steps to either side
 };
 
 struct SPlaneKernels {
@@ -92,11 +93,11 @@ struct SPlaneKernels {
                       float* const* entries);
     /// Weighted means of tensors along axes. @param x, count: the row's pixels; @param y, z: the row.
     void (*lookUp[2])(const STensorVolume& volume, const SLookUps& steps, const unsigned short* pixels,
-                      std::size_t count, long long firstX, long long y, long long z,
-                      const double* const* axis, float* const* entries);
-    /// Unit eigenvectors of packed tensors. @return number of `failed` ones.
+                      std::size_t count, long long firstX, long long y, long long z, const float* const* axis,
+                      float* const* entries);
+    /// Unit eigenvectors of packed tensors, in single precision: to look along. @return number of `failed` ones.
     std::size_t (*axes[2])(const float* const* entries, std::size_t count, bool isSmallest,
-                           double* const* axis, unsigned short* failed);
+                           float* const* axis, unsigned short* failed);
     /// How sure the axes of packed tensors are, in [0, 1]; 0 for those that are zero or no numbers.
     void (*confidence[2])(const float* const* entries, std::size_t count, bool isSmallest, float* confidence);
 };

@@ -13,7 +13,7 @@ namespace {
 
 // An alias would lose the count. NOLINTBEGIN(modernize-use-using)
 typedef int FloatMask __attribute__((vector_size(FLOATS * sizeof(int))));
-typedef int Whole __attribute__((vector_size(WIDTH * sizeof(int))));
+typedef int Whole __attribute__((vector_size(FLOATS * sizeof(int))));
 // NOLINTEND(modernize-use-using)
 static_assert(ROW_GROUP % (2 * FLOATS) == 0);
 
@@ -129,8 +129,8 @@ template <std::size_t FirstOutput, std::size_t EndOutput, typename FromT, std::s
           std::size_t Registers>
 TEVRA_LANES_INLINE void add_row(const FromT* from, const float* weights, Floats (&sums)[Outputs][Registers]) {
     // Many rows side by side are more than the processor foresees.
-    for (std::size_t line = 0; line < Registers * sizeof(FromT) / sizeof(HalfBits); line += 2) {
-        __builtin_prefetch(from + PREFETCHED + line * FLOATS / 2);
+    for (std::size_t number = 0; number < Registers * FLOATS; number += REGISTER_BYTES / sizeof(FromT)) {
+        __builtin_prefetch(from + PREFETCHED + number);
     }
     Floats values[Registers];
     for (std::size_t part = 0; part < Registers; ++part) {
@@ -254,11 +254,13 @@ template <std::size_t Dim>
 struct SMatrixOf;
 template <>
 struct SMatrixOf<2> {
-    using Float = SHessian2<float>;
+    template <typename NumberT>
+    using Of = SHessian2<NumberT>;
 };
 template <>
 struct SMatrixOf<3> {
-    using Float = SHessian3<float>;
+    template <typename NumberT>
+    using Of = SHessian3<NumberT>;
 };
 
 /// Positions of the pixels that may vote.
@@ -266,7 +268,8 @@ template <std::size_t Dim>
 std::size_t pick_lines(const float* const (&hessian)[6], std::size_t count, unsigned short* picked) {
     std::size_t found = 0;
     for (std::size_t x = 0; x < count; x += FLOATS) {
-        const FloatMask mask = is_line(hessian, x, static_cast<typename SMatrixOf<Dim>::Float*>(nullptr));
+        const FloatMask mask =
+            is_line(hessian, x, static_cast<typename SMatrixOf<Dim>::template Of<float>*>(nullptr));
         int any = 0;
         for (std::size_t lane = 0; lane < FLOATS; ++lane) {
             any |= mask[lane];
@@ -283,109 +286,153 @@ std::size_t pick_lines(const float* const (&hessian)[6], std::size_t count, unsi
     return found;
 }
 
-template <typename SourceT>
-TEVRA_LANES_INLINE SHessian3<Real> matrix3(const SourceT& entry, std::size_t at) {
-    return {Access::Load(entry(0) + at), Access::Load(entry(1) + at), Access::Load(entry(2) + at),
-            Access::Load(entry(3) + at), Access::Load(entry(4) + at), Access::Load(entry(5) + at)};
+template <typename LanesT>
+TEVRA_LANES_INLINE SHessian3<LanesT> load_matrix(const float* const (&entry)[6], std::size_t at,
+                                                 SHessian3<LanesT>* /*tag*/) {
+    using Group = SLaneAccess<LanesT>;
+    return {Group::Load(entry[0] + at), Group::Load(entry[1] + at), Group::Load(entry[2] + at),
+            Group::Load(entry[3] + at), Group::Load(entry[4] + at), Group::Load(entry[5] + at)};
 }
 
-template <typename SourceT>
-TEVRA_LANES_INLINE SHessian2<Real> matrix2(const SourceT& entry, std::size_t at) {
-    return {Access::Load(entry(0) + at), Access::Load(entry(1) + at), Access::Load(entry(2) + at)};
+template <typename LanesT>
+TEVRA_LANES_INLINE SHessian2<LanesT> load_matrix(const float* const (&entry)[3], std::size_t at,
+                                                 SHessian2<LanesT>* /*tag*/) {
+    using Group = SLaneAccess<LanesT>;
+    return {Group::Load(entry[0] + at), Group::Load(entry[1] + at), Group::Load(entry[2] + at)};
 }
 
-TEVRA_LANES_INLINE Real value_along(const SHessian3<Real>& h, const SVector3<Real>& v) {
-    const Real x = h.xx * v.x + h.xy * v.y + h.xz * v.z;
-    const Real y = h.xy * v.x + h.yy * v.y + h.yz * v.z;
-    const Real z = h.xz * v.x + h.yz * v.y + h.zz * v.z;
-    return x * v.x + y * v.y + z * v.z;
-}
+/// Matrices of packed pixels, as many as there are lanes.
+template <typename LanesT, std::size_t Dim>
+struct SMatrices {
+    using Matrix = typename SMatrixOf<Dim>::template Of<LanesT>;
+    const float* entries[ENTRIES<Dim>];
 
-TEVRA_LANES_INLINE Real value_along(const SHessian2<Real>& h, const SVector2<Real>& v) {
-    return (h.xx * v.x + h.xy * v.y) * v.x + (h.xy * v.x + h.yy * v.y) * v.y;
-}
-
-/// Half the sum and half the difference of the two eigenvalues besides `value`.
-struct SOtherTwo {
-    Real mean, offset;
+    TEVRA_LANES_INLINE explicit SMatrices(const float* const* rows) {
+        for (std::size_t entry = 0; entry < ENTRIES<Dim>; ++entry) {
+            entries[entry] = rows[entry];
+        }
+    }
+    TEVRA_LANES_INLINE Matrix At(std::size_t at) const {
+        return load_matrix(entries, at, static_cast<Matrix*>(nullptr));
+    }
 };
 
-TEVRA_LANES_INLINE SOtherTwo other_two(const SHessian3<Real>& h, const Real& value) {
-    const Real half(0.5);
-    const Real zero(0.0);
-    const Real mean = half * (h.xx + h.yy + h.zz - value);
-    const Real offDiagonal = h.xy * h.xy + h.xz * h.xz + h.yz * h.yz;
-    const Real squares =
-        h.xx * h.xx + h.yy * h.yy + h.zz * h.zz + (offDiagonal + offDiagonal) - value * value;
-    const Real square = half * squares - mean * mean;
-    return {mean, SquareRoot(Select(zero < square, square, zero))};
-}
-
-/// In 2D there is one more.
-TEVRA_LANES_INLINE SOtherTwo other_two(const SHessian2<Real>& h, const Real& value) {
-    return {h.xx + h.yy - value, Real(0.0)};
-}
-
-TEVRA_LANES_INLINE Real trace(const SHessian3<Real>& h) {
+template <typename LanesT>
+TEVRA_LANES_INLINE LanesT trace(const SHessian3<LanesT>& h) {
     return h.xx + h.yy + h.zz;
 }
-TEVRA_LANES_INLINE Real trace(const SHessian2<Real>& h) {
+template <typename LanesT>
+TEVRA_LANES_INLINE LanesT trace(const SHessian2<LanesT>& h) {
     return h.xx + h.yy;
 }
 
-/// A vote's weight: the square of the line strength, in units of the range, times `scale`.
-template <typename MatrixT, typename VectorT>
-TEVRA_LANES_INLINE Real weight_of(const MatrixT& h, const VectorT& axis, const Real& squaredSigma,
-                                  const Real& scale) {
-    const Real along = value_along(h, axis);
-    const SOtherTwo across = other_two(h, along);
-    const Real strength = squaredSigma * (-(across.mean + across.offset) - Abs(along));
-    return Select(strength < Real(LEAST_LINE_STRENGTH), Real(0.0), Real(scale * strength * strength));
+template <typename LanesT>
+TEVRA_LANES_INLINE SHessian3<LanesT> scaled(const SHessian3<LanesT>& h, const LanesT& by) {
+    return {h.xx * by, h.xy * by, h.xz * by, h.yy * by, h.yz * by, h.zz * by};
+}
+template <typename LanesT>
+TEVRA_LANES_INLINE SHessian2<LanesT> scaled(const SHessian2<LanesT>& h, const LanesT& by) {
+    return {h.xx * by, h.xy * by, h.yy * by};
 }
 
+/// The matrix in units of its trace, which is as large as its eigenvalues here: powers then are in the range of
+/// single precision.
+template <typename MatrixT>
+TEVRA_LANES_INLINE MatrixT in_units_of_trace(const MatrixT& h) {
+    return scaled(h, Single(Single(1.0) / Abs(trace(h))));
+}
+
+/// The products of an axis' components.
+TEVRA_LANES_INLINE SHessian3<Single> products_of(const SVector3<Single>& v) {
+    return {v.x * v.x, v.x * v.y, v.x * v.z, v.y * v.y, v.y * v.z, v.z * v.z};
+}
+TEVRA_LANES_INLINE SHessian2<Single> products_of(const SVector2<Single>& v) {
+    return {v.x * v.x, v.x * v.y, v.y * v.y};
+}
+
+/// The eigenvalue of an axis, and the largest one across it.
+struct SLineValues {
+    Single along, across;
+};
+
+/// @param axis the products of its components. The eigenvalues across it are those of the matrix less their
+/// mean and less the axis' own part: a difference of invariants would lose half of the digits where they are
+/// as large as each other, as in round fibers.
+TEVRA_LANES_INLINE SLineValues line_values(const SHessian3<Single>& h, const SHessian3<Single>& axis) {
+    const Single half(0.5);
+    const Single offDiagonal = h.xy * axis.xy + h.xz * axis.xz + h.yz * axis.yz;
+    const Single along = h.xx * axis.xx + h.yy * axis.yy + h.zz * axis.zz + (offDiagonal + offDiagonal);
+    const Single mean = half * (trace(h) - along);
+    const Single own = along - mean;
+    const Single xx = h.xx - mean - own * axis.xx;
+    const Single yy = h.yy - mean - own * axis.yy;
+    const Single zz = h.zz - mean - own * axis.zz;
+    const Single xy = h.xy - own * axis.xy;
+    const Single xz = h.xz - own * axis.xz;
+    const Single yz = h.yz - own * axis.yz;
+    const Single mixed = xy * xy + xz * xz + yz * yz;
+    return {along, mean + SquareRoot(Single(half * (xx * xx + yy * yy + zz * zz + (mixed + mixed))))};
+}
+
+/// In 2D there is one across it.
+TEVRA_LANES_INLINE SLineValues line_values(const SHessian2<Single>& h, const SHessian2<Single>& axis) {
+    const Single offDiagonal = h.xy * axis.xy;
+    const Single along = h.xx * axis.xx + h.yy * axis.yy + (offDiagonal + offDiagonal);
+    return {along, trace(h) - along};
+}
+
+/// A vote's weight: the square of the line strength, in units of the range, times `scale`.
+template <typename MatrixT>
+TEVRA_LANES_INLINE Single weight_of(const MatrixT& h, const MatrixT& axis, const Single& squaredSigma,
+                                    const Single& scale) {
+    const SLineValues values = line_values(h, axis);
+    const Single strength = squaredSigma * (-values.across - Abs(values.along));
+    return Select(strength < Single(LEAST_LINE_STRENGTH), Single(0.0), Single(scale * strength * strength));
+}
+
+TEVRA_LANES_INLINE void store(const SHessian3<Single>& m, float (&to)[6][FLOATS]) {
+    using Group = SLaneAccess<Single>;
+    Group::Store(m.xx, to[0]);
+    Group::Store(m.xy, to[1]);
+    Group::Store(m.xz, to[2]);
+    Group::Store(m.yy, to[3]);
+    Group::Store(m.yz, to[4]);
+    Group::Store(m.zz, to[5]);
+}
+TEVRA_LANES_INLINE void store(const SHessian2<Single>& m, float (&to)[3][FLOATS]) {
+    using Group = SLaneAccess<Single>;
+    Group::Store(m.xx, to[0]);
+    Group::Store(m.xy, to[1]);
+    Group::Store(m.yy, to[2]);
+}
+
+/// In single precision: votes are summed over neighbours and kept in 16 bits on the way.
 template <std::size_t Dim>
 SVotesFound votes(const SVoteSegment& segment) {
     constexpr std::size_t entries = ENTRIES<Dim>;
     // Only what is used of the buffers is written. NOLINTBEGIN(cppcoreguidelines-pro-type-member-init)
     unsigned short picked[SEGMENT_PIXELS + FLOATS];
     SPacked packed[entries];
-    float products[entries][WIDTH];
+    float products[entries][FLOATS];
     // NOLINTEND(cppcoreguidelines-pro-type-member-init)
     const std::size_t count = pick_lines<Dim>(segment.hessian, segment.count, picked);
+    const float* rows[entries];
     for (std::size_t entry = 0; entry < entries; ++entry) {
         PackPixels(segment.hessian[entry], picked, count, packed[entry]);
+        rows[entry] = packed[entry].values;
     }
-    const auto entry_of = [&packed](std::size_t entry) __attribute__((always_inline)) {
-        return static_cast<const float*>(packed[entry].values);
-    };
-    const Real squaredSigma(segment.squaredSigma);
-    const Real scale(segment.scale);
+    const SMatrices<Single, Dim> hessians(rows);
+    const Single squaredSigma(segment.squaredSigma);
+    const Single scale(segment.scale);
     SVotesFound result{count, 0};
-    for (std::size_t at = 0; at < count; at += WIDTH) {
-        Real::Mask found{};
-        if constexpr (Dim == 3) {
-            const auto h = matrix3(entry_of, at);
-            const auto [axis, isFound] = EigenAxis<true>(h);
-            const Real weight = weight_of(h, axis, squaredSigma, scale);
-            found = isFound;
-            Access::StoreFloats(weight * axis.x * axis.x, products[0]);
-            Access::StoreFloats(weight * axis.x * axis.y, products[1]);
-            Access::StoreFloats(weight * axis.x * axis.z, products[2]);
-            Access::StoreFloats(weight * axis.y * axis.y, products[3]);
-            Access::StoreFloats(weight * axis.y * axis.z, products[4]);
-            Access::StoreFloats(weight * axis.z * axis.z, products[5]);
-        } else {
-            const auto h = matrix2(entry_of, at);
-            const auto [axis, isFound] = EigenAxis<true>(h);
-            const Real weight = weight_of(h, axis, squaredSigma, scale);
-            found = isFound;
-            Access::StoreFloats(weight * axis.x * axis.x, products[0]);
-            Access::StoreFloats(weight * axis.x * axis.y, products[1]);
-            Access::StoreFloats(weight * axis.y * axis.y, products[2]);
-        }
-        const std::size_t lanes = count - at < WIDTH ? count - at : WIDTH;
+    for (std::size_t at = 0; at < count; at += FLOATS) {
+        const auto h = hessians.At(at);
+        const auto [axis, found] = EigenAxis<true>(in_units_of_trace(h));
+        const auto square = products_of(axis);
+        store(scaled(square, weight_of(h, square, squaredSigma, scale)), products);
+        const std::size_t lanes = count - at < FLOATS ? count - at : FLOATS;
         for (std::size_t lane = 0; lane < lanes; ++lane) {
-            if (!Access::IsSet(found, lane)) {
+            if (!SLaneAccess<Single>::IsSet(found, lane)) {
                 segment.failed[result.failed++] = picked[at + lane];
                 continue;
             }
@@ -407,60 +454,96 @@ TEVRA_LANES_INLINE Voxel load_voxel(const float* from) {
     return voxel;
 }
 
+/// As many voxels as a voxel is loaded numbers.
+struct SVoxels {
+    Voxel of[VOXEL_LOAD];
+};
+
+/// From numbers of each voxel to each number of all voxels. @param out one array per entry; those of the voxels
+/// from `at` on are written.
+template <std::size_t Dim>
+TEVRA_LANES_INLINE void store_entries(const SVoxels& voxels, float* const* out, std::size_t at) {
+    static_assert(VOXEL_LOAD == 8 && PACKING_ROOM >= VOXEL_LOAD);
+    // Half a register of four voxels at a time, as all instruction sets shuffle well: [number][half of the voxels].
+    Voxel quarters[4][2];
+    for (std::size_t half = 0; half < 2; ++half) {
+        const Voxel* const v = voxels.of + 4 * half;
+        const Voxel low01 = __builtin_shufflevector(v[0], v[1], 0, 8, 1, 9, 4, 12, 5, 13);
+        const Voxel low23 = __builtin_shufflevector(v[2], v[3], 0, 8, 1, 9, 4, 12, 5, 13);
+        const Voxel high01 = __builtin_shufflevector(v[0], v[1], 2, 10, 3, 11, 6, 14, 7, 15);
+        const Voxel high23 = __builtin_shufflevector(v[2], v[3], 2, 10, 3, 11, 6, 14, 7, 15);
+        quarters[0][half] = __builtin_shufflevector(low01, low23, 0, 1, 8, 9, 4, 5, 12, 13);
+        quarters[1][half] = __builtin_shufflevector(low01, low23, 2, 3, 10, 11, 6, 7, 14, 15);
+        quarters[2][half] = __builtin_shufflevector(high01, high23, 0, 1, 8, 9, 4, 5, 12, 13);
+        quarters[3][half] = __builtin_shufflevector(high01, high23, 2, 3, 10, 11, 6, 7, 14, 15);
+    }
+    for (std::size_t entry = 0; entry < ENTRIES<Dim>; ++entry) {
+        const Voxel& first = quarters[entry % 4][0];
+        const Voxel& second = quarters[entry % 4][1];
+        const Voxel entries = entry < 4 ? __builtin_shufflevector(first, second, 0, 1, 2, 3, 8, 9, 10, 11)
+                                        : __builtin_shufflevector(first, second, 4, 5, 6, 7, 12, 13, 14, 15);
+        __builtin_memcpy(out[entry] + at, &entries, sizeof entries);
+    }
+}
+
 template <std::size_t Dim>
 void gather(const float* row, const unsigned short* pixels, std::size_t count, float* const* out) {
-    constexpr std::size_t entries = ENTRIES<Dim>;
-    for (std::size_t i = 0; i < count; ++i) {
-        const Voxel voxel = load_voxel(row + entries * pixels[i]);
-        for (std::size_t entry = 0; entry < entries; ++entry) {
-            out[entry][i] = voxel[entry];
+    for (std::size_t at = 0; at < count; at += VOXEL_LOAD) {
+        SVoxels voxels{};
+        const std::size_t lanes = count - at < VOXEL_LOAD ? count - at : VOXEL_LOAD;
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            voxels.of[lane] = load_voxel(row + ENTRIES<Dim> * pixels[at + lane]);
         }
+        store_entries<Dim>(voxels, out, at);
     }
-    for (std::size_t entry = 0; entry < entries; ++entry) {
+    for (std::size_t entry = 0; entry < ENTRIES<Dim>; ++entry) {
         Pad(out[entry], count);
     }
 }
 
+TEVRA_LANES_INLINE void store(const SVector3<Single>& v, float* const* to, std::size_t at) {
+    using Group = SLaneAccess<Single>;
+    Group::Store(v.x, to[0] + at);
+    Group::Store(v.y, to[1] + at);
+    Group::Store(v.z, to[2] + at);
+}
+TEVRA_LANES_INLINE void store(const SVector2<Single>& v, float* const* to, std::size_t at) {
+    using Group = SLaneAccess<Single>;
+    Group::Store(v.x, to[0] + at);
+    Group::Store(v.y, to[1] + at);
+}
+
 template <bool IsSmallest, std::size_t Dim>
-TEVRA_LANES_INLINE std::size_t find_axes(const float* const* entries, std::size_t count, double* const* axes,
+TEVRA_LANES_INLINE std::size_t find_axes(const float* const* entries, std::size_t count, float* const* axes,
                                          unsigned short* failed) {
-    const auto entry_of = [entries](std::size_t entry) __attribute__((always_inline)) {
-        return entries[entry];
-    };
+    const SMatrices<Single, Dim> tensors(entries);
     std::size_t failures = 0;
-    for (std::size_t at = 0; at < count; at += WIDTH) {
-        Real::Mask found{};
-        if constexpr (Dim == 3) {
-            const auto [axis, isFound] = EigenAxis<IsSmallest>(matrix3(entry_of, at));
-            found = isFound;
-            Access::Store(axis.x, axes[0] + at);
-            Access::Store(axis.y, axes[1] + at);
-            Access::Store(axis.z, axes[2] + at);
-        } else {
-            const auto [axis, isFound] = EigenAxis<IsSmallest>(matrix2(entry_of, at));
-            found = isFound;
-            Access::Store(axis.x, axes[0] + at);
-            Access::Store(axis.y, axes[1] + at);
-        }
-        failures = AppendFailed(found, at, count, failed, failures);
+    for (std::size_t at = 0; at < count; at += FLOATS) {
+        const auto [axis, found] = EigenAxis<IsSmallest>(in_units_of_trace(tensors.At(at)));
+        store(axis, axes, at);
+        failures = AppendFailed<Single>(found, at, count, failed, failures);
     }
     return failures;
 }
 
 template <std::size_t Dim>
-std::size_t axes(const float* const* entries, std::size_t count, bool isSmallest, double* const* axis,
+std::size_t axes(const float* const* entries, std::size_t count, bool isSmallest, float* const* axis,
                  unsigned short* failed) {
     return isSmallest ? find_axes<true, Dim>(entries, count, axis, failed)
                       : find_axes<false, Dim>(entries, count, axis, failed);
 }
 
-/// The nearest whole numbers, halves away from zero; 0 for what is no number, as in lanes beyond the last pixel.
-TEVRA_LANES_INLINE Whole nearest(const Real& values) {
-    const Real half(0.5);
-    const Real zero(0.0);
-    const Real number = Select(Abs(values) < Real(0x1p30), values, zero);
-    const Real shifted = number + Select(number < zero, Real(-half), half);
-    return __builtin_convertvector(shifted.v, Whole);
+/// The nearest whole numbers, halves away from zero, not beyond `most`; 0 for what is no number, as in lanes
+/// beyond the last pixel.
+TEVRA_LANES_INLINE Whole nearest(const Single& values, int most) {
+    const Single half(0.5);
+    const Single zero(0.0);
+    const Single number = Select(Abs(values) < Single(0x1p22), values, zero);
+    const Single shifted = number + Select(number < zero, Single(-half), half);
+    const Whole whole = __builtin_convertvector(shifted.v, Whole);
+    const Whole limit = most - Whole{};
+    const Whole low = whole < -limit ? -limit : whole;
+    return low < limit ? low : limit;
 }
 
 TEVRA_LANES_INLINE long long clamped(long long value, long long extent) {
@@ -470,19 +553,22 @@ TEVRA_LANES_INLINE long long clamped(long long value, long long extent) {
 
 constexpr std::size_t STEPS = 3;
 
+/// Voxels whose neighbours are looked up together.
+constexpr std::size_t GROUP = FLOATS < VOXEL_LOAD ? VOXEL_LOAD : FLOATS;
+static_assert(PACKING_ROOM >= GROUP);
+
 /// Where the tensors of a group of voxels and of their neighbours along their axes stand.
 struct SPlaces {
-    const float* own[WIDTH];
-    const float* before[STEPS][WIDTH];
-    const float* after[STEPS][WIDTH];
+    const float* own[GROUP];
+    const float* before[STEPS][GROUP];
+    const float* after[STEPS][GROUP];
 };
 
 /// Whether all neighbours of the row's voxels lie in the image along y and z.
 template <std::size_t Dim>
 bool is_row_inside(const STensorVolume& volume, const SLookUps& steps, long long y, long long z) {
     const auto isInside = [&](std::size_t axis, long long position) {
-        const auto reach = static_cast<long long>(steps.offsets[STEPS - 1][axis] + 0.5);
-        return position >= reach && position + reach < volume.extents[axis];
+        return position >= steps.reach[axis] && position + steps.reach[axis] < volume.extents[axis];
     };
     return isInside(1, y) && (Dim == 2 || isInside(2, z));
 }
@@ -494,8 +580,7 @@ struct SLookUpRow {
     const SLookUps& steps;
     const unsigned short* pixels;
     long long firstX, y, z;
-    const double* const* axis;
-    long long reachX;
+    const float* const* axis;
     bool isInside; // along y and z
     const float* const* ownPlane;
     std::size_t row; // its place in the plane
@@ -516,41 +601,52 @@ struct SLookUpRow {
             places.own[lane] = *ownPlane + row + ENTRIES<Dim> * static_cast<std::size_t>(x);
         }
         for (std::size_t step = 0; step < STEPS; ++step) {
-            Whole offsets[Dim];
-            for (std::size_t component = 0; component < Dim; ++component) {
-                offsets[component] =
-                    nearest(Real(steps.offsets[step][component]) * Access::Load(axis[component] + at));
+            for (std::size_t part = 0; part < lanes; part += FLOATS) {
+                const std::size_t ofPart = lanes - part < FLOATS ? lanes - part : FLOATS;
+                find(step, at + part, ofPart, places.before[step] + part, places.after[step] + part);
             }
-            const Whole floats =
-                offsets[1] * static_cast<int>(volume.rowFloats) + offsets[0] * static_cast<int>(ENTRIES<Dim>);
-            for (std::size_t lane = 0; lane < lanes; ++lane) {
-                const long long x = firstX + pixels[at + lane];
-                const long long dz = Dim == 3 ? offsets[Dim - 1][lane] : 0;
-                if (__builtin_expect(isInside && x >= reachX && x + reachX < volume.extents[0], 1)) {
-                    const std::size_t place = row + ENTRIES<Dim> * static_cast<std::size_t>(x);
-                    const long long distance = floats[lane];
-                    places.before[step][lane] = *(ownPlane - dz) + place - distance;
-                    places.after[step][lane] = *(ownPlane + dz) + place + distance;
-                } else {
-                    const long long dx = offsets[0][lane];
-                    const long long dy = offsets[1][lane];
-                    places.before[step][lane] = clamped_place(x - dx, y - dy, z - dz);
-                    places.after[step][lane] = clamped_place(x + dx, y + dy, z + dz);
-                }
-                __builtin_prefetch(places.before[step][lane]);
-                __builtin_prefetch(places.before[step][lane] + ENTRIES<Dim> - 1);
-                __builtin_prefetch(places.after[step][lane]);
-                __builtin_prefetch(places.after[step][lane] + ENTRIES<Dim> - 1);
+        }
+    }
+
+  private:
+    TEVRA_LANES_INLINE void find(std::size_t step, std::size_t at, std::size_t lanes, const float** before,
+                                 const float** after) const {
+        Whole offsets[Dim];
+        for (std::size_t component = 0; component < Dim; ++component) {
+            const Single along = SLaneAccess<Single>::Load(axis[component] + at);
+            offsets[component] = nearest(Single(steps.offsets[step][component]) * along,
+                                         static_cast<int>(steps.reach[component]));
+        }
+        const Whole floats =
+            offsets[1] * static_cast<int>(volume.rowFloats) + offsets[0] * static_cast<int>(ENTRIES<Dim>);
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            const long long x = firstX + pixels[at + lane];
+            const long long dz = Dim == 3 ? offsets[Dim - 1][lane] : 0;
+            if (__builtin_expect(isInside && x >= steps.reach[0] && x + steps.reach[0] < volume.extents[0],
+                                 1)) {
+                const std::size_t place = row + ENTRIES<Dim> * static_cast<std::size_t>(x);
+                const long long distance = floats[lane];
+                before[lane] = *(ownPlane - dz) + place - distance;
+                after[lane] = *(ownPlane + dz) + place + distance;
+            } else {
+                const long long dx = offsets[0][lane];
+                const long long dy = offsets[1][lane];
+                before[lane] = clamped_place(x - dx, y - dy, z - dz);
+                after[lane] = clamped_place(x + dx, y + dy, z + dz);
             }
+            __builtin_prefetch(before[lane]);
+            __builtin_prefetch(before[lane] + ENTRIES<Dim> - 1);
+            __builtin_prefetch(after[lane]);
+            __builtin_prefetch(after[lane] + ENTRIES<Dim> - 1);
         }
     }
 };
 
 template <std::size_t Dim>
 void look_up(const STensorVolume& volume, const SLookUps& steps, const unsigned short* pixels,
-             std::size_t count, long long firstX, long long y, long long z, const double* const* axis,
+             std::size_t count, long long firstX, long long y, long long z, const float* const* axis,
              float* const* out) {
-    constexpr std::size_t AHEAD = 2; // groups
+    constexpr std::size_t AHEAD = 16 / GROUP; // groups: memory answers while that many voxels are worked on
     const SLookUpRow<Dim> row{volume,
                               steps,
                               pixels,
@@ -558,18 +654,17 @@ void look_up(const STensorVolume& volume, const SLookUps& steps, const unsigned 
                               y,
                               z,
                               axis,
-                              static_cast<long long>(steps.offsets[STEPS - 1][0] + 0.5),
                               is_row_inside<Dim>(volume, steps, y, z),
                               volume.planes + (z - volume.firstSlice),
                               static_cast<std::size_t>(y) * volume.rowFloats};
     SPlaces places[AHEAD + 1]; // NOLINT(cppcoreguidelines-pro-type-member-init): output
-    const std::size_t groups = (count + WIDTH - 1) / WIDTH;
+    const std::size_t groups = (count + GROUP - 1) / GROUP;
     const auto lanes_of = [count](std::size_t group) __attribute__((always_inline)) {
-        return count - group * WIDTH < WIDTH ? count - group * WIDTH : WIDTH;
+        return count - group * GROUP < GROUP ? count - group * GROUP : GROUP;
     };
     for (std::size_t found = 0; found < groups + AHEAD; ++found) {
         if (found < groups) {
-            row.Find(found * WIDTH, lanes_of(found), places[found % (AHEAD + 1)]);
+            row.Find(found * GROUP, lanes_of(found), places[found % (AHEAD + 1)]);
         }
         if (found < AHEAD) {
             continue;
@@ -577,15 +672,19 @@ void look_up(const STensorVolume& volume, const SLookUps& steps, const unsigned 
         const std::size_t group = found - AHEAD;
         const SPlaces& from = places[group % (AHEAD + 1)];
         const std::size_t lanes = lanes_of(group);
-        for (std::size_t lane = 0; lane < lanes; ++lane) {
-            Voxel sum = (steps.weights[0] - Voxel{}) * load_voxel(from.own[lane]);
-            for (std::size_t step = 0; step < STEPS; ++step) {
-                sum += (steps.weights[step + 1] - Voxel{}) *
-                       (load_voxel(from.before[step][lane]) + load_voxel(from.after[step][lane]));
+        for (std::size_t part = 0; part < lanes; part += VOXEL_LOAD) {
+            SVoxels means{};
+            const std::size_t end = lanes - part < VOXEL_LOAD ? lanes - part : VOXEL_LOAD;
+            for (std::size_t lane = 0; lane < end; ++lane) {
+                Voxel& mean = means.of[lane];
+                mean = (steps.weights[0] - Voxel{}) * load_voxel(from.own[part + lane]);
+                for (std::size_t step = 0; step < STEPS; ++step) {
+                    mean +=
+                        (steps.weights[step + 1] - Voxel{}) * (load_voxel(from.before[step][part + lane]) +
+                                                               load_voxel(from.after[step][part + lane]));
+                }
             }
-            for (std::size_t entry = 0; entry < ENTRIES<Dim>; ++entry) {
-                out[entry][group * WIDTH + lane] = sum[entry];
-            }
+            store_entries<Dim>(means, out, group * GROUP + part);
         }
     }
     for (std::size_t entry = 0; entry < ENTRIES<Dim>; ++entry) {
@@ -594,92 +693,86 @@ void look_up(const STensorVolume& volume, const SLookUps& steps, const unsigned 
 }
 
 /// Eigenvalues of a positive semi-definite tensor that tell how sure its axis is.
+template <typename LanesT>
 struct SOrderedValues {
-    Real smallest, middle, largest;
+    LanesT smallest, middle, largest;
 };
 
 /// By the closed form of HessianKernel.h, without vectors.
-TEVRA_LANES_INLINE SOrderedValues eigenvalues(const SHessian3<Real>& m) {
-    const Real zero(0.0);
-    const Real one(1.0);
-    const Real half(0.5);
-    const Real mean = trace(m) * Real(1.0 / 3.0);
-    const Real xx = m.xx - mean;
-    const Real yy = m.yy - mean;
-    const Real zz = m.zz - mean;
-    const Real offDiagonal = m.xy * m.xy + m.xz * m.xz + m.yz * m.yz;
-    const Real spread =
-        SquareRoot((xx * xx + yy * yy + zz * zz + (offDiagonal + offDiagonal)) * Real(1.0 / 6.0));
-    const Real determinant =
+template <typename LanesT>
+TEVRA_LANES_INLINE SOrderedValues<LanesT> eigenvalues(const SHessian3<LanesT>& m) {
+    const LanesT zero(0.0);
+    const LanesT one(1.0);
+    const LanesT half(0.5);
+    const LanesT mean = trace(m) * LanesT(1.0 / 3.0);
+    const LanesT xx = m.xx - mean;
+    const LanesT yy = m.yy - mean;
+    const LanesT zz = m.zz - mean;
+    const LanesT offDiagonal = m.xy * m.xy + m.xz * m.xz + m.yz * m.yz;
+    const LanesT spread =
+        SquareRoot((xx * xx + yy * yy + zz * zz + (offDiagonal + offDiagonal)) * LanesT(1.0 / 6.0));
+    const LanesT determinant =
         xx * (yy * zz - m.yz * m.yz) - m.xy * (m.xy * zz - m.yz * m.xz) + m.xz * (m.xy * m.yz - yy * m.xz);
-    const Real inverse = one / spread;
-    const Real r = half * determinant * (inverse * inverse * inverse);
-    const Real separate = SeparateRoot(Real(Select(r < one, Select(r < -one, Real(-one), r), one)));
-    const Real size = Abs(separate);
-    const Real two(2.0);
-    const Real distance = half * SquareRoot(Larger(Real(Real(3.0) * (two - size) * (two + size)), zero));
-    const Real centre = -half * separate;
+    const LanesT inverse = one / spread;
+    const LanesT r = half * determinant * (inverse * inverse * inverse);
+    const LanesT separate = SeparateRoot(LanesT(Select(r < one, Select(r < -one, LanesT(-one), r), one)));
+    const LanesT size = Abs(separate);
+    const LanesT two(2.0);
+    const LanesT distance =
+        half * SquareRoot(Larger(LanesT(LanesT(3.0) * (two - size) * (two + size)), zero));
+    const LanesT centre = -half * separate;
     const auto isLargest = zero < separate;
     const auto isSpread = zero < spread;
-    const auto value = [&](const Real& root) __attribute__((always_inline)) {
-        return mean + Select(isSpread, Real(spread * root), zero);
+    const auto value = [&](const LanesT& root) __attribute__((always_inline)) {
+        return mean + Select(isSpread, LanesT(spread * root), zero);
     };
-    return {value(Select(isLargest, Real(centre - distance), separate)),
-            value(Select(isLargest, Real(centre + distance), Real(centre - distance))),
-            value(Select(isLargest, separate, Real(centre + distance)))};
+    return {value(Select(isLargest, LanesT(centre - distance), separate)),
+            value(Select(isLargest, LanesT(centre + distance), LanesT(centre - distance))),
+            value(Select(isLargest, separate, LanesT(centre + distance)))};
 }
 
-TEVRA_LANES_INLINE SOrderedValues eigenvalues(const SHessian2<Real>& m) {
-    const Real half(0.5);
-    const Real mean = half * (m.xx + m.yy);
-    const Real difference = half * (m.xx - m.yy);
-    const Real radius = SquareRoot(difference * difference + m.xy * m.xy);
+template <typename LanesT>
+TEVRA_LANES_INLINE SOrderedValues<LanesT> eigenvalues(const SHessian2<LanesT>& m) {
+    const LanesT half(0.5);
+    const LanesT mean = half * (m.xx + m.yy);
+    const LanesT difference = half * (m.xx - m.yy);
+    const LanesT radius = SquareRoot(difference * difference + m.xy * m.xy);
     return {mean - radius, mean + radius, mean + radius};
 }
 
-/// Of the axis of the smallest eigenvalue: how much the next one is larger, as a share of both.
+/// What is no number fails both comparisons.
+template <typename LanesT>
+TEVRA_LANES_INLINE void store_share(const LanesT& share, float* to) {
+    const LanesT zero(0.0);
+    const LanesT one(1.0);
+    SLaneAccess<LanesT>::StoreFloats(Select(zero < share, Select(share < one, share, one), zero), to);
+}
+
+/// Of the axis of the smallest eigenvalue: how much the next one is larger, as a share of both. In double
+/// precision: both may be small beside the largest.
 template <std::size_t Dim>
-TEVRA_LANES_INLINE Real sureness_of_smallest(const SOrderedValues& values) {
-    return (values.middle - values.smallest) / (values.middle + values.smallest);
+TEVRA_LANES_INLINE void sureness_of_smallest(const float* const* entries, std::size_t at, float* confidence) {
+    const auto values = eigenvalues(SMatrices<Real, Dim>(entries).At(at));
+    store_share(Real((values.middle - values.smallest) / (values.middle + values.smallest)), confidence + at);
 }
 
 /// Of the axis of the largest one: how much larger than the next it is, as a share of all.
 template <std::size_t Dim>
-TEVRA_LANES_INLINE Real sureness_of_largest(const SOrderedValues& values, const Real& whole) {
-    return (values.largest - (Dim == 3 ? values.middle : values.smallest)) / whole;
-}
-
-template <bool IsSmallest, std::size_t Dim>
-TEVRA_LANES_INLINE void sureness(const float* const* entries, std::size_t count, float* confidence) {
-    const auto entry_of = [entries](std::size_t entry) __attribute__((always_inline)) {
-        return entries[entry];
-    };
-    const Real zero(0.0);
-    const Real one(1.0);
-    for (std::size_t at = 0; at < count; at += WIDTH) {
-        Real ratio(0.0);
-        if constexpr (Dim == 3) {
-            const auto m = matrix3(entry_of, at);
-            const SOrderedValues values = eigenvalues(m);
-            ratio =
-                IsSmallest ? sureness_of_smallest<Dim>(values) : sureness_of_largest<Dim>(values, trace(m));
-        } else {
-            const auto m = matrix2(entry_of, at);
-            const SOrderedValues values = eigenvalues(m);
-            ratio =
-                IsSmallest ? sureness_of_smallest<Dim>(values) : sureness_of_largest<Dim>(values, trace(m));
-        }
-        // What is no number fails both comparisons.
-        Access::StoreFloats(Select(zero < ratio, Select(ratio < one, ratio, one), zero), confidence + at);
-    }
+TEVRA_LANES_INLINE void sureness_of_largest(const float* const* entries, std::size_t at, float* confidence) {
+    const auto values = eigenvalues(in_units_of_trace(SMatrices<Single, Dim>(entries).At(at)));
+    store_share(Single(values.largest - (Dim == 3 ? values.middle : values.smallest)), confidence + at);
 }
 
 template <std::size_t Dim>
 void confidence(const float* const* entries, std::size_t count, bool isSmallest, float* out) {
     if (isSmallest) {
-        sureness<true, Dim>(entries, count, out);
+        for (std::size_t at = 0; at < count; at += WIDTH) {
+            sureness_of_smallest<Dim>(entries, at, out);
+        }
     } else {
-        sureness<false, Dim>(entries, count, out);
+        for (std::size_t at = 0; at < count; at += FLOATS) {
+            sureness_of_largest<Dim>(entries, at, out);
+        }
     }
 }
 

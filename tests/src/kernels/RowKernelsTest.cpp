@@ -8,11 +8,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <numbers>
 #include <numeric>
+#include <string>
 #include <vector>
 
 namespace TEVRA::Impl {
@@ -61,6 +63,24 @@ SRow<Dim> make_row(const test::SHessianKind<Dim>& kind, std::size_t count, unsig
     return row;
 }
 
+/// The same with the foreground's Hessians of each segment one after the other.
+template <std::size_t Dim>
+SRow<Dim> packed(const SRow<Dim>& row, std::size_t count) {
+    SRow<Dim> result = row;
+    for (std::size_t entry = 0; entry < row.entries.size(); ++entry) {
+        result.entries[entry].resize(count + PACKING_ROOM);
+        for (std::size_t first = 0; first < count; first += SEGMENT_PIXELS) {
+            std::size_t at = first;
+            for (std::size_t x = first; x < std::min(first + SEGMENT_PIXELS, count); ++x) {
+                if (row.foreground[x] != 0) {
+                    result.entries[entry][at++] = row.entries[entry][x];
+                }
+            }
+        }
+    }
+    return result;
+}
+
 /// Angles with guards behind the end.
 struct SOwnedAngleRow {
     std::vector<float> theta;
@@ -96,14 +116,19 @@ SOwnedAngleRow pixel_by_pixel(const SRow<Dim>& row, std::size_t count, EEigenval
 template <std::size_t Dim>
 void expect_same_bits_as_pixel_by_pixel(const SRow<Dim>& row, std::size_t count, EEigenvalue which) {
     const SOwnedAngleRow expected = pixel_by_pixel(row, count, which);
+    const SRow<Dim> packedRow = packed(row, count);
     for (const EInstructionSet set : test::SupportedInstructionSets()) {
-        SCOPED_TRACE(NameOf(set));
-        SOwnedAngleRow angles{std::vector<float>(count + 8, GUARD), std::vector<float>(count + 8, GUARD)};
-        angles.found = AxesOfRow<Dim>(row.Pointers(), row.foreground.data(), count, which,
-                                      {angles.theta.data(), Dim == 3 ? angles.phi.data() : nullptr}, set);
-        ASSERT_EQ(angles.found, expected.found);
-        ASSERT_TRUE(same_bits(angles.theta, expected.theta));
-        ASSERT_TRUE(same_bits(angles.phi, expected.phi));
+        for (const EPlaces places : {EPlaces::inRow, EPlaces::packed}) {
+            SCOPED_TRACE(std::string(NameOf(set)) + (places == EPlaces::packed ? ", packed" : ""));
+            const SRow<Dim>& hessians = places == EPlaces::packed ? packedRow : row;
+            SOwnedAngleRow angles{std::vector<float>(count + 8, GUARD), std::vector<float>(count + 8, GUARD)};
+            angles.found =
+                AxesOfRow<Dim>(hessians.Pointers(), row.foreground.data(), count, which,
+                               {angles.theta.data(), Dim == 3 ? angles.phi.data() : nullptr}, places, set);
+            ASSERT_EQ(angles.found, expected.found);
+            ASSERT_TRUE(same_bits(angles.theta, expected.theta));
+            ASSERT_TRUE(same_bits(angles.phi, expected.phi));
+        }
     }
 }
 

@@ -35,7 +35,7 @@ SMaps maps_of(const SPlainImage& image, const SLocalScales& scales, ITaskRunner&
     std::array<float*, ENTRIES> rows{};
     std::array<const float*, ENTRIES> rowsRead{};
     for (std::size_t entry = 0; entry < ENTRIES; ++entry) {
-        matrices[entry].resize(foreground.size());
+        matrices[entry].resize(foreground.size() + PACKING_ROOM);
         rowsRead[entry] = rows[entry] = matrices[entry].data();
     }
     for (long long range = 0; range < ranges; ++range) {
@@ -61,7 +61,8 @@ SMaps maps_of(const SPlainImage& image, const SLocalScales& scales, ITaskRunner&
                 tensors.FindMatrices(z, static_cast<std::size_t>(y), foreground.data(), rows,
                                      maps.confidence.data() + at, workspace);
                 AxesOfRow<Dim>(rowsRead, foreground.data(), foreground.size(), tensors.Eigenvalue(),
-                               {maps.theta.data() + at, Dim == 3 ? maps.phi.data() + at : nullptr}, set);
+                               {maps.theta.data() + at, Dim == 3 ? maps.phi.data() + at : nullptr},
+                               EPlaces::packed, set);
             }
         }
     }
