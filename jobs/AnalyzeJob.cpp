@@ -198,9 +198,8 @@ void CAnalyzeJob::SaveInto(const std::string& folder, const stream::SFoundSlices
 void CAnalyzeJob::write_texts(const STarget& target) {
     const report::SOutputWishes wanted = wishes(target);
     m_record.files = m_files->Names();
-    // Tables grow with the subfields: they are made one after the other, so that one is in memory at a time. Pictures are
-    // made beside them.
-    std::vector<std::vector<const report::SOutput*>> tasks(1);
+    std::vector<const report::SOutput*> pictures;
+    std::vector<const report::SOutput*> tables;
     const report::SOutput* record = nullptr;
     for (const report::SOutput& output : report::Outputs()) {
         if (output.text == nullptr || !report::IsWanted(output, wanted)) {
@@ -209,28 +208,33 @@ void CAnalyzeJob::write_texts(const STarget& target) {
         if (output.file == std::string(report::RUN_RECORD_FILE)) {
             record = &output; // tells of the others
         } else if (report::ShowsPictures(output)) {
-            tasks.push_back({&output});
+            pictures.push_back(&output);
         } else {
-            tasks.front().push_back(&output);
+            tables.push_back(&output);
         }
     }
     const auto write = [this](const report::SOutput* output) {
         m_files->WriteText(output->file,
                            output->text({m_result.analysis, m_record, m_sections ? &m_pictures : nullptr}));
     };
-    CProgressReport progress(CProgressMonitor::Obj(), 3, "Writing results...");
+    CProgressReport progress(CProgressMonitor::Obj(), 3 + static_cast<long long>(tables.size()),
+                             "Writing results...");
     stream::CWorkers workers(m_record.parameters.threads);
     complete_pictures(workers);
     progress.Step();
-    workers.Run(static_cast<long long>(tasks.size()), [&](long long task) {
-        const auto& outputs = tasks[static_cast<std::size_t>(task)];
-        std::for_each(outputs.begin(), outputs.end(), write);
-    });
+    workers.Run(static_cast<long long>(pictures.size()),
+                [&](long long at) { write(pictures[static_cast<std::size_t>(at)]); });
     progress.Step();
+    // Tables grow with the subfields and may take many seconds. They are made one after the other, so that one is in
+    // memory at a time, and by this thread, which alone is told to stop.
+    for (const report::SOutput* const table : tables) {
+        write(table);
+        progress.Step();
+    }
     m_record.fileChecks = m_files->Checks();
     m_record.totalSeconds = m_clock.Seconds();
     write(record);
-    progress.Step(); // the last chance to stop
+    progress.Step();
 }
 
 /// What was kept of the image, from all processes.

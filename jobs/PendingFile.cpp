@@ -7,6 +7,9 @@
 #include "stream/OpenFile.h"
 #include "stream/ScratchStore.h"
 
+#include "VexoBase/Cancellation.h"
+#include "VexoBase/ProgressMonitor.h"
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -75,17 +78,40 @@ stream::SNewFile make_temporary_file(const fs::path& place, const fs::path& targ
     }
 }
 
-bool write_all(int file, std::string_view text) noexcept {
+/// What a slow disk takes in a fraction of a second.
+constexpr off_t PIECE_BYTES = off_t{1} << 24;
+
+/// Asks on the way whether to go on.
+bool write_all(int file, std::string_view text) {
     while (!text.empty()) {
-        const ssize_t written = write(file, text.data(), text.size());
+        const ssize_t written =
+            write(file, text.data(), std::min(text.size(), static_cast<std::size_t>(PIECE_BYTES)));
         if (written < 0 && errno != EINTR) {
             return false;
         }
         if (written > 0) {
             text.remove_prefix(static_cast<std::size_t>(written));
         }
+        if (written == PIECE_BYTES) {
+            GoOnOrThrow();
+        }
     }
     return true;
+}
+
+long long pieces_of(int file) {
+    struct stat status {};
+    const off_t bytes = fstat(file, &status) == 0 ? status.st_size : 0;
+    return (bytes + PIECE_BYTES - 1) / PIECE_BYTES;
+}
+
+/// Brings a piece of a file onto the disk, where the file system can do that: `fsync` has less to do then, which nobody
+/// can stop. @return 0, or the error of a disk that fails; it is told but once.
+int sync_piece(int file, long long piece) noexcept {
+    const int failed =
+        sync_file_range(file, piece * PIECE_BYTES, PIECE_BYTES,
+                        SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER);
+    return failed != 0 && (errno == EIO || errno == ENOSPC || errno == EDQUOT) ? errno : 0;
 }
 
 /// Files on their way into places where earlier ones may be: all of it, or nothing of it.
@@ -284,14 +310,13 @@ std::string CPendingFiles::Add(const fs::path& target) {
 
 void CPendingFiles::WriteText(const fs::path& target, std::string_view text) {
     const std::string temporary = Add(target);
-    const int file = open(temporary.c_str(), O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC);
-    bool done = file >= 0 && write_all(file, text);
-    int error = errno;
-    if (file >= 0 && close(file) != 0 && done) {
-        done = false;
+    stream::COpenFile file(open(temporary.c_str(), O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC));
+    const bool isWritten = file.IsOpen() && write_all(file.Descriptor(), text);
+    int error = isWritten ? 0 : errno;
+    if (file.IsOpen() && close(file.Release()) != 0 && isWritten) {
         error = errno;
     }
-    if (!done) {
+    if (error != 0) {
         throw_cannot("write", target, error, "free some space or give another output");
     }
 }
@@ -301,7 +326,33 @@ void CPendingFiles::RemoveOnCommit(const fs::path& obsolete) {
     m_obsolete.push_back(obsolete);
 }
 
-void CPendingFiles::sync() const {
+void CPendingFiles::sync_files() const {
+    const auto cannot_write = [](const SPending& file, int error) {
+        throw_cannot("write", file.announced, error, "free some space or give another output");
+    };
+    long long pieces = 0;
+    for (const SPending& file : m_pending) {
+        pieces += pieces_of(file.file.Descriptor()) + 1;
+    }
+    CProgressReport progress(CProgressMonitor::Obj(), pieces, "Bringing results onto the disk...");
+    for (const SPending& file : m_pending) {
+        const int descriptor = file.file.Descriptor();
+        const long long all = pieces_of(descriptor);
+        for (long long piece = 0; piece < all; ++piece) {
+            if (const int error = sync_piece(descriptor, piece); error != 0) {
+                cannot_write(file, error);
+            }
+            progress.Step();
+        }
+        // Some file systems have nothing to bring onto a disk.
+        if (fsync(descriptor) != 0 && errno != EINVAL && errno != EROFS && errno != ENOTSUP) {
+            cannot_write(file, errno);
+        }
+        progress.Step();
+    }
+}
+
+void CPendingFiles::sync_folders() const {
     for (const fs::path& folder : m_folders) {
         if (const int error = stream::SyncFolder(folder.string()); error != 0) {
             throw_cannot("write into", folder, error, "check the disk or give another output");
@@ -310,12 +361,7 @@ void CPendingFiles::sync() const {
 }
 
 void CPendingFiles::Commit() {
-    for (const SPending& file : m_pending) {
-        // Some file systems have nothing to bring onto a disk.
-        if (fsync(file.file.Descriptor()) != 0 && errno != EINVAL && errno != EROFS && errno != ENOTSUP) {
-            throw_cannot("write", file.announced, errno, "free some space or give another output");
-        }
-    }
+    sync_files(); // the last chance to stop
     CReplacement replacement;
     const auto put = [&replacement](const SPending& file) {
         if (const int error = replacement.Put(file.temporary, file.place); error != 0) {
@@ -330,13 +376,13 @@ void CPendingFiles::Commit() {
     const auto last = m_pending.end() - (m_pending.empty() ? 0 : 1);
     if (last != m_pending.end() && m_pending.size() + m_obsolete.size() > 1) {
         take_away(last->place);
-        sync();
+        sync_folders();
     }
     std::for_each(m_obsolete.begin(), m_obsolete.end(), take_away);
     std::for_each(m_pending.begin(), last, put);
-    sync();
+    sync_folders();
     std::for_each(last, m_pending.end(), put);
-    sync();
+    sync_folders();
     replacement.Finish();
     for (const SPending& file : m_pending) {
         unregister_path(file.slot);

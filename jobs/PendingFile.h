@@ -58,14 +58,16 @@ class CPendingFiles {
     /// @throws CWorkError if the folder lets no file be made, if something else than a file has the name, or
     /// if it is an input.
     std::string Add(const std::filesystem::path& target);
-    /// Announces a file if it is not yet and writes the text into it. @throws CWorkError if that fails.
+    /// Announces a file if it is not yet and writes the text into it, asking the calling thread's monitor on the way
+    /// whether to go on. @throws CWorkError if that fails, CCancelled if not.
     void WriteText(const std::filesystem::path& target, std::string_view text);
     /// Announces that a file goes when the others come: one of an earlier run that this run does not write.
     void RemoveOnCommit(const std::filesystem::path& obsolete);
     /// Renames every file into place, in the order announced; files in their places are replaced. What the
     /// last one replaces goes first of all: while it is missing, the others may be of two runs. Everything is
-    /// brought onto the disk before, in between and after.
-    /// @throws CWorkError if that fails: then all is as it was.
+    /// brought onto the disk before, in between and after. The first of these takes as long as the disk does, and reports
+    /// its progress to the calling thread's monitor.
+    /// @throws CWorkError if that fails, and what the monitor throws: then all is as it was.
     void Commit();
 
   private:
@@ -76,7 +78,8 @@ class CPendingFiles {
         stream::COpenFile file; // locked
         std::size_t slot;
     };
-    void sync() const;
+    void sync_files() const;
+    void sync_folders() const;
 
     CInputFiles m_inputs;
     std::set<std::filesystem::path> m_folders; // that files are renamed in

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "phantom/Phantom.h"
 
+#include "phantom/Drawing.h"
 #include "phantom/OptionChecks.h"
 
 #include "Axes/AxisAngles.h"
@@ -98,8 +99,8 @@ class CFiberField {
         : m_extent{sizePx[0], sizePx[1], sizePx[2]}, m_stride{1, m_extent[0], m_extent[0] * m_extent[1]},
           m_flat(sizePx.Dim() == 2), m_radius(radiusPx),
           m_reach(radiusPx + EDGE_PX), m_centre{centre_of(0), centre_of(1), centre_of(2)},
-          m_squaredDistance(sizePx.Elements(), std::numeric_limits<float>::infinity()),
-          m_owner(sizePx.Elements(), NO_FIBER) {}
+          m_squaredDistance(Filled(sizePx.Elements(), std::numeric_limits<float>::infinity())),
+          m_owner(Filled(sizePx.Elements(), NO_FIBER)) {}
 
     bool IsFlat() const { return m_flat; }
     const Vector& Centre() const { return m_centre; }
@@ -177,6 +178,7 @@ class CFiberField {
                           static_cast<float>(std::max(0.0, squaredDistance)));
                 }
             }
+            m_polls.Add(std::max(inner.last - inner.first + 1, 0LL));
         }
     }
 
@@ -210,14 +212,8 @@ class CFiberField {
     std::vector<SPhantomFiber> m_fibers;
     long long m_fiberPixelCount = 0;
     bool m_touched = false;
+    CPolls m_polls{PIXELS_BETWEEN_POLLS};
 };
-
-/// Asks the monitor whether to go on. @throws CCancelled if not.
-void go_on_or_throw() {
-    if (CProgressMonitor::Obj().CancelRequested()) {
-        throw CCancelled();
-    }
-}
 
 Vector displaced(const Vector& point, const SPerpendicularFrame& frame, const std::array<double, 2>& offset) {
     Vector moved{};
@@ -242,7 +238,7 @@ void place(const SRandomPlaces& places, const DirectionLaw& law, CRandomNumbers&
         }
         field.Add(axis, displaced(field.Centre(), PerpendicularFrame(axis),
                                   {reach * offset[0], reach * offset[1]}));
-        go_on_or_throw(); // after every fiber: with few hits, steps are far between
+        GoOnOrThrow(); // after every fiber: with few hits, steps are far between
         const double done = static_cast<double>(field.FiberPixelCount()) / wanted;
         for (; step < PLACING_STEPS && step < static_cast<int>(PLACING_STEPS * std::min(done, 1.0)); ++step) {
             progress.Step();
@@ -266,7 +262,7 @@ void place(const SParallelGrid& places, const DirectionLaw& law, CRandomNumbers&
             field.Add(axis, displaced(field.Centre(), frame,
                                       {places.distancePx * static_cast<double>(row),
                                        places.distancePx * static_cast<double>(column)}));
-            go_on_or_throw();
+            GoOnOrThrow();
         }
         progress.Step();
     }
@@ -280,22 +276,8 @@ std::unique_ptr<CImage> make_image(const SPhantomOptions& options, const CFiberF
                                    CRandomNumbers& random) {
     auto image = std::make_unique<CImage>(IMAGE_GREY_8, options.sizePx, CSize(0, 0, 0));
     set_spacing(*image, options.spacingMm);
-    auto* pixels = image->Pixels<unsigned char>();
-    const std::size_t planes = options.sizePx[2];
-    const std::size_t planePixels = field.PixelCount() / planes;
-    CProgressReport progress(CProgressMonitor::Obj(), static_cast<long long>(planes), "Drawing the image");
-    for (std::size_t plane = 0; plane < planes; ++plane) {
-        for (std::size_t pixel = plane * planePixels; pixel < (plane + 1) * planePixels; ++pixel) {
-            double grey =
-                options.backgroundGrey + (options.fiberGrey - options.backgroundGrey) * field.Coverage(pixel);
-            if (options.noiseSd > 0.0) {
-                grey += options.noiseSd * random.Normal();
-            }
-            pixels[pixel] = static_cast<unsigned char>(std::floor(std::clamp(grey, 0.0, 255.0) + 0.5));
-        }
-        progress.Step();
-        go_on_or_throw();
-    }
+    DrawImage(*image, {options.backgroundGrey, options.fiberGrey, options.noiseSd}, random,
+              [&field](std::size_t pixel) { return field.Coverage(pixel); });
     return image;
 }
 
@@ -330,6 +312,7 @@ void add_truth(const SPhantomOptions& options, const CFiberField& field, SPhanto
     phantom.phi = field.IsFlat() ? nullptr : new_map();
     auto* theta = phantom.theta->Pixels<float>();
     auto* phi = phantom.phi ? phantom.phi->Pixels<float>() : nullptr;
+    CPolls polls(PIXELS_BETWEEN_POLLS);
     for (std::size_t pixel = 0; pixel < field.PixelCount(); ++pixel) {
         const std::int32_t owner = field.Owner(pixel);
         const SAngles& here = owner == NO_FIBER ? none : angles[static_cast<std::size_t>(owner)];
@@ -337,6 +320,7 @@ void add_truth(const SPhantomOptions& options, const CFiberField& field, SPhanto
         if (phi != nullptr) {
             phi[pixel] = here.phi;
         }
+        polls.Add(1);
     }
 }
 

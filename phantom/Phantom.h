@@ -2,12 +2,13 @@
 #pragma once
 
 #include "phantom/DirectionLaw.h"
+
+#include "VexoBase/Cancellation.h"
 #include "zeklib2image/Image.h"
 
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <stdexcept>
 #include <variant>
 #include <vector>
 
@@ -66,12 +67,6 @@ struct SPhantom {
     long long fiberPixelCount = 0;
     double volumeFraction = 0.0;       ///< fiber pixels per pixel, as achieved
     std::vector<SPhantomFiber> fibers; ///< those that touch the image, hidden ones included
-};
-
-/// The progress monitor has asked to stop.
-class CCancelled : public std::runtime_error {
-  public:
-    CCancelled() : std::runtime_error("Phantom: cancelled.") {}
 };
 
 /// Makes a phantom: straight cylinders with soft edges on an even background.

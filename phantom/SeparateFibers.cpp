@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "phantom/SeparateFibers.h"
 
+#include "phantom/Drawing.h"
 #include "phantom/OptionChecks.h"
 
 #include "Axes/AxisAngles.h"
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <functional>
 #include <limits>
 #include <numbers>
 #include <optional>
@@ -72,8 +74,8 @@ class CRoom {
             m_margin[axis] = static_cast<long long>(std::ceil(2.0 * radius / m_spacing[axis])) + 2;
             m_extents[axis] = options.sizePx[static_cast<long long>(axis)] + 2 * m_margin[axis];
         }
-        m_distance.assign(static_cast<std::size_t>(m_extents[0] * m_extents[1] * m_extents[2]),
-                          std::numeric_limits<float>::infinity());
+        m_distance = Filled(static_cast<std::size_t>(m_extents[0] * m_extents[1] * m_extents[2]),
+                            std::numeric_limits<float>::infinity());
     }
 
     /// False, too, for a line that misses the image. Looks at a few places far from each other first: most lines that
@@ -87,6 +89,7 @@ class CRoom {
             for (long long place = (first * 7) % STRIDE; place < places; place += STRIDE) {
                 const double way = std::min(line.begin + static_cast<double>(place) * step, line.end);
                 const std::optional<double> distance = distance_at(line.At(way));
+                m_polls.Add(1);
                 if (distance && *distance < 2.0 * m_radius) {
                     return false;
                 }
@@ -166,6 +169,7 @@ class CRoom {
                         distance = static_cast<float>(std::sqrt(square));
                     }
                 }
+                m_polls.Add(std::max(hi[0] - lo[0] + 1, 0LL));
             }
         }
     }
@@ -177,6 +181,7 @@ class CRoom {
     std::array<long long, 3> m_margin{};
     std::array<long long, 3> m_extents{1, 1, 1};
     std::vector<float> m_distance;
+    mutable CPolls m_polls{PIXELS_BETWEEN_POLLS}; // looking takes its time, too
 };
 
 /// The image as it is filled with fibers.
@@ -186,11 +191,12 @@ class CCanvas {
         : m_options(options), m_dim(options.sizePx.Dim()), m_extents{options.sizePx[0], options.sizePx[1],
                                                                      m_dim == 3 ? options.sizePx[2] : 1},
           m_pixels(static_cast<std::size_t>(m_extents[0] * m_extents[1] * m_extents[2])),
-          m_coverage(m_pixels), m_distance(m_pixels, std::numeric_limits<float>::infinity()),
-          m_theta(m_pixels), m_phi(m_pixels), m_ownDistance(m_pixels, std::numeric_limits<float>::infinity()),
-          m_ownWay(m_pixels) {
-        std::fill(m_theta.begin(), m_theta.end(), m_dim == 3 ? Impl::NO_COLATITUDE : Impl::NO_ANGLE);
-        std::fill(m_phi.begin(), m_phi.end(), Impl::NO_ANGLE);
+          m_coverage(Filled(m_pixels, 0.0F)),
+          m_distance(Filled(m_pixels, std::numeric_limits<float>::infinity())),
+          m_theta(Filled(m_pixels, m_dim == 3 ? Impl::NO_COLATITUDE : Impl::NO_ANGLE)),
+          m_phi(Filled(m_pixels, Impl::NO_ANGLE)),
+          m_ownDistance(Filled(m_pixels, std::numeric_limits<float>::infinity())),
+          m_ownWay(Filled(m_pixels, 0.0F)) {
         m_edge = *std::min_element(options.spacing.begin(), options.spacing.begin() + m_dim);
         for (std::size_t axis = 0; axis < 3; ++axis) {
             m_centre[axis] = static_cast<int>(axis) < m_dim
@@ -223,6 +229,7 @@ class CCanvas {
         SPhantomFiber fiber{line.axis, line.point, 0};
         for (const std::size_t pixel : m_touched) {
             commit(line, pixel, fiber);
+            m_polls.Add(1);
             m_ownDistance[pixel] = std::numeric_limits<float>::infinity();
         }
         if (!m_touched.empty()) {
@@ -270,8 +277,10 @@ class CCanvas {
                         m_ownWay[pixel] = static_cast<float>(from + share * (to - from));
                     }
                 }
+                m_polls.Add(std::max(hi[0] - lo[0] + 1, 0LL));
             }
         }
+        m_polls.Add(1); // most pieces of some lines lie beside the image
     }
 
     double share_within(double radius, double distance) const {
@@ -336,6 +345,7 @@ class CCanvas {
     std::vector<SPhantomFiber> m_fibers;
     std::array<std::array<double, 3>, 3> m_tensor{};
     long long m_fiberPixels = 0;
+    CPolls m_polls{PIXELS_BETWEEN_POLLS};
 };
 
 /// Steps of a bar that fills as pixels do.
@@ -406,9 +416,7 @@ void scatter(const SSeparateOptions& options, CCanvas& canvas, CRandomNumbers& r
                 isPlaced = true;
             }
         }
-        if (CProgressMonitor::Obj().CancelRequested()) {
-            throw CCancelled();
-        }
+        GoOnOrThrow();
         filling.Show(canvas.FiberPixels());
         if (!isPlaced) {
             length = 0.5 * (length > 0.0 ? length : whole);
@@ -494,9 +502,7 @@ void place(const SFiberLayers& places, const SSeparateOptions& options, CCanvas&
                 canvas.Draw(line);
             }
         }
-        if (CProgressMonitor::Obj().CancelRequested()) {
-            throw CCancelled();
-        }
+        GoOnOrThrow();
         progress.Step();
     }
 }
@@ -540,11 +546,20 @@ void check_options(const SSeparateOptions& options) {
     std::visit([&](const auto& places) { check(places, options); }, options.places);
 }
 
-/// Shares of fiber as the imaging shows them.
-std::vector<float> blurred(const SSeparateOptions& options, const std::vector<float>& coverage) {
-    if (options.blurSigma <= 0.0) {
-        return coverage;
+/// Does tasks in turn and asks before each whether to go on.
+class CPolledTasks final : public ITaskRunner {
+  public:
+    void Run(long long count, const std::function<void(long long)>& task) override {
+        for (long long number = 0; number < count; ++number) {
+            GoOnOrThrow();
+            task(number);
+        }
     }
+    int AtOnce() const noexcept override { return 1; }
+};
+
+/// Shares of fiber as a blurred imaging shows them.
+std::vector<float> blurred(const SSeparateOptions& options, const std::vector<float>& coverage) {
     const auto width = static_cast<std::size_t>(options.sizePx[0]);
     const auto height = static_cast<std::size_t>(options.sizePx[1]);
     const long long depth = options.sizePx.Dim() == 3 ? options.sizePx[2] : 1;
@@ -557,10 +572,12 @@ std::vector<float> blurred(const SSeparateOptions& options, const std::vector<fl
                                                          width, rows + y * stride);
                                          }
                                      });
-    std::vector<float> result(coverage.size());
-    Impl::CTasksInTurn inTurn;
+    std::vector<float> result = Filled(coverage.size(), 0.0F);
+    CPolledTasks polled;
+    CProgressReport progress(CProgressMonitor::Obj(), depth, "Blurring the image");
     for (long long z = 0; z < depth; ++z) {
-        smoothing.Next(result.data() + static_cast<std::size_t>(z) * slice, inTurn);
+        smoothing.Next(result.data() + static_cast<std::size_t>(z) * slice, polled);
+        progress.Step();
     }
     return result;
 }
@@ -584,21 +601,17 @@ SPhantom MakeSeparatePhantom(const SSeparateOptions& options) {
     }
     SPhantom phantom;
     phantom.image = new_image(options, IMAGE_GREY_8);
-    auto* const pixels = phantom.image->Pixels<unsigned char>();
-    const std::vector<float> shares = blurred(options, canvas.Coverage());
-    for (std::size_t pixel = 0; pixel < shares.size(); ++pixel) {
-        double grey = options.backgroundGrey +
-                      (options.fiberGrey - options.backgroundGrey) * static_cast<double>(shares[pixel]);
-        if (options.noiseSd > 0.0) {
-            grey += options.noiseSd * random.Normal();
-        }
-        pixels[pixel] = static_cast<unsigned char>(std::floor(std::clamp(grey, 0.0, 255.0) + 0.5));
-    }
+    const bool isBlurred = options.blurSigma > 0.0;
+    const std::vector<float> blurredShares =
+        isBlurred ? blurred(options, canvas.Coverage()) : std::vector<float>();
+    const std::vector<float>& shares = isBlurred ? blurredShares : canvas.Coverage();
+    DrawImage(*phantom.image, {options.backgroundGrey, options.fiberGrey, options.noiseSd}, random,
+              [&shares](std::size_t pixel) { return static_cast<double>(shares[pixel]); });
     phantom.theta = new_image(options, IMAGE_GREY_F);
-    std::copy(canvas.Theta().begin(), canvas.Theta().end(), phantom.theta->Pixels<float>());
+    CopyNumbers(canvas.Theta(), phantom.theta->Pixels<float>());
     if (options.sizePx.Dim() == 3) {
         phantom.phi = new_image(options, IMAGE_GREY_F);
-        std::copy(canvas.Phi().begin(), canvas.Phi().end(), phantom.phi->Pixels<float>());
+        CopyNumbers(canvas.Phi(), phantom.phi->Pixels<float>());
     }
     phantom.fiberPixelCount = canvas.FiberPixels();
     phantom.volumeFraction = static_cast<double>(canvas.FiberPixels()) / static_cast<double>(canvas.Pixels());

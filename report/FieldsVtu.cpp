@@ -4,6 +4,8 @@
 #include "report/Base64.h"
 #include "report/Tables.h"
 
+#include "VexoBase/Cancellation.h"
+
 #include <array>
 #include <bit>
 #include <cstdint>
@@ -162,6 +164,7 @@ std::string cell_data(std::span<const SFieldResult> fields, int dim) {
     SNumbers<std::int64_t> status{"status", {""}};
     SNumbers<std::int64_t> lower{"lower_px", VECTOR_COMPONENTS};
     SNumbers<std::int64_t> upper{"upper_px", VECTOR_COMPONENTS};
+    CPolls polls(FIELDS_BETWEEN_POLLS);
     for (const SFieldResult& field : fields) {
         const bool isMeasured = HasValues(field);
         append(tensors, full_tensor(field.values), isMeasured);
@@ -178,6 +181,7 @@ std::string cell_data(std::span<const SFieldResult> fields, int dim) {
             lower.numbers.push_back(axis < dim ? field.box.Point0()[axis] : 0);
             upper.numbers.push_back(axis < dim ? field.box.Point1()[axis] : 1);
         }
+        polls.Add(1);
     }
     return "<CellData Scalars=\"anisotropy\" Vectors=\"mean_axis\" Tensors=\"orientation_tensor\">\n" +
            array_text(tensors) + array_text(eigenvalues) + array_text(axes) + array_text(anisotropies) +
@@ -209,8 +213,10 @@ std::string FieldsVtu(const Impl::SAnalysisResult& result, const SRunRecord& rec
                                                      : std::span<const SFieldResult>(&result.field, 1);
     CPoints points(result.parameters.spacing);
     SCells cells;
+    CPolls polls(FIELDS_BETWEEN_POLLS);
     for (const SFieldResult& field : fields) {
         add_cell(field, result.dim, points, cells);
+        polls.Add(1);
     }
     const char* const byteOrder = std::endian::native == std::endian::big ? "BigEndian" : "LittleEndian";
     return "<?xml version=\"1.0\"?>\n<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" byte_order=\"" +

@@ -2,6 +2,7 @@
 #include "report/HtmlReport.h"
 
 #include "report/Base64.h"
+#include "report/Json.h"
 #include "report/Tables.h"
 #include "report/web/Page.h"
 
@@ -142,10 +143,6 @@ std::string packed_planes(const SSection& section, BytePacker pack) {
     return Base64(std::as_bytes(std::span(packed)));
 }
 
-std::string text_of(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
 /// Adds a member to the text of an object. @param value as JSON.
 void add_member(std::string& object, std::string_view key, std::string_view value) {
     object.pop_back();
@@ -162,14 +159,14 @@ std::string sections_text(const SPictureData& pictures) {
         json["slice_px"] = section.slicePx;
         json["size"] = section.size;
         json["has_confidence"] = !section.confidence.empty();
-        std::string image = text_of(json);
+        std::string image = ToLine(json);
         add_member(image, "planes", '"' + pictures.packedSections.at(at) + '"');
         images.append(at > 0 ? "," : "").append(image);
     }
     Json json;
     json["block_px"] = pictures.sections.blockPx;
     json["grey_range"] = pictures.sections.greyRange;
-    std::string text = text_of(json);
+    std::string text = ToLine(json);
     add_member(text, "images", images + ']');
     return text;
 }
@@ -237,7 +234,7 @@ std::string ReportJson(const Impl::SAnalysisResult& result, const SRunRecord& re
     json["histogram"] = histogram_json(result);
     json["directions"] = pictures != nullptr ? directions_json(*pictures, result.dim) : Json(nullptr);
     json["angle_colors"] = result.dim == 2 ? angle_colors() : Json(nullptr);
-    std::string text = text_of(json);
+    std::string text = ToLine(json);
     add_member(text, "sections", pictures != nullptr ? sections_text(*pictures) : "null");
     return text;
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "zeklib2core/ValueMap.h"
+#include "zeklib2core/Value.h"
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -9,7 +9,7 @@
 
 namespace TEVRA::report {
 
-/// A value tree as JSON.
+/// A value tree as the text of result.json: JSON, indented by two blanks, with a line break at the end.
 ///
 /// | value                  | JSON                                                                |
 /// |------------------------|---------------------------------------------------------------------|
@@ -20,13 +20,14 @@ namespace TEVRA::report {
 /// | long                   | whole number                                                        |
 /// | bool, string           | true or false, string; bytes that are not UTF-8 become U+FFFD       |
 ///
-/// Metadata of values is left out.
-nlohmann::ordered_json ToJson(const CValue& value);
+/// Metadata of values is left out. Asks the calling thread's monitor on the way whether to go on.
+/// @throws CCancelled if not.
+std::string ResultJson(const CValue& value);
 
-/// The JSON as text: indented by two blanks, with a line break at the end.
+/// The same form for other JSON.
 std::string ToText(const nlohmann::ordered_json& json);
 
-/// The result document as it stands in result.json.
-std::string ResultJson(const CValueMap& document);
+/// JSON in one line, without blanks. Bytes that are not UTF-8 become U+FFFD here, too.
+std::string ToLine(const nlohmann::ordered_json& json);
 
 } // namespace TEVRA::report

@@ -9,6 +9,7 @@
 #include "report/pictures/Pictures.h"
 
 #include "Subfields/ResultDocument.h"
+#include "VexoBase/Cancellation.h"
 
 #include <algorithm>
 
@@ -17,7 +18,8 @@ namespace TEVRA::report {
 namespace {
 
 std::string result_text(const SReport& report) {
-    return ResultJson(*Impl::ResultDocument(report.result));
+    CPolls polls(FIELDS_BETWEEN_POLLS);
+    return ResultJson(*Impl::ResultDocument(report.result, [&polls] { polls.Add(1); }));
 }
 
 std::string subfields_text(const SReport& report) {

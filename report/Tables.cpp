@@ -4,6 +4,7 @@
 #include "report/Csv.h"
 
 #include "Subfields/TensorDecomposition.h"
+#include "VexoBase/Cancellation.h"
 
 #include <algorithm>
 #include <functional>
@@ -171,8 +172,10 @@ SColumn<SFieldResult> id_column() {
 std::string table_of_subfields(const SAnalysisResult& result, const Columns<SFieldResult>& columns) {
     std::string table;
     append_headers(table, columns);
+    CPolls polls(FIELDS_BETWEEN_POLLS);
     for (const SFieldResult& subfield : result.subfields) {
         append_row(table, columns, subfield);
+        polls.Add(1);
     }
     return table;
 }

@@ -18,6 +18,10 @@ std::string SubfieldId(const Impl::SFieldResult& subfield);
 /// Whether a field has foreground to be measured: the zeros of one without would look like results.
 bool HasValues(const Impl::SFieldResult& field);
 
+/// Rows of tables that are written between two questions to the calling thread's monitor whether to go on: some
+/// milliseconds. Whatever here goes through all subfields asks. @throws CCancelled if not.
+inline constexpr long long FIELDS_BETWEEN_POLLS = 1024;
+
 /// The centre of a field as lengths from the outer edge of the image's first pixel: that of pixels 0 to 9 of
 /// spacing 1 is 5.
 std::array<double, 3> CentreOf(const Impl::SFieldResult& field, const Impl::SAnalysisResult& result);

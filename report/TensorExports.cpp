@@ -4,6 +4,8 @@
 #include "report/Csv.h"
 #include "report/Tables.h"
 
+#include "VexoBase/Cancellation.h"
+
 #include <vector>
 
 namespace TEVRA::report {
@@ -74,8 +76,10 @@ std::string TensorsCsv(const Impl::SAnalysisResult& result, const SRunRecord& re
     }
     AppendCsvRow(table, headers);
     AppendCsvRow(table, row("field", result.field, result, components));
+    CPolls polls(FIELDS_BETWEEN_POLLS);
     for (const Impl::SFieldResult& subfield : result.subfields) {
         AppendCsvRow(table, row(SubfieldId(subfield), subfield, result, components));
+        polls.Add(1);
     }
     return table;
 }

@@ -106,14 +106,19 @@ void CScratchStore::map_file() {
     m_pixels = static_cast<float*>(memory);
 }
 
+/// @param count that `pread` or `pwrite` gave: none are left of a file that somebody has cut off.
+void CScratchStore::require_progress(ssize_t count) const {
+    if (count == 0 || (count < 0 && errno != EINTR)) {
+        fail(m_place.folder, m_bytes, count == 0 ? EIO : errno);
+    }
+}
+
 void CScratchStore::Load(const SStoredSlice& slice, std::size_t first, std::span<float> strip) const {
     const std::span<std::byte> bytes = std::as_writable_bytes(strip);
     for (std::size_t done = 0; done < bytes.size();) {
         const ssize_t count = pread(m_file, bytes.data() + done, bytes.size() - done,
                                     static_cast<off_t>(offset_of(slice, first) + done));
-        if (count <= 0 && errno != EINTR) {
-            fail(m_place.folder, m_bytes, errno);
-        }
+        require_progress(count);
         done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
     }
 }
@@ -123,9 +128,7 @@ void CScratchStore::Save(const SStoredSlice& slice, std::size_t first, std::span
     for (std::size_t done = 0; done < bytes.size();) {
         const ssize_t count = pwrite(m_file, bytes.data() + done, bytes.size() - done,
                                      static_cast<off_t>(offset_of(slice, first) + done));
-        if (count <= 0 && errno != EINTR) {
-            fail(m_place.folder, m_bytes, errno);
-        }
+        require_progress(count);
         done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
     }
 }

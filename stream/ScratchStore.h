@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <sys/types.h>
 
 namespace TEVRA::stream {
 
@@ -68,6 +69,7 @@ class CScratchStore {
   private:
     void map_memory();
     void map_file();
+    void require_progress(ssize_t count) const;
     void release() noexcept;
     /// Position of a slice's first pixel: the volumes follow each other.
     std::size_t index_of(const SStoredSlice& slice) const noexcept {

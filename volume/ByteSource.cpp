@@ -92,6 +92,7 @@ class CInflatedBytes : public IByteSource {
         inflateReset2(&m_stream, ANY_HEADER);
         m_stream.avail_in = 0;
         m_position = 0;
+        m_isPartDone = false;
     }
 
     void unpack(std::size_t bytes, std::byte* target) {
@@ -108,9 +109,10 @@ class CInflatedBytes : public IByteSource {
         }
     }
 
-    /// If the packed data ends where the last read did, its check sum comes next and tells broken pixels.
+    /// If the packed data ends where the last read did, its check sum comes next and tells broken pixels. What lies
+    /// behind it is not looked at: it may be anything.
     void check_sum() {
-        if (refill()) {
+        if (!m_isPartDone && refill()) {
             Bytef nowhere = 0;
             m_stream.next_out = &nowhere;
             m_stream.avail_out = 0;
@@ -138,7 +140,8 @@ class CInflatedBytes : public IByteSource {
 
     void advance() {
         const int status = inflate(&m_stream, Z_NO_FLUSH);
-        if (status == Z_STREAM_END) {
+        m_isPartDone = status == Z_STREAM_END;
+        if (m_isPartDone) {
             inflateReset2(&m_stream, ANY_HEADER); // gzip files may hold several parts, one after the other
         } else if (status != Z_OK && status != Z_BUF_ERROR) {
             fail("the compressed data is broken");
@@ -154,6 +157,7 @@ class CInflatedBytes : public IByteSource {
     unsigned long long m_startBytes;
     unsigned long long m_skippedBytes;
     unsigned long long m_position = 0; // in the unpacked bytes
+    bool m_isPartDone = false;         // and checked: nothing of the next one has been read
     std::vector<unsigned char> m_input;
     z_stream m_stream{};
 };

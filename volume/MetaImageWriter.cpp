@@ -5,6 +5,8 @@
 #include "volume/ImageSlices.h"
 #include "volume/NumberText.h"
 
+#include "VexoBase/ProgressMonitor.h"
+
 #include <bit>
 #include <cerrno>
 #include <stdexcept>
@@ -107,8 +109,10 @@ void WriteMetaImage(const std::string& path, const IImage& image,
                     const std::optional<std::array<double, 3>>& spacing, const std::string& spacingUnit) {
     CImageSlices slices(image);
     CMetaImageWriter writer(path, {image.Size(), slices.PixelType(), spacing, spacingUnit});
+    CProgressReport progress(CProgressMonitor::Obj(), slices.SliceCount(), "Writing image...");
     for (long long z = 0; z < slices.SliceCount(); ++z) {
         writer.WriteSlices(slices.Slice(z), 1);
+        progress.Step();
     }
     writer.Close();
 }

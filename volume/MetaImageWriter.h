@@ -45,6 +45,7 @@ class CMetaImageWriter {
 };
 
 /// Writes a 2D or 3D image to a MetaImage file: GREY_8, GREY_16, GREY_F, or BINARY_FG as 8-bit pixels.
+/// Progress is reported to the calling thread's monitor, by slices.
 /// @throws CEnvironmentError if the file cannot be written, std::invalid_argument for other images.
 void WriteMetaImage(const std::string& path, const IImage& image,
                     const std::optional<std::array<double, 3>>& spacing, const std::string& spacingUnit = {});

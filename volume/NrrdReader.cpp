@@ -196,6 +196,10 @@ SSpacing spacing_of(const SNrrdFields& fields, int dim) {
             return {std::nullopt, "", "the header states different units for the axes"};
         }
     }
+    if (std::all_of(distances.begin(), distances.begin() + dim,
+                    [](double distance) { return std::isnan(distance); })) {
+        return {std::nullopt, "", "the header states none"}; // as the format says it
+    }
     const std::optional<SLengthUnit> unit = units.empty() ? std::nullopt : ParseLengthUnit(units[0]);
     for (double& distance : distances) {
         distance *= unit ? unit->factor : 1.0;

@@ -5,6 +5,8 @@
 #include "volume/ImageSlices.h"
 #include "volume/NumberText.h"
 
+#include "VexoBase/ProgressMonitor.h"
+
 #include <algorithm>
 #include <cstdarg>
 #include <cstdint>
@@ -116,6 +118,7 @@ void WriteTiff(const std::string& path, const IImage& image, const std::array<do
     const SPageLayout page{size[0], size[1], slices.PixelType(), std::min(lines, size[1])};
     const std::size_t imageBytes = slices.SliceBytes() * static_cast<std::size_t>(slices.SliceCount());
     TiffFile file = create(path, imageBytes > LARGEST_CLASSIC_BYTES);
+    CProgressReport progress(CProgressMonitor::Obj(), slices.SliceCount(), "Writing image...");
     for (long long z = 0; z < slices.SliceCount(); ++z) {
         set_page_tags(file.get(), page);
         if (z == 0 && !spacingUnit.empty()) {
@@ -125,6 +128,7 @@ void WriteTiff(const std::string& path, const IImage& image, const std::array<do
         if (!write_page(file.get(), page, slices.Slice(z))) {
             fail_to_write(path);
         }
+        progress.Step();
     }
 }
 

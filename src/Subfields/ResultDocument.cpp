@@ -49,13 +49,17 @@ CValue* otsu_factor(const SAnalysisRequest& parameters) {
     return NewText(parameters.threshold ? THRESHOLD_GIVEN : MASK_GIVEN);
 }
 
-std::unique_ptr<CValueMap> subfields_map(const SAnalysisResult& result) {
+std::unique_ptr<CValueMap> subfields_map(const SAnalysisResult& result,
+                                         const std::function<void()>& afterSubfield) {
     auto map = std::make_unique<CValueMap>();
     for (const SFieldResult& subfield : result.subfields) {
         std::unique_ptr<CValueMap> entry = FieldMap(subfield.values, subfield.status);
         AddSubfieldLimits(entry.get(), subfield.box, result.dim);
         entry->SetEntry(Key::DIFFERENCE, new CValueDouble(subfield.differenceRad));
         map->SetEntry(subfield.identifier.c_str(), entry.release());
+        if (afterSubfield) {
+            afterSubfield();
+        }
     }
     map->SetEntry(Key::SUBFIELD_SIZE, new CValueDouble(*result.subfieldSize));
     return map;
@@ -145,11 +149,12 @@ void AddSubfieldLimits(CValueMap* map, const CBox& box, int dim) {
     map->SetEntry(Key::AREA, limits.release());
 }
 
-std::unique_ptr<CValueMap> ResultDocument(const SAnalysisResult& result) {
+std::unique_ptr<CValueMap> ResultDocument(const SAnalysisResult& result,
+                                          const std::function<void()>& afterSubfield) {
     auto root = std::make_unique<CValueMap>();
     root->SetEntry(Key::BORDER, whole_number(result.borderPx));
     if (result.ListsSubfields()) {
-        root->SetEntry(Key::SUBFIELDS, subfields_map(result).release());
+        root->SetEntry(Key::SUBFIELDS, subfields_map(result, afterSubfield).release());
     }
     std::unique_ptr<CValueMap> field = FieldMap(result.field.values, result.field.status);
     AddSubfieldLimits(field.get(), result.field.box, result.dim);

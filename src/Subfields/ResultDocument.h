@@ -5,6 +5,7 @@
 #include "zeklib2core/ValueMap.h"
 
 #include <array>
+#include <functional>
 #include <memory>
 
 namespace TEVRA::Impl {
@@ -40,7 +41,9 @@ inline constexpr std::array<std::array<const char*, 3>, 3> COMPONENTS{
 } // namespace Key
 
 /// The result as a value tree: for each map below, the keys in the order in which they are set there.
-std::unique_ptr<CValueMap> ResultDocument(const SAnalysisResult& result);
+/// @param afterSubfield called after each subfield, of which there may be very many; what it throws passes through.
+std::unique_ptr<CValueMap> ResultDocument(const SAnalysisResult& result,
+                                          const std::function<void()>& afterSubfield = {});
 
 /// A value with the text.
 CValue* NewText(const char* text);

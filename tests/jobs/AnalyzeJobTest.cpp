@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "jobs/AnalyzeJob.h"
 
+#include "VexoBase/ProgressMonitor.h"
+#include "support/RecordingMonitor.h"
 #include "support/TemporaryFolder.h"
 #include "volume/MemoryReader.h"
 
@@ -116,6 +118,45 @@ TEST_F(AnalyzeJob, AnEstimateTouchesNoFile) {
 TEST_F(AnalyzeJob, LeavesNothingBehindWhenItIsNotSaved) {
     run(task());
     EXPECT_THAT(m_folder.Entries(), IsEmpty());
+}
+
+TEST_F(AnalyzeJob, CanBeStoppedAtAnyPointOfSavingAndLeavesEarlierResultsAsTheyWere) {
+    SAnalyzeTask wanted = task();
+    wanted.request.subfieldPx = {10, 10, 10};
+    wanted.exports = report::ExportNames();
+    run(wanted)->Save();
+    const auto contents = [this] {
+        std::vector<std::string> files;
+        for (const std::string& name : CTemporaryFolder::EntriesOf(m_folder / "out")) {
+            files.push_back(name + ": " + test::ReadFile(m_folder / "out" / name));
+        }
+        return files;
+    };
+    const std::vector<std::string> earlier = contents();
+    wanted.withPictures = true;
+    wanted.outputFolder.clear();
+    const std::unique_ptr<CAnalyzeJob> job = run(wanted);
+    // A beginning; steps for what pictures share, the pictures, three tables and five exports, the record.
+    constexpr int WRITING = 1 + 2 + 3 + 5 + 1;
+    constexpr int FILES = 3 + 3 + 5 + 1;
+    constexpr int ONTO_DISK = 1 + 2 * FILES; // each is small: a piece, and the rest of it
+    for (int call = 1; call <= WRITING + ONTO_DISK; call += call < WRITING ? 1 : 3) {
+        test::CRecordingMonitor monitor;
+        monitor.throwAtCall = call;
+        {
+            const CProgressMonitorScope scope(monitor);
+            EXPECT_THROW(job->SaveInto(m_folder / "out", nullptr), test::CInterrupted) << "call " << call;
+        }
+        EXPECT_EQ(monitor.openReports, 0);
+    }
+    EXPECT_EQ(contents(), earlier);
+    test::CRecordingMonitor monitor;
+    {
+        const CProgressMonitorScope scope(monitor);
+        job->SaveInto(m_folder / "out", nullptr);
+    }
+    EXPECT_EQ(monitor.Calls(), WRITING + ONTO_DISK);
+    EXPECT_EQ(contents().size(), static_cast<std::size_t>(FILES));
 }
 
 TEST_F(AnalyzeJob, ResultsThatWereKeptAreSavedAsThoseOfARunIntoTheFolder) {

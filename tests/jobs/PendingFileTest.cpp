@@ -3,7 +3,11 @@
 
 #include "jobs/Failure.h"
 #include "stream/OpenFile.h"
+#include "support/RecordingMonitor.h"
 #include "support/TemporaryFolder.h"
+
+#include "VexoBase/Cancellation.h"
+#include "VexoBase/ProgressMonitor.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -62,6 +66,27 @@ TEST(PendingFiles, LeaveNothingWithoutCommit) {
         test::WriteFile(files.Add(folder / "b.mha"), "two");
     }
     EXPECT_THAT(folder.Entries(), IsEmpty());
+}
+
+TEST(PendingFiles, AskWhileALongTextIsWrittenWhetherToGoOn) {
+    const CTemporaryFolder folder;
+    const std::string text((2 << 24) + 1, 'x'); // two pieces and a bit
+    for (int poll = 1; poll <= 2; ++poll) {
+        test::CRecordingMonitor monitor;
+        monitor.cancelFromPoll = poll;
+        const CProgressMonitorScope scope(monitor);
+        CPendingFiles files;
+        EXPECT_THROW(files.WriteText(folder / "a.json", text), CCancelled);
+        EXPECT_EQ(monitor.polls, poll);
+    }
+    EXPECT_THAT(folder.Entries(), IsEmpty());
+    test::CRecordingMonitor monitor;
+    const CProgressMonitorScope scope(monitor);
+    CPendingFiles files;
+    files.WriteText(folder / "a.json", text);
+    EXPECT_EQ(monitor.polls, 2);
+    files.Commit();
+    EXPECT_EQ(fs::file_size(folder / "a.json"), text.size());
 }
 
 TEST(PendingFiles, LeaveTheFileInPlaceUntouchedWithoutCommit) {
@@ -271,6 +296,36 @@ TEST_F(Replacements, AreUndoneWhenTheLastFails) {
     EXPECT_EQ(test::ReadFile(m_folder / "a"), "earlier");
     EXPECT_EQ(test::ReadFile(m_folder / "b"), "earlier");
     EXPECT_EQ(test::ReadFile(m_folder / "obsolete"), "earlier");
+}
+
+TEST_F(Replacements, CanBeStoppedUntilTheyBegin) {
+    constexpr int PIECES = 3;
+    fs::resize_file(m_files->Add(m_folder / "a"), PIECES << 24); // 16 MiB each; takes no room
+    test::CRecordingMonitor monitor;
+    const CProgressMonitorScope scope(monitor);
+    constexpr int FILES = 4;
+    // The beginning, then a step for each piece of a file and one for the file: others are of one piece.
+    constexpr int CALLS = 1 + PIECES + (FILES - 1) + FILES;
+    for (int call = 1; call <= CALLS; ++call) {
+        monitor.throwAtCall = monitor.Calls() + call;
+        EXPECT_THROW(m_files->Commit(), test::CInterrupted) << call;
+        EXPECT_EQ(monitor.openReports, 0);
+        for (const char* const name : {"a", "b", "run", "obsolete"}) {
+            EXPECT_EQ(test::ReadFile(m_folder / name), "earlier") << name;
+        }
+        EXPECT_FALSE(fs::exists(m_folder / "new"));
+    }
+    m_files.reset();
+    EXPECT_THAT(m_folder.Entries(), ElementsAre("a", "b", "obsolete", "run"));
+}
+
+TEST_F(Replacements, AskNobodyOnceTheyHaveBegun) {
+    test::CRecordingMonitor monitor;
+    const CProgressMonitorScope scope(monitor);
+    m_files->Commit();
+    EXPECT_EQ(monitor.events.back(), "end");
+    EXPECT_EQ(monitor.polls, 0);
+    EXPECT_EQ(monitor.steps, 4 + 4); // as above
 }
 
 TEST_F(Replacements, ReplaceAllAndLeaveNothingElse) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "phantom/Phantom.h"
 
+#include "phantom/Drawing.h"
+
 #include "support/RecordingMonitor.h"
 #include "zeklib2image/HeaderTools.h"
 #include <stdexcept>
@@ -472,6 +474,40 @@ TEST(Phantom, EndsAtWhateverPollTheMonitorCancels) {
             EXPECT_EQ(monitor.openReports, 0);
         }
     }
+}
+
+TEST(Phantom, AsksOnTheWayThroughLargeImagesWhetherToGoOn) {
+    constexpr int PIECES = 4; // of the image, each as large as what lies between two questions
+    test::CRecordingMonitor monitor;
+    const CProgressMonitorScope scope(monitor);
+    SPhantomOptions options;
+    options.sizePx = CSize(128, 128, 64);
+    static_assert(PIECES * PIXELS_BETWEEN_POLLS == 128LL * 128 * 64);
+    options.places = SThroughCentre{};
+    options.directions = SOneAxis{};
+    options.fiberRadiusPx = 2.0;
+    MakePhantom(options);
+    const auto drawing =
+        std::find(monitor.events.begin(), monitor.events.end(), "begin 64 Drawing the image");
+    const auto drawn = std::find(drawing, monitor.events.end(), "end");
+    EXPECT_EQ(std::count(monitor.events.begin(), drawing, "poll"), 2 * PIECES); // distances and owners
+    EXPECT_EQ(std::count(drawing, drawn, "poll"), PIECES + 64);
+    EXPECT_EQ(std::count(drawn, monitor.events.end(), "poll"), PIECES); // angles
+}
+
+TEST(Phantom, AsksWithinAThickFiberWhetherToGoOn) {
+    test::CRecordingMonitor monitor;
+    const CProgressMonitorScope scope(monitor);
+    SPhantomOptions options;
+    options.sizePx = CSize(128, 128, 64);
+    options.places = SThroughCentre{};
+    options.directions = SOneAxis{{1.0, 0.0, 0.0}};
+    options.fiberRadiusPx = 31.5;
+    MakePhantom(options);
+    const auto drawing =
+        std::find(monitor.events.begin(), monitor.events.end(), "begin 64 Drawing the image");
+    const long long box = 128 * 64 * 64; // around the fiber
+    EXPECT_EQ(std::count(monitor.events.begin(), drawing, "poll"), 2 * 4 + box / PIXELS_BETWEEN_POLLS);
 }
 
 TEST(Phantom, HasAllBetasUpToItsBounds) {

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "phantom/SeparateFibers.h"
 
+#include "phantom/Drawing.h"
+
+#include "VexoBase/ProgressMonitor.h"
+#include "support/RecordingMonitor.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -273,6 +278,89 @@ TEST(SeparateFibers, ComeInBundles) {
         nearest = std::min(nearest, distance_inside(phantom.fibers[0], phantom.fibers[i], 80.0));
     }
     EXPECT_NEAR(nearest, 2.0 * 2.5 / std::sqrt(0.7 / 0.9069), 0.05);
+}
+
+/// What the monitor was told and asked while a phantom was made.
+std::vector<std::string> events_of(const SSeparateOptions& options) {
+    test::CRecordingMonitor monitor;
+    const CProgressMonitorScope scope(monitor);
+    MakeSeparatePhantom(options);
+    return monitor.events;
+}
+
+TEST(SeparateFibers, AskOnTheWayThroughLargeImagesWhetherToGoOn) {
+    constexpr int PIECES = 4; // of the image, each as large as what lies between two questions
+    SSeparateOptions options;
+    options.sizePx = CSize(128, 128, 64);
+    static_assert(PIECES * PIXELS_BETWEEN_POLLS == 128LL * 128 * 64);
+    options.places = SFiberLayers{0.1, {0.0}, 4};
+    options.fiberRadius = 2.0;
+    options.blurSigma = 1.0;
+    const std::vector<std::string> events = events_of(options);
+    const auto polls_between = [&events](const char* first, const char* last) {
+        const auto from = std::find(events.begin(), events.end(), first);
+        return std::count(from, std::find(from, events.end(), last), "poll");
+    };
+    const auto placing = std::find_if(events.begin(), events.end(),
+                                      [](const std::string& event) { return event.starts_with("begin"); });
+    EXPECT_EQ(std::count(events.begin(), placing, "poll"), 6 * PIECES); // all that is kept per pixel
+    EXPECT_GE(polls_between("begin 64 Blurring the image", "end"), 64);
+    EXPECT_EQ(polls_between("begin 64 Drawing the image", "end"), PIECES + 64);
+    const auto drawn =
+        std::find(std::find(events.begin(), events.end(), "begin 64 Drawing the image"), events.end(), "end");
+    EXPECT_EQ(std::count(drawn, events.end(), "poll"), 2 * PIECES); // both angles
+}
+
+TEST(SeparateFibers, AskWithinAThickFiberWhetherToGoOn) {
+    SSeparateOptions options;
+    options.sizePx = CSize(64, 64, 64);
+    options.fiberRadius = 16.0;
+    options.directions = SOneAxis{{0.0, 0.0, 1.0}};
+    options.places = SScatteredFibers{0.01, 0.0}; // one fiber
+    const std::vector<std::string> events = events_of(options);
+    const auto placing = std::find(events.begin(), events.end(), "begin 100 Placing fibers");
+    const auto placed = std::find(placing, events.end(), "end");
+    // Room is taken around at least 64 places on its line, in half a ball of twice the diameter at least.
+    const double looks = 64.0 * 0.5 * std::pow(64.0, 3);
+    EXPECT_GE(static_cast<double>(std::count(placing, placed, "poll")),
+              looks / static_cast<double>(PIXELS_BETWEEN_POLLS));
+}
+
+TEST(SeparateFibers, AskWhileTheyLookForRoomWhetherToGoOn) {
+    SSeparateOptions options;
+    options.sizePx = CSize(32, 32, 32);
+    options.fiberRadius = 4.0;
+    options.places = SScatteredFibers{0.4, 0.0};
+    test::CRecordingMonitor monitor;
+    const CProgressMonitorScope scope(monitor);
+    EXPECT_THROW(MakeSeparatePhantom(options), std::invalid_argument); // there is none
+    // The last fiber that is looked for tries 100000 times, and each looks at one place at least.
+    const auto lastStep = std::find(monitor.events.rbegin(), monitor.events.rend(), "step");
+    EXPECT_GE(std::count(monitor.events.rbegin(), lastStep, "poll"), 3);
+}
+
+TEST(SeparateFibers, EndAtPollsOfAllStagesThatTheMonitorCancels) {
+    SSeparateOptions options;
+    options.sizePx = CSize(72, 72, 52); // a little more than what lies between two questions
+    options.fiberRadius = 3.0;
+    options.blurSigma = 1.0;
+    for (const SeparatePlaces& places :
+         {SeparatePlaces(SScatteredFibers{0.02, 0.0}), SeparatePlaces(SFiberBundles{0.02, 12.0}),
+          SeparatePlaces(SFiberLayers{0.5, {0.0, 1.0}, 4})}) {
+        options.places = places;
+        const std::vector<std::string> events = events_of(options);
+        const auto polls = static_cast<int>(std::count(events.begin(), events.end(), "poll"));
+        constexpr int SAMPLES = 8;
+        for (int sample = 0; sample <= SAMPLES; ++sample) {
+            const int poll = 1 + (polls - 1) * sample / SAMPLES; // the first and the last are among them
+            test::CRecordingMonitor monitor;
+            monitor.cancelFromPoll = poll;
+            const CProgressMonitorScope scope(monitor);
+            EXPECT_THROW(MakeSeparatePhantom(options), CCancelled) << "poll " << poll;
+            EXPECT_EQ(monitor.polls, poll);
+            EXPECT_EQ(monitor.openReports, 0);
+        }
+    }
 }
 
 TEST(SeparateFibers, SayThatThereIsNoRoom) {

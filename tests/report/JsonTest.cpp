@@ -2,6 +2,7 @@
 #include "report/Json.h"
 
 #include "zeklib2core/ValueLeaf.h"
+#include "zeklib2core/ValueMap.h"
 #include "zeklib2core/ValuePointer.h"
 #include "zeklib2core/ValueVector.h"
 
@@ -27,12 +28,16 @@ std::vector<std::string> keys_of(const nlohmann::ordered_json& object) {
     return keys;
 }
 
+nlohmann::ordered_json parsed(const CValue& value) {
+    return nlohmann::ordered_json::parse(ResultJson(value));
+}
+
 TEST(Json, KeysKeepTheOrderOfTheMap) {
     CValueMap map;
     map.SetEntry("Status", new CValueString("ok", CString::NPOS));
     map.SetEntry("Border", new CValueLong(5));
     map.SetEntry("Anisotropy value", new CValueDouble(0.5));
-    EXPECT_THAT(keys_of(ToJson(map)), ElementsAre("Status", "Border", "Anisotropy value"));
+    EXPECT_THAT(keys_of(parsed(map)), ElementsAre("Status", "Border", "Anisotropy value"));
 }
 
 TEST(Json, IndexKeysBecomeTheirDigits) {
@@ -40,36 +45,36 @@ TEST(Json, IndexKeysBecomeTheirDigits) {
     for (int i = 0; i < 3; ++i) {
         map.SetEntry(i, new CValueDouble(i));
     }
-    EXPECT_THAT(keys_of(ToJson(map)), ElementsAre("0", "1", "2"));
+    EXPECT_THAT(keys_of(parsed(map)), ElementsAre("0", "1", "2"));
 }
 
 TEST(Json, MapsNestAsObjects) {
     CValueMap map;
     map.SetEntry("Evaluated area/x0", new CValueLong(5));
-    EXPECT_EQ(ToJson(map)["Evaluated area"]["x0"], 5);
+    EXPECT_EQ(parsed(map)["Evaluated area"]["x0"], 5);
 }
 
 TEST(Json, IdentifiersWithCommasStayWhole) {
     CValueMap map;
     map.SetEntry("(005,105)", new CValueMap);
-    EXPECT_THAT(keys_of(ToJson(map)), ElementsAre("(005,105)"));
+    EXPECT_THAT(keys_of(parsed(map)), ElementsAre("(005,105)"));
 }
 
 TEST(Json, VectorsBecomeArraysInOrder) {
     const CValueVector vector(new CValueDouble(-1.0), new CValueLong(2));
-    const nlohmann::ordered_json json = ToJson(vector);
+    const nlohmann::ordered_json json = parsed(vector);
     ASSERT_TRUE(json.is_array());
     EXPECT_EQ(json, nlohmann::ordered_json::parse("[-1.0, 2]"));
 }
 
 TEST(Json, LongsAreWholeNumbersAndDoublesAreNot) {
-    EXPECT_EQ(ToText(ToJson(CValueLong(-7))), "-7\n");
-    EXPECT_EQ(ToText(ToJson(CValueDouble(-7.0))), "-7.0\n");
+    EXPECT_EQ(ResultJson(CValueLong(-7)), "-7\n");
+    EXPECT_EQ(ResultJson(CValueDouble(-7.0)), "-7.0\n");
 }
 
 TEST(Json, BoolsAndTextsKeepTheirKind) {
-    EXPECT_EQ(ToText(ToJson(CValueBool(true))), "true\n");
-    EXPECT_EQ(ToText(ToJson(CValueString("a \"b\"\n", CString::NPOS))), "\"a \\\"b\\\"\\n\"\n");
+    EXPECT_EQ(ResultJson(CValueBool(true)), "true\n");
+    EXPECT_EQ(ResultJson(CValueString("a \"b\"\n", CString::NPOS)), "\"a \\\"b\\\"\\n\"\n");
 }
 
 TEST(Json, DoublesReadBackAsTheSameNumber) {
@@ -82,7 +87,7 @@ TEST(Json, DoublesReadBackAsTheSameNumber) {
                                          123456789.123456789,
                                          3.141592653589793};
     for (const double number : awkward) {
-        const double back = nlohmann::json::parse(ToText(ToJson(CValueDouble(number)))).get<double>();
+        const double back = nlohmann::json::parse(ResultJson(CValueDouble(number))).get<double>();
         EXPECT_EQ(back, number);
         EXPECT_EQ(std::signbit(back), std::signbit(number)) << number;
     }
@@ -92,18 +97,39 @@ TEST(Json, NumbersThatJsonDoesNotHaveBecomeNull) {
     for (const double number :
          {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
           -std::numeric_limits<double>::infinity()}) {
-        EXPECT_EQ(ToText(ToJson(CValueDouble(number))), "null\n");
+        EXPECT_EQ(ResultJson(CValueDouble(number)), "null\n");
     }
 }
 
 TEST(Json, PointersBecomeNull) {
     CValueMap pointee;
-    EXPECT_TRUE(ToJson(CValuePointer<CValueMap>(&pointee)).is_null());
+    EXPECT_EQ(ResultJson(CValuePointer<CValueMap>(&pointee)), "null\n");
 }
 
 TEST(Json, TextThatIsNotUtf8IsReplacedAndNotRefused) {
-    const std::string text = ToText(ToJson(CValueString("a\xff", CString::NPOS)));
+    const std::string text = ResultJson(CValueString("a\xff", CString::NPOS));
     EXPECT_EQ(text, "\"a\xef\xbf\xbd\"\n");
+}
+
+TEST(Json, TreesHaveTheFormOfOtherJson) {
+    CValueMap map;
+    map.SetEntry("a/b", new CValueVector(new CValueDouble(-1.0), new CValueString("{", CString::NPOS)));
+    map.SetEntry("a/none", new CValueMap);
+    map.SetEntry("a/nothing", new CValueVector);
+    map.SetEntry("quoted \"key\"", new CValueBool(false));
+    EXPECT_EQ(ResultJson(map), ToText(parsed(map)));
+    EXPECT_EQ(ResultJson(map), R"({
+  "a": {
+    "b": [
+      -1.0,
+      "{"
+    ],
+    "none": {},
+    "nothing": []
+  },
+  "quoted \"key\"": false
+}
+)");
 }
 
 TEST(Json, AnEmptyDocumentIsAnEmptyObject) {

@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "report/Outputs.h"
 #include "report/HtmlReport.h"
+#include "report/Tables.h"
 
+#include "support/RecordingMonitor.h"
 #include "support/TemporaryFolder.h"
+
+#include "VexoBase/Cancellation.h"
+#include "VexoBase/ProgressMonitor.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -65,6 +70,52 @@ TEST(Outputs, HaveNamesOfTheirOwnAndTheRunRecordIsTheLast) {
         }
         EXPECT_STREQ(outputs.back().file, RUN_RECORD_FILE);
     }
+}
+
+/// Results of many subfields that differ in their places only.
+Impl::SAnalysisResult result_of_subfields(long long count) {
+    Impl::SAnalysisResult result;
+    result.dim = 3;
+    result.subfieldSize = 8.0;
+    result.field.values.tensor.dim = 3;
+    result.field.values.tensor4 = Impl::STensor4(3);
+    for (long long i = 0; i < count; ++i) {
+        Impl::SFieldResult subfield;
+        subfield.values = result.field.values;
+        subfield.box = CBox(8 * i, 0, 0, 8 * i + 8, 8, 8);
+        subfield.identifier = "(" + std::to_string(8 * i) + ",0,0)";
+        result.subfields.push_back(subfield);
+    }
+    return result;
+}
+
+TEST(Outputs, OfManySubfieldsAskOnTheWayWhetherToGoOn) {
+    constexpr int TIMES = 2;
+    const Impl::SAnalysisResult result = result_of_subfields(TIMES * FIELDS_BETWEEN_POLLS);
+    const SRunRecord record;
+    int checked = 0;
+    for (const SOutput& output : Outputs()) {
+        const SOutputWishes all{.subfields = true, .fourthOrder = true, .exports = ExportNames()};
+        const bool isOfSlices = output.file == std::string(PROFILES_FILE); // of which there are few
+        if (output.text == nullptr || !IsWanted(output, all) || isOfSlices ||
+            output.file == std::string(RUN_RECORD_FILE)) {
+            continue;
+        }
+        ++checked;
+        test::CRecordingMonitor whole;
+        {
+            const CProgressMonitorScope scope(whole);
+            EXPECT_NE(output.text({result, record}), "");
+        }
+        EXPECT_GE(whole.polls, TIMES) << output.file;
+        for (const int poll : {1, (whole.polls + 1) / 2, whole.polls}) {
+            test::CRecordingMonitor monitor;
+            monitor.cancelFromPoll = poll;
+            const CProgressMonitorScope scope(monitor);
+            EXPECT_THROW(output.text({result, record}), CCancelled) << output.file << ", poll " << poll;
+        }
+    }
+    EXPECT_EQ(checked, 8); // result.json, subfields.csv, subfields_a4.csv and five exports
 }
 
 TEST(Outputs, StandInTheDocumentation) {

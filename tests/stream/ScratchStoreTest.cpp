@@ -6,9 +6,12 @@
 
 #include <gmock/gmock.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <sys/resource.h>
+#include <vector>
 
 using namespace TEVRA;
 using namespace TEVRA::test;
@@ -39,6 +42,20 @@ TEST_F(ScratchStores, AreReusedWithWhatTheyHeld) {
     }
     const CScratchStore store(place(SScratchPlace::EContent::reused), SLICES, SLICE_PIXELS);
     EXPECT_EQ(store.Slice(7)[3], 42.0F);
+}
+
+TEST_F(ScratchStores, SayThatTheirFileHasBeenCutOff) {
+    const CScratchStore store(place(), SLICES, SLICE_PIXELS);
+    std::vector<float> strip(SLICE_PIXELS);
+    store.Load({9, 0}, 0, strip);
+    std::filesystem::resize_file(m_folder / "slices", 100);
+    errno = EINTR; // of an earlier call
+    try {
+        store.Load({9, 0}, 0, strip);
+        FAIL() << "read what is not there";
+    } catch (const volume::CEnvironmentError& error) {
+        EXPECT_THAT(error.what(), testing::HasSubstr("Input/output error"));
+    }
 }
 
 TEST_F(ScratchStores, AreNeverMadeOfWhatIsThere) {

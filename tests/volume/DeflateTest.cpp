@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <span>
+#include <stdexcept>
 #include <vector>
 
 #include <zlib.h>
@@ -35,6 +37,13 @@ TEST(Deflate, GivesWhatZlibUnpacks) {
     }
     EXPECT_LT(DeflatedNoise(runs).size(), 1000U);
     EXPECT_LT(DeflatedNoise(noise).size(), noise.size() + 100);
+}
+
+TEST(Deflate, RefusesMoreThanZlibCountsTo) {
+    const std::byte first{};
+    const std::span<const std::byte> many(&first, std::size_t{1} << 32U); // is not looked at
+    EXPECT_THROW(Deflated(many), std::length_error);
+    EXPECT_THROW(DeflatedNoise(many), std::length_error);
 }
 
 } // namespace

@@ -440,6 +440,9 @@ TEST_F(NrrdFile, TakesSpacingAsStated) {
     expect("spacings: 0.5 0.25 2\nunits: \"um\" \"um\" \"um\"\n", SExpectedSpacing{{0.5, 0.25, 2.0}, "um"});
     expect("spacings: 0.5 0.25 2\nunits: \"mm\" \"mm\" \"um\"\n", std::nullopt);
     expect("spacings: nan nan nan\n", std::nullopt);
+    EXPECT_FALSE(OpenImage(m_path)->Info().isSpacingBroken); // it is not stated
+    expect("spacings: 1 nan 1\n", std::nullopt);
+    EXPECT_TRUE(OpenImage(m_path)->Info().isSpacingBroken);
     expect("space dimension: 3\nspace directions: (0.5,0,0) (0,-0.25,0) (0, 0, 2)\nspace units: \"mm\" "
            "\"mm\" \"mm\"\n",
            SExpectedSpacing{{0.5, 0.25, 2.0}, "mm"});
@@ -619,6 +622,15 @@ TEST_F(NiftiFile, ThatCannotBeReadSaysWhy) {
     WriteFile(path("image.nii"), std::string(400, 'x'));
     EXPECT_THAT(FailureOfReading(path("image.nii")),
                 HasSubstr("does not begin with the size of a NIfTI header"));
+}
+
+TEST_F(NiftiFile, MayHaveAnythingBehindItsPackedPixels) {
+    const auto pixels = TestPixels<std::uint16_t>(SIZE);
+    const std::string packed = gzipped(nifti1({.dataType = 512}) + BytesOf(pixels));
+    for (const std::string& behind : {std::string(1000, '\0'), std::string("\n"), std::string("any text")}) {
+        WriteFile(path("image.nii.gz"), packed + behind);
+        ExpectImage<std::uint16_t>(path("image.nii.gz"), SIZE, pixels);
+    }
 }
 
 TEST_F(NiftiFile, TruncatedAnywhereIsRefused) {

@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "support/MakeImage.h"
+#include "support/RecordingMonitor.h"
 #include "support/StridedImage.h"
 #include "volume/FileTesting.h"
 #include "volume/MetaImageWriter.h"
 #include "volume/TiffWriter.h"
 
+#include "VexoBase/ProgressMonitor.h"
+
+#include <functional>
 #include <stdexcept>
+#include <vector>
 
 #include <tiffio.h>
 
@@ -126,6 +131,24 @@ TEST_F(ImageWriter, AFullDiskIsAnEnvironmentErrorForSmallAndLargeImages) {
                 HasSubstr("No space left on device"));
     EXPECT_THAT(FailureOf<CEnvironmentError>([&] { WriteTiff("/dev/full", *large, SPACING, ""); }),
                 HasSubstr("/dev/full: cannot be written"));
+}
+
+TEST_F(ImageWriter, WritingReportsSlicesAndCanBeStoppedAfterAny) {
+    const std::vector<std::function<void()>> writers{[this] { WriteMetaImage(m_meta, *m_image, SPACING); },
+                                                     [this] { WriteTiff(m_tiff, *m_image, SPACING, "mm"); }};
+    for (const auto& write : writers) {
+        for (int call = 1; call <= 4; ++call) { // the beginning and three slices
+            test::CRecordingMonitor monitor;
+            monitor.throwAtCall = call;
+            const CProgressMonitorScope scope(monitor);
+            EXPECT_THROW(write(), test::CInterrupted) << call;
+            EXPECT_EQ(monitor.openReports, 0);
+        }
+        test::CRecordingMonitor monitor;
+        const CProgressMonitorScope scope(monitor);
+        write();
+        EXPECT_EQ(monitor.steps, 3);
+    }
 }
 
 TEST_F(ImageWriter, ImagesOfOtherTypesOrDimensionsAreOurMistake) {
