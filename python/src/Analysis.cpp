@@ -252,9 +252,10 @@ class CFieldTable {
         });
         return numbers;
     }
-    template <typename GetT>
-    py::array_t<long long> Counts(const GetT& get) const {
-        py::array_t<long long> numbers(m_rows);
+    /// Of fields without foreground, too.
+    template <typename T, typename GetT>
+    py::array_t<T> OfAll(const GetT& get) const {
+        py::array_t<T> numbers(m_rows);
         for_each(
             [&](py::ssize_t row, const Impl::SFieldResult& field) { numbers.mutable_at(row) = get(field); });
         return numbers;
@@ -291,14 +292,10 @@ class CFieldTable {
             hasDoubt ? py::object(Numbers([](const auto& f) { return f.doubtfulFraction.value_or(NONE); }))
                      : py::none();
         columns["difference"] = Numbers([](const auto& field) { return field.differenceRad; });
-        columns["foreground_pixels"] = Counts([](const auto& field) { return field.foregroundPixels; });
-        columns["foreground_fraction"] = [this] {
-            py::array_t<double> shares(m_rows);
-            for_each([&](py::ssize_t row, const Impl::SFieldResult& field) {
-                shares.mutable_at(row) = field.foregroundFraction;
-            });
-            return shares;
-        }();
+        columns["foreground_pixels"] =
+            OfAll<long long>([](const auto& field) { return field.foregroundPixels; });
+        columns["foreground_fraction"] =
+            OfAll<double>([](const auto& field) { return field.foregroundFraction; });
         py::list identifiers;
         py::list tableIds;
         py::list status;

@@ -9,6 +9,7 @@
 #include "Axes/OrientationSums.h"
 #include "Subfields/Tensors.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
@@ -93,21 +94,17 @@ py::array_t<float> axes_of(const Floats& theta, const std::optional<Floats>& phi
     const float* const thetaAt = theta.data();
     const float* const phiAt = phi ? phi->data() : nullptr;
     float* to = axes.mutable_data();
+    const auto append = [&to](const auto& axis) {
+        to = std::transform(axis.begin(), axis.end(), to,
+                            [](double component) { return static_cast<float>(component); });
+    };
     Work(py::none(), [&] {
         for (py::ssize_t at = 0; at < count; ++at) {
+            const bool isAxis = thetaAt[at] >= 0.0F;
             if (phiAt != nullptr) {
-                const bool isAxis = thetaAt[at] >= 0.0F;
-                const auto axis =
-                    isAxis ? Impl::AxisOfAngles(thetaAt[at], phiAt[at]) : std::array{0.0, 0.0, 0.0};
-                for (const double component : axis) {
-                    *to++ = static_cast<float>(component);
-                }
+                append(isAxis ? Impl::AxisOfAngles(thetaAt[at], phiAt[at]) : std::array<double, 3>{});
             } else {
-                const bool isAxis = thetaAt[at] >= 0.0F;
-                const auto axis = isAxis ? Impl::AxisOfAngle(thetaAt[at]) : std::array{0.0, 0.0};
-                for (const double component : axis) {
-                    *to++ = static_cast<float>(component);
-                }
+                append(isAxis ? Impl::AxisOfAngle(thetaAt[at]) : std::array<double, 2>{});
             }
         }
     });
