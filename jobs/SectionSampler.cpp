@@ -40,7 +40,7 @@ float value_at(volume::EPixelType type, const std::byte* pixels, std::size_t at)
 }
 
 std::uint8_t byte_of(double share) {
-    return static_cast<std::uint8_t>(255.0 * std::clamp(share, 0.0, 1.0) + 0.5);
+    return static_cast<std::uint8_t>(std::floor(255.0 * std::clamp(share, 0.0, 1.0) + 0.5));
 }
 
 } // namespace

@@ -16,7 +16,7 @@ constexpr double RADIUS = 0.14;
 constexpr double TILT_RAD = 40.0 / 180.0 * std::numbers::pi;
 
 std::uint8_t byte_of(double share) {
-    return static_cast<std::uint8_t>(255.0 * std::clamp(share, 0.0, 1.0) + 0.5);
+    return static_cast<std::uint8_t>(std::floor(255.0 * std::clamp(share, 0.0, 1.0) + 0.5));
 }
 
 /// From the intensity of light, [0, 1], to the value of a screen.

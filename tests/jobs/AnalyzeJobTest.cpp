@@ -159,6 +159,27 @@ TEST_F(AnalyzeJob, CanBeStoppedAtAnyPointOfSavingAndLeavesEarlierResultsAsTheyWe
     EXPECT_EQ(contents().size(), static_cast<std::size_t>(FILES));
 }
 
+TEST_F(AnalyzeJob, ResultsAndPicturesAreTheSameOnAnyNumberOfThreads) {
+    SAnalyzeTask wanted = task();
+    wanted.request.subfieldPx = {10, 10, 10};
+    wanted.withPictures = true;
+    wanted.withReport = true; // where it can be made
+    wanted.outputFolder = m_folder / "alone";
+    run(wanted)->Save();
+    wanted.threads = 4;
+    wanted.outputFolder = m_folder / "out";
+    run(wanted)->Save();
+    const std::vector<std::string> files = CTemporaryFolder::EntriesOf(m_folder / "alone");
+    EXPECT_EQ(CTemporaryFolder::EntriesOf(m_folder / "out"), files);
+    EXPECT_GE(files.size(), 7U);
+    for (const std::string& file : files) {
+        if (file != "run.json") { // which tells of threads and times
+            EXPECT_EQ(test::ReadFile(m_folder / "out" / file), test::ReadFile(m_folder / "alone" / file))
+                << file;
+        }
+    }
+}
+
 TEST_F(AnalyzeJob, ResultsThatWereKeptAreSavedAsThoseOfARunIntoTheFolder) {
     SAnalyzeTask wanted = task();
     wanted.request.subfieldPx = {10, 10, 10};
