@@ -179,9 +179,10 @@ std::unique_ptr<CImage> smoothed_image(const CGreyRows& grey, const CSize& size,
         size, {0, depth}, sigma, spacing,
         [&grey](long long z, float* rows, std::size_t rowFloats) { grey.Fill(z, rows, rowFloats); });
     auto* pixels = smoothed->Pixels<float>();
-    Impl::CProgressScope report(progress, depth, "Smoothing slices...");
-    for (long long z = 0; z < depth; ++z, pixels += size[0] * size[1]) {
-        smoothing.Next(pixels, runner);
+    constexpr long long AT_ONCE = Impl::CDirectSmoothing::MOST_AT_ONCE;
+    Impl::CProgressScope report(progress, (depth + AT_ONCE - 1) / AT_ONCE, "Smoothing slices...");
+    for (long long z = 0; z < depth; z += AT_ONCE, pixels += AT_ONCE * size[0] * size[1]) {
+        smoothing.Next(pixels, runner, std::min(AT_ONCE, depth - z));
         if (!report.StepAndGoOn()) {
             return nullptr;
         }

@@ -7,8 +7,10 @@
 namespace TEVRA::Impl {
 namespace {
 
-constexpr std::size_t LEAST_BAND_ROWS = 32;
-constexpr std::size_t MOST_BANDS = 32;
+/// Rows that a task smooths at least: it goes through as many as the kernel reaches beyond them, too.
+constexpr long long LEAST_BAND_ROWS = 64;
+/// Tasks for each thread, so that none waits long for the others.
+constexpr long long TASKS_PER_THREAD = 4;
 
 std::size_t reach_of(double sigma, double spacing) {
     return SampledSmoothing(sigma, spacing).Radius();
@@ -26,7 +28,7 @@ CDirectSmoothing::CDirectSmoothing(const CSize& size, const SPlanes& slices, dou
         m_axes[axis].radius = kernel.Radius();
         m_axes[axis].weights.assign(kernel.weights.begin(), kernel.weights.end());
     }
-    m_kept = 2 * static_cast<long long>(m_axes[2].radius) + 2; // one that is read ahead
+    m_kept = kept_slices(size, m_axes[2].radius);
     m_grey = std::make_unique<float[]>(static_cast<std::size_t>(m_kept) * m_height * m_stride);
     const SPlanes asked = GreySlices(size, slices, sigma, spacing);
     m_greyEnd = asked.first;
@@ -43,9 +45,14 @@ SPlanes CDirectSmoothing::GreySlices(const CSize& size, const SPlanes& slices, d
 }
 
 std::size_t CDirectSmoothing::Bytes(const CSize& size, double sigma, const std::array<double, 3>& spacing) {
-    const std::size_t kept = size.Dim() == 3 ? 2 * reach_of(sigma, spacing[2]) + 2 : 2;
-    return kept * static_cast<std::size_t>(size[1]) * RoundedToGroup(static_cast<std::size_t>(size[0])) *
-           sizeof(float);
+    const long long kept = kept_slices(size, size.Dim() == 3 ? reach_of(sigma, spacing[2]) : 0);
+    return static_cast<std::size_t>(kept) * static_cast<std::size_t>(size[1]) *
+           RoundedToGroup(static_cast<std::size_t>(size[0])) * sizeof(float);
+}
+
+/// Those at work, their neighbours, and those that are read ahead.
+long long CDirectSmoothing::kept_slices(const CSize& size, std::size_t reach) {
+    return size.Dim() == 3 ? std::min(2 * static_cast<long long>(reach) + 2 * MOST_AT_ONCE, size[2]) : 1;
 }
 
 void CDirectSmoothing::fill_until(long long end) {
@@ -60,18 +67,25 @@ const float* CDirectSmoothing::grey_row(long long z, std::size_t y) const {
     return m_grey.get() + (static_cast<std::size_t>(slice) * m_height + y) * m_stride;
 }
 
-void CDirectSmoothing::Next(float* out, ITaskRunner& runner) {
-    const long long z = m_next++;
-    const long long needed = z + static_cast<long long>(m_axes[2].radius) + 1;
+void CDirectSmoothing::Next(float* out, ITaskRunner& runner, long long slices) {
+    const long long first = m_next;
+    m_next += slices;
+    const long long needed = m_next + static_cast<long long>(m_axes[2].radius);
     fill_until(needed);
-    const std::size_t bands = std::clamp<std::size_t>(m_height / LEAST_BAND_ROWS, 1, MOST_BANDS);
-    runner.Run(1 + static_cast<long long>(bands), [&](long long task) {
+    const auto height = static_cast<long long>(m_height);
+    const long long tasks = runner.AtOnce() > 1 ? TASKS_PER_THREAD * runner.AtOnce() : 1;
+    const long long bands =
+        std::clamp((tasks + slices - 1) / slices, 1LL, std::max(height / LEAST_BAND_ROWS, 1LL));
+    runner.Run(1 + slices * bands, [&](long long task) {
         if (task == 0) {
-            fill_until(needed + 1); // the next one, while this is smoothed
+            fill_until(needed + MOST_AT_ONCE); // the next ones, while these are smoothed
             return;
         }
-        const auto band = static_cast<std::size_t>(task - 1);
-        smooth_rows(z, m_height * band / bands, m_height * (band + 1) / bands, out);
+        const long long slice = (task - 1) / bands;
+        const long long band = (task - 1) % bands;
+        smooth_rows(first + slice, static_cast<std::size_t>(height * band / bands),
+                    static_cast<std::size_t>(height * (band + 1) / bands),
+                    out + static_cast<std::size_t>(slice) * m_width * m_height);
     });
 }
 

@@ -31,8 +31,12 @@ class CDirectSmoothing {
     /// Memory of the grey values kept.
     static std::size_t Bytes(const CSize& size, double sigma, const std::array<double, 3>& spacing);
 
-    /// Smooths the next slice. @param out width times height pixels without gaps.
-    void Next(float* out, ITaskRunner& runner);
+    /// Slices that are smoothed at a time at most: threads wait for each other less often.
+    static constexpr long long MOST_AT_ONCE = 4;
+
+    /// Smooths the next slices. @param out width times height pixels of each without gaps. @param slices 1 to
+    /// MOST_AT_ONCE, none behind the last.
+    void Next(float* out, ITaskRunner& runner, long long slices = 1);
 
   private:
     struct SAxis {
@@ -40,6 +44,7 @@ class CDirectSmoothing {
         std::vector<float> weights;
     };
 
+    static long long kept_slices(const CSize& size, std::size_t reach);
     void fill_until(long long end);
     void smooth_rows(long long z, std::size_t begin, std::size_t end, float* out) const;
     const float* grey_row(long long z, std::size_t y) const;

@@ -128,6 +128,7 @@ class CLocalTensorStage : public IAxisStage {
         const auto fill = [&](long long z, float* rows, std::size_t rowFloats) {
             const volume::SValueRange ofSlice = grey.Fill(z, rows, rowFloats);
             if (z >= context.own.first && z < context.own.end) {
+                context.store.Fetch(z); // by the thread that reads, while others smooth
                 range.Add(ofSlice);
                 if (context.sink != nullptr) {
                     context.sink->TakeGrey({z, z + 1}, grey.Raw());
@@ -136,12 +137,13 @@ class CLocalTensorStage : public IAxisStage {
         };
         Impl::CDirectSmoothing smoothing(m_size, {context.own.first, context.own.end}, foreground_sigma(),
                                          m_scales.spacing, fill);
-        CProgressReport report(CProgressMonitor::Obj(), context.own.Count(),
-                               "Reading and smoothing slices...");
-        for (long long z = context.own.first; z < context.own.end; ++z) {
-            context.store.Fetch(z);
-            smoothing.Next(context.store.Slice(z), context.workers);
-            if ((z - context.own.first + 1) % context.plan.slabSlices == 0) {
+        const long long atOnce = std::min(Impl::CDirectSmoothing::MOST_AT_ONCE, context.plan.slabSlices);
+        const long long steps = SlabCount(context.own, atOnce);
+        CProgressReport report(CProgressMonitor::Obj(), steps, "Reading and smoothing slices...");
+        for (long long step = 0; step < steps; ++step) {
+            const SSliceRange slices = SlabOf(context.own, atOnce, step);
+            smoothing.Next(context.store.Slice(slices.first), context.workers, slices.Count());
+            if ((step + 1) % (context.plan.slabSlices / atOnce) == 0) {
                 context.store.Evict();
             }
             report.Step();

@@ -2,6 +2,7 @@
 #include "LocalTensors/DirectSmoothing.h"
 
 #include "support/AwkwardSizes.h"
+#include "support/TaskRunners.h"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +21,7 @@ float grey_at(long long x, long long y, long long z) {
 }
 
 std::vector<float> smoothed(const CSize& size, const SPlanes& slices, double sigma,
-                            const std::array<double, 3>& spacing) {
+                            const std::array<double, 3>& spacing, ITaskRunner& runner, long long atOnce = 1) {
     CDirectSmoothing smoothing(
         size, slices, sigma, spacing, [&](long long z, float* rows, std::size_t stride) {
             for (long long y = 0; y < size[1]; ++y) {
@@ -32,11 +33,17 @@ std::vector<float> smoothed(const CSize& size, const SPlanes& slices, double sig
         });
     const auto pixels = static_cast<std::size_t>(size[0] * size[1]);
     std::vector<float> result(static_cast<std::size_t>(slices.Count()) * pixels);
-    CTasksInTurn inTurn;
-    for (long long z = slices.first; z < slices.end; ++z) {
-        smoothing.Next(result.data() + static_cast<std::size_t>(z - slices.first) * pixels, inTurn);
+    for (long long z = slices.first; z < slices.end; z += atOnce) {
+        smoothing.Next(result.data() + static_cast<std::size_t>(z - slices.first) * pixels, runner,
+                       std::min(atOnce, slices.end - z));
     }
     return result;
+}
+
+std::vector<float> smoothed(const CSize& size, const SPlanes& slices, double sigma,
+                            const std::array<double, 3>& spacing) {
+    CTasksInTurn inTurn;
+    return smoothed(size, slices, sigma, spacing, inTurn);
 }
 
 double weight(double sigmaPx, long long distance, long long reach) {
@@ -109,6 +116,18 @@ TEST(DirectSmoothing, GivesTheSameBitsForPartsOfTheImage) {
         parts.insert(parts.end(), part.begin(), part.end());
     }
     EXPECT_EQ(parts, whole);
+}
+
+TEST(DirectSmoothing, GivesTheSameBitsForAnyNumberOfSlicesAtOnceAndOrderOfTasks) {
+    for (const CSize& size : {CSize(33, 170, 21), CSize(40, 30, 3), CSize(30, 200)}) {
+        const SPlanes slices{0, size.Dim() == 3 ? size[2] : 1};
+        constexpr std::array<double, 3> SPACING{1.0, 1.0, 1.0};
+        const std::vector<float> expected = smoothed(size, slices, 1.1, SPACING);
+        for (long long atOnce = 1; atOnce <= CDirectSmoothing::MOST_AT_ONCE; ++atOnce) {
+            test::CBackwards backwards;
+            EXPECT_EQ(smoothed(size, slices, 1.1, SPACING, backwards, atOnce), expected) << atOnce;
+        }
+    }
 }
 
 TEST(DirectSmoothing, LeavesAnImageAsItIsWhereSigmaIsFarBelowAPixel) {

@@ -331,8 +331,8 @@ TEST(LocalTensorsInMemory, CanBeCancelledAndInterruptedAtEveryReport) {
         votes_of(*image, 2.0);
     }
     EXPECT_EQ(counting.openReports, 0);
-    EXPECT_GE(counting.polls, 4 * 37)
-        << "asked after every slice: smoothed, of range and histogram, of the maps";
+    EXPECT_GE(counting.polls, 10 + 3 * 37)
+        << "asked after every fourth slice that is smoothed, after every one of range, histogram and maps";
     const CPixelLeakCheck leakCheck;
     const IImage* theta = nullptr;
     const IImage* phi = nullptr;
