@@ -98,6 +98,8 @@ std::vector<SCondition> conditions() {
     add("short fibers (length 12 r), isotropic, 15 %, r 3", scattered(3, 0.15, isotropic, 36));
     add("short fibers (length 12 r), isotropic, 25 %, r 3", scattered(3, 0.25, isotropic, 36));
     add("fibers in layers at 90 degrees, 70 % of the volume, r 3", layers(0.7, 4, true));
+    add("two layers that touch, fibers at 90 degrees, 50 % of the volume, r 3", layers(0.5, 10, true));
+    add("two layers that touch, fibers at 90 degrees, 70 % of the volume, r 3", layers(0.7, 10, true));
     add("two layers of touching fibers at 90 degrees, r 3", layers(0.9, 10, true));
     add("parallel touching fibers, 90 % of the volume, r 3", layers(0.9, 4, false));
     add("bundles, isotropic, 10 %, r 3", imaged(3, phantom::SFiberBundles{0.1, 12.0}, isotropic));
@@ -124,6 +126,8 @@ std::vector<SCondition> conditions() {
     add("signal to noise 3, isotropic, 15 %, r 3", in_strong_noise(scattered(3, 0.15, isotropic)));
     add("signal to noise 3, isotropic, 25 %, r 2", in_strong_noise(scattered(2, 0.25, isotropic)));
     add("signal to noise 3, two layers of touching fibers, r 3", in_strong_noise(layers(0.9, 10, true)));
+    add("signal to noise 10, two layers that touch, 70 % of the volume, r 3",
+        imaged_otherwise(layers(0.7, 10, true), 1.0, 15.0));
     for (const long long thickness : {2, 3, 4}) {
         list.push_back({"slices " + std::to_string(thickness) + " px thick, isotropic, 15 %, r 3",
                         scattered(3, 0.15, isotropic), thickness});
