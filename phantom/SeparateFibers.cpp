@@ -507,6 +507,16 @@ void place(const SFiberLayers& places, const SSeparateOptions& options, CCanvas&
     }
 }
 
+/// Of the image, in the unit of the radius.
+double largest_extent(const SSeparateOptions& options) {
+    double most = 0.0;
+    for (long long axis = 0; axis < options.sizePx.Dim(); ++axis) {
+        most = std::max(most, static_cast<double>(options.sizePx[axis]) *
+                                  options.spacing[static_cast<std::size_t>(axis)]);
+    }
+    return most;
+}
+
 void check(const SScatteredFibers& places, const SSeparateOptions& /*options*/) {
     Require(places.volumeFraction > 0.0 && places.volumeFraction <= MOST_SCATTERED, "the volume fraction",
             places.volumeFraction,
@@ -517,8 +527,10 @@ void check(const SScatteredFibers& places, const SSeparateOptions& /*options*/) 
 
 void check(const SFiberBundles& places, const SSeparateOptions& options) {
     CheckVolumeFraction(places.volumeFraction, MOST_SCATTERED, "0.4");
-    Require(std::isfinite(places.bundleRadius) && places.bundleRadius >= 2.0 * options.fiberRadius,
-            "the bundle radius", places.bundleRadius, "at least twice the fiber radius");
+    const double most = 2.0 * largest_extent(options);
+    Require(places.bundleRadius >= 2.0 * options.fiberRadius && places.bundleRadius <= most,
+            "the bundle radius", places.bundleRadius,
+            "at least twice the fiber radius and at most twice the largest extent, " + TextOf(most));
 }
 
 void check(const SFiberLayers& places, const SSeparateOptions& options) {
@@ -536,8 +548,12 @@ void check_options(const SSeparateOptions& options) {
     CheckGreyValues(options.backgroundGrey, options.fiberGrey, options.noiseSd);
     Require(options.holeRadius >= 0.0 && options.holeRadius < options.fiberRadius, "the hole's radius",
             options.holeRadius, "0 or more and below the fiber's");
-    RequireNotNegative("the blur", options.blurSigma);
-    RequireNotNegative("the wave's amplitude", options.waveAmplitude);
+    // Beyond the image they show nothing, and are more than numbers of pixels and memory can hold.
+    const double most = largest_extent(options);
+    const std::string allowed = "0 or more and at most the largest extent, " + TextOf(most);
+    Require(options.blurSigma >= 0.0 && options.blurSigma <= most, "the blur", options.blurSigma, allowed);
+    Require(options.waveAmplitude >= 0.0 && options.waveAmplitude <= most, "the wave's amplitude",
+            options.waveAmplitude, allowed);
     if (options.waveAmplitude > 0.0) {
         Require(std::isfinite(options.waveLength) && options.waveLength > 0.0, "the wave's length",
                 options.waveLength, "greater than 0");

@@ -404,8 +404,8 @@ class CLocalTensors<Dim>::CPlaneWork {
     /// @return whether there is any vote. Beyond the image there is none.
     bool vote(const std::array<const float*, 6>& hessian, float* votes) {
         std::size_t voting = 0;
-        std::array<unsigned short, SEGMENT_PIXELS>
-            failed; // NOLINT(cppcoreguidelines-pro-type-member-init): output
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): an output
+        std::array<unsigned short, SEGMENT_PIXELS> failed;
         for (std::size_t begin = 0; begin < m_tensors.m_width; begin += SEGMENT_PIXELS) {
             SVoteSegment segment{};
             for (std::size_t entry = 0; entry < ENTRIES; ++entry) {

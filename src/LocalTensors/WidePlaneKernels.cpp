@@ -108,8 +108,10 @@ void filter(const SFilteredRow& row) {
         return filter_row<true, false, true>(row);
     case 6:
         return filter_row<false, true, true>(row);
-    default:
+    case 7:
         return filter_row<true, true, true>(row);
+    default:
+        return; // nothing is wanted
     }
 }
 
@@ -305,7 +307,7 @@ TEVRA_LANES_INLINE SHessian2<LanesT> load_matrix(const float* const (&entry)[3],
 template <typename LanesT, std::size_t Dim>
 struct SMatrices {
     using Matrix = typename SMatrixOf<Dim>::template Of<LanesT>;
-    const float* entries[ENTRIES<Dim>];
+    const float* entries[ENTRIES<Dim>] = {};
 
     TEVRA_LANES_INLINE explicit SMatrices(const float* const* rows) {
         for (std::size_t entry = 0; entry < ENTRIES<Dim>; ++entry) {

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <numbers>
 #include <set>
 #include <stdexcept>
@@ -391,6 +392,24 @@ TEST(SeparateFibers, RefuseOptionsOutOfRange) {
     options.places = SFiberBundles{0.2, 5.0};
     EXPECT_THAT(message_of(options),
                 testing::HasSubstr("the bundle radius is 5, but must be at least twice"));
+    options.sizePx = CSize(64, 48, 32);
+    options.places = SFiberBundles{0.2, 129.0};
+    EXPECT_THAT(message_of(options), testing::HasSubstr("at most twice the largest extent, 128."));
+    options = {};
+    options.sizePx = CSize(64, 48, 32);
+    options.spacing = {1.0, 1.0, 4.0};
+    for (const double blur : {-1.0, 128.5, 1e300, std::numeric_limits<double>::quiet_NaN()}) {
+        options.blurSigma = blur;
+        EXPECT_THAT(message_of(options),
+                    testing::ContainsRegex("the blur is .*, but must be 0 or more and at most the largest "
+                                           "extent, 128\\."))
+            << blur;
+    }
+    options.blurSigma = 0.0;
+    options.waveAmplitude = 1e9;
+    options.waveLength = 10.0;
+    EXPECT_THAT(message_of(options), testing::HasSubstr("the wave's amplitude is 1e+09, but must be 0 or "
+                                                        "more and at most the largest extent, 128."));
     options = {};
     options.sizePx = CSize(64, 64);
     options.places = SFiberLayers{};
