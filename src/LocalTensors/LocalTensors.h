@@ -81,8 +81,8 @@ class CLocalTensors {
     /// The matrices of the foreground pixels of a row of a prepared slice, and how sure their axes are; may be
     /// called by several threads at a time. Matrices are NaN where there is nothing to see a direction by.
     /// @param foreground one byte per pixel, not 0 for foreground. @param rows one per entry xx, xy[, xz], yy[, yz,
-    /// zz]; receive the foreground's, packed (EPlaces), and have PACKING_ROOM behind the row. @param confidence in [0, 1]; 0 in the background and where there is no
-    /// direction.
+    /// zz]; receive the foreground's, packed (EPlaces), and have PACKING_ROOM behind the row. @param confidence in
+    /// [0, 1]; 0 in the background and where there is no direction.
     void FindMatrices(long long z, std::size_t y, const unsigned char* foreground,
                       const std::array<float*, ENTRIES>& rows, float* confidence,
                       CLocalWorkspace<Dim>& workspace) const;
